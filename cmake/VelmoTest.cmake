@@ -1,0 +1,26 @@
+# velmo_test(<name> [USES <libraries>] [SOURCES <more files>] [TIMEOUT <seconds>] [SERIAL])
+# A Qt Test class tst_<name>.cpp in the current folder as one program and one CTest test of the same name.
+function(velmo_test name)
+    cmake_parse_arguments(test "SERIAL" "TIMEOUT" "USES;SOURCES" ${ARGN})
+    if(NOT test_TIMEOUT)
+        set(test_TIMEOUT 120)
+    endif()
+    add_executable(tst_${name} tst_${name}.cpp ${test_SOURCES})
+    target_link_libraries(tst_${name} PRIVATE velmo_test_support velmo_resources Qt6::Test ${test_USES})
+    add_test(NAME tst_${name} COMMAND tst_${name})
+    set_tests_properties(tst_${name} PROPERTIES
+        TIMEOUT ${test_TIMEOUT}
+        ENVIRONMENT "${VELMO_TEST_ENVIRONMENT}")
+    if(test_SERIAL)
+        set_tests_properties(tst_${name} PROPERTIES RUN_SERIAL ON)
+    endif()
+endfunction()
+
+set(VELMO_TEST_ENVIRONMENT
+    "QT_QPA_PLATFORM=offscreen"
+    "LC_ALL=C.UTF-8"
+    "no_proxy=*"
+    "ASAN_OPTIONS=detect_leaks=1:abort_on_error=0"
+    "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
+    "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:halt_on_error=1"
+    "UBSAN_OPTIONS=print_stacktrace=1")

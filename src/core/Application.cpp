@@ -1,0 +1,79 @@
+#include "core/Application.h"
+
+#include "core/Autostart.h"
+#include "core/ConfigManager.h"
+#include "core/Logging.h"
+#include "core/Paths.h"
+#include "data/GameProfile.h"
+#include "game/GameManager.h"
+#include "net/AccountManager.h"
+#include "net/ApiClient.h"
+
+#include <QIcon>
+#include <QNetworkAccessManager>
+#include <QSslSocket>
+#include <QSysInfo>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo {
+
+namespace {
+
+void logBanner()
+{
+    qCInfo(lcApp) << "Velmo Games Launcher" << QCoreApplication::applicationVersion() << "starting";
+    qCInfo(lcApp) << "Host:" << QSysInfo::prettyProductName() << QSysInfo::currentCpuArchitecture();
+    qCInfo(lcApp) << "Qt:" << qVersion() << "TLS:" << (QSslSocket::supportsSsl() ? "available" : "unavailable");
+    qCInfo(lcApp) << "Data directory:" << dataDirectory();
+}
+
+} // namespace
+
+Application::Application(int &argc, char **argv)
+    : QApplication(argc, argv)
+{
+    setApplicationName(u"VelmoLauncher"_s);
+    setOrganizationName(u"Velmo Games"_s);
+    setOrganizationDomain(u"velmogames.example"_s);
+    setApplicationVersion(QStringLiteral(VELMO_VERSION));
+    setWindowIcon(QIcon(u":/icons/velmo-mark.png"_s));
+    setQuitOnLastWindowClosed(true);
+}
+
+Application::~Application()
+{
+    if (api) {
+        api->cancelAll();
+    }
+    game.reset();
+    account.reset();
+    api.reset();
+    network.reset();
+    if (config) {
+        config->save();
+        config.reset();
+    }
+    qCInfo(lcApp) << "Launcher stopped";
+    shutdownLogging();
+}
+
+bool Application::start()
+{
+    ensureDirectory(dataDirectory());
+    initLogging();
+    logBanner();
+    config = std::make_unique<ConfigManager>();
+    config->load();
+    network = std::make_unique<QNetworkAccessManager>();
+    api = std::make_unique<ApiClient>();
+    account = std::make_unique<AccountManager>(api.get());
+    game = std::make_unique<GameManager>(config.get(), api.get(), network.get());
+    refreshAutostartPath();
+    account->start();
+    game->start();
+    qCInfo(lcApp) << "Launcher ready. Game profile:" << gameProfile().title;
+    return true;
+}
+
+} // namespace velmo

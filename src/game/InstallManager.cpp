@@ -1,0 +1,174 @@
+#include "game/InstallManager.h"
+
+#include "core/Logging.h"
+#include "data/GameProfile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
+#include <QSet>
+#include <QStorageInfo>
+
+#include <limits>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo {
+
+namespace {
+
+constexpr double spaceMargin = 1.15;
+
+bool refuse(QString *error, const QString &reason)
+{
+    if (error) {
+        *error = reason;
+    }
+    return false;
+}
+
+} // namespace
+
+InstallManager::InstallManager(QObject *parent)
+    : QObject(parent)
+{
+}
+
+void InstallManager::setInstallRoot(const QString &path)
+{
+    root_ = QDir::cleanPath(path);
+}
+
+QString InstallManager::metadataDir() const
+{
+    return QDir(root_).filePath(u".velmo"_s);
+}
+
+bool InstallManager::prepare(QString *error)
+{
+    if (root_.isEmpty()) {
+        return refuse(error, u"No installation folder has been chosen yet."_s);
+    }
+    if (!QDir().mkpath(metadataDir())) {
+        qCWarning(lcGame) << "mkpath failed for" << metadataDir();
+        return refuse(error, u"The launcher could not create the installation folder. Choose a different location, or "
+                             "run the launcher from a folder you can write to."_s);
+    }
+    QFile probe(QDir(metadataDir()).filePath(u"write-test.tmp"_s));
+    if (!probe.open(QIODevice::WriteOnly)) {
+        qCWarning(lcGame) << "Write probe failed at" << probe.fileName() << probe.errorString();
+        return refuse(error, u"The launcher does not have permission to write to the installation folder."_s);
+    }
+    probe.write("velmo");
+    probe.close();
+    probe.remove();
+    return true;
+}
+
+qint64 InstallManager::availableBytes() const
+{
+    if (root_.isEmpty()) {
+        return -1;
+    }
+    QDir directory(root_);
+    while (!directory.exists() && directory.cdUp()) {
+    }
+    const QStorageInfo storage(directory);
+    return storage.isValid() ? storage.bytesAvailable() : -1;
+}
+
+qint64 InstallManager::requiredBytes(const QList<ManifestFile> &files)
+{
+    const double required = static_cast<double>(totalSize(files)) * spaceMargin;
+    constexpr qint64 largest = std::numeric_limits<qint64>::max();
+    return required < static_cast<double>(largest) ? static_cast<qint64>(required) : largest;
+}
+
+QString InstallManager::executablePath() const
+{
+    if (root_.isEmpty()) {
+        return {};
+    }
+    const Manifest installed = loadInstalledManifest();
+    const bool named = installed.valid && !installed.executable.isEmpty();
+    const QString relative = named ? installed.executable : gameProfile().executable;
+    return relative.isEmpty() ? QString() : QDir::cleanPath(QDir(root_).filePath(relative));
+}
+
+bool InstallManager::hasInstalledManifest() const
+{
+    return !root_.isEmpty() && QFile::exists(installedManifestPath());
+}
+
+Manifest InstallManager::loadInstalledManifest() const
+{
+    if (root_.isEmpty()) {
+        return {};
+    }
+    QFile file(installedManifestPath());
+    if (!file.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    QJsonParseError parseError;
+    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
+    if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
+        qCWarning(lcGame) << "Installed manifest is unreadable:" << parseError.errorString();
+        return {};
+    }
+    QString error;
+    const Manifest manifest = Manifest::fromJson(document.object(), &error);
+    if (!manifest.valid) {
+        qCWarning(lcGame) << "Installed manifest rejected:" << error;
+    }
+    return manifest;
+}
+
+bool InstallManager::commitInstalledManifest(const Manifest &manifest)
+{
+    if (root_.isEmpty() || !manifest.valid) {
+        return false;
+    }
+    QDir().mkpath(metadataDir());
+    QSaveFile file(installedManifestPath());
+    if (!file.open(QIODevice::WriteOnly)) {
+        qCWarning(lcGame) << "Could not record the installed manifest:" << file.errorString();
+        return false;
+    }
+    file.write(QJsonDocument(manifest.toJson()).toJson());
+    if (!file.commit()) {
+        qCWarning(lcGame) << "Could not commit the installed manifest:" << file.errorString();
+        return false;
+    }
+    qCInfo(lcGame) << "Recorded installed build" << manifest.version << "(" << manifest.build << ")";
+    return true;
+}
+
+int InstallManager::removeStaleFiles(const Manifest &previous, const Manifest &next)
+{
+    if (root_.isEmpty()) {
+        return 0;
+    }
+    QSet<QString> kept;
+    kept.reserve(next.files.size());
+    for (const ManifestFile &file : next.files) {
+        kept.insert(file.path);
+    }
+    int removed = 0;
+    const QDir root(root_);
+    for (const ManifestFile &file : previous.files) {
+        if (!kept.contains(file.path) && QFile::remove(root.filePath(file.path))) {
+            ++removed;
+            qCInfo(lcGame) << "Removed file no longer in the build:" << file.path;
+        }
+    }
+    return removed;
+}
+
+QString InstallManager::installedManifestPath() const
+{
+    return QDir(metadataDir()).filePath(u"installed.json"_s);
+}
+
+} // namespace velmo

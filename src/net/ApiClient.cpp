@@ -1,0 +1,217 @@
+#include "net/ApiClient.h"
+
+#include "core/Logging.h"
+#include "net/UserAgent.h"
+
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QSslSocket>
+#include <QTimer>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo {
+
+namespace {
+
+constexpr int requestTimeoutMs = 10000;
+
+struct Wording {
+    bool offline;
+    QStringView message;
+};
+
+constexpr Wording unreachable{true,
+                              u"Unable to connect to the Velmo Games servers. Check your internet connection and try "
+                              "again."};
+constexpr Wording insecure{false,
+                           u"The secure connection to the Velmo Games servers could not be verified. This can be "
+                           "caused by antivirus software or a proxy inspecting traffic."};
+constexpr Wording blockedByProxy{
+    true, u"The connection was blocked by a proxy server. Check your network settings and try again."};
+constexpr Wording denied{false, u"Access to this Velmo Games service was denied."};
+constexpr Wording notFound{
+    false, u"The requested Velmo Games service could not be found. The launcher may need updating."};
+constexpr Wording serverTrouble{
+    false, u"The Velmo Games servers are not responding correctly right now. Please try again shortly."};
+constexpr Wording rejected{false, u"The Velmo Games servers rejected the request."};
+constexpr Wording outOfReach{true, u"Unable to reach the Velmo Games servers."};
+
+constexpr std::array<std::pair<QNetworkReply::NetworkError, const Wording *>, 16> wordingByError = {{
+    {QNetworkReply::ConnectionRefusedError, &unreachable},
+    {QNetworkReply::RemoteHostClosedError, &unreachable},
+    {QNetworkReply::HostNotFoundError, &unreachable},
+    {QNetworkReply::TimeoutError, &unreachable},
+    {QNetworkReply::TemporaryNetworkFailureError, &unreachable},
+    {QNetworkReply::NetworkSessionFailedError, &unreachable},
+    {QNetworkReply::UnknownNetworkError, &unreachable},
+    {QNetworkReply::SslHandshakeFailedError, &insecure},
+    {QNetworkReply::ProxyConnectionRefusedError, &blockedByProxy},
+    {QNetworkReply::ProxyConnectionClosedError, &blockedByProxy},
+    {QNetworkReply::ProxyNotFoundError, &blockedByProxy},
+    {QNetworkReply::ProxyTimeoutError, &blockedByProxy},
+    {QNetworkReply::ProxyAuthenticationRequiredError, &blockedByProxy},
+    {QNetworkReply::ContentAccessDenied, &denied},
+    {QNetworkReply::AuthenticationRequiredError, &denied},
+    {QNetworkReply::ContentNotFoundError, &notFound},
+}};
+
+const Wording &wordingFor(QNetworkReply::NetworkError error, int httpStatus)
+{
+    const auto row = std::find_if(wordingByError.begin(), wordingByError.end(),
+                                  [error](const auto &candidate) { return candidate.first == error; });
+    if (row != wordingByError.end()) {
+        return *row->second;
+    }
+    if (httpStatus >= 500) {
+        return serverTrouble;
+    }
+    return httpStatus >= 400 ? rejected : outOfReach;
+}
+
+ApiResult decodeFailure(const QNetworkReply &reply, const QByteArray &body, int httpStatus)
+{
+    const Wording &wording = wordingFor(reply.error(), httpStatus);
+    ApiResult result;
+    result.httpStatus = httpStatus;
+    result.offline = wording.offline;
+    result.message = wording.message.toString();
+    result.detail = u"%1 (Qt error %2, HTTP %3) for %4"_s.arg(
+        reply.errorString(), QString::number(reply.error()), QString::number(httpStatus),
+        reply.request().url().toString());
+    result.data = QJsonDocument::fromJson(body).object();
+    return result;
+}
+
+ApiResult decode(const QNetworkReply &reply, const QByteArray &body)
+{
+    const int httpStatus = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (reply.error() != QNetworkReply::NoError) {
+        return decodeFailure(reply, body, httpStatus);
+    }
+    ApiResult result;
+    result.httpStatus = httpStatus;
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    result.ok = document.isObject();
+    if (result.ok) {
+        result.data = document.object();
+    } else {
+        result.message = u"The Velmo Games servers returned an unexpected response."_s;
+        result.detail =
+            u"JSON parse failed at offset %1: %2"_s.arg(QString::number(error.offset), error.errorString());
+    }
+    return result;
+}
+
+} // namespace
+
+ApiClient::ApiClient(QObject *parent)
+    : QObject(parent)
+    , network(new QNetworkAccessManager(this))
+    , timeoutMs(requestTimeoutMs)
+{
+    network->setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy);
+    if (!QSslSocket::supportsSsl()) {
+        qCWarning(lcNet) << "TLS support is unavailable in this build; online features will fail."
+                         << "Built against" << QSslSocket::sslLibraryBuildVersionString();
+    }
+}
+
+ApiClient::~ApiClient()
+{
+    cancelAll();
+}
+
+void ApiClient::getJson(const QString &url, Callback callback)
+{
+    if (refuse(url, callback)) {
+        return;
+    }
+    const QNetworkRequest request = buildRequest(url);
+    qCInfo(lcNet) << "GET" << url;
+    track(network->get(request), true, std::move(callback));
+}
+
+void ApiClient::postJson(const QString &url, const QJsonObject &body, Callback callback)
+{
+    if (refuse(url, callback)) {
+        return;
+    }
+    QNetworkRequest request = buildRequest(url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
+    const QByteArray bytes = QJsonDocument(body).toJson(QJsonDocument::Compact);
+    qCInfo(lcNet) << "POST" << url << bytes.size() << "bytes";
+    track(network->post(request, bytes), false, std::move(callback));
+}
+
+void ApiClient::cancelAll()
+{
+    // Each abort runs its callback at once, which may start a request that is no longer ours to cancel.
+    const QList<QPointer<QNetworkReply>> inFlight = std::exchange(pending, {});
+    for (const QPointer<QNetworkReply> &reply : inFlight) {
+        if (reply) {
+            reply->abort();
+        }
+    }
+}
+
+/// Whether \a url may not be contacted; the callback is then answered from the event loop.
+bool ApiClient::refuse(const QString &url, const Callback &callback)
+{
+    ApiResult result;
+    if (url.isEmpty()) {
+        result.message = u"No Velmo Games service address is configured for this build."_s;
+        result.detail = u"Empty endpoint in the game profile."_s;
+        result.offline = true;
+    } else {
+        const QUrl parsed(url);
+        if (parsed.isValid() && parsed.scheme().compare("https"_L1, Qt::CaseInsensitive) == 0) {
+            return false;
+        }
+        result.message = u"The launcher refused to contact an insecure service address."_s;
+        result.detail = u"Rejected non-HTTPS or malformed URL: %1"_s.arg(url);
+        qCWarning(lcNet) << result.detail;
+    }
+    QTimer::singleShot(0, this, [callback, result] { callback(result); });
+    return true;
+}
+
+QNetworkRequest ApiClient::buildRequest(const QString &url) const
+{
+    QNetworkRequest request{QUrl(url)};
+    request.setHeader(QNetworkRequest::UserAgentHeader, userAgent());
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    request.setTransferTimeout(timeoutMs);
+    return request;
+}
+
+void ApiClient::track(QNetworkReply *reply, bool logSuccess, Callback callback)
+{
+    pending.append(reply);
+    connect(reply, &QNetworkReply::finished, this, [this, reply, logSuccess, callback = std::move(callback)] {
+        finish(reply, logSuccess, callback);
+    });
+}
+
+void ApiClient::finish(QNetworkReply *reply, bool logSuccess, const Callback &callback)
+{
+    const QByteArray body = reply->readAll();
+    const ApiResult result = decode(*reply, body);
+    if (!result.ok) {
+        qCWarning(lcNet) << "Request failed:" << result.detail;
+    } else if (logSuccess) {
+        qCInfo(lcNet) << "OK" << reply->request().url().toString() << body.size() << "bytes";
+    }
+    pending.removeAll(reply);
+    reply->deleteLater();
+    callback(result);
+}
+
+} // namespace velmo

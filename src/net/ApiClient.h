@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+
+#include <functional>
+
+class QNetworkAccessManager;
+class QNetworkReply;
+class QNetworkRequest;
+
+namespace velmo {
+
+/// The outcome of one JSON request.
+struct ApiResult {
+    bool ok = false;      ///< the transfer succeeded and the body was a JSON object
+    QJsonObject data;     ///< that object; on an HTTP error the error body, if it is one
+    QString message;      ///< a sentence for the user
+    QString detail;       ///< technical text for the log and for details views
+    bool offline = false; ///< the network or the server could not be reached at all
+    int httpStatus = 0;   ///< 0 when there was no reply
+};
+
+/// Speaks JSON over HTTPS with the studio's services, and turns every failure into one fixed wording. Retries nothing.
+/// Main thread only.
+class ApiClient : public QObject {
+    Q_OBJECT
+
+public:
+    using Callback = std::function<void(const ApiResult &)>;
+
+    explicit ApiClient(QObject *parent = nullptr);
+    ~ApiClient() override;
+
+    /// One GET. The callback runs exactly once, on the main thread, after this call has returned; a refused address
+    /// and a cancelled request are failures like any other.
+    void getJson(const QString &url, Callback callback);
+    /// One POST of \a body; the callback as for getJson.
+    void postJson(const QString &url, const QJsonObject &body, Callback callback);
+    /// Aborts everything in flight.
+    void cancelAll();
+
+private:
+    bool refuse(const QString &url, const Callback &callback);
+    QNetworkRequest buildRequest(const QString &url) const;
+    void track(QNetworkReply *reply, bool logSuccess, Callback callback);
+    void finish(QNetworkReply *reply, bool logSuccess, const Callback &callback);
+
+    QNetworkAccessManager *network;
+    QList<QPointer<QNetworkReply>> pending;
+    int timeoutMs; ///< without transfer progress, of every request
+};
+
+} // namespace velmo
