@@ -24,7 +24,7 @@ struct Fault {
         LengthOffset,  ///< announces a Content-Length that is `bytes` more (or, negative, less) than what is sent,
                        ///< and closes the connection after the body
         WrongRange,    ///< answers 206 to a Range request, with bytes from offset 0 instead
-        PartialAlways, ///< answers 416 to every Range request
+        RangeRefused,  ///< answers 416 to every Range request
     };
 
     Kind kind = Status;
