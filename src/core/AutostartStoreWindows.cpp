@@ -20,10 +20,7 @@ class RunKeyStore : public AutostartStore {
 public:
     bool supported() const override { return true; }
 
-    QString read() const override
-    {
-        return QSettings(runKey, QSettings::NativeFormat).value(valueName).toString();
-    }
+    QString read() const override { return QSettings(runKey, QSettings::NativeFormat).value(valueName).toString(); }
 
     QSettings::Status write(const QString &command) override
     {

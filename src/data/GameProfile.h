@@ -24,7 +24,7 @@ struct GameProfile {
     QString description;
     QString developmentStage;
     QString installFolderName = QStringLiteral("Harrowfen"); ///< below the games root
-    QString executable; ///< the game's program, relative to the install root, with forward slashes
+    QString executable;              ///< the game's program, relative to the install root, with forward slashes
     qint64 estimatedInstallSize = 0; ///< bytes; 0 means unknown
     QList<GameChannel> channels;     ///< in the order of the branch selector
     QString defaultChannel = QStringLiteral("release");

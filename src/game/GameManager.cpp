@@ -87,7 +87,6 @@ QString GameManager::stateLabel(GameState state)
     return {};
 }
 
-
 void GameManager::primaryAction()
 {
     switch (state_) {
@@ -241,8 +240,7 @@ void GameManager::refreshState()
     installed_ = install_->loadInstalledManifest();
     if (!install_->hasInstalledManifest()) {
         const qint64 size = latest_.valid ? latest_.totalSize() : gameProfile().estimatedInstallSize;
-        setState(GameState::NotInstalled,
-                 size >= 1 ? u"%1 required"_s.arg(formatBytes(size)) : u"Not installed"_s);
+        setState(GameState::NotInstalled, size >= 1 ? u"%1 required"_s.arg(formatBytes(size)) : u"Not installed"_s);
         return;
     }
     if (!pending_.isEmpty()) {
@@ -310,9 +308,8 @@ bool GameManager::hasEnoughDiskSpace(const QList<ManifestFile> &files)
         u"There is not enough free space to install %1.\n\n%2 is required and %3 is available on that drive."_s.arg(
             gameProfile().title, formatBytes(required), formatBytes(available));
     setState(GameState::Error, u"Not enough disk space"_s);
-    emit errorOccurred(message, u"Required %1 bytes, available %2 bytes at %3"_s.arg(QString::number(required),
-                                                                                    QString::number(available),
-                                                                                    install_->installRoot()));
+    emit errorOccurred(message, u"Required %1 bytes, available %2 bytes at %3"_s.arg(
+                                    QString::number(required), QString::number(available), install_->installRoot()));
     return false;
 }
 
@@ -382,8 +379,7 @@ void GameManager::launchGame()
         return;
     }
     setState(GameState::Launching, u"Starting %1"_s.arg(gameProfile().title));
-    const QStringList args =
-        QProcess::splitCommand(config_->stringValue(u"game.launchArguments"_s, QString()));
+    const QStringList args = QProcess::splitCommand(config_->stringValue(u"game.launchArguments"_s, QString()));
     if (!process_) {
         createProcess(QFileInfo(exe).absolutePath());
     }

@@ -33,8 +33,7 @@ bool refuse(QString *error, const QString &reason)
 
 InstallManager::InstallManager(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 void InstallManager::setInstallRoot(const QString &path)
 {

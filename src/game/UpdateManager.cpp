@@ -13,8 +13,7 @@ namespace velmo {
 UpdateManager::UpdateManager(ApiClient *api, QObject *parent)
     : QObject(parent)
     , api_(api)
-{
-}
+{}
 
 void UpdateManager::checkForUpdates(const Manifest &installed)
 {

@@ -39,8 +39,7 @@ public:
         , files_(std::move(files))
         , root_(root)
         , totalBytes_(totalBytes)
-    {
-    }
+    {}
 
     void run()
     {
@@ -138,8 +137,7 @@ QList<ManifestFile> VerificationResult::filesNeedingRepair() const
 
 VerificationManager::VerificationManager(QObject *parent)
     : QObject(parent)
-{
-}
+{}
 
 VerificationManager::~VerificationManager()
 {

@@ -36,8 +36,8 @@ constexpr Wording insecure{false,
 constexpr Wording blockedByProxy{
     true, u"The connection was blocked by a proxy server. Check your network settings and try again."};
 constexpr Wording denied{false, u"Access to this Velmo Games service was denied."};
-constexpr Wording notFound{
-    false, u"The requested Velmo Games service could not be found. The launcher may need updating."};
+constexpr Wording notFound{false,
+                           u"The requested Velmo Games service could not be found. The launcher may need updating."};
 constexpr Wording serverTrouble{
     false, u"The Velmo Games servers are not responding correctly right now. Please try again shortly."};
 constexpr Wording rejected{false, u"The Velmo Games servers rejected the request."};
@@ -82,9 +82,9 @@ ApiResult decodeFailure(const QNetworkReply &reply, const QByteArray &body, int 
     result.httpStatus = httpStatus;
     result.offline = wording.offline;
     result.message = wording.message.toString();
-    result.detail = u"%1 (Qt error %2, HTTP %3) for %4"_s.arg(
-        reply.errorString(), QString::number(reply.error()), QString::number(httpStatus),
-        reply.request().url().toString());
+    result.detail =
+        u"%1 (Qt error %2, HTTP %3) for %4"_s.arg(reply.errorString(), QString::number(reply.error()),
+                                                  QString::number(httpStatus), reply.request().url().toString());
     result.data = QJsonDocument::fromJson(body).object();
     return result;
 }
@@ -104,8 +104,7 @@ ApiResult decode(const QNetworkReply &reply, const QByteArray &body)
         result.data = document.object();
     } else {
         result.message = u"The Velmo Games servers returned an unexpected response."_s;
-        result.detail =
-            u"JSON parse failed at offset %1: %2"_s.arg(QString::number(error.offset), error.errorString());
+        result.detail = u"JSON parse failed at offset %1: %2"_s.arg(QString::number(error.offset), error.errorString());
     }
     return result;
 }
@@ -195,9 +194,8 @@ QNetworkRequest ApiClient::buildRequest(const QString &url) const
 void ApiClient::track(QNetworkReply *reply, bool logSuccess, Callback callback)
 {
     pending.append(reply);
-    connect(reply, &QNetworkReply::finished, this, [this, reply, logSuccess, callback = std::move(callback)] {
-        finish(reply, logSuccess, callback);
-    });
+    connect(reply, &QNetworkReply::finished, this,
+            [this, reply, logSuccess, callback = std::move(callback)] { finish(reply, logSuccess, callback); });
 }
 
 void ApiClient::finish(QNetworkReply *reply, bool logSuccess, const Callback &callback)

@@ -55,8 +55,7 @@ bool isRetryable(int httpStatus)
 DownloadClient::DownloadClient(QNetworkAccessManager *network, QObject *parent)
     : QObject(parent)
     , network(network)
-{
-}
+{}
 
 DownloadClient::~DownloadClient()
 {
@@ -208,7 +207,7 @@ void DownloadClient::finalize()
     if (expectedSize > 0 && actualSize != expectedSize) {
         fail(u"A game file downloaded incompletely. The launcher will try again."_s,
              u"Size mismatch for %1: expected %2 bytes, have %3"_s.arg(destination, QString::number(expectedSize),
-                                                                      QString::number(actualSize)),
+                                                                       QString::number(actualSize)),
              true);
         return;
     }
@@ -219,8 +218,8 @@ void DownloadClient::finalize()
         return;
     }
     if (computed.isNull()) {
-        fail(u"A downloaded game file could not be read back for verification."_s,
-             u"Failed to hash %1"_s.arg(partPath), true);
+        fail(u"A downloaded game file could not be read back for verification."_s, u"Failed to hash %1"_s.arg(partPath),
+             true);
         return;
     }
     if (computed != expectedSha256) {

@@ -23,7 +23,7 @@ void trustTestAuthority();
 
 /// The main function of a test program: redirected folders, an application of type \a App with the launcher's name and
 /// version, then the test.
-template <typename Test, typename App = QCoreApplication>
+template<typename Test, typename App = QCoreApplication>
 int runTest(int argc, char **argv)
 {
     const TestEnvironment environment;

@@ -1,0 +1,393 @@
+#include "Demo.h"
+
+#include "BuildFolder.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+
+#include <cstdio>
+#include <utility>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::demo {
+
+namespace {
+
+constexpr int stepTimeoutMs = 20 * 60 * 1000; // a real game may be large
+constexpr int playTimeoutMs = 20 * 1000;      // a real game may not end by itself
+constexpr qint64 lineBytesPerSecond = 40'000'000;
+
+constexpr int firstBuild = 100;
+constexpr int updateBuild = 110;
+constexpr int betaBuild = 120;
+
+const QString firstVersion = u"1.0.0"_s;
+const QString updateVersion = u"1.1.0"_s;
+const QString betaVersion = u"1.2.0-beta"_s;
+
+void say(const QString &text)
+{
+    std::fputs((text + u'\n').toLocal8Bit().constData(), stdout);
+    std::fflush(stdout);
+}
+
+bool complain(const QString &text)
+{
+    say(u"   !! "_s + text);
+    return false;
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool sameContent(const QString &a, const QString &b)
+{
+    constexpr qint64 blockBytes = 1024 * 1024;
+    QFile left(a);
+    QFile right(b);
+    if (!left.open(QIODevice::ReadOnly) || !right.open(QIODevice::ReadOnly) || left.size() != right.size()) {
+        return false;
+    }
+    while (!left.atEnd()) {
+        if (left.read(blockBytes) != right.read(blockBytes)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool flipLastByte(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite) || file.size() < 1 || !file.seek(file.size() - 1)) {
+        return false;
+    }
+    const char flipped = static_cast<char>(file.read(1).at(0) ^ 0x55);
+    return file.seek(file.size() - 1) && file.write(&flipped, 1) == 1;
+}
+
+bool isResting(GameState state)
+{
+    return state == GameState::NotInstalled || state == GameState::Installed || state == GameState::UpdateAvailable ||
+           state == GameState::Error;
+}
+
+} // namespace
+
+Demo::Demo(Options options)
+    : options_(std::move(options))
+{}
+
+bool Demo::run()
+{
+    const std::pair<QString, bool (Demo::*)()> story[] = {
+        {u"Make the builds"_s, &Demo::makeBuilds},
+        {u"Publish build 1.0.0 on the release branch"_s, &Demo::publishFirstBuild},
+        {u"Serve the content tree over TLS on loopback"_s, &Demo::serve},
+        {u"Start the launcher for the first time"_s, &Demo::firstStart},
+        {u"Install the game"_s, &Demo::install},
+        {u"Play"_s, &Demo::play},
+        {u"Publish build 1.1.0, and 1.2.0-beta on the beta branch"_s, &Demo::publishUpdate},
+        {u"Close the launcher and start it again"_s, &Demo::restart},
+        {u"Update"_s, &Demo::update},
+        {u"Damage two files and delete one"_s, &Demo::damage},
+        {u"Verify and repair"_s, &Demo::repair},
+        {u"Verify once more"_s, &Demo::verifyAgain},
+        {u"Switch to the beta branch"_s, &Demo::switchToBeta},
+        {u"Switch back"_s, &Demo::switchBack},
+    };
+    int number = 0;
+    for (const auto &[title, step] : story) {
+        say(u"\n%1. %2"_s.arg(QString::number(++number), title));
+        if (!(this->*step)()) {
+            return complain(u"Step %1 did not end where it should."_s.arg(number));
+        }
+    }
+    launcher_.reset();
+    say(u"\nEvery step ended where it should."_s);
+    return true;
+}
+
+bool Demo::makeBuilds()
+{
+    QDir(options_.work).removeRecursively();
+    const QString first = buildFolder(firstVersion);
+    const QString ownProgram = QStringLiteral(VELMO_DEMO_GAME);
+    if (options_.game.isEmpty()) {
+        if (!generateGame(first, ownProgram)) {
+            return complain(u"The game could not be generated in "_s + first);
+        }
+    } else if (!copyFolder(options_.game, first)) {
+        return complain(u"The folder %1 could not be copied."_s.arg(options_.game));
+    }
+    if (options_.program.isEmpty()) {
+        options_.program = QFileInfo(ownProgram).fileName();
+        const QString target = QDir(first).filePath(options_.program);
+        if (!QFile::exists(target) && !QFile::copy(ownProgram, target)) {
+            return complain(u"The program could not be put at "_s + target);
+        }
+    }
+    for (const auto &[from, to] : {std::pair(firstVersion, updateVersion), std::pair(updateVersion, betaVersion)}) {
+        const bool copied = copyFolder(buildFolder(from), buildFolder(to));
+        const QStringList changes = copied ? makeNextBuild(buildFolder(to), options_.program, to) : QStringList();
+        if (changes.isEmpty()) {
+            return complain(u"Build %1 could not be made; a game needs five files or more."_s.arg(to));
+        }
+        say(u"      %1: %2"_s.arg(to, changes.join(u", "_s)));
+    }
+    return true;
+}
+
+bool Demo::publishFirstBuild()
+{
+    return publish(buildFolder(firstVersion), u"release"_s, firstVersion, firstBuild);
+}
+
+bool Demo::serve()
+{
+    studio::StudioServer::Options server;
+    server.root = QDir(options_.work).filePath(u"tree"_s);
+    server.certificateChain = contentOf(u":/certificates/server-chain.pem"_s);
+    server.privateKey = contentOf(u":/certificates/server.key"_s);
+    server.bytesPerSecond = lineBytesPerSecond;
+    QString error;
+    if (!studio_.start(server, &error)) {
+        return complain(error);
+    }
+    studio_.setDocument(u"/api/v1/news"_s, contentOf(u":/data/news.json"_s));
+    studio_.setDocument(u"/api/v1/status"_s, R"({"status":"online"})");
+    say(u"      "_s + studio_.url(u"/"_s).toString());
+
+    QSslConfiguration trust = QSslConfiguration::defaultConfiguration();
+    trust.addCaCertificate(QSslCertificate(contentOf(u":/certificates/authority.pem"_s), QSsl::Pem));
+    QSslConfiguration::setDefaultConfiguration(trust);
+    return writeProfile();
+}
+
+bool Demo::firstStart()
+{
+    return startLauncher(GameState::NotInstalled) &&
+           (launcher_->game().detail().endsWith(u" required"_s) || complain(u"The size to install is not shown."_s));
+}
+
+bool Demo::install()
+{
+    return installPending(firstVersion) && installedFilesAreThoseOf(buildFolder(firstVersion));
+}
+
+bool Demo::play()
+{
+    GameManager &game = launcher_->game();
+    launcher_->config().setValue(u"game.launchArguments"_s, options_.arguments);
+    const auto ended = [&game] { return game.state() != GameState::Launching && game.state() != GameState::Running; };
+    const bool endedByItself = launcher_->run([&game] { game.primaryAction(); }, ended, playTimeoutMs);
+    if (!endedByItself) {
+        say(u"      the game does not end by itself; closing it"_s);
+        const QList<LauncherSession::Step> before = launcher_->passed();
+        const auto close = [&game] { game.findChild<QProcess *>()->terminate(); };
+        if (!launcher_->run(close, ended, playTimeoutMs)) {
+            return complain(u"The game did not end."_s);
+        }
+        return before.size() == 2 && before.at(1).state == GameState::Running && game.state() == GameState::Installed;
+    }
+    return passedExactly({GameState::Launching, GameState::Running, GameState::Installed});
+}
+
+bool Demo::publishUpdate()
+{
+    return publish(buildFolder(updateVersion), u"release"_s, updateVersion, updateBuild) &&
+           publish(buildFolder(betaVersion), u"beta"_s, betaVersion, betaBuild);
+}
+
+bool Demo::restart()
+{
+    launcher_.reset();
+    return startLauncher(GameState::UpdateAvailable);
+}
+
+bool Demo::update()
+{
+    return installPending(updateVersion) && installedFilesAreThoseOf(buildFolder(updateVersion));
+}
+
+bool Demo::damage()
+{
+    QStringList files = filesBelow(buildFolder(updateVersion));
+    files.removeAll(options_.program);
+    files.removeIf([this](const QString &path) { return QFileInfo(QDir(installFolder()).filePath(path)).size() < 2; });
+    if (files.size() < 3) {
+        return complain(u"The game has too few files to damage."_s);
+    }
+    const QDir installed(installFolder());
+    const QString flipped = installed.filePath(files.at(0));
+    const QString shortened = installed.filePath(files.at(1));
+    const QString deleted = installed.filePath(files.at(2));
+    QFile shorter(shortened);
+    if (!flipLastByte(flipped) || !shorter.resize(shorter.size() - 1) || !QFile::remove(deleted)) {
+        return complain(u"The files could not be damaged."_s);
+    }
+    say(u"      flipped a byte of %1\n      shortened %2\n      deleted %3"_s.arg(files.at(0), files.at(1),
+                                                                                  files.at(2)));
+    return true;
+}
+
+bool Demo::repair()
+{
+    const auto verify = [this] { launcher_->game().verifyFiles(); };
+    if (!settlesAt(verify, GameState::Installed) ||
+        !passedExactly({GameState::Verifying, GameState::Repairing, GameState::Downloading, GameState::Installing,
+                        GameState::Installed})) {
+        return false;
+    }
+    const VerificationResult &found = launcher_->verification();
+    if (found.missing.size() != 1 || found.corrupt.size() != 2) {
+        return complain(
+            u"%1 missing and %2 damaged files were found."_s.arg(found.missing.size()).arg(found.corrupt.size()));
+    }
+    return installedFilesAreThoseOf(buildFolder(updateVersion));
+}
+
+bool Demo::verifyAgain()
+{
+    const auto verify = [this] { launcher_->game().verifyFiles(); };
+    return settlesAt(verify, GameState::Installed) && passedExactly({GameState::Verifying, GameState::Installed}) &&
+           (launcher_->verification().filesNeedingRepair().isEmpty() || complain(u"Damage is left."_s));
+}
+
+bool Demo::switchToBeta()
+{
+    return selectChannel(u"beta"_s) && installPending(betaVersion) &&
+           installedFilesAreThoseOf(buildFolder(betaVersion));
+}
+
+bool Demo::switchBack()
+{
+    return selectChannel(u"release"_s) && installPending(updateVersion) &&
+           installedFilesAreThoseOf(buildFolder(updateVersion));
+}
+
+bool Demo::publish(const QString &folder, const QString &channel, const QString &version, int build)
+{
+    QProcess publisher;
+    publisher.setProcessChannelMode(QProcess::ForwardedChannels);
+    publisher.start(QStringLiteral(VELMO_PUBLISH_PROGRAM),
+                    {u"--source"_s, folder, u"--out"_s, QDir(options_.work).filePath(u"tree"_s), u"--channel"_s,
+                     channel, u"--version"_s, version, u"--build"_s, QString::number(build), u"--executable"_s,
+                     options_.program});
+    publisher.waitForFinished(-1);
+    return (publisher.exitStatus() == QProcess::NormalExit && publisher.exitCode() == 0) ||
+           complain(u"velmo-publish failed."_s);
+}
+
+/// The launcher finds the studio through a profile beside the program, as a tester's launcher would.
+bool Demo::writeProfile() const
+{
+    QJsonArray channels;
+    for (const QString &id : {u"release"_s, u"beta"_s}) {
+        const QString manifest = u"/harrowfen/%1/manifest.json"_s.arg(id);
+        channels.append(QJsonObject{{u"id"_s, id}, {u"name"_s, id}, {u"manifest"_s, studio_.url(manifest).toString()}});
+    }
+    const QJsonObject endpoints{{u"news"_s, studio_.url(u"/api/v1/news"_s).toString()},
+                                {u"status"_s, studio_.url(u"/api/v1/status"_s).toString()}};
+    const QJsonObject profile{
+        {u"executable"_s, options_.program}, {u"channels"_s, channels}, {u"endpoints"_s, endpoints}};
+    const QByteArray bytes = QJsonDocument(profile).toJson();
+    QFile file(QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s));
+    return (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size()) ||
+           complain(u"The profile could not be written to "_s + file.fileName());
+}
+
+bool Demo::startLauncher(GameState resting)
+{
+    launcher_ = std::make_unique<LauncherSession>();
+    launcher_->config().setValue(u"game.installPath"_s, installFolder());
+    const auto checked = [this] { return launcher_->serviceStatus() != ServiceStatus::Connecting; };
+    if (!launcher_->run([this] { launcher_->game().start(); }, checked, stepTimeoutMs) ||
+        launcher_->serviceStatus() != ServiceStatus::Online) {
+        return complain(u"The check for updates did not succeed."_s);
+    }
+    return launcher_->game().state() == resting;
+}
+
+bool Demo::installPending(const QString &version)
+{
+    const auto press = [this] { launcher_->game().primaryAction(); };
+    return settlesAt(press, GameState::Installed) &&
+           passedExactly({GameState::Downloading, GameState::Installing, GameState::Installed}) &&
+           (launcher_->game().installedVersion() == version || complain(u"Another version is installed."_s));
+}
+
+bool Demo::selectChannel(const QString &id)
+{
+    GameManager &game = launcher_->game();
+    const auto offered = [this, &game] {
+        return launcher_->serviceStatus() != ServiceStatus::Connecting && game.state() == GameState::UpdateAvailable;
+    };
+    return (launcher_->run([&game, id] { game.selectChannel(id); }, offered, stepTimeoutMs) &&
+            game.currentChannelId() == id) ||
+           complain(u"The branch's build was not offered."_s);
+}
+
+/// Runs \a action and waits for the state to leave rest and come back to it.
+bool Demo::settlesAt(const std::function<void()> &action, GameState resting)
+{
+    const auto settled = [this] {
+        return !launcher_->passed().isEmpty() && isResting(launcher_->passed().constLast().state);
+    };
+    if (!launcher_->run(action, settled, stepTimeoutMs)) {
+        return complain(u"The step did not come to rest."_s);
+    }
+    if (!launcher_->lastError().isEmpty() || launcher_->game().state() != resting) {
+        return complain(u"The state is "_s + GameManager::stateLabel(launcher_->game().state()));
+    }
+    return true;
+}
+
+bool Demo::passedExactly(const QList<GameState> &expected) const
+{
+    QList<GameState> passed;
+    for (const LauncherSession::Step &step : launcher_->passed()) {
+        passed.append(step.state);
+    }
+    return passed == expected || complain(u"Other states were passed than expected."_s);
+}
+
+bool Demo::installedFilesAreThoseOf(const QString &folder) const
+{
+    QStringList installed = filesBelow(installFolder());
+    installed.removeAll(u".velmo/installed.json"_s);
+    if (installed != filesBelow(folder)) {
+        return complain(u"The installed files are not those of "_s + folder);
+    }
+    for (const QString &path : std::as_const(installed)) {
+        if (!sameContent(QDir(installFolder()).filePath(path), QDir(folder).filePath(path))) {
+            return complain(u"Other content than published: "_s + path);
+        }
+    }
+    say(u"      %1 files, each the same as published"_s.arg(installed.size()));
+    return true;
+}
+
+QString Demo::buildFolder(const QString &version) const
+{
+    return QDir(options_.work).filePath(u"builds/"_s + version);
+}
+
+QString Demo::installFolder() const
+{
+    return QDir(options_.work).filePath(u"installed"_s);
+}
+
+} // namespace velmo::demo
