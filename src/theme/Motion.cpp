@@ -1,0 +1,64 @@
+#include "theme/Motion.h"
+
+#include "core/Logging.h"
+
+#include <QAbstractAnimation>
+#include <QVariantAnimation>
+
+namespace velmo::theme {
+
+namespace {
+
+bool enabledState = true;
+
+} // namespace
+
+Motion *Motion::instance()
+{
+    static Motion motion;
+    return &motion;
+}
+
+bool animationsEnabled()
+{
+    return enabledState;
+}
+
+void setAnimationsEnabled(bool enabled)
+{
+    if (enabled == enabledState) {
+        return;
+    }
+    enabledState = enabled;
+    qCInfo(lcUi) << "Interface animations" << (enabled ? "on" : "off");
+    emit Motion::instance()->animationsEnabledChanged(enabled);
+}
+
+void animate(QVariantAnimation *animation, double from, double to, int durationMs)
+{
+    if (!animation) {
+        return;
+    }
+    animation->stop();
+    animation->setDuration(animationsEnabled() ? durationMs : 0);
+    animation->setStartValue(from);
+    animation->setEndValue(to);
+    animation->start(QAbstractAnimation::KeepWhenStopped);
+}
+
+void setRunning(QAbstractAnimation *animation, bool run)
+{
+    if (!animation) {
+        return;
+    }
+    const bool running = animation->state() == QAbstractAnimation::Running;
+    if (!run || !animationsEnabled()) {
+        if (running) {
+            animation->stop();
+        }
+    } else if (!running) {
+        animation->start(QAbstractAnimation::KeepWhenStopped);
+    }
+}
+
+} // namespace velmo::theme
