@@ -8,6 +8,10 @@
 #include "game/GameManager.h"
 #include "net/AccountManager.h"
 #include "net/ApiClient.h"
+#include "shell/MainWindow.h"
+#include "theme/Motion.h"
+#include "theme/Theme.h"
+#include "widgets/Accessible.h"
 
 #include <QIcon>
 #include <QNetworkAccessManager>
@@ -46,6 +50,7 @@ Application::~Application()
     if (api) {
         api->cancelAll();
     }
+    window.reset();
     game.reset();
     account.reset();
     api.reset();
@@ -65,11 +70,16 @@ bool Application::start()
     logBanner();
     config = std::make_unique<ConfigManager>();
     config->load();
+    theme::Theme::apply();
+    theme::setAnimationsEnabled(config->boolValue(u"appearance.animations"_s, true));
+    installAccessibility();
     network = std::make_unique<QNetworkAccessManager>();
     api = std::make_unique<ApiClient>();
     account = std::make_unique<AccountManager>(api.get());
     game = std::make_unique<GameManager>(config.get(), api.get(), network.get());
     refreshAutostartPath();
+    window = std::make_unique<MainWindow>(config.get(), game.get());
+    window->show();
     account->start();
     game->start();
     qCInfo(lcApp) << "Launcher ready. Game profile:" << gameProfile().title;

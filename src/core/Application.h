@@ -12,6 +12,7 @@ class AccountManager;
 class ApiClient;
 class ConfigManager;
 class GameManager;
+class MainWindow;
 
 /// The process: owns every long-lived object, builds them in order and takes them down in order. Main thread only.
 class Application : public QApplication {
@@ -32,6 +33,7 @@ private:
     std::unique_ptr<ApiClient> api;
     std::unique_ptr<AccountManager> account;
     std::unique_ptr<GameManager> game;
+    std::unique_ptr<MainWindow> window;
 };
 
 } // namespace velmo

@@ -142,8 +142,7 @@ void GameManager::selectChannel(const QString &id)
     if (id == previous) {
         return;
     }
-    if (state_ == GameState::Downloading || state_ == GameState::Installing || state_ == GameState::Verifying ||
-        state_ == GameState::Repairing) {
+    if (isTransfer(state_)) {
         emit errorOccurred(u"Finish or cancel the current download before switching branch."_s,
                            u"Channel switch refused while in state %1"_s.arg(stateLabel(state_)));
         return;

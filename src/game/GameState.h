@@ -29,6 +29,13 @@ enum class ServiceStatus {
     Degraded,
 };
 
+/// Whether files are being fetched, written or checked in \a state.
+constexpr bool isTransfer(GameState state)
+{
+    return state == GameState::Downloading || state == GameState::Installing || state == GameState::Verifying ||
+           state == GameState::Repairing;
+}
+
 } // namespace velmo
 
 Q_DECLARE_METATYPE(velmo::GameState)

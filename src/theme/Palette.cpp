@@ -9,6 +9,12 @@ QString colorName(const QColor &color)
     return color.name(QColor::HexRgb);
 }
 
+QColor withAlpha(QColor base, double alpha)
+{
+    base.setAlphaF(static_cast<float>(alpha));
+    return base;
+}
+
 QColor mix(const QColor &from, const QColor &to, double t)
 {
     const auto blend = static_cast<float>(std::clamp(t, 0.0, 1.0));

@@ -32,6 +32,9 @@ inline constexpr QColor dangerHover{0xd7, 0x62, 0x59};
 /// "#rrggbb".
 QString colorName(const QColor &color);
 
+/// \a base at the opacity \a alpha, 0 to 1.
+QColor withAlpha(QColor base, double alpha);
+
 /// \a from blended towards \a to by \a t, which is held between 0 and 1; always opaque.
 QColor mix(const QColor &from, const QColor &to, double t);
 

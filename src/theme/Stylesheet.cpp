@@ -52,6 +52,11 @@ QString loadStylesheet()
     return expandTokens(QString::fromUtf8(file.readAll()));
 }
 
+QString colorRule(const QColor &labelColor)
+{
+    return u"color: %1;"_s.arg(colorName(labelColor));
+}
+
 QString expandTokens(QString text)
 {
     // Longest first, since one token begins another: "@panel" and "@panelRaised".

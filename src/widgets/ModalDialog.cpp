@@ -2,6 +2,7 @@
 
 #include "theme/Fonts.h"
 #include "theme/Palette.h"
+#include "theme/Stylesheet.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -45,11 +46,6 @@ const Look &lookOf(ModalDialog::Kind kind)
     return looks.at(static_cast<size_t>(kind));
 }
 
-QString colorRule(const QColor &labelColor)
-{
-    return u"color: %1;"_s.arg(theme::colorName(labelColor));
-}
-
 QPushButton *makeButton(const QString &text, const QString &role, QWidget *parent)
 {
     auto *button = new QPushButton(text, parent);
@@ -78,11 +74,11 @@ ModalDialog::ModalDialog(Kind kind, const QString &title, const QString &message
     // A feed's or a server's words are text, whatever they look like.
     titleLabel_->setTextFormat(Qt::PlainText);
     titleLabel_->setFont(theme::displayFont(15, QFont::DemiBold, 1.2));
-    titleLabel_->setStyleSheet(colorRule(color::text));
+    titleLabel_->setStyleSheet(theme::colorRule(color::text));
     messageLabel_->setTextFormat(Qt::PlainText);
     messageLabel_->setFont(theme::bodyFont(13, QFont::Normal));
     messageLabel_->setWordWrap(true);
-    messageLabel_->setStyleSheet(colorRule(color::textMuted));
+    messageLabel_->setStyleSheet(theme::colorRule(color::textMuted));
     detailsToggle_->setFlat(true);
     detailsToggle_->hide();
     connect(detailsToggle_, &QPushButton::clicked, this, &ModalDialog::toggleDetails);

@@ -32,12 +32,6 @@ constexpr int arrowSize = 20;
 constexpr int arrowReserve = 38; // right part that the caption leaves to the arrow
 constexpr int pressedDarkening = 112;
 
-QColor withAlpha(QColor base, double alpha)
-{
-    base.setAlphaF(static_cast<float>(alpha));
-    return base;
-}
-
 QFont captionFont()
 {
     return theme::displayFont(14, QFont::DemiBold, 0.0);
@@ -137,9 +131,9 @@ void PrimaryButton::paintBusy(QPainter &painter) const
     const int tail = head - third;
     painter.fillRect(0, height() - sweepHeight, width(), sweepHeight, color::border);
     QLinearGradient light(tail, 0, head, 0);
-    light.setColorAt(0.0, withAlpha(color::accent, 0.0));
+    light.setColorAt(0.0, theme::withAlpha(color::accent, 0.0));
     light.setColorAt(0.5, color::accent);
-    light.setColorAt(1.0, withAlpha(color::accent, 0.0));
+    light.setColorAt(1.0, theme::withAlpha(color::accent, 0.0));
     painter.fillRect(QRect(tail, height() - sweepHeight, third, sweepHeight), light);
 
     painter.setPen(color::textMuted);
@@ -176,7 +170,7 @@ void PrimaryButton::paintEnabled(QPainter &painter) const
         painter.drawPixmap(QPointF(width() - 19 - 10 + hover * 3.0, (height() - arrowSize) * 0.5 + pressed), arrow);
     }
     if (hasFocus()) {
-        painter.setPen(withAlpha(color::ink, 0.35));
+        painter.setPen(theme::withAlpha(color::ink, 0.35));
         painter.setBrush(Qt::NoBrush);
         painter.drawRect(rect().adjusted(3, 3, -4, -4));
     }
@@ -192,7 +186,7 @@ void PrimaryButton::paintCaption(QPainter &painter, int pressed) const
         return;
     }
     painter.drawText(textRect.translated(0, pressed - 8), Qt::AlignCenter, text());
-    painter.setPen(withAlpha(color::ink, 0.62));
+    painter.setPen(theme::withAlpha(color::ink, 0.62));
     painter.setFont(theme::bodyFont(10, QFont::Normal));
     painter.drawText(textRect.translated(0, pressed + 12), Qt::AlignCenter, subText);
 }

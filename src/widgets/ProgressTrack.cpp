@@ -23,12 +23,6 @@ constexpr int defaultHeight = 4;
 constexpr int shortestSegment = 60;
 constexpr int brightEdge = 2; // columns at the front of the fill
 
-QColor clear(QColor base)
-{
-    base.setAlphaF(0.0F);
-    return base;
-}
-
 } // namespace
 
 ProgressTrack::ProgressTrack(QWidget *parent)
@@ -115,9 +109,9 @@ void ProgressTrack::paintSweep(QPainter &painter) const
     const int head = static_cast<int>((width() + segment) * sweep_);
     const int x = head - segment;
     QLinearGradient light(x, 0, head, 0);
-    light.setColorAt(0.0, clear(color::accent));
+    light.setColorAt(0.0, theme::withAlpha(color::accent, 0.0));
     light.setColorAt(0.5, color::accent);
-    light.setColorAt(1.0, clear(color::accent));
+    light.setColorAt(1.0, theme::withAlpha(color::accent, 0.0));
     painter.fillRect(QRect(x, 0, segment, height()), light);
 }
 

@@ -112,15 +112,11 @@ void StatusBadge::paintEvent(QPaintEvent * /*event*/)
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    QColor dot = look.dot;
-    dot.setAlphaF(status_ == ServiceStatus::Connecting ? static_cast<float>(pulse_) : 1.0F);
-    painter.setBrush(dot);
+    painter.setBrush(theme::withAlpha(look.dot, status_ == ServiceStatus::Connecting ? pulse_ : 1.0));
     painter.drawEllipse(centre, dotRadius, dotRadius);
     if (status_ == ServiceStatus::Online) {
         // Its left part is clipped by the widget, which is accepted.
-        QColor halo = color::online;
-        halo.setAlphaF(static_cast<float>(haloOpacity));
-        painter.setBrush(halo);
+        painter.setBrush(theme::withAlpha(color::online, haloOpacity));
         painter.drawEllipse(centre, haloRadius, haloRadius);
     }
     painter.setRenderHint(QPainter::Antialiasing, false);

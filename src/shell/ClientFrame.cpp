@@ -1,0 +1,109 @@
+#include "shell/ClientFrame.h"
+
+#include "shell/FramelessWindow.h"
+
+#include <QGuiApplication>
+#include <QMouseEvent>
+#include <QWindow>
+
+#include <array>
+
+namespace velmo {
+
+namespace {
+
+struct Band {
+    FramelessWindow::Hit hit;
+    Qt::Edges edges;
+    Qt::CursorShape cursor;
+};
+
+constexpr std::array<Band, 8> bands = {{
+    {FramelessWindow::TopLeft, Qt::TopEdge | Qt::LeftEdge, Qt::SizeFDiagCursor},
+    {FramelessWindow::TopRight, Qt::TopEdge | Qt::RightEdge, Qt::SizeBDiagCursor},
+    {FramelessWindow::BottomLeft, Qt::BottomEdge | Qt::LeftEdge, Qt::SizeBDiagCursor},
+    {FramelessWindow::BottomRight, Qt::BottomEdge | Qt::RightEdge, Qt::SizeFDiagCursor},
+    {FramelessWindow::Left, Qt::LeftEdge, Qt::SizeHorCursor},
+    {FramelessWindow::Right, Qt::RightEdge, Qt::SizeHorCursor},
+    {FramelessWindow::Top, Qt::TopEdge, Qt::SizeVerCursor},
+    {FramelessWindow::Bottom, Qt::BottomEdge, Qt::SizeVerCursor},
+}};
+
+const Band *bandOf(int hit)
+{
+    for (const Band &band : bands) {
+        if (band.hit == hit) {
+            return &band;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+ClientFrame::ClientFrame(FramelessWindow *window)
+    : QObject(window)
+    , window_(window)
+{}
+
+void ClientFrame::attach()
+{
+    window_->windowHandle()->installEventFilter(this);
+}
+
+bool ClientFrame::eventFilter(QObject *watched, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+        return press(static_cast<QMouseEvent &>(*event));
+    case QEvent::MouseButtonDblClick:
+        return doubleClick(static_cast<QMouseEvent &>(*event));
+    case QEvent::MouseMove:
+        showCursor(static_cast<QMouseEvent &>(*event));
+        break;
+    default:
+        break;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+bool ClientFrame::press(const QMouseEvent &event)
+{
+    if (event.button() != Qt::LeftButton) {
+        return false;
+    }
+    const int hit = hitAt(event);
+    if (const Band *band = bandOf(hit)) {
+        return window_->windowHandle()->startSystemResize(band->edges);
+    }
+    return hit == FramelessWindow::Caption && window_->windowHandle()->startSystemMove();
+}
+
+bool ClientFrame::doubleClick(const QMouseEvent &event)
+{
+    if (event.button() != Qt::LeftButton || hitAt(event) != FramelessWindow::Caption) {
+        return false;
+    }
+    window_->toggleMaximized();
+    return true;
+}
+
+void ClientFrame::showCursor(const QMouseEvent &event)
+{
+    const Band *band = event.buttons() == Qt::NoButton ? bandOf(hitAt(event)) : nullptr;
+    if (cursorShown_) {
+        QGuiApplication::restoreOverrideCursor();
+    }
+    if (band) {
+        QGuiApplication::setOverrideCursor(band->cursor);
+    }
+    cursorShown_ = band != nullptr;
+}
+
+int ClientFrame::hitAt(const QMouseEvent &event) const
+{
+    const QPoint offset = (event.position() * window_->devicePixelRatio()).toPoint();
+    return window_->hitTest(WindowSystem::instance().windowRect(*window_).topLeft() + offset);
+}
+
+} // namespace velmo

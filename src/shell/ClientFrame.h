@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QObject>
+
+class QMouseEvent;
+
+namespace velmo {
+
+class FramelessWindow;
+
+/// Gives a window without a native frame what a frame does: its edges resize and its caption moves it, by the window
+/// manager's own hands, a double click on the caption maximises, and the pointer shows the resize bands.
+class ClientFrame : public QObject {
+    Q_OBJECT
+
+public:
+    /// \a window becomes the parent.
+    explicit ClientFrame(FramelessWindow *window);
+
+    /// Begins to watch the window's input; call it once the native window exists.
+    void attach();
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    bool press(const QMouseEvent &event);
+    bool doubleClick(const QMouseEvent &event);
+    void showCursor(const QMouseEvent &event);
+    int hitAt(const QMouseEvent &event) const;
+
+    FramelessWindow *window_;
+    bool cursorShown_ = false; ///< an edge's cursor stands in the place of the widget's own
+};
+
+} // namespace velmo

@@ -1,0 +1,164 @@
+#include "shell/MainWindow.h"
+
+#include "core/ConfigManager.h"
+#include "core/Logging.h"
+#include "data/GameProfile.h"
+#include "game/GameManager.h"
+#include "shell/ActionBar.h"
+#include "shell/TitleBar.h"
+#include "widgets/ModalDialog.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo {
+
+namespace {
+
+constexpr QSize smallest{820, 520};
+
+bool reachesAnyScreen(const QRect &rect)
+{
+    const QList<QScreen *> screens = QGuiApplication::screens();
+    return std::any_of(screens.begin(), screens.end(),
+                       [&rect](const QScreen *screen) { return screen->availableGeometry().intersects(rect); });
+}
+
+} // namespace
+
+MainWindow::MainWindow(ConfigManager *config, GameManager *game, QWidget *parent)
+    : FramelessWindow(parent)
+    , config(config)
+    , game(game)
+{
+    setWindowTitle(gameProfile().title);
+    setObjectName(u"RootSurface"_s);
+    build();
+    connectParts();
+    actionBar->setServiceStatus(ServiceStatus::Connecting, QString());
+    restoreGeometryFromConfig();
+    if (stack->count() > 0) {
+        showPage(0);
+    }
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    if (isTransfer(game->state())) {
+        const bool agreed = ModalDialog::confirm(
+            this, u"Close the launcher"_s,
+            u"A download is still in progress.\n\nClosing now keeps everything downloaded so far and resumes where it "
+            "left off the next time you open the launcher."_s,
+            u"Close anyway"_s);
+        if (!agreed) {
+            event->ignore();
+            return;
+        }
+        game->cancelOperation();
+    }
+    saveGeometryToConfig();
+    config->save();
+    qCInfo(lcApp) << "Launcher closing";
+    event->accept();
+}
+
+void MainWindow::build()
+{
+    auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    // Made from top to bottom, which is also the order in which the keyboard goes through them.
+    titleBar = new TitleBar(this);
+    titleBar->setVersionText(u"Launcher %1"_s.arg(QCoreApplication::applicationVersion()));
+    column->addWidget(titleBar);
+    addCaptionRegion(titleBar);
+    stack = new QStackedWidget(this);
+    stack->setObjectName(u"ContentArea"_s);
+    column->addWidget(stack, 1);
+    actionBar = new ActionBar(game, this);
+    column->addWidget(actionBar);
+}
+
+void MainWindow::connectParts()
+{
+    connect(titleBar, &TitleBar::minimizeRequested, this, &QWidget::showMinimized);
+    connect(titleBar, &TitleBar::maximizeRestoreRequested, this, &FramelessWindow::toggleMaximized);
+    connect(titleBar, &TitleBar::closeRequested, this, &QWidget::close);
+    connect(this, &FramelessWindow::maximizedChanged, titleBar, &TitleBar::setMaximized);
+    connect(titleBar, &TitleBar::pageRequested, this, [this](NavPage page) { showPage(static_cast<int>(page)); });
+    connect(game, &GameManager::serviceStatusChanged, actionBar, &ActionBar::setServiceStatus);
+    connect(game, &GameManager::errorOccurred, this, &MainWindow::presentError);
+    connect(game, &GameManager::stateChanged, this, &MainWindow::updateWindowTitle);
+}
+
+void MainWindow::showPage(int index)
+{
+    if (index < 0 || index >= stack->count()) {
+        return;
+    }
+    stack->setCurrentIndex(index);
+    titleBar->setActivePage(index);
+}
+
+void MainWindow::updateWindowTitle(GameState state, const QString &detail)
+{
+    const QString &title = gameProfile().title;
+    setWindowTitle(isTransfer(state) ? u"%1 - %2"_s.arg(title, detail) : title);
+}
+
+void MainWindow::restoreGeometryFromConfig()
+{
+    const QSize stored(config->intValue(u"window.width"_s, smallest.width()),
+                       config->intValue(u"window.height"_s, smallest.height()));
+    resize(stored.expandedTo(smallest));
+    const QPoint position(config->intValue(u"window.x"_s, -1), config->intValue(u"window.y"_s, -1));
+    if (!config->boolValue(u"launcher.rememberWindowGeometry"_s, true)) {
+        centreOnPrimaryScreen();
+        return;
+    }
+    // Negative means never saved; a window on a monitor to the left of or above the primary one comes back centred.
+    if (position.x() < 0 || position.y() < 0) {
+        centreOnPrimaryScreen();
+    } else if (reachesAnyScreen(QRect(position, stored))) {
+        move(position);
+    } else {
+        centreOnPrimaryScreen();
+    }
+    if (config->boolValue(u"window.maximized"_s, false)) {
+        showMaximized();
+    }
+}
+
+void MainWindow::saveGeometryToConfig()
+{
+    if (!config->boolValue(u"launcher.rememberWindowGeometry"_s, true)) {
+        return;
+    }
+    config->setValue(u"window.maximized"_s, isMaximized());
+    const QRect rect = isMaximized() ? normalGeometry() : geometry();
+    config->setValue(u"window.width"_s, rect.width());
+    config->setValue(u"window.height"_s, rect.height());
+    config->setValue(u"window.x"_s, rect.x());
+    config->setValue(u"window.y"_s, rect.y());
+}
+
+void MainWindow::centreOnPrimaryScreen()
+{
+    move(QGuiApplication::primaryScreen()->availableGeometry().center() - rect().center());
+}
+
+void MainWindow::presentError(const QString &message, const QString &detail)
+{
+    qCWarning(lcUi) << "Presenting error to the user:" << message;
+    ModalDialog::showError(this, u"Something went wrong"_s, message, detail);
+}
+
+} // namespace velmo
