@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 
+#include <algorithm>
 #include <array>
 
 using namespace Qt::Literals::StringLiterals;
@@ -22,7 +23,7 @@ struct FileKind {
 };
 
 constexpr std::array<FileKind, 4> fileKinds = {{
-    {u"Content/world-%1.pak", 6, 7'000'000},
+    {u"Content/world-%1.pak", 6, 5'500'000},
     {u"Content/Audio/night-%1.bank", 14, 900'000},
     {u"Content/Textures/bark-%1.tex", 60, 64'000},
     {u"Config/Region %1/wörter.ini", 118, 700},
@@ -83,7 +84,7 @@ bool copyFolder(const QString &source, const QString &target)
 
 QStringList makeNextBuild(const QString &folder, const QString &program, const QString &version)
 {
-    QStringList files = filesBelow(folder);
+    QStringList files = largestFilesBelow(folder);
     files.removeAll(program);
     if (files.size() < 4) {
         return {};
@@ -119,6 +120,15 @@ QStringList filesBelow(const QString &folder)
         files.append(directory.relativeFilePath(walk.next()));
     }
     files.sort();
+    return files;
+}
+
+QStringList largestFilesBelow(const QString &folder)
+{
+    QStringList files = filesBelow(folder);
+    const auto sizeOf = [&folder](const QString &path) { return QFileInfo(QDir(folder).filePath(path)).size(); };
+    std::stable_sort(files.begin(), files.end(),
+                     [&](const QString &a, const QString &b) { return sizeOf(a) > sizeOf(b); });
     return files;
 }
 

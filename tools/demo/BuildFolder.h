@@ -20,5 +20,7 @@ QStringList makeNextBuild(const QString &folder, const QString &program, const Q
 
 /// The paths of all files below \a folder, relative to it and sorted.
 QStringList filesBelow(const QString &folder);
+/// The same, the largest first.
+QStringList largestFilesBelow(const QString &folder);
 
 } // namespace velmo::demo

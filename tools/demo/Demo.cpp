@@ -224,10 +224,9 @@ bool Demo::update()
 
 bool Demo::damage()
 {
-    QStringList files = filesBelow(buildFolder(updateVersion));
+    QStringList files = largestFilesBelow(buildFolder(updateVersion));
     files.removeAll(options_.program);
-    files.removeIf([this](const QString &path) { return QFileInfo(QDir(installFolder()).filePath(path)).size() < 2; });
-    if (files.size() < 3) {
+    if (files.size() < 3 || QFileInfo(QDir(installFolder()).filePath(files.at(2))).size() < 2) {
         return complain(u"The game has too few files to damage."_s);
     }
     const QDir installed(installFolder());

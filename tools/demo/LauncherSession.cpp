@@ -112,7 +112,8 @@ void LauncherSession::showVerification(double fraction, const QString &file)
 
 void LauncherSession::showProgress(const QString &text)
 {
-    print(onTerminal_ ? u"\r\x1b[K        "_s + text : u"        "_s + text + u'\n');
+    const QString pattern = onTerminal_ ? u"\r\x1b[K        %1"_s : u"        %1\n"_s;
+    print(pattern.arg(text));
     progressOpen_ = onTerminal_;
 }
 
