@@ -4,6 +4,7 @@
 
 #include <QGuiApplication>
 #include <QMouseEvent>
+#include <QStyleHints>
 #include <QWindow>
 
 #include <array>
@@ -59,7 +60,9 @@ bool ClientFrame::eventFilter(QObject *watched, QEvent *event)
     case QEvent::MouseButtonDblClick:
         return doubleClick(static_cast<QMouseEvent &>(*event));
     case QEvent::MouseMove:
-        showCursor(static_cast<QMouseEvent &>(*event));
+        return drag(static_cast<QMouseEvent &>(*event));
+    case QEvent::MouseButtonRelease:
+        captionPressed_ = false;
         break;
     default:
         break;
@@ -76,7 +79,23 @@ bool ClientFrame::press(const QMouseEvent &event)
     if (const Band *band = bandOf(hit)) {
         return window_->windowHandle()->startSystemResize(band->edges);
     }
-    return hit == FramelessWindow::Caption && window_->windowHandle()->startSystemMove();
+    captionPressed_ = hit == FramelessWindow::Caption;
+    pressPosition_ = event.globalPosition();
+    return false;
+}
+
+/// The move begins with the drag and not with the press: the window manager takes the pointer then, and a double click
+/// would never be seen.
+bool ClientFrame::drag(const QMouseEvent &event)
+{
+    showCursor(event);
+    const QPointF way = event.globalPosition() - pressPosition_;
+    if (!captionPressed_ || !event.buttons().testFlag(Qt::LeftButton) ||
+        way.manhattanLength() < QGuiApplication::styleHints()->startDragDistance()) {
+        return false;
+    }
+    captionPressed_ = false;
+    return window_->windowHandle()->startSystemMove();
 }
 
 bool ClientFrame::doubleClick(const QMouseEvent &event)
@@ -84,6 +103,7 @@ bool ClientFrame::doubleClick(const QMouseEvent &event)
     if (event.button() != Qt::LeftButton || hitAt(event) != FramelessWindow::Caption) {
         return false;
     }
+    captionPressed_ = false;
     window_->toggleMaximized();
     return true;
 }

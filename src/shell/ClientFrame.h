@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QPointF>
 
 class QMouseEvent;
 
@@ -24,11 +25,14 @@ public:
 
 private:
     bool press(const QMouseEvent &event);
+    bool drag(const QMouseEvent &event);
     bool doubleClick(const QMouseEvent &event);
     void showCursor(const QMouseEvent &event);
     int hitAt(const QMouseEvent &event) const;
 
     FramelessWindow *window_;
+    QPointF pressPosition_; ///< on the screen
+    bool captionPressed_ = false;
     bool cursorShown_ = false; ///< an edge's cursor stands in the place of the widget's own
 };
 

@@ -1,0 +1,16 @@
+// The baseline of the start-up and memory figures: an empty window of the same Qt.
+
+#include "FirstFrame.h"
+
+#include <QApplication>
+#include <QWidget>
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    velmo::bench::FirstFrame firstFrame;
+    QWidget window;
+    window.resize(1400, 850);
+    window.show();
+    return QApplication::exec();
+}
