@@ -1,18 +1,27 @@
 #include "Demo.h"
 
 #include "BuildFolder.h"
+#include "Hand.h"
 
-#include <QCoreApplication>
+#include "core/ConfigManager.h"
+#include "shell/MainWindow.h"
+#include "widgets/PrimaryButton.h"
+
+#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLabel>
 #include <QProcess>
+#include <QPushButton>
 #include <QSslCertificate>
 #include <QSslConfiguration>
+#include <QWindow>
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -88,17 +97,19 @@ bool isResting(GameState state)
 
 Demo::Demo(Options options)
     : options_(std::move(options))
+    , album_(QDir(options_.work).filePath(u"screens"_s))
 {}
 
-bool Demo::run()
+bool Demo::play()
 {
     const std::pair<QString, bool (Demo::*)()> story[] = {
         {u"Make the builds"_s, &Demo::makeBuilds},
         {u"Publish build 1.0.0 on the release branch"_s, &Demo::publishFirstBuild},
         {u"Serve the content tree over TLS on loopback"_s, &Demo::serve},
         {u"Start the launcher for the first time"_s, &Demo::firstStart},
+        {u"Begin to install and cancel"_s, &Demo::cancelInstall},
         {u"Install the game"_s, &Demo::install},
-        {u"Play"_s, &Demo::play},
+        {u"Play"_s, &Demo::playGame},
         {u"Publish build 1.1.0, and 1.2.0-beta on the beta branch"_s, &Demo::publishUpdate},
         {u"Close the launcher and start it again"_s, &Demo::restart},
         {u"Update"_s, &Demo::update},
@@ -114,9 +125,25 @@ bool Demo::run()
         if (!(this->*step)()) {
             return complain(u"Step %1 did not end where it should."_s.arg(number));
         }
+        if (launcher_ && !album_.keepScreen(u"step %1 %2"_s.arg(QString::number(number), title))) {
+            return complain(u"The picture of the screen could not be written."_s);
+        }
     }
     launcher_.reset();
     say(u"\nEvery step ended where it should."_s);
+    return true;
+}
+
+bool Demo::open()
+{
+    if (!makeBuilds() || !publishFirstBuild() ||
+        !publish(buildFolder(updateVersion), u"beta"_s, updateVersion, updateBuild) || !serve()) {
+        return false;
+    }
+    launcher_ = std::make_unique<LauncherSession>(installFolder());
+    launcher_->game().start();
+    QApplication::exec();
+    launcher_.reset();
     return true;
 }
 
@@ -182,17 +209,36 @@ bool Demo::firstStart()
            (launcher_->game().detail().endsWith(u" required"_s) || complain(u"The size to install is not shown."_s));
 }
 
+bool Demo::cancelInstall()
+{
+    const auto underWay = [this] { return launcher_->game().state() == GameState::Downloading; };
+    if (!launcher_->run([this] { press(u"INSTALL"_s); }, underWay, stepTimeoutMs)) {
+        return complain(u"The install did not begin."_s);
+    }
+    const auto cancel = [this] {
+        const QList<QPushButton *> buttons = launcher_->window().findChildren<QPushButton *>();
+        for (const QPushButton *button : buttons) {
+            if (button->text() == "Cancel"_L1 && button->isVisible()) {
+                click(*button);
+            }
+        }
+    };
+    return settlesAt(cancel, GameState::NotInstalled) && passedExactly({GameState::NotInstalled});
+}
+
 bool Demo::install()
 {
     return installPending(firstVersion) && installedFilesAreThoseOf(buildFolder(firstVersion));
 }
 
-bool Demo::play()
+bool Demo::playGame()
 {
     GameManager &game = launcher_->game();
     launcher_->config().setValue(u"game.launchArguments"_s, options_.arguments);
     const auto ended = [&game] { return game.state() != GameState::Launching && game.state() != GameState::Running; };
-    const bool endedByItself = launcher_->run([&game] { game.primaryAction(); }, ended, playTimeoutMs);
+    const auto begun = [this] { return !launcher_->passed().isEmpty(); };
+    const bool endedByItself =
+        launcher_->run([this] { press(u"PLAY"_s); }, [&] { return begun() && ended(); }, playTimeoutMs);
     if (!endedByItself) {
         say(u"      the game does not end by itself; closing it"_s);
         const QList<LauncherSession::Step> before = launcher_->passed();
@@ -310,9 +356,13 @@ bool Demo::writeProfile() const
 
 bool Demo::startLauncher(GameState resting)
 {
-    launcher_ = std::make_unique<LauncherSession>();
-    launcher_->config().setValue(u"game.installPath"_s, installFolder());
+    launcher_ = std::make_unique<LauncherSession>(installFolder());
+    watchWindow();
     const auto checked = [this] { return launcher_->serviceStatus() != ServiceStatus::Connecting; };
+    const auto exposed = [this] { return launcher_->window().windowHandle()->isExposed(); };
+    if (!launcher_->run([] {}, exposed, stepTimeoutMs)) {
+        return complain(u"The window did not appear."_s);
+    }
     if (!launcher_->run([this] { launcher_->game().start(); }, checked, stepTimeoutMs) ||
         launcher_->serviceStatus() != ServiceStatus::Online) {
         return complain(u"The check for updates did not succeed."_s);
@@ -320,10 +370,35 @@ bool Demo::startLauncher(GameState resting)
     return launcher_->game().state() == resting;
 }
 
+/// Clicks on the primary button once it stands there with \a caption and can be clicked on.
+bool Demo::press(const QString &caption)
+{
+    const auto *button = launcher_->window().findChild<PrimaryButton *>();
+    return (button->text() == caption && click(*button)) || complain(u"The button does not offer "_s + caption);
+}
+
+/// Keeps a picture of the window in each state, and compares what it shows with the state.
+void Demo::watchWindow()
+{
+    QObject::connect(launcher_.get(), &LauncherSession::stateShown, launcher_.get(),
+                     [this](GameState state, const QString &detail) {
+                         album_.keep(launcher_->window().grab(), GameManager::stateLabel(state));
+                         windowDeviated_ = windowDeviated_ || !windowShows(detail);
+                     });
+}
+
+bool Demo::windowShows(const QString &text) const
+{
+    const QList<QLabel *> labels = launcher_->window().findChildren<QLabel *>();
+    return std::any_of(labels.begin(), labels.end(),
+                       [&text](const QLabel *label) { return label->isVisible() && label->text() == text; }) ||
+           complain(u"The window does not show: "_s + text);
+}
+
 bool Demo::installPending(const QString &version)
 {
-    const auto press = [this] { launcher_->game().primaryAction(); };
-    return settlesAt(press, GameState::Installed) &&
+    const QString caption = launcher_->game().state() == GameState::NotInstalled ? u"INSTALL"_s : u"UPDATE"_s;
+    return settlesAt([this, caption] { press(caption); }, GameState::Installed) &&
            passedExactly({GameState::Downloading, GameState::Installing, GameState::Installed}) &&
            (launcher_->game().installedVersion() == version || complain(u"Another version is installed."_s));
 }
@@ -348,7 +423,7 @@ bool Demo::settlesAt(const std::function<void()> &action, GameState resting)
     if (!launcher_->run(action, settled, stepTimeoutMs)) {
         return complain(u"The step did not come to rest."_s);
     }
-    if (!launcher_->lastError().isEmpty() || launcher_->game().state() != resting) {
+    if (!launcher_->lastError().isEmpty() || windowDeviated_ || launcher_->game().state() != resting) {
         return complain(u"The state is "_s + GameManager::stateLabel(launcher_->game().state()));
     }
     return true;

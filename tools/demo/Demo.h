@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Album.h"
 #include "LauncherSession.h"
 #include "studio/StudioServer.h"
 
@@ -10,8 +11,9 @@
 
 namespace velmo::demo {
 
-/// The launcher's whole job as a story, against a studio in the same process: builds are published, served over TLS on
-/// loopback, installed, played, updated, damaged, repaired, and exchanged for another branch's.
+/// The launcher's window against a studio in the same process, for a person to use or as a story that plays itself by
+/// real clicks on the real buttons: builds are published, served over TLS on loopback, installed, played, updated,
+/// damaged, repaired, and exchanged for another branch's.
 class Demo {
 public:
     struct Options {
@@ -24,15 +26,19 @@ public:
     explicit Demo(Options options);
 
     /// Plays the story. False at the first step that does not end where it should; why has then been printed.
-    bool run();
+    bool play();
+    /// Opens the window for a person, with a first build on the release branch and the next on beta, until it is
+    /// closed.
+    bool open();
 
 private:
     bool makeBuilds();
     bool publishFirstBuild();
     bool serve();
     bool firstStart();
+    bool cancelInstall();
     bool install();
-    bool play();
+    bool playGame();
     bool publishUpdate();
     bool restart();
     bool update();
@@ -45,6 +51,9 @@ private:
     bool publish(const QString &folder, const QString &channel, const QString &version, int build);
     bool writeProfile() const;
     bool startLauncher(GameState resting);
+    bool press(const QString &caption);
+    void watchWindow();
+    bool windowShows(const QString &text) const;
     bool installPending(const QString &version);
     bool selectChannel(const QString &id);
     bool settlesAt(const std::function<void()> &action, GameState resting);
@@ -54,8 +63,10 @@ private:
     QString installFolder() const;
 
     Options options_;
+    Album album_;
     studio::StudioServer studio_;
     std::unique_ptr<LauncherSession> launcher_;
+    bool windowDeviated_ = false; ///< the window showed something else than the state that it was told
 };
 
 } // namespace velmo::demo

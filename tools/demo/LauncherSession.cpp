@@ -1,9 +1,14 @@
 #include "LauncherSession.h"
 
+#include "core/ConfigManager.h"
 #include "core/Format.h"
+#include "net/ApiClient.h"
+#include "shell/MainWindow.h"
 
+#include <QApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QNetworkAccessManager>
 #include <QTimer>
 
 #include <cstdio>
@@ -39,47 +44,43 @@ void print(const QString &text)
 
 } // namespace
 
-LauncherSession::LauncherSession()
-    : game_(&config_, &api_, &network_)
+LauncherSession::LauncherSession(const QString &installFolder)
+    : config_(std::make_unique<ConfigManager>())
+    , network_(std::make_unique<QNetworkAccessManager>())
+    , api_(std::make_unique<ApiClient>())
     , onTerminal_(standardOutputIsTerminal())
 {
-    connect(&game_, &GameManager::stateChanged, this, &LauncherSession::showState);
-    connect(&game_, &GameManager::downloadProgressChanged, this, &LauncherSession::showDownload);
-    connect(&game_, &GameManager::verificationProgressChanged, this, &LauncherSession::showVerification);
-    connect(&game_, &GameManager::serviceStatusChanged, this, [this](ServiceStatus status, const QString &detail) {
-        serviceStatus_ = status;
-        endProgress();
-        print(u"      servers: %1\n"_s.arg(detail));
-    });
-    connect(&game_, &GameManager::errorOccurred, this, [this](const QString &message, const QString &detail) {
-        lastError_ = message;
-        endProgress();
-        print(u"      dialog: %1 [%2]\n"_s.arg(message, detail));
-    });
-    connect(&game_, &GameManager::verificationFinished, this, [this](const VerificationResult &result) {
-        verification_ = result;
-        verificationEnded_ = true;
-    });
-    config_.load();
+    config_->load();
+    config_->setValue(u"game.installPath"_s, installFolder);
+    game_ = std::make_unique<GameManager>(config_.get(), api_.get(), network_.get());
+    window_ = std::make_unique<MainWindow>(config_.get(), game_.get());
+    listen();
+    window_->show();
 }
 
 LauncherSession::~LauncherSession()
 {
-    api_.cancelAll();
-    game_.disconnect(this);
-    config_.save();
+    game_->disconnect(this);
+    api_->cancelAll();
+    window_.reset();
+    game_.reset();
+    api_.reset();
+    network_.reset();
+    config_->save();
 }
 
 bool LauncherSession::run(const std::function<void()> &action, const std::function<bool()> &done, int timeoutMs)
 {
     passed_.clear();
     lastError_.clear();
-    verificationEnded_ = false;
     QElapsedTimer clock;
     clock.start();
     QEventLoop loop;
     QTimer poll;
     connect(&poll, &QTimer::timeout, &loop, [&] {
+        if (QWidget *dialog = QApplication::activeModalWidget()) {
+            dialog->close();
+        }
         if (done() || clock.elapsed() > timeoutMs) {
             loop.quit();
         }
@@ -91,11 +92,36 @@ bool LauncherSession::run(const std::function<void()> &action, const std::functi
     return done();
 }
 
+/// After the window, so that it shows what is told when it is told.
+void LauncherSession::listen()
+{
+    connect(game_.get(), &GameManager::stateChanged, this, &LauncherSession::showState);
+    connect(game_.get(), &GameManager::downloadProgressChanged, this, &LauncherSession::showDownload);
+    connect(game_.get(), &GameManager::verificationProgressChanged, this, &LauncherSession::showVerification);
+    connect(game_.get(), &GameManager::serviceStatusChanged, this, [this](ServiceStatus status, const QString &detail) {
+        serviceStatus_ = status;
+        endProgress();
+        print(u"      servers: %1\n"_s.arg(detail));
+    });
+    connect(game_.get(), &GameManager::errorOccurred, this, &LauncherSession::showError);
+    connect(game_.get(), &GameManager::verificationFinished, this,
+            [this](const VerificationResult &result) { verification_ = result; });
+}
+
 void LauncherSession::showState(GameState state, const QString &detail)
 {
     passed_.append({state, detail});
     endProgress();
     print(u"      %1 - %2\n"_s.arg(GameManager::stateLabel(state), detail));
+    emit stateShown(state, detail);
+}
+
+/// The window's dialog has been answered by the time this is told.
+void LauncherSession::showError(const QString &message, const QString &detail)
+{
+    lastError_ = message;
+    endProgress();
+    print(u"      dialog: %1 [%2]\n"_s.arg(message, detail));
 }
 
 void LauncherSession::showDownload(const DownloadProgress &progress)

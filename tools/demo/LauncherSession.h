@@ -1,17 +1,23 @@
 #pragma once
 
-#include "core/ConfigManager.h"
 #include "game/GameManager.h"
-#include "net/ApiClient.h"
 
-#include <QNetworkAccessManager>
 #include <QObject>
 
 #include <functional>
+#include <memory>
+
+class QNetworkAccessManager;
+
+namespace velmo {
+class ApiClient;
+class ConfigManager;
+class MainWindow;
+} // namespace velmo
 
 namespace velmo::demo {
 
-/// One run of the launcher's engine, from start to close, that prints each state and the progress as they come and
+/// One run of the launcher, from start to close, with its window: prints each state and the progress as they come, and
 /// remembers the states that it passed.
 class LauncherSession : public QObject {
     Q_OBJECT
@@ -22,39 +28,47 @@ public:
         QString detail;
     };
 
-    LauncherSession();
+    /// Builds the launcher with \a installFolder as the chosen one, and shows its window.
+    explicit LauncherSession(const QString &installFolder);
+    /// Closes it, as the program's own stop sequence does.
     ~LauncherSession() override;
 
-    GameManager &game() { return game_; }
-    ConfigManager &config() { return config_; }
+    GameManager &game() { return *game_; }
+    ConfigManager &config() { return *config_; }
+    MainWindow &window() { return *window_; }
 
-    /// Runs \a action, then the event loop until \a done holds or \a timeoutMs are over; the states of that time are
-    /// in passed().
+    /// Runs \a action from the event loop, then the loop until \a done holds or \a timeoutMs are over; the states of
+    /// that time are in passed().
     bool run(const std::function<void()> &action, const std::function<bool()> &done, int timeoutMs);
     const QList<Step> &passed() const { return passed_; }
-    /// The last message that would have raised a dialog since the last run; empty when none.
+    /// The last message that raised a dialog since the last run; empty when none. The dialog is closed again.
     QString lastError() const { return lastError_; }
     ServiceStatus serviceStatus() const { return serviceStatus_; }
-    /// Whether a pass has ended since the last run, and with what.
-    bool verificationEnded() const { return verificationEnded_; }
+    /// What the last pass found.
     const VerificationResult &verification() const { return verification_; }
 
+signals:
+    /// The window shows the state now.
+    void stateShown(velmo::GameState state, const QString &detail);
+
 private:
+    void listen();
     void showState(GameState state, const QString &detail);
+    void showError(const QString &message, const QString &detail);
     void showDownload(const DownloadProgress &progress);
     void showVerification(double fraction, const QString &file);
     void showProgress(const QString &text);
     void endProgress();
 
-    ConfigManager config_;
-    QNetworkAccessManager network_;
-    ApiClient api_;
-    GameManager game_;
+    std::unique_ptr<ConfigManager> config_;
+    std::unique_ptr<QNetworkAccessManager> network_;
+    std::unique_ptr<ApiClient> api_;
+    std::unique_ptr<GameManager> game_;
+    std::unique_ptr<MainWindow> window_;
     QList<Step> passed_;
     QString lastError_;
     ServiceStatus serviceStatus_ = ServiceStatus::Connecting;
     VerificationResult verification_;
-    bool verificationEnded_ = false;
     bool onTerminal_;
     bool progressOpen_ = false; ///< the terminal's last line is a progress line
 };

@@ -1,12 +1,15 @@
 #include "Demo.h"
+#include "Hand.h"
 
-#include "core/Logging.h"
-#include "core/Paths.h"
+#include "theme/Theme.h"
+#include "widgets/Accessible.h"
 
+#include <QApplication>
 #include <QCommandLineParser>
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+
+#include <cstdio>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -27,17 +30,19 @@ void discardMessage(QtMsgType /*type*/, const QMessageLogContext & /*context*/, 
 
 int main(int argc, char **argv)
 {
-    QCoreApplication app(argc, argv);
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    QApplication app(argc, argv);
     QCoreApplication::setApplicationName(u"VelmoLauncher"_s);
     QCoreApplication::setOrganizationName(u"Velmo Games"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(VELMO_VERSION));
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        u"Plays the launcher's main job against a studio embedded beside it: publish, serve over TLS on loopback,\n"
-        "install, play, update, damage, repair, switch the branch and back. Exits with 0 when every step ended where "
-        "it\n"
-        "should. Everything it writes lies in the folder \"work\" beside this program."_s);
+        u"Opens the launcher's window against a studio embedded beside it. With --story it plays the launcher's main "
+        u"job by\n"
+        "real clicks on the real buttons: publish, serve over TLS on loopback, install, cancel, play, update, damage,\n"
+        "repair, switch the branch and back. It then exits with 0 when every step ended where it should, and keeps a\n"
+        "picture of each state. Everything it writes lies in the folder \"work\" beside this program."_s);
     const QCommandLineOption gameOption(u"game"_s, u"Take the files of <dir> as the game instead of a generated one."_s,
                                         u"dir"_s);
     const QCommandLineOption runOption(
@@ -45,7 +50,8 @@ int main(int argc, char **argv)
         u"program"_s);
     const QCommandLineOption argumentsOption(u"arguments"_s, u"The <text> of arguments to start the program with."_s,
                                              u"text"_s);
-    parser.addOptions({gameOption, runOption, argumentsOption});
+    const QCommandLineOption storyOption(u"story"_s, u"Play the story; needs an X display and xdotool."_s);
+    parser.addOptions({storyOption, gameOption, runOption, argumentsOption});
     parser.addHelpOption();
     parser.process(app);
 
@@ -60,5 +66,16 @@ int main(int argc, char **argv)
     }
     redirectUserFolders(options.work);
     qInstallMessageHandler(discardMessage);
-    return velmo::demo::Demo(options).run() ? 0 : 1;
+    velmo::theme::Theme::apply();
+    velmo::installAccessibility();
+    velmo::demo::Demo demo(options);
+    if (!parser.isSet(storyOption)) {
+        return demo.open() ? 0 : 1;
+    }
+    if (!velmo::demo::handIsThere()) {
+        std::fputs("velmo-demo: --story needs an X display and the program xdotool\n", stderr);
+        return 2;
+    }
+    QGuiApplication::setQuitOnLastWindowClosed(false); // the story closes the launcher and opens it again
+    return demo.play() ? 0 : 1;
 }

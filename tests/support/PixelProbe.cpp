@@ -1,0 +1,98 @@
+#include "support/PixelProbe.h"
+
+#include <QEvent>
+#include <QWidget>
+
+#include <cmath>
+#include <cstdlib>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::test {
+
+double expectedRatio()
+{
+    bool given = false;
+    const double factor = qEnvironmentVariable("QT_SCALE_FACTOR").toDouble(&given);
+    return given ? factor : 1.0;
+}
+
+QImage snapshot(QWidget &widget, const QColor &ground)
+{
+    widget.ensurePolished();
+    QImage image = canvas(widget, ground);
+    if (!image.isNull()) {
+        widget.render(&image, {}, {}, QWidget::DrawChildren);
+    }
+    return image;
+}
+
+QImage canvas(const QWidget &widget, const QColor &ground)
+{
+    const double ratio = widget.devicePixelRatio();
+    const auto pixels = [ratio](int logical) { return static_cast<int>(std::ceil(logical * ratio)); };
+    QImage image(pixels(widget.width()), pixels(widget.height()), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(ground);
+    return image;
+}
+
+QColor colorAt(const QImage &image, QPointF point)
+{
+    const double ratio = image.devicePixelRatio();
+    return image.pixelColor(static_cast<int>(std::floor(point.x() * ratio)),
+                            static_cast<int>(std::floor(point.y() * ratio)));
+}
+
+bool isNear(const QColor &a, const QColor &b, int tolerance)
+{
+    return std::abs(a.red() - b.red()) <= tolerance && std::abs(a.green() - b.green()) <= tolerance &&
+           std::abs(a.blue() - b.blue()) <= tolerance && std::abs(a.alpha() - b.alpha()) <= tolerance;
+}
+
+QRect extents(const QImage &image, const QColor &color, int tolerance)
+{
+    QRect all;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (isNear(image.pixelColor(x, y), color, tolerance)) {
+                all |= QRect(x, y, 1, 1);
+            }
+        }
+    }
+    return all;
+}
+
+QString mismatch(const QImage &actual, const QImage &expected)
+{
+    if (actual.size() != expected.size()) {
+        return u"%1 by %2 pixels instead of %3 by %4"_s.arg(actual.width())
+            .arg(actual.height())
+            .arg(expected.width())
+            .arg(expected.height());
+    }
+    for (int y = 0; y < actual.height(); ++y) {
+        for (int x = 0; x < actual.width(); ++x) {
+            if (actual.pixel(x, y) != expected.pixel(x, y)) {
+                return u"at %1, %2: %3 instead of %4"_s.arg(x).arg(y).arg(
+                    actual.pixelColor(x, y).name(QColor::HexArgb), expected.pixelColor(x, y).name(QColor::HexArgb));
+            }
+        }
+    }
+    return {};
+}
+
+PaintCounter::PaintCounter(QWidget *widget)
+{
+    widget->installEventFilter(this);
+}
+
+bool PaintCounter::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Paint) {
+        ++count_;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+} // namespace velmo::test

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "support/TestEnvironment.h"
+
+#include <QApplication>
+#include <QColor>
+#include <QImage>
+#include <QObject>
+
+class QWidget;
+
+namespace velmo::test {
+
+/// The device pixel ratio that CTest asked this run for; 1 when it asked for none.
+double expectedRatio();
+
+/// \a widget and its children as they paint themselves at this moment, at the widget's device pixel ratio, on
+/// \a ground.
+QImage snapshot(QWidget &widget, const QColor &ground = Qt::transparent);
+
+/// An empty picture of the size and device pixel ratio of \a widget, on which a test draws what it expects.
+QImage canvas(const QWidget &widget, const QColor &ground = Qt::transparent);
+
+/// The colour, alpha included, of the device pixel that holds the logical \a point.
+QColor colorAt(const QImage &image, QPointF point);
+
+/// Whether no component, alpha included, of \a a and \a b is further apart than \a tolerance, of 255.
+bool isNear(const QColor &a, const QColor &b, int tolerance = 2);
+
+/// What holds every pixel near \a color, in device pixels; empty when there is none.
+QRect extents(const QImage &image, const QColor &color, int tolerance = 2);
+
+/// Where and how \a actual first leaves \a expected; empty when they are the same picture.
+QString mismatch(const QImage &actual, const QImage &expected);
+
+/// Counts the paint events of one widget while it lives.
+class PaintCounter : public QObject {
+public:
+    explicit PaintCounter(QWidget *widget);
+
+    int count() const { return count_; }
+    void reset() { count_ = 0; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    int count_ = 0;
+};
+
+/// runTest() for painted things: broken device pixel ratios stay as they are.
+template<typename Test>
+int runPixelTest(int argc, char **argv)
+{
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    return runTest<Test, QApplication>(argc, argv);
+}
+
+} // namespace velmo::test
