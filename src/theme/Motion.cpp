@@ -40,9 +40,12 @@ void animate(QVariantAnimation *animation, double from, double to, int durationM
         return;
     }
     animation->stop();
-    animation->setDuration(animationsEnabled() ? durationMs : 0);
+    // Set back to its beginning first: a run that ended at the same value would not tell it again.
+    animation->setDuration(durationMs);
+    animation->setCurrentTime(0);
     animation->setStartValue(from);
     animation->setEndValue(to);
+    animation->setDuration(animationsEnabled() ? durationMs : 0);
     animation->start(QAbstractAnimation::KeepWhenStopped);
 }
 

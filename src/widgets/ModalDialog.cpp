@@ -23,6 +23,7 @@ namespace color = theme::color;
 namespace {
 
 constexpr int dialogWidth = 460;
+constexpr int sideMargin = 28;
 constexpr int detailsHeight = 110;
 constexpr int accentBand = 2;
 
@@ -78,6 +79,8 @@ ModalDialog::ModalDialog(Kind kind, const QString &title, const QString &message
     messageLabel_->setTextFormat(Qt::PlainText);
     messageLabel_->setFont(theme::bodyFont(13, QFont::Normal));
     messageLabel_->setWordWrap(true);
+    // The height that a wrapped text needs is asked for at this width, not at the one that the layout would prefer.
+    messageLabel_->setFixedWidth(dialogWidth - sideMargin - sideMargin);
     messageLabel_->setStyleSheet(theme::colorRule(color::textMuted));
     detailsToggle_->setFlat(true);
     detailsToggle_->hide();
@@ -89,7 +92,7 @@ ModalDialog::ModalDialog(Kind kind, const QString &title, const QString &message
     detailsView_->hide();
 
     auto *column = new QVBoxLayout(this);
-    column->setContentsMargins(28, 26, 28, 22);
+    column->setContentsMargins(sideMargin, 26, sideMargin, 22);
     column->setSpacing(0);
     column->addWidget(titleLabel_);
     column->addSpacing(14);

@@ -1,6 +1,7 @@
 #include "support/PixelProbe.h"
 
 #include <QEvent>
+#include <QVariantAnimation>
 #include <QWidget>
 
 #include <cmath>
@@ -80,6 +81,18 @@ QString mismatch(const QImage &actual, const QImage &expected)
         }
     }
     return {};
+}
+
+void holdAt(QVariantAnimation *animation, double value)
+{
+    if (animation->state() == QAbstractAnimation::Running) {
+        animation->pause();
+    }
+    // What does not change is not delivered, so it comes from somewhere else.
+    for (const double delivered : {value + 1.0, value}) {
+        animation->setStartValue(delivered);
+        animation->setEndValue(delivered);
+    }
 }
 
 PaintCounter::PaintCounter(QWidget *widget)

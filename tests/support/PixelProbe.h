@@ -7,6 +7,7 @@
 #include <QImage>
 #include <QObject>
 
+class QVariantAnimation;
 class QWidget;
 
 namespace velmo::test {
@@ -32,6 +33,9 @@ QRect extents(const QImage &image, const QColor &color, int tolerance = 2);
 
 /// Where and how \a actual first leaves \a expected; empty when they are the same picture.
 QString mismatch(const QImage &actual, const QImage &expected);
+
+/// Makes \a animation deliver \a value and stand there: a picture of any moment, whatever the clock says.
+void holdAt(QVariantAnimation *animation, double value);
 
 /// Counts the paint events of one widget while it lives.
 class PaintCounter : public QObject {
