@@ -141,8 +141,9 @@ bool Manifest::isNewerThan(const Manifest &other) const
 
 bool Manifest::isSafeManifestPath(const QString &path)
 {
-    if (path.isEmpty() || path.size() > longestPath || path.contains(u'\\') || path.startsWith(u'/') ||
-        path.contains("//"_L1) || isDriveQualified(path)) {
+    // Half a surrogate pair would keep the patterns below from matching anything.
+    if (path.isEmpty() || !path.isValidUtf16() || path.size() > longestPath || path.contains(u'\\') ||
+        path.startsWith(u'/') || path.contains("//"_L1) || isDriveQualified(path)) {
         return false;
     }
     const QList<QStringView> segments = QStringView(path).split(u'/');

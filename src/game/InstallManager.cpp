@@ -1,6 +1,7 @@
 #include "game/InstallManager.h"
 
 #include "core/Logging.h"
+#include "core/SaveFile.h"
 #include "data/GameProfile.h"
 
 #include <QDir>
@@ -131,11 +132,11 @@ bool InstallManager::commitInstalledManifest(const Manifest &manifest)
     }
     QDir().mkpath(metadataDir());
     QSaveFile file(installedManifestPath());
-    if (!file.open(QIODevice::WriteOnly)) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         qCWarning(lcGame) << "Could not record the installed manifest:" << file.errorString();
         return false;
     }
-    file.write(QJsonDocument(manifest.toJson()).toJson());
+    writeAll(file, QJsonDocument(manifest.toJson()).toJson());
     if (!file.commit()) {
         qCWarning(lcGame) << "Could not commit the installed manifest:" << file.errorString();
         return false;
