@@ -104,7 +104,7 @@ Manifest Manifest::fromJson(const QJsonObject &object, QString *error)
 
     const QJsonArray files = object.value("files"_L1).toArray();
     manifest.files.reserve(files.size());
-    for (const QJsonValue &element : files) {
+    for (const auto &element : files) {
         const ManifestFile file = fileFromJson(element.toObject());
         if (!isValid(file)) {
             return rejected(error, u"Manifest contains an invalid file entry: %1"_s.arg(file.path));

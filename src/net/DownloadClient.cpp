@@ -17,10 +17,10 @@ namespace velmo {
 
 namespace {
 
-constexpr qint64 hashBlockBytes = 1024 * 1024;
+constexpr qint64 hashBlockBytes = qint64{1024} * 1024;
 
 /// What may wait in memory between the line and the disk. Unbounded, a fast line fills memory while the disk is slow.
-constexpr qint64 readBufferBytes = 4 * 1024 * 1024;
+constexpr qint64 readBufferBytes = qint64{4} * 1024 * 1024;
 
 /// SHA-256 of the file at \a path in lower-case hexadecimal; null when it could not be read. Between blocks the event
 /// loop runs, so that the window goes on painting.
