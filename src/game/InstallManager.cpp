@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
@@ -72,10 +73,11 @@ qint64 InstallManager::availableBytes() const
     if (root_.isEmpty()) {
         return -1;
     }
-    QDir directory(root_);
-    while (!directory.exists() && directory.cdUp()) {
+    QString path = root_;
+    while (!QFileInfo(path).isDir() && QFileInfo(path).path() != path) {
+        path = QFileInfo(path).path(); // QDir::cdUp would stay where the parent is missing too
     }
-    const QStorageInfo storage(directory);
+    const QStorageInfo storage(path);
     return storage.isValid() ? storage.bytesAvailable() : -1;
 }
 

@@ -71,6 +71,7 @@ void DownloadClient::start(const QUrl &url, const QString &destination, qint64 e
     resumeOffset = 0;
     received = 0;
     cancelled = false;
+    ++transfer;
 
     const QString unsafe = u"A game file could not be downloaded safely."_s;
     if (expectedSha256.isEmpty()) {
@@ -213,8 +214,9 @@ void DownloadClient::finalize()
     }
     // Events are delivered while hashing: this object may be gone, or at its next file, when it ends.
     const QPointer<DownloadClient> self = this;
+    const int hashed = transfer;
     const QString computed = hashOfFile(partPath);
-    if (!self || reply) {
+    if (!self || transfer != hashed) {
         return;
     }
     if (computed.isNull()) {

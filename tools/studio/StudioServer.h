@@ -13,8 +13,8 @@
 namespace velmo::studio {
 
 /// One way in which the studio misbehaves on a path, for some of the requests of that path. What concerns a Range
-/// request concerns GET alone. What concerns a body leaves replies without one whole, but HEAD tells the length that GET
-/// would.
+/// request concerns GET alone. What concerns a body leaves replies without one whole, but HEAD tells the length that
+/// GET would.
 struct Fault {
     enum Kind {
         IgnoreRange,  ///< answers 200 with the whole file to a Range request
