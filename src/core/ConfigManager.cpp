@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 #include "core/Paths.h"
+#include "core/SaveFile.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -127,11 +128,11 @@ bool ConfigManager::save()
         return false;
     }
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Text)) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Unbuffered)) {
         qCWarning(lcConfig) << "Could not open configuration for writing:" << file.errorString();
         return false;
     }
-    file.write(QJsonDocument(data).toJson(QJsonDocument::Indented));
+    writeAll(file, QJsonDocument(data).toJson(QJsonDocument::Indented));
     if (!file.commit()) {
         qCWarning(lcConfig) << "Failed to commit configuration:" << file.errorString();
         return false;

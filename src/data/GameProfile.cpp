@@ -32,7 +32,7 @@ void applyChannels(QList<GameChannel> &channels, const QJsonArray &array)
         return;
     }
     channels.clear();
-    for (const QJsonValue &element : array) {
+    for (const auto &element : array) {
         const QJsonObject object = element.toObject();
         const GameChannel channel{object.value(u"id"_s).toString(), object.value(u"name"_s).toString(),
                                   object.value(u"description"_s).toString(), object.value(u"manifest"_s).toString()};

@@ -104,7 +104,7 @@ Manifest Manifest::fromJson(const QJsonObject &object, QString *error)
 
     const QJsonArray files = object.value("files"_L1).toArray();
     manifest.files.reserve(files.size());
-    for (const QJsonValue &element : files) {
+    for (const auto &element : files) {
         const ManifestFile file = fileFromJson(element.toObject());
         if (!isValid(file)) {
             return rejected(error, u"Manifest contains an invalid file entry: %1"_s.arg(file.path));
@@ -141,8 +141,9 @@ bool Manifest::isNewerThan(const Manifest &other) const
 
 bool Manifest::isSafeManifestPath(const QString &path)
 {
-    if (path.isEmpty() || path.size() > longestPath || path.contains(u'\\') || path.startsWith(u'/') ||
-        path.contains("//"_L1) || isDriveQualified(path)) {
+    // Half a surrogate pair would keep the patterns below from matching anything.
+    if (path.isEmpty() || !path.isValidUtf16() || path.size() > longestPath || path.contains(u'\\') ||
+        path.startsWith(u'/') || path.contains("//"_L1) || isDriveQualified(path)) {
         return false;
     }
     const QList<QStringView> segments = QStringView(path).split(u'/');

@@ -95,7 +95,7 @@ QList<NewsArticle> parseNewsFeed(const QByteArray &json, QString *error)
     }
     QList<NewsArticle> articles;
     const QJsonArray array = document.object().value("articles"_L1).toArray();
-    for (const QJsonValue &element : array) {
+    for (const auto &element : array) {
         const NewsArticle article = articleFromJson(element.toObject());
         if (!article.title.isEmpty() && article.date.isValid()) {
             articles.append(article);

@@ -46,6 +46,9 @@ DownloadManager::DownloadManager(QNetworkAccessManager *network, QObject *parent
     tick_.setInterval(progressTickMs);
     tick_.setTimerType(Qt::PreciseTimer);
     connect(&tick_, &QTimer::timeout, this, &DownloadManager::tick);
+    retryDelay_.setSingleShot(true);
+    retryDelay_.setTimerType(Qt::PreciseTimer);
+    connect(&retryDelay_, &QTimer::timeout, this, &DownloadManager::retry);
 }
 
 void DownloadManager::start(const QList<ManifestFile> &files, const QString &root, const QUrl &baseUrl)
@@ -79,10 +82,9 @@ void DownloadManager::cancel()
     }
     qCInfo(lcDownload) << "Download cancelled by the user";
     cancelled_ = true;
-    tick_.stop();
+    stop();
     client_->cancel();
     queue_.clear();
-    running_ = false;
     emit cancelled();
 }
 
@@ -130,6 +132,7 @@ void DownloadManager::stop()
 {
     running_ = false;
     tick_.stop();
+    retryDelay_.stop(); // or it would meet the next job
 }
 
 void DownloadManager::handleFileFinished()
@@ -157,7 +160,7 @@ void DownloadManager::handleFileFailed(const QString &message, const QString &de
         const int delayMs = retryDelaysMs.at(row);
         qCWarning(lcDownload) << "Retrying" << current_.path << "in" << delayMs << "ms"
                               << "(attempt" << attempt_ + 1 << "of" << attemptsPerFile << ")";
-        QTimer::singleShot(delayMs, Qt::PreciseTimer, this, &DownloadManager::retry);
+        retryDelay_.start(delayMs);
         return;
     }
     stop();

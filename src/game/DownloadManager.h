@@ -73,6 +73,7 @@ private:
     qint64 completedBytes_ = 0; ///< manifest sizes of finished files
     int attempt_ = 0;           ///< failures of the file in hand
     QTimer tick_;
+    QTimer retryDelay_;                        ///< from a failure to the next attempt
     QElapsedTimer clock_;                      ///< since the job began
     QList<std::pair<qint64, qint64>> samples_; ///< (ms, bytesReceived): the window that the speed is taken over
     bool running_ = false;

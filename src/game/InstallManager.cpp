@@ -1,10 +1,12 @@
 #include "game/InstallManager.h"
 
 #include "core/Logging.h"
+#include "core/SaveFile.h"
 #include "data/GameProfile.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSaveFile>
@@ -71,10 +73,11 @@ qint64 InstallManager::availableBytes() const
     if (root_.isEmpty()) {
         return -1;
     }
-    QDir directory(root_);
-    while (!directory.exists() && directory.cdUp()) {
+    QString path = root_;
+    while (!QFileInfo(path).isDir() && QFileInfo(path).path() != path) {
+        path = QFileInfo(path).path(); // QDir::cdUp would stay where the parent is missing too
     }
-    const QStorageInfo storage(directory);
+    const QStorageInfo storage(path);
     return storage.isValid() ? storage.bytesAvailable() : -1;
 }
 
@@ -131,11 +134,11 @@ bool InstallManager::commitInstalledManifest(const Manifest &manifest)
     }
     QDir().mkpath(metadataDir());
     QSaveFile file(installedManifestPath());
-    if (!file.open(QIODevice::WriteOnly)) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         qCWarning(lcGame) << "Could not record the installed manifest:" << file.errorString();
         return false;
     }
-    file.write(QJsonDocument(manifest.toJson()).toJson());
+    writeAll(file, QJsonDocument(manifest.toJson()).toJson());
     if (!file.commit()) {
         qCWarning(lcGame) << "Could not commit the installed manifest:" << file.errorString();
         return false;

@@ -40,7 +40,8 @@ public:
     bool isRunning() const { return running_; }
 
 signals:
-    /// \a fraction of the bytes walked, 0 to 1; \a currentFile is a manifest path.
+    /// \a fraction of the bytes walked, from 0; it can pass 1 where files are longer than their manifest says.
+    /// \a currentFile is a manifest path.
     void progressChanged(double fraction, const QString &currentFile);
     void finished(const velmo::VerificationResult &result);
 

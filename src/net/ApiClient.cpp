@@ -200,7 +200,8 @@ void ApiClient::track(QNetworkReply *reply, bool logSuccess, Callback callback)
 
 void ApiClient::finish(QNetworkReply *reply, bool logSuccess, const Callback &callback)
 {
-    const QByteArray body = reply->readAll();
+    // An aborted reply is closed already, and Qt would complain of a read.
+    const QByteArray body = reply->isOpen() ? reply->readAll() : QByteArray();
     const ApiResult result = decode(*reply, body);
     if (!result.ok) {
         qCWarning(lcNet) << "Request failed:" << result.detail;

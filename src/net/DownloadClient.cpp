@@ -17,10 +17,10 @@ namespace velmo {
 
 namespace {
 
-constexpr qint64 hashBlockBytes = 1024 * 1024;
+constexpr qint64 hashBlockBytes = qint64{1024} * 1024;
 
 /// What may wait in memory between the line and the disk. Unbounded, a fast line fills memory while the disk is slow.
-constexpr qint64 readBufferBytes = 4 * 1024 * 1024;
+constexpr qint64 readBufferBytes = qint64{4} * 1024 * 1024;
 
 /// SHA-256 of the file at \a path in lower-case hexadecimal; null when it could not be read. Between blocks the event
 /// loop runs, so that the window goes on painting.
@@ -71,6 +71,7 @@ void DownloadClient::start(const QUrl &url, const QString &destination, qint64 e
     resumeOffset = 0;
     received = 0;
     cancelled = false;
+    ++transfer;
 
     const QString unsafe = u"A game file could not be downloaded safely."_s;
     if (expectedSha256.isEmpty()) {
@@ -213,8 +214,9 @@ void DownloadClient::finalize()
     }
     // Events are delivered while hashing: this object may be gone, or at its next file, when it ends.
     const QPointer<DownloadClient> self = this;
+    const int hashed = transfer;
     const QString computed = hashOfFile(partPath);
-    if (!self || reply) {
+    if (!self || transfer != hashed) {
         return;
     }
     if (computed.isNull()) {

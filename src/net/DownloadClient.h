@@ -57,6 +57,7 @@ private:
     qint64 resumeOffset = 0; ///< bytes on disk when the transfer began
     qint64 received = 0;     ///< bytes on disk now
     bool cancelled = false;
+    int transfer = 0; ///< counts the starts, so that the end of a hash knows whether it still matters
 };
 
 } // namespace velmo

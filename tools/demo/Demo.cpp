@@ -63,7 +63,7 @@ QByteArray contentOf(const QString &path)
 
 bool sameContent(const QString &a, const QString &b)
 {
-    constexpr qint64 blockBytes = 1024 * 1024;
+    constexpr qint64 blockBytes = qint64{1024} * 1024;
     QFile left(a);
     QFile right(b);
     if (!left.open(QIODevice::ReadOnly) || !right.open(QIODevice::ReadOnly) || left.size() != right.size()) {

@@ -12,19 +12,21 @@
 
 namespace velmo::studio {
 
-/// One way in which the studio misbehaves on a path, for some of the requests of that path.
+/// One way in which the studio misbehaves on a path, for some of the requests of that path. What concerns a Range
+/// request concerns GET alone. What concerns a body leaves replies without one whole, but HEAD tells the length that
+/// GET would.
 struct Fault {
     enum Kind {
-        IgnoreRange,   ///< answers 200 with the whole file to a Range request
-        Status,        ///< answers with `status` and a short text page
-        CloseAfter,    ///< closes the connection after `bytes` bytes of the body
-        Stall,         ///< sends `bytes` bytes of the body, then nothing, and keeps the connection open
-        Corrupt,       ///< flips the bits of the one byte at offset `bytes` of the file, wherever the reply begins
-        Redirect,      ///< answers 302 to `location`
-        LengthOffset,  ///< announces a Content-Length that is `bytes` more (or, negative, less) than what is sent,
-                       ///< and closes the connection after the body
-        WrongRange,    ///< answers 206 to a Range request, with bytes from offset 0 instead
-        RangeRefused,  ///< answers 416 to every Range request
+        IgnoreRange,  ///< answers 200 with the whole file to a Range request
+        Status,       ///< answers with `status` and a short text page
+        CloseAfter,   ///< closes the connection after `bytes` bytes of the body
+        Stall,        ///< sends `bytes` bytes of the body, then nothing, and keeps the connection open
+        Corrupt,      ///< flips the bits of the one byte at offset `bytes` of the file, wherever the reply begins
+        Redirect,     ///< answers 302 to `location`
+        LengthOffset, ///< announces a Content-Length that is `bytes` more (or, negative, less) than what is sent,
+                      ///< and closes the connection after the body
+        WrongRange,   ///< answers 206 to a Range request, with as many bytes from offset 0 instead
+        RangeRefused, ///< answers 416 to every Range request
     };
 
     Kind kind = Status;
@@ -35,7 +37,7 @@ struct Fault {
     int lastAttempt = std::numeric_limits<int>::max();
 };
 
-/// One request as it arrived.
+/// One request as it arrived. What cannot be read as a request is answered, but is none.
 struct Request {
     QByteArray method;
     QString path;                          ///< decoded, without a query
@@ -46,7 +48,7 @@ struct Request {
 
 /// The studio's side on loopback: an HTTP/1.1 server over TLS with keep-alive, GET, HEAD and Range, for a content tree
 /// and documents in memory, with faults that can be switched on by path. It runs on a thread of its own; every function
-/// here may be called from any one thread at any time.
+/// here may be called from any thread at any time.
 class StudioServer {
 public:
     struct Options {
@@ -54,7 +56,7 @@ public:
         QByteArray certificateChain; ///< PEM, the server's certificate first
         QByteArray privateKey;       ///< PEM
         quint16 port = 0;            ///< 0 takes a free one
-        qint64 bytesPerSecond = 0;   ///< of each connection; 0 is unlimited
+        qint64 bytesPerSecond = 0;   ///< of each connection's bodies; 0 is unlimited
         bool etags = true;
     };
 
@@ -62,7 +64,8 @@ public:
     ~StudioServer();
     Q_DISABLE_COPY_MOVE(StudioServer)
 
-    /// Begins to listen on 127.0.0.1. False, with the reason in \a error, which may be null.
+    /// Begins to listen on 127.0.0.1 and to count attempts anew. Documents, faults and recorded requests stay. False,
+    /// with the reason in \a error, which may be null.
     bool start(const Options &options, QString *error = nullptr);
     /// Closes the port and every connection. Safe to call twice.
     void stop();
@@ -80,6 +83,7 @@ public:
     void addFault(const QString &path, const Fault &fault);
     /// Also begins the count of attempts anew.
     void clearFaults();
+    /// From now on, for replies on their way too.
     void setBytesPerSecond(qint64 bytesPerSecond);
 
     QList<Request> requests() const;

@@ -1,0 +1,521 @@
+#include "core/Application.h"
+#include "core/AutostartStore.h"
+#include "core/Paths.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QIcon>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QSslSocket>
+#include <QSysInfo>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <cstdio>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+// What this program does as a child: one Application in one process, as in the launcher itself.
+
+void print(const char *name, const QString &value)
+{
+    std::fprintf(stdout, "%s=%s\n", name, qUtf8Printable(value));
+}
+
+void printFlag(const char *name, bool value)
+{
+    print(name, value ? u"yes"_s : u"no"_s);
+}
+
+void printMetadata()
+{
+    print("name", QCoreApplication::applicationName());
+    print("organization", QCoreApplication::organizationName());
+    printFlag("has domain", !QCoreApplication::organizationDomain().isEmpty());
+    print("version", QCoreApplication::applicationVersion());
+    printFlag("has icon", !QGuiApplication::windowIcon().pixmap(32).isNull());
+    printFlag("quits on last window", QGuiApplication::quitOnLastWindowClosed());
+    printFlag("data directory", QFile::exists(velmo::dataDirectory()));
+}
+
+bool writeFile(const QString &path, const QByteArray &contents)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
+}
+
+QByteArray profileWithManifestAt(quint16 port)
+{
+    const QJsonObject channel{{u"id"_s, u"release"_s},
+                              {u"name"_s, u"Release"_s},
+                              {u"manifest"_s, u"https://127.0.0.1:%1/manifest.json"_s.arg(port)}};
+    return QJsonDocument(QJsonObject{{u"title"_s, u"TEST GAME"_s}, {u"channels"_s, QJsonArray{channel}}}).toJson();
+}
+
+/// The update check runs into a server that accepts and never says a word; the launcher is closed while it waits.
+int runAgainstASilentServer(velmo::Application &application)
+{
+    QTcpServer silent;
+    silent.listen(QHostAddress::LocalHost);
+    const QString override = QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s);
+    if (!writeFile(override, profileWithManifestAt(silent.serverPort()))) {
+        return 1;
+    }
+    QObject::connect(&silent, &QTcpServer::newConnection, &application, [&silent] {
+        const QTcpSocket *const client = silent.nextPendingConnection();
+        QObject::connect(client, &QTcpSocket::readyRead, client, &QCoreApplication::quit);
+    });
+    return application.start() ? velmo::Application::exec() : 1;
+}
+
+/// A sign-in entry that an earlier folder of the launcher left behind.
+class StaleStore : public velmo::AutostartStore {
+public:
+    bool supported() const override { return true; }
+    QString read() const override { return u"\"/gone/VelmoLauncher\" --autostart"_s; }
+    QSettings::Status write(const QString & /*command*/) override { return QSettings::NoError; }
+    QSettings::Status remove() override { return QSettings::NoError; }
+};
+
+int runAndExit(velmo::Application &application)
+{
+    printFlag("started", application.start());
+    QTimer ending;
+    ending.setSingleShot(true);
+    QObject::connect(&ending, &QTimer::timeout, &ending, [] { QCoreApplication::exit(42); });
+    ending.start();
+    return velmo::Application::exec();
+}
+
+int runChild(int argc, char **argv)
+{
+    velmo::Application application(argc, argv);
+    const QString scene = QCoreApplication::arguments().value(1);
+    if (scene == "--metadata"_L1) {
+        printMetadata();
+        return 0;
+    }
+    if (scene == "--silent-server"_L1) {
+        return runAgainstASilentServer(application);
+    }
+    if (scene == "--exit-code"_L1) {
+        return runAndExit(application);
+    }
+    if (scene == "--stale-autostart"_L1) {
+        StaleStore store;
+        velmo::AutostartStore::replaceInstance(&store);
+        const int exitCode = runAndExit(application);
+        velmo::AutostartStore::replaceInstance(nullptr);
+        return exitCode;
+    }
+    return 1;
+}
+
+// What the tests look at.
+
+QByteArray contentsOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// A copy of a program in a folder of its own, with a game.json beside it and a home of its own.
+class Installation {
+public:
+    explicit Installation(const QString &program)
+    {
+        program_ = folder_.filePath(QFileInfo(program).fileName());
+        QFile::copy(program, program_);
+    }
+
+    QString filePath(const QString &name) const { return folder_.filePath(name); }
+    QString dataDirectory() const { return folder_.filePath(u"home/.config/VelmoGames/Launcher"_s); }
+    QString settingsPath() const { return dataDirectory() + u"/launcher.json"_s; }
+
+    void start(QProcess &process, const QStringList &arguments) const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"HOME"_s, folder_.filePath(u"home"_s));
+        environment.insert(u"XDG_CONFIG_HOME"_s, folder_.filePath(u"home/.config"_s));
+        environment.insert(u"XDG_DATA_HOME"_s, folder_.filePath(u"home/.local/share"_s));
+        environment.insert(u"XDG_CACHE_HOME"_s, folder_.filePath(u"home/.cache"_s));
+        process.setProcessEnvironment(environment);
+        process.start(program_, arguments);
+    }
+
+    bool writeSettings(const QByteArray &settings) const
+    {
+        return QDir().mkpath(dataDirectory()) && writeFile(settingsPath(), settings);
+    }
+
+    /// The log as "LEVEL category: message", without the columns' padding.
+    QStringList log() const
+    {
+        const QDir logs(dataDirectory() + u"/logs"_s);
+        const QStringList names = logs.entryList({u"launcher-*.log"_s}, QDir::Files, QDir::Name);
+        if (names.size() != 1) {
+            return {};
+        }
+        static const QRegularExpression pattern(uR"(^\S+ \S+ \[(\w+) ?\] (\S+) +(.*)$)"_s);
+        QStringList result;
+        const QStringList lines = QString::fromUtf8(contentsOf(logs.filePath(names.first()))).split(u'\n');
+        for (const QString &line : lines) {
+            const QRegularExpressionMatch match = pattern.match(line);
+            if (match.hasMatch()) {
+                result.append(u"%1 %2: %3"_s.arg(match.captured(1), match.captured(2), match.captured(3)));
+            }
+        }
+        return result;
+    }
+
+    QStringList banner() const
+    {
+        return {u"INFO velmo.app: Velmo Games Launcher \"0.1.0\" starting"_s,
+                u"INFO velmo.app: Host: \"%1\" \"%2\""_s.arg(QSysInfo::prettyProductName(),
+                                                             QSysInfo::currentCpuArchitecture()),
+                u"INFO velmo.app: Qt: %1 TLS: %2"_s.arg(QString::fromLatin1(qVersion()),
+                                                        QSslSocket::supportsSsl() ? u"available"_s : u"unavailable"_s),
+                u"INFO velmo.app: Data directory: \"%1\""_s.arg(dataDirectory())};
+    }
+
+    QString firstRunLine() const
+    {
+        return u"INFO velmo.config: No existing configuration, starting from defaults: \"%1\""_s.arg(settingsPath());
+    }
+
+    QString loadedLine() const { return u"INFO velmo.config: Loaded configuration from \"%1\""_s.arg(settingsPath()); }
+
+    QString overrideLine() const
+    {
+        return u"INFO velmo.app: Applying game profile override from \"%1\""_s.arg(filePath(u"game.json"_s));
+    }
+
+private:
+    QTemporaryDir folder_;
+    QString program_;
+};
+
+const QString accountLine = u"INFO velmo.account: No account service is configured for this build"_s;
+const QString readyLine = u"INFO velmo.app: Launcher ready. Game profile: \"TEST GAME\""_s;
+const QString stoppedLine = u"INFO velmo.app: Launcher stopped"_s;
+
+QStringList ofCategory(const QStringList &lines, const QString &category)
+{
+    return lines.filter(u' ' + category + u": "_s);
+}
+
+/// A loopback port on which nobody listens.
+quint16 closedPort()
+{
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    return server.serverPort();
+}
+
+QJsonObject settingsOf(const Installation &installation)
+{
+    return QJsonDocument::fromJson(contentsOf(installation.settingsPath())).object();
+}
+
+} // namespace
+
+class tst_Application : public QObject {
+    Q_OBJECT
+
+private slots:
+    void constructionSetsTheMetadataAndTouchesNoFile();
+    void startReturnsTrueAndTheExitCodeIsThatOfTheLoop();
+    void runLogsItsStepsInOrder();
+    void staleAutostartEntryIsRewrittenOnTheWay();
+    void closingCancelsRequestsAndSavesTheSettings();
+    void stopSavesThoughNothingWasPending();
+    void unusableDataDirectoryDoesNotStopTheStart();
+    void corruptSettingsDoNotStopTheStart();
+
+    void firstRunMakesDataDirectoryLogAndSettings();
+    void laterRunReadsItsSettings();
+    void programLogsItsStepsInOrder();
+    void programTakesTheAutostartArgument_data();
+    void programTakesTheAutostartArgument();
+    void twoProgramsRunSideBySide();
+};
+
+void tst_Application::constructionSetsTheMetadataAndTouchesNoFile()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QProcess child;
+    installation.start(child, {u"--metadata"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitCode(), 0);
+    QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()), u"name=VelmoLauncher\n"
+                                                               "organization=Velmo Games\n"
+                                                               "has domain=yes\n"
+                                                               "version=0.1.0\n"
+                                                               "has icon=yes\n"
+                                                               "quits on last window=yes\n"
+                                                               "data directory=no\n"_s);
+    QVERIFY(!QFile::exists(installation.dataDirectory()));
+}
+
+void tst_Application::startReturnsTrueAndTheExitCodeIsThatOfTheLoop()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QProcess child;
+    installation.start(child, {u"--exit-code"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 42);
+    QCOMPARE(child.readAllStandardOutput(), "started=yes\n");
+}
+
+void tst_Application::runLogsItsStepsInOrder()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})"));
+    QProcess child;
+    installation.start(child, {u"--exit-code"_s});
+    QVERIFY(child.waitForFinished());
+    const QStringList log = installation.log();
+    QCOMPARE(ofCategory(log, u"velmo.config"_s), QStringList{installation.loadedLine()});
+    QCOMPARE(ofCategory(log, u"velmo.app"_s), installation.banner()
+                                                  << installation.overrideLine() << readyLine << stoppedLine);
+    // The settings come before the profile, the account before the game, and the game before the ready line.
+    const qsizetype settings = log.indexOf(installation.loadedLine());
+    const qsizetype account = log.indexOf(accountLine);
+    const qsizetype state = log.indexOf(u"INFO velmo.game: State: \"Not installed\" - \"Not installed\""_s);
+    QCOMPARE(settings, installation.banner().size());
+    QVERIFY(settings < log.indexOf(installation.overrideLine()));
+    QVERIFY(log.indexOf(installation.overrideLine()) < account);
+    QVERIFY(account < state);
+    QVERIFY(state < log.indexOf(readyLine));
+    QCOMPARE(log.last(), stoppedLine);
+}
+
+void tst_Application::staleAutostartEntryIsRewrittenOnTheWay()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QProcess child;
+    installation.start(child, {u"--stale-autostart"_s});
+    QVERIFY(child.waitForFinished());
+    const QStringList log = installation.log();
+    const qsizetype rewriting = log.indexOf(u"INFO velmo.app: Autostart entry points at a stale path, rewriting"_s);
+    QVERIFY(rewriting >= 0);
+    QCOMPARE(log.at(rewriting + 1), u"INFO velmo.app: Autostart enabled"_s);
+    // After the game has read its channel, before anything starts.
+    QVERIFY(log.at(rewriting - 1).startsWith(u"INFO velmo.game: Update channel is"_s));
+    QVERIFY(rewriting < log.indexOf(accountLine));
+}
+
+void tst_Application::closingCancelsRequestsAndSavesTheSettings()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(installation.writeSettings(R"({"schema":99,"window":{"width":1000}})"));
+    QProcess child;
+    QElapsedTimer elapsed;
+    elapsed.start();
+    installation.start(child, {u"--silent-server"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 0);
+    QVERIFY(elapsed.elapsed() < 8000); // it did not wait for the request's own time limit of 10 s
+
+    const QStringList log = installation.log();
+    const QStringList requests = ofCategory(log, u"velmo.net"_s);
+    QCOMPARE(requests.size(), 2);
+    QVERIFY2(requests.first().startsWith(u"INFO velmo.net: GET \"https://127.0.0.1:"_s), qPrintable(requests.first()));
+    QVERIFY2(requests.last().startsWith(u"WARN velmo.net: Request failed: \"Operation canceled (Qt error 5, HTTP 0)"_s),
+             qPrintable(requests.last()));
+    // The game still stood when its request was cancelled, and took the answer.
+    const QStringList check = ofCategory(log, u"velmo.update"_s);
+    QCOMPARE(check.size(), 2);
+    QVERIFY2(check.last().startsWith(u"WARN velmo.update: Update check failed: \"Operation canceled"_s),
+             qPrintable(check.last()));
+    QCOMPARE(log.last(), stoppedLine);
+    // Only the memory knew the present schema: loading corrects it there and saves nothing.
+    QCOMPARE(settingsOf(installation).value("schema"_L1).toInt(), 1);
+    QCOMPARE(settingsOf(installation).value("window"_L1).toObject().value("width"_L1).toInt(), 1000);
+}
+
+void tst_Application::stopSavesThoughNothingWasPending()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})"));
+    QProcess child;
+    installation.start(child, {u"--exit-code"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(settingsOf(installation).value("schema"_L1).toInt(), 1);
+    QCOMPARE(settingsOf(installation).value("launcher"_L1).toObject().value("autoCheckUpdates"_L1), QJsonValue(false));
+}
+
+void tst_Application::unusableDataDirectoryDoesNotStopTheStart()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(QDir().mkpath(QFileInfo(installation.dataDirectory()).path()));
+    QVERIFY(writeFile(installation.dataDirectory(), "in the way"));
+    QProcess child;
+    installation.start(child, {u"--exit-code"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitCode(), 42);
+    const QString errors = QString::fromLocal8Bit(child.readAllStandardError());
+    const QString warning =
+        u"velmo.config    Could not create configuration directory \"%1\"\n"_s.arg(installation.dataDirectory());
+    QCOMPARE(errors.count(warning), 2); // at the start and at the stop
+    QVERIFY(errors.contains(u"velmo.app       Launcher ready."_s));
+    QVERIFY(errors.endsWith(u"velmo.app       Launcher stopped\n"_s));
+    QCOMPARE(contentsOf(installation.dataDirectory()), "in the way");
+}
+
+void tst_Application::corruptSettingsDoNotStopTheStart()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(installation.writeSettings("{ not JSON"));
+    QProcess child;
+    installation.start(child, {u"--exit-code"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitCode(), 42);
+    QVERIFY(installation.log().contains(readyLine));
+    QCOMPARE(ofCategory(installation.log(), u"velmo.config"_s).size(), 1);
+    QVERIFY(
+        ofCategory(installation.log(), u"velmo.config"_s).first().startsWith(u"WARN velmo.config: Configuration"_s));
+    QCOMPARE(settingsOf(installation).value("window"_L1).toObject().value("width"_L1).toInt(), 1400);
+}
+
+// The program itself. It runs until it is ended from outside, so these look at it while it lives.
+
+void tst_Application::firstRunMakesDataDirectoryLogAndSettings()
+{
+    const Installation installation(QStringLiteral(VELMO_LAUNCHER));
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(!QFile::exists(installation.dataDirectory()));
+    QProcess program;
+    installation.start(program, {});
+    QTRY_VERIFY(installation.log().contains(readyLine));
+    QCOMPARE(program.state(), QProcess::Running);
+    const QStringList log = installation.log();
+    QCOMPARE(log.mid(0, 5), installation.banner() << installation.firstRunLine());
+    const QStringList groups = {u"appearance"_s, u"game"_s, u"launcher"_s, u"schema"_s, u"window"_s};
+    QCOMPARE(settingsOf(installation).keys(), groups);
+    program.kill();
+    QVERIFY(program.waitForFinished());
+}
+
+void tst_Application::laterRunReadsItsSettings()
+{
+    const Installation installation(QStringLiteral(VELMO_LAUNCHER));
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})"));
+    QProcess program;
+    installation.start(program, {});
+    QTRY_VERIFY(installation.log().contains(readyLine));
+    QCOMPARE(installation.log().mid(0, 5), installation.banner() << installation.loadedLine());
+    QCOMPARE(ofCategory(installation.log(), u"velmo.net"_s), QStringList());
+    program.kill();
+    QVERIFY(program.waitForFinished());
+}
+
+void tst_Application::programLogsItsStepsInOrder()
+{
+    const Installation installation(QStringLiteral(VELMO_LAUNCHER));
+    const quint16 port = closedPort();
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(port)));
+    QProcess program;
+    installation.start(program, {});
+    QTRY_VERIFY(installation.log().contains(readyLine));
+    QTRY_COMPARE(ofCategory(installation.log(), u"velmo.update"_s).size(), 2);
+    const QStringList log = installation.log();
+    QCOMPARE(ofCategory(log, u"velmo.app"_s), installation.banner() << installation.overrideLine() << readyLine);
+    QCOMPARE(ofCategory(log, u"velmo.config"_s), QStringList{installation.firstRunLine()});
+    QCOMPARE(ofCategory(log, u"velmo.account"_s), QStringList{accountLine});
+    const QString address = u"https://127.0.0.1:%1/manifest.json"_s.arg(port);
+    const QString refused = u"\"Connection refused (Qt error 1, HTTP 0) for %1\""_s.arg(address);
+    const QStringList order = {
+        installation.firstRunLine(),
+        installation.overrideLine(),
+        u"INFO velmo.game: Update channel is \"release\" -> \"%1\""_s.arg(address),
+        accountLine,
+        u"INFO velmo.game: State: \"Not installed\" - \"Not installed\""_s,
+        u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(address),
+        u"INFO velmo.net: GET \"%1\""_s.arg(address),
+        readyLine,
+        u"WARN velmo.net: Request failed: "_s + refused,
+        u"WARN velmo.update: Update check failed: "_s + refused,
+    };
+    qsizetype previous = -1;
+    for (const QString &line : order) {
+        const qsizetype position = log.indexOf(line);
+        QVERIFY2(position > previous, qPrintable(line + u" is missing or too early in:\n"_s + log.join(u'\n')));
+        previous = position;
+    }
+    program.kill();
+    QVERIFY(program.waitForFinished());
+}
+
+void tst_Application::programTakesTheAutostartArgument_data()
+{
+    QTest::addColumn<QString>("argument");
+    QTest::newRow("lower case") << u"--autostart"_s;
+    QTest::newRow("upper case") << u"--AUTOSTART"_s;
+}
+
+void tst_Application::programTakesTheAutostartArgument()
+{
+    QFETCH(QString, argument);
+    const Installation installation(QStringLiteral(VELMO_LAUNCHER));
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QProcess program;
+    installation.start(program, {argument});
+    QTRY_COMPARE(ofCategory(installation.log(), u"velmo.update"_s).size(), 2);
+    QCOMPARE(program.state(), QProcess::Running);
+    // Closing is not set to go to the tray, so the argument alone hides nothing and says nothing.
+    QCOMPARE(ofCategory(installation.log(), u"velmo.app"_s), installation.banner()
+                                                                 << installation.overrideLine() << readyLine);
+    program.kill();
+    QVERIFY(program.waitForFinished());
+}
+
+/// No guard keeps a second instance out: both share one settings file.
+void tst_Application::twoProgramsRunSideBySide()
+{
+    const Installation installation(QStringLiteral(VELMO_LAUNCHER));
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QProcess first;
+    installation.start(first, {});
+    QTRY_VERIFY(QFile::exists(installation.settingsPath()));
+    QProcess second;
+    second.setProcessChannelMode(QProcess::MergedChannels);
+    installation.start(second, {});
+    QByteArray output;
+    QTRY_VERIFY((output += second.readAll()).contains("Launcher ready."));
+    QVERIFY(output.contains("Loaded configuration from"));
+    QCOMPARE(first.state(), QProcess::Running);
+    QCOMPARE(second.state(), QProcess::Running);
+    first.kill();
+    second.kill();
+    QVERIFY(first.waitForFinished());
+    QVERIFY(second.waitForFinished());
+}
+
+int main(int argc, char **argv)
+{
+    if (argc == 2 && QLatin1StringView(argv[1]).startsWith("--"_L1)) {
+        return runChild(argc, argv);
+    }
+    return velmo::test::runTest<tst_Application>(argc, argv);
+}
+
+#include "tst_Application.moc"

@@ -1,0 +1,498 @@
+#include "GameFixture.h"
+
+#include "game/UpdateManager.h"
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QtTest>
+
+#include <cerrno>
+#include <csignal>
+#include <optional>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace velmo;
+using namespace velmo::test;
+
+namespace {
+
+const QString filesMissing =
+    u"The game could not be started because its files are missing.\n\nVerify the game files from Settings to repair "
+    "the installation."_s;
+const QString notStarted =
+    u"The game could not be started.\n\nIf this keeps happening, verify the game files from Settings."_s;
+
+Build playableBuild(const QString &version = u"1.0.0"_s)
+{
+    return {version, 10, {gameProgramFile(), {u"data/one.dat"_s, "one", false, {}}}, u"bin/game"_s, {}};
+}
+
+QStringList installedLines()
+{
+    return GameFixture::stateLines(u"Installed"_s, u"Version 1.0.0 installed"_s);
+}
+
+QStringList launchLines(const QString &program, const QString &arguments)
+{
+    return GameFixture::stateLines(u"Launching"_s, u"Starting HARROWFEN"_s) +
+           QStringList{u"INFO velmo.game: Launching \"%1\" QList(%2)"_s.arg(program, arguments)};
+}
+
+QStringList runningLines()
+{
+    return GameFixture::stateLines(u"Running"_s, u"HARROWFEN is running"_s);
+}
+
+/// A player with the game installed who checks for no updates; \a arguments as in the settings.
+void prepare(GameFixture &t, const QString &arguments)
+{
+    t.install(playableBuild());
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.presetSetting(u"game.launchArguments"_s, arguments);
+    t.start();
+    t.clearTrace();
+}
+
+QString program(const GameFixture &t)
+{
+    return t.root() + u"/bin/game"_s;
+}
+
+/// Lets a game end that waits for the end of its input.
+void endGame(GameFixture &t)
+{
+    t.worker<QProcess>()->closeWriteChannel();
+}
+
+/// What the game wrote down: its working directory, then its arguments.
+QStringList recorded(const QString &fileName)
+{
+    QFile file(fileName);
+    if (!QTest::qWaitFor([&fileName] { return QFile::exists(fileName); }) || !file.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    return QString::fromUtf8(file.readAll()).trimmed().split(u'\n');
+}
+
+} // namespace
+
+class tst_GameManagerLaunch : public QObject {
+    Q_OBJECT
+
+    std::optional<GameStudio> studio_;
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void gameRunsAndEnds();
+    void exitCodeIsOnlyLogged();
+    void crashIsToldLikeAFailedStart();
+    void programThatCannotBeExecutedFailsToStart_data();
+    void programThatCannotBeExecutedFailsToStart();
+    void failedStartCanBeTriedAgain();
+    void missingProgramIsToldAndOffered();
+    void missingProgramIsToldBeforePendingFiles();
+    void pendingFilesRefuseTheLaunch();
+
+    void argumentsAreSplit_data();
+    void argumentsAreSplit();
+    void argumentsAreReadAtEachLaunch();
+    void programOfTheRecordIsStarted();
+    void programOfTheProfileIsStartedWhereTheRecordNamesNone();
+    void programUnderAFolderWithBlanksAndForeignLettersIsStarted();
+
+    void processIsMadeAtTheFirstLaunchAndLeftPlain();
+    void secondLaunchReusesTheProcess();
+    void workingDirectoryIsThatOfTheFirstLaunch();
+    void inputOfTheGameStaysOpen();
+    void runningGameCannotBeCancelled();
+    void endOfTheLauncherEndsTheGame();
+
+    void checkResultTakesTheStateOffRunning();
+    void pressWhileTheGameStillRunsStaysLaunching();
+};
+
+void tst_GameManagerLaunch::initTestCase()
+{
+    studio_.emplace();
+}
+
+void tst_GameManagerLaunch::cleanupTestCase()
+{
+    studio_.reset();
+}
+
+void tst_GameManagerLaunch::gameRunsAndEnds()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"wait=1"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t.trace(), launchLines(program(t), u"\"wait=1\""_s) + runningLines() +
+                            QStringList{u"INFO velmo.game: Game exited with code 0 (normal)"_s} + installedLines());
+    QVERIFY(t.errors().isEmpty());
+}
+
+void tst_GameManagerLaunch::exitCodeIsOnlyLogged()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"exit=7"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t.trace(), launchLines(program(t), u"\"exit=7\""_s) + runningLines() +
+                            QStringList{u"INFO velmo.game: Game exited with code 7 (normal)"_s} + installedLines());
+    QVERIFY(t.errors().isEmpty());
+}
+
+void tst_GameManagerLaunch::crashIsToldLikeAFailedStart()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"crash"_s);
+    t->primaryAction();
+    QTRY_COMPARE(t.log().texts(u"velmo.game"_s).filter(u"Game exited"_s).size(), 1);
+    const QString exitLine =
+        u"INFO velmo.game: Game exited with code %1 (crashed)"_s.arg(QString::number(t.worker<QProcess>()->exitCode()));
+    const QStringList told{u"ERROR velmo.game: Game process error: QProcess::Crashed \"Process crashed\""_s,
+                           GameFixture::errorLine(notStarted, u"Process crashed"_s)};
+    QCOMPARE(t.trace(), launchLines(program(t), u"\"crash\""_s) + runningLines() + told + installedLines() +
+                            QStringList{exitLine});
+    QCOMPARE(t->state(), GameState::Installed);
+}
+
+void tst_GameManagerLaunch::programThatCannotBeExecutedFailsToStart_data()
+{
+    QTest::addColumn<bool>("permitted");
+    QTest::newRow("no permission to execute") << false;
+    QTest::newRow("no program inside") << true;
+}
+
+void tst_GameManagerLaunch::programThatCannotBeExecutedFailsToStart()
+{
+    QFETCH(const bool, permitted);
+    GameFixture t(*studio_);
+    prepare(t, {});
+    t.removeFile(u"bin/game"_s);
+    t.writeFile(u"bin/game"_s, "\x7f"
+                               "ELF but not really");
+    if (permitted) {
+        QVERIFY(QFile::setPermissions(program(t), QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+    }
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    const QString error = t.worker<QProcess>()->errorString();
+    QVERIFY(!error.isEmpty());
+    const QStringList told{u"ERROR velmo.game: Game process error: QProcess::FailedToStart \"%1\""_s.arg(error),
+                           GameFixture::errorLine(notStarted, error)};
+    QCOMPARE(t.trace(), launchLines(program(t), {}) + told + installedLines());
+}
+
+void tst_GameManagerLaunch::failedStartCanBeTriedAgain()
+{
+    GameFixture t(*studio_);
+    prepare(t, {});
+    QVERIFY(QFile::setPermissions(program(t), QFileDevice::ReadOwner));
+    t->primaryAction();
+    QVERIFY(t.waitForError());
+    QCOMPARE(t->state(), GameState::Installed);
+    QVERIFY(QFile::setPermissions(program(t), QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+    t.clearTrace();
+    t->primaryAction();
+    QVERIFY(t.waitUntilPast(GameState::Running));
+    QVERIFY(t.errors().isEmpty());
+    QCOMPARE(t->state(), GameState::Installed);
+}
+
+void tst_GameManagerLaunch::missingProgramIsToldAndOffered()
+{
+    GameFixture t(*studio_);
+    prepare(t, {});
+    t.removeFile(u"bin/game"_s);
+    t->primaryAction();
+    QCOMPARE(t.trace(),
+             GameFixture::stateLines(u"Update available"_s, u"Game files are incomplete"_s) +
+                 QStringList{GameFixture::errorLine(filesMissing, u"Executable not found at %1"_s.arg(program(t)))});
+    QVERIFY(!t.worker<QProcess>());
+}
+
+void tst_GameManagerLaunch::missingProgramIsToldBeforePendingFiles()
+{
+    GameFixture t(*studio_);
+    t.install(playableBuild());
+    Build next = playableBuild(u"2.0.0"_s);
+    next.files[1].content = "changed";
+    studio_->publish(next);
+    t.open();
+    connect(&t.game(), &GameManager::serviceStatusChanged, this, [&t](ServiceStatus status) {
+        if (status == ServiceStatus::Online) {
+            t.removeFile(u"bin/game"_s);
+            t->primaryAction();
+        }
+    });
+    QVERIFY(t.startAndCheck());
+    QCOMPARE(t.errors().size(), 1);
+    QCOMPARE(t.errors().first().first, filesMissing);
+}
+
+void tst_GameManagerLaunch::pendingFilesRefuseTheLaunch()
+{
+    GameFixture t(*studio_);
+    t.install(playableBuild());
+    Build next = playableBuild(u"2.0.0"_s);
+    next.files[1].content = "changed";
+    studio_->publish(next);
+    t.open();
+    QStringList traced;
+    // The badge changes before the state does: for that moment a press still means to play.
+    connect(&t.game(), &GameManager::serviceStatusChanged, this, [&](ServiceStatus status) {
+        if (status == ServiceStatus::Online) {
+            QCOMPARE(t->state(), GameState::Installed);
+            const qsizetype before = t.trace().size();
+            t->primaryAction();
+            traced = t.trace().mid(before);
+            QCOMPARE(t->state(), GameState::Installed);
+        }
+    });
+    QVERIFY(t.startAndCheck());
+    QCOMPARE(traced, QStringList{u"WARN velmo.game: Refusing to launch with a pending update"_s});
+    QVERIFY(!t.worker<QProcess>());
+    QVERIFY(t.errors().isEmpty());
+}
+
+void tst_GameManagerLaunch::argumentsAreSplit_data()
+{
+    QTest::addColumn<QString>("setting");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("logged");
+    QTest::newRow("none") << QString() << QStringList() << QString();
+    QTest::newRow("only blanks") << u"   "_s << QStringList() << QString();
+    QTest::newRow("one") << u"-windowed"_s << QStringList{u"-windowed"_s} << u"\"-windowed\""_s;
+    QTest::newRow("several, many blanks")
+        << u"  -a   b  --c=d "_s << QStringList{u"-a"_s, u"b"_s, u"--c=d"_s} << u"\"-a\", \"b\", \"--c=d\""_s;
+    QTest::newRow("a blank inside quotes")
+        << u"\"two words\" three"_s << QStringList{u"two words"_s, u"three"_s} << u"\"two words\", \"three\""_s;
+    QTest::newRow("quotes inside an argument")
+        << u"-path=\"C:/My Games\""_s << QStringList{u"-path=C:/My Games"_s} << u"\"-path=C:/My Games\""_s;
+    QTest::newRow("three quotes are one")
+        << u"say \"\"\"hi\"\"\""_s << QStringList{u"say"_s, u"\"hi\""_s} << u"\"say\", \"\\\"hi\\\"\""_s;
+    QTest::newRow("foreign letters") << u"größe 火"_s << QStringList{u"größe"_s, u"火"_s} << u"\"größe\", \"火\""_s;
+}
+
+void tst_GameManagerLaunch::argumentsAreSplit()
+{
+    QFETCH(const QString, setting);
+    QFETCH(const QStringList, arguments);
+    QFETCH(const QString, logged);
+    GameFixture t(*studio_);
+    prepare(t, setting);
+    t->primaryAction();
+    QVERIFY(t.waitUntilPast(GameState::Running));
+    QCOMPARE(t.worker<QProcess>()->arguments(), arguments);
+    QCOMPARE(t.trace().mid(0, 3), launchLines(program(t), logged));
+}
+
+void tst_GameManagerLaunch::argumentsAreReadAtEachLaunch()
+{
+    GameFixture t(*studio_);
+    const QString first = t.folder() + u"/first run"_s;
+    const QString second = t.folder() + u"/second run"_s;
+    prepare(t, u"\"record=%1\" \"an argument\""_s.arg(first));
+    t->primaryAction();
+    QCOMPARE(recorded(first).mid(1), (QStringList{u"record=%1"_s.arg(first), u"an argument"_s}));
+    QVERIFY(t.waitForState(GameState::Installed));
+    t.settings().setValue(u"game.launchArguments"_s, u"\"record=%1\""_s.arg(second));
+    t->primaryAction();
+    QCOMPARE(recorded(second).mid(1), QStringList{u"record=%1"_s.arg(second)});
+    QVERIFY(t.waitForState(GameState::Installed));
+}
+
+void tst_GameManagerLaunch::programOfTheRecordIsStarted()
+{
+    GameFixture t(*studio_);
+    Build build = playableBuild();
+    build.files[0].path = u"other/place/start"_s;
+    build.executable = build.files.at(0).path;
+    t.install(build);
+    const QString record = t.folder() + u"/record"_s;
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.presetSetting(u"game.launchArguments"_s, u"record=%1"_s.arg(record));
+    t.start();
+    t->primaryAction();
+    QVERIFY(t.waitUntilPast(GameState::Running));
+    QCOMPARE(t.worker<QProcess>()->program(), t.root() + u"/other/place/start"_s);
+    QCOMPARE(recorded(record).value(0), QFileInfo(t.root() + u"/other/place"_s).canonicalFilePath());
+}
+
+void tst_GameManagerLaunch::programOfTheProfileIsStartedWhereTheRecordNamesNone()
+{
+    GameFixture t(*studio_);
+    Build build = playableBuild();
+    build.executable.clear();
+    t.install(build);
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.start();
+    t->primaryAction();
+    QVERIFY(t.waitUntilPast(GameState::Running));
+    QCOMPARE(t.worker<QProcess>()->program(), program(t));
+}
+
+void tst_GameManagerLaunch::programUnderAFolderWithBlanksAndForeignLettersIsStarted()
+{
+    GameFixture t(*studio_);
+    t.setRoot(t.folder() + u"/Meine Spiele/Größe 火"_s);
+    const QString record = t.folder() + u"/record"_s;
+    prepare(t, u"record=%1"_s.arg(record));
+    t->primaryAction();
+    QVERIFY(t.waitUntilPast(GameState::Running));
+    QCOMPARE(recorded(record).value(0), QFileInfo(t.root() + u"/bin"_s).canonicalFilePath());
+}
+
+void tst_GameManagerLaunch::processIsMadeAtTheFirstLaunchAndLeftPlain()
+{
+    GameFixture t(*studio_);
+    prepare(t, {});
+    QVERIFY(!t.worker<QProcess>());
+    t->primaryAction();
+    const QProcess *const process = t.worker<QProcess>();
+    QVERIFY(process);
+    QCOMPARE(process->parent(), &t.game());
+    QCOMPARE(process->workingDirectory(), t.root() + u"/bin"_s);
+    QVERIFY(process->processEnvironment().isEmpty());
+    QCOMPARE(process->processChannelMode(), QProcess::SeparateChannels);
+    QVERIFY(t.waitUntilPast(GameState::Running));
+}
+
+void tst_GameManagerLaunch::secondLaunchReusesTheProcess()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"exit=3"_s);
+    const QStringList oneRun = launchLines(program(t), u"\"exit=3\""_s) + runningLines() +
+                               QStringList{u"INFO velmo.game: Game exited with code 3 (normal)"_s} + installedLines();
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    const QProcess *const process = t.worker<QProcess>();
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t.trace(), oneRun + oneRun);
+    QCOMPARE(t.game().findChildren<QProcess *>(), QList<QProcess *>{const_cast<QProcess *>(process)});
+}
+
+void tst_GameManagerLaunch::workingDirectoryIsThatOfTheFirstLaunch()
+{
+    GameFixture t(*studio_);
+    const QString record = t.folder() + u"/record"_s;
+    prepare(t, u"record=%1"_s.arg(record));
+    const QString firstFolder = QFileInfo(t.root() + u"/bin"_s).canonicalFilePath();
+    t->primaryAction();
+    QCOMPARE(recorded(record).value(0), firstFolder);
+    QVERIFY(t.waitForState(GameState::Installed));
+
+    QVERIFY(QFile::remove(record));
+    t.setRoot(t.folder() + u"/elsewhere"_s);
+    t.install(playableBuild());
+    t->setInstallPath(t.root());
+    t->primaryAction();
+    QCOMPARE(recorded(record).value(0), firstFolder);
+    QCOMPARE(t.worker<QProcess>()->program(), program(t));
+    QVERIFY(t.waitForState(GameState::Installed));
+}
+
+void tst_GameManagerLaunch::inputOfTheGameStaysOpen()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"until-input-ends"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Running));
+    QCOMPARE(t.worker<QProcess>()->openMode() & QIODevice::ReadWrite, QIODevice::ReadWrite);
+    QCOMPARE(t.worker<QProcess>()->state(), QProcess::Running);
+    endGame(t);
+    QVERIFY(t.waitForState(GameState::Installed));
+}
+
+void tst_GameManagerLaunch::runningGameCannotBeCancelled()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"until-input-ends"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Running));
+    QVERIFY(!t->canCancel());
+    t->cancelOperation();
+    QCOMPARE(t->state(), GameState::Running);
+    QCOMPARE(t.worker<QProcess>()->state(), QProcess::Running);
+    endGame(t);
+    QVERIFY(t.waitForState(GameState::Installed));
+}
+
+void tst_GameManagerLaunch::endOfTheLauncherEndsTheGame()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"until-input-ends"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Running));
+    const auto game = static_cast<pid_t>(t.worker<QProcess>()->processId());
+    QCOMPARE(kill(game, 0), 0);
+    t.close();
+    QCOMPARE(kill(game, 0), -1);
+    QCOMPARE(errno, ESRCH);
+}
+
+void tst_GameManagerLaunch::checkResultTakesTheStateOffRunning()
+{
+    GameFixture t(*studio_);
+    t.install(playableBuild());
+    Build next = playableBuild(u"2.0.0"_s);
+    next.files[1].content = "changed";
+    studio_->publish(next);
+    t.presetSetting(u"game.launchArguments"_s, u"until-input-ends"_s);
+    t.start();
+    t->primaryAction(); // during the check
+    QVERIFY(t.worker<QProcess>()->waitForStarted());
+    QCOMPARE(t->state(), GameState::Running);
+    QVERIFY(t.waitForStatus(ServiceStatus::Online));
+    QCOMPARE(t->state(), GameState::UpdateAvailable);
+    QCOMPARE(t.worker<QProcess>()->state(), QProcess::Running);
+    t.clearTrace();
+    endGame(t);
+    QTRY_COMPARE(t.worker<QProcess>()->state(), QProcess::NotRunning);
+    QCOMPARE(t.trace(), QStringList{u"INFO velmo.game: Game exited with code 0 (normal)"_s});
+    QCOMPARE(t->state(), GameState::UpdateAvailable);
+}
+
+void tst_GameManagerLaunch::pressWhileTheGameStillRunsStaysLaunching()
+{
+    GameFixture t(*studio_);
+    t.install(playableBuild());
+    studio_->publish(playableBuild());
+    t.presetSetting(u"game.launchArguments"_s, u"until-input-ends"_s);
+    t.start();
+    t->primaryAction(); // during the check
+    QVERIFY(t.worker<QProcess>()->waitForStarted());
+    QCOMPARE(t->state(), GameState::Running);
+    QVERIFY(t.waitForStatus(ServiceStatus::Online));
+    QCOMPARE(t->state(), GameState::Installed);
+
+    const qint64 game = t.worker<QProcess>()->processId();
+    t.clearTrace();
+    t->primaryAction();
+    QCOMPARE(t.trace(), launchLines(program(t), u"\"until-input-ends\""_s));
+    QVERIFY(t.log().contains(QtWarningMsg, u"default"_s, u"QProcess::start: Process is already running"_s));
+    QCOMPARE(t->state(), GameState::Launching);
+    QCOMPARE(t.worker<QProcess>()->processId(), game);
+    QVERIFY(t.errors().isEmpty());
+
+    t.clearTrace();
+    endGame(t);
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t.trace(), QStringList{u"INFO velmo.game: Game exited with code 0 (normal)"_s} + installedLines());
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_GameManagerLaunch>(argc, argv);
+}
+
+#include "tst_GameManagerLaunch.moc"

@@ -1,0 +1,371 @@
+#include "GameFixture.h"
+
+#include "support/TestEnvironment.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QRegularExpression>
+#include <QtTest>
+
+#include <algorithm>
+#include <optional>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace velmo;
+using namespace velmo::test;
+
+namespace {
+
+constexpr quint32 seed = 20240229;
+constexpr int killsPerOperation = 18;
+constexpr int fewestRealKills = 14; // a run can end just before its kill
+constexpr double runSeconds = 0.6;  // of transfer, when the rate is limited
+constexpr int waitMs = 30000;
+
+QString installerProgram()
+{
+    return QString::fromUtf8(VELMO_TEST_INSTALLER);
+}
+
+QByteArray readBytes(const QString &fileName)
+{
+    QFile file(fileName);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QByteArray noise(qsizetype words, quint32 number)
+{
+    QList<quint32> values(words);
+    QRandomGenerator(number).fillRange(values.data(), values.size());
+    return {reinterpret_cast<const char *>(values.constData()), words * qsizetype(sizeof(quint32))};
+}
+
+/// Twelve files, 7.5 MB.
+Build firstBuild()
+{
+    Build build{u"1.0.0"_s, 10, {{u"bin/game"_s, noise(150000, 1), true, {}}}, u"bin/game"_s, {}};
+    for (quint32 i = 0; i < 9; ++i) {
+        build.files.append(
+            {u"data/part-%1.pak"_s.arg(i), noise(100000 + 25000 * qsizetype(i % 5), 100 + i), false, {}});
+    }
+    build.files.append({u"old/one.pak"_s, noise(125000, 200), false, {}});
+    build.files.append({u"old/two.pak"_s, noise(225000, 201), false, {}});
+    return build;
+}
+
+/// The first build with five files changed, two added and the two in "old" gone.
+Build secondBuild()
+{
+    Build build = firstBuild();
+    build.version = u"1.1.0"_s;
+    build.build = 11;
+    build.files.resize(10);
+    for (qsizetype i = 0; i < 10; i += 2) {
+        build.files[i].content = noise(150000 + 12500 * i, 300 + static_cast<quint32>(i));
+    }
+    build.files.append({u"new/one.pak"_s, noise(200000, 400), false, {}});
+    build.files.append({u"new/deeper/two.pak"_s, noise(100000, 401), false, {}});
+    return build;
+}
+
+qint64 changedBytes(const Build &before, const Build &after)
+{
+    qint64 bytes = 0;
+    for (const BuildFile &file : after.files) {
+        if (before.content(file.path) != file.content) {
+            bytes += file.content.size();
+        }
+    }
+    return bytes;
+}
+
+/// One player's folders, and what they must hold at any moment.
+class Player {
+public:
+    /// \a before is what is installed, or std::nullopt; \a after is what the studio offers.
+    Player(const std::optional<Build> &before, const Build &after)
+        : before_(before)
+        , after_(after)
+    {
+        if (before_) {
+            for (const BuildFile &file : std::as_const(before_->files)) {
+                write(file.path, file.content);
+            }
+            write(recordPath, QJsonDocument(before_->manifest().toJson()).toJson());
+        }
+    }
+
+    void write(const QString &path, const QByteArray &bytes)
+    {
+        QFile file(rootFile(path));
+        if (!QDir().mkpath(QFileInfo(file).path()) || !file.open(QIODevice::WriteOnly) ||
+            file.write(bytes) != bytes.size()) {
+            qFatal("Cannot write %s", qPrintable(file.fileName()));
+        }
+        if (!path.startsWith(u'.')) {
+            standing_.insert(path, bytes);
+        }
+    }
+    void remove(const QString &path)
+    {
+        QFile::remove(rootFile(path));
+        standing_.remove(path);
+    }
+
+    void start(QProcess &launcher, const QString &operation) const
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        const QString home = folder_.filePath(u"home"_s);
+        environment.insert(u"HOME"_s, home);
+        environment.insert(u"XDG_CONFIG_HOME"_s, home + u"/.config"_s);
+        environment.insert(u"XDG_DATA_HOME"_s, home + u"/.local/share"_s);
+        environment.insert(u"XDG_CACHE_HOME"_s, home + u"/.cache"_s);
+        launcher.setProcessEnvironment(environment);
+        launcher.setProcessChannelMode(QProcess::MergedChannels);
+        launcher.start(installerProgram(), {folder_.filePath(u"root"_s), operation});
+    }
+
+    /// Whether a file has arrived in part.
+    bool isMidFile() const
+    {
+        const QStringList paths = pathsBelow(folder_.filePath(u"root"_s));
+        return std::any_of(paths.begin(), paths.end(), [this](const QString &path) {
+            return path.endsWith(".part"_L1) && QFileInfo(rootFile(path)).size() > 0;
+        });
+    }
+
+    /// What is wrong in the middle of an operation; empty when nothing is.
+    QString problemAfterKill() const
+    {
+        const QByteArray record = readBytes(rootFile(recordPath));
+        const bool recorded = QFile::exists(rootFile(recordPath));
+        const QJsonObject object = QJsonDocument::fromJson(record).object();
+        const bool isNew = recorded && object == after_.manifest().toJson();
+        const bool isOld = before_ ? recorded && object == before_->manifest().toJson() : !recorded;
+        if (!isOld && !isNew) {
+            return u"the record is neither the old nor the new one: %1 bytes"_s.arg(record.size());
+        }
+        const bool sameBuild = isOld && isNew;
+        return firstOf({problemWithSettings(), problemWithPlaces(), problemWithFiles(isNew && !sameBuild)});
+    }
+
+    /// What is wrong when an operation has come to its end; empty when nothing is.
+    QString problemAtTheEnd() const
+    {
+        const QJsonObject object = QJsonDocument::fromJson(readBytes(rootFile(recordPath))).object();
+        if (object != after_.manifest().toJson()) {
+            return u"the record is not that of the offered build"_s;
+        }
+        const QStringList paths = pathsBelow(folder_.filePath(u"root"_s));
+        for (const QString &path : paths) {
+            if (!path.startsWith(".velmo/"_L1) && after_.content(path).isNull()) {
+                return u"left over: "_s + path;
+            }
+        }
+        return firstOf({problemWithSettings(), problemWithPlaces(), problemWithFiles(true)});
+    }
+
+private:
+    static const QString recordPath;
+
+    QString rootFile(const QString &path) const { return folder_.filePath(u"root/"_s + path); }
+
+    static QString firstOf(const QStringList &problems)
+    {
+        const auto found =
+            std::find_if(problems.begin(), problems.end(), [](const QString &p) { return !p.isEmpty(); });
+        return found == problems.end() ? QString() : *found;
+    }
+
+    static QStringList pathsBelow(const QString &folder)
+    {
+        QStringList paths;
+        QDirIterator files(folder, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+        while (files.hasNext()) {
+            paths.append(QDir(folder).relativeFilePath(files.next()));
+        }
+        return paths;
+    }
+
+    QString problemWithSettings() const
+    {
+        const QString fileName = folder_.filePath(u"home/.config/VelmoGames/Launcher/launcher.json"_s);
+        if (QFile::exists(fileName) && !QJsonDocument::fromJson(readBytes(fileName)).isObject()) {
+            return u"the settings are damaged"_s;
+        }
+        return {};
+    }
+
+    /// Files stand only where they belong. A replacement that was being written may be left beside its target.
+    QString problemWithPlaces() const
+    {
+        static const QRegularExpression own(u"^(home/\\.config/VelmoGames/Launcher/launcher\\.json(\\.[A-Za-z]{6})?"
+                                            "|root/\\.velmo/(installed\\.json(\\.[A-Za-z]{6})?|write-test\\.tmp))$"_s);
+        const QStringList paths = pathsBelow(folder_.path());
+        for (const QString &path : paths) {
+            QString inBuild = path.mid(5);
+            if (inBuild.endsWith(".part"_L1)) {
+                inBuild.chop(5);
+            }
+            const bool known =
+                path.startsWith("root/"_L1) && (!after_.content(inBuild).isNull() || standing_.contains(inBuild));
+            if (!known && !own.match(path).hasMatch()) {
+                return u"a file where none belongs: "_s + path;
+            }
+        }
+        return {};
+    }
+
+    /// Each file is what stood there before or, whole, what the studio offers; with \a complete, the latter.
+    QString problemWithFiles(bool complete) const
+    {
+        for (const BuildFile &file : after_.files) {
+            const QByteArray bytes = readBytes(rootFile(file.path));
+            if (bytes == file.content) {
+                continue;
+            }
+            if (complete) {
+                return u"not the offered file: "_s + file.path;
+            }
+            if (QFile::exists(rootFile(file.path)) && bytes != standing_.value(file.path)) {
+                return u"neither the old nor the new file: "_s + file.path;
+            }
+            const bool untouched =
+                before_ && before_->content(file.path) == file.content && standing_.value(file.path) == file.content;
+            if (untouched) {
+                return u"a file that no update concerns is gone: "_s + file.path;
+            }
+        }
+        return {};
+    }
+
+    QTemporaryDir folder_;
+    std::optional<Build> before_;
+    Build after_;
+    QHash<QString, QByteArray> standing_; ///< the files on the disk before the operation
+};
+
+const QString Player::recordPath = u".velmo/installed.json"_s;
+
+/// A player with that operation before them.
+std::unique_ptr<Player> makePlayer(const QString &operation)
+{
+    if (operation == "install"_L1) {
+        return std::make_unique<Player>(std::nullopt, firstBuild());
+    }
+    if (operation == "update"_L1) {
+        return std::make_unique<Player>(firstBuild(), secondBuild());
+    }
+    auto player = std::make_unique<Player>(firstBuild(), firstBuild());
+    const Build build = firstBuild();
+    QByteArray altered = build.files.at(3).content;
+    altered[1000] = static_cast<char>(altered.at(1000) ^ 1);
+    player->write(build.files.at(3).path, altered);
+    player->write(build.files.at(7).path, build.files.at(7).content.first(1000));
+    player->write(build.files.at(8).path, "damaged");
+    player->remove(build.files.at(0).path);
+    player->remove(build.files.at(11).path);
+    return player;
+}
+
+} // namespace
+
+class tst_KilledInstall : public QObject {
+    Q_OBJECT
+
+    std::optional<GameStudio> studio_;
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void killAtAnyMomentLosesNothing_data();
+    void killAtAnyMomentLosesNothing();
+};
+
+void tst_KilledInstall::initTestCase()
+{
+    studio_.emplace();
+    QVERIFY(studio_->writeProfile(QFileInfo(installerProgram()).path()));
+}
+
+void tst_KilledInstall::cleanupTestCase()
+{
+    QFile::remove(QFileInfo(installerProgram()).path() + u"/game.json"_s);
+    studio_.reset();
+}
+
+void tst_KilledInstall::killAtAnyMomentLosesNothing_data()
+{
+    QTest::addColumn<qint64>("bytes");
+    QTest::newRow("install") << firstBuild().totalSize();
+    QTest::newRow("update") << changedBytes(firstBuild(), secondBuild());
+    QTest::newRow("repair") << qint64(2900000);
+}
+
+void tst_KilledInstall::killAtAnyMomentLosesNothing()
+{
+    QFETCH(const qint64, bytes);
+    const QString operation = QString::fromUtf8(QTest::currentDataTag());
+    const auto limitedRate = static_cast<qint64>(static_cast<double>(bytes) / runSeconds);
+    studio_->reset();
+    studio_->publish(operation == "update"_L1 ? secondBuild() : firstBuild());
+
+    // How long a run takes that nobody disturbs.
+    (*studio_)->setBytesPerSecond(limitedRate);
+    const std::unique_ptr<Player> undisturbed = makePlayer(operation);
+    QElapsedTimer clock;
+    clock.start();
+    QProcess first;
+    undisturbed->start(first, operation);
+    QVERIFY2(first.waitForFinished(waitMs) && first.exitCode() == 0, first.readAll().constData());
+    const auto runMs = static_cast<double>(clock.elapsed());
+    QCOMPARE(undisturbed->problemAtTheEnd(), QString());
+
+    QRandomGenerator random(seed);
+    int kills = 0;
+    int killsMidFile = 0;
+    for (int i = 0; i < killsPerOperation; ++i) {
+        const int delayMs = static_cast<int>(runMs * (i + random.generateDouble()) / killsPerOperation);
+        const QString where =
+            u"%1, kill %2 after %3 of %4 ms, seed %5: "_s.arg(operation).arg(i).arg(delayMs).arg(runMs).arg(seed);
+        const std::unique_ptr<Player> player = makePlayer(operation);
+        (*studio_)->setBytesPerSecond(limitedRate);
+        QProcess launcher;
+        player->start(launcher, operation);
+        QVERIFY2(launcher.waitForStarted(waitMs), qPrintable(where + launcher.errorString()));
+        const bool endedBefore = launcher.waitForFinished(delayMs);
+        if (!endedBefore) {
+            launcher.kill();
+            QVERIFY(launcher.waitForFinished(waitMs));
+        }
+        kills += launcher.exitStatus() == QProcess::CrashExit ? 1 : 0;
+        killsMidFile += player->isMidFile() ? 1 : 0;
+        QString problem = player->problemAfterKill();
+        QVERIFY2(problem.isEmpty(), qPrintable(where + problem));
+
+        (*studio_)->setBytesPerSecond(0);
+        QProcess second;
+        player->start(second, operation);
+        const bool ended = second.waitForFinished(waitMs);
+        const QString output = QString::fromUtf8(second.readAll());
+        QVERIFY2(ended && second.exitStatus() == QProcess::NormalExit && second.exitCode() == 0,
+                 qPrintable(where + output));
+        problem = player->problemAtTheEnd();
+        QVERIFY2(problem.isEmpty(), qPrintable(where + problem));
+    }
+    qWarning("kills %d mid %d run %f", kills, killsMidFile, runMs);
+    QVERIFY2(kills >= fewestRealKills, qPrintable(u"only %1 kills in time"_s.arg(kills)));
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_KilledInstall>(argc, argv);
+}
+
+#include "tst_KilledInstall.moc"

@@ -1,0 +1,12 @@
+# The four workers behind GameManager.
+velmo_test(UpdateManager USES velmo_game velmo_test_studio velmo_test_certificates SERIAL)
+velmo_test(DownloadManager USES velmo_game velmo_test_studio velmo_test_certificates TIMEOUT 300)
+velmo_test(InstallManager USES velmo_game SOURCES PlainUserRights.cpp)
+velmo_test(VerificationManager USES velmo_game SOURCES PlainUserRights.cpp)
+
+# The bound on the time of a long check holds for an optimised build; sanitizers cost a multiple of it.
+set(slow_build 0)
+if(VELMO_SANITIZE)
+    set(slow_build 1)
+endif()
+target_compile_definitions(tst_UpdateManager PRIVATE VELMO_SLOW_BUILD=${slow_build})

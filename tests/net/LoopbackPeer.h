@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QTcpServer>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+
+class QTcpSocket;
+
+namespace velmo::test {
+
+/// A server on 127.0.0.1 for what the studio, which speaks correct HTTP, does not do: silence, half a reply, a refusing
+/// proxy. It lives on the thread of the test and answers whenever the event loop runs.
+class LoopbackPeer : public QObject {
+    Q_OBJECT
+
+public:
+    enum Transport {
+        Plain,
+        Tls,
+        TlsWithHttp2, ///< lets a client choose HTTP/2, which no answer speaks
+    };
+    /// Called with every whole request, as it arrived.
+    using Answer = std::function<void(QTcpSocket *socket, const QByteArray &request)>;
+
+    /// Needs velmo_test_certificates unless \a transport is Plain.
+    explicit LoopbackPeer(Answer answer, Transport transport = Tls);
+
+    quint16 port() const { return server_->serverPort(); }
+    /// "https://127.0.0.1:port" or, when plain, "http://127.0.0.1:port", and \a path, which begins with a slash.
+    QUrl url(const QString &path) const;
+    /// Every whole request so far.
+    QList<QByteArray> requests() const { return requests_; }
+    qsizetype connections() const { return connections_; }
+    /// What the last TLS connection agreed to speak; empty when nothing was agreed.
+    QByteArray negotiatedProtocol() const { return negotiatedProtocol_; }
+
+    /// Sends \a bytes as they are and closes the connection.
+    static Answer reply(const QByteArray &bytes);
+    /// Sends \a bytes as they are, then nothing, and keeps the connection open. Without bytes it never answers.
+    static Answer replyAndStall(const QByteArray &bytes = {});
+
+private:
+    void accept();
+    void read(QTcpSocket *socket);
+
+    Answer answer_;
+    std::unique_ptr<QTcpServer> server_;
+    QString scheme_;
+    QList<QByteArray> requests_;
+    qsizetype connections_ = 0;
+    QByteArray negotiatedProtocol_;
+};
+
+/// A port on 127.0.0.1 on which nobody listens.
+quint16 closedPort();
+
+/// The value of the header \a name in \a request; empty when it has none.
+QByteArray headerOf(const QByteArray &request, const QByteArray &name);
+
+} // namespace velmo::test

@@ -1,0 +1,866 @@
+#include "LoopbackPeer.h"
+#include "net/ApiClient.h"
+#include "support/LogCapture.h"
+#include "support/TestEnvironment.h"
+#include "support/TestStudio.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QNetworkProxy>
+#include <QNetworkReply>
+#include <QScopeGuard>
+#include <QSslConfiguration>
+#include <QTcpSocket>
+#include <QTimer>
+
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::ApiClient;
+using velmo::ApiResult;
+using velmo::studio::Fault;
+using velmo::test::closedPort;
+using velmo::test::headerOf;
+using velmo::test::LogCapture;
+using velmo::test::LoopbackPeer;
+using velmo::test::TestStudio;
+
+namespace {
+
+const QString unreachable =
+    u"Unable to connect to the Velmo Games servers. Check your internet connection and try again."_s;
+const QString insecure = u"The secure connection to the Velmo Games servers could not be verified. This can be caused "
+                         "by antivirus software or a proxy inspecting traffic."_s;
+const QString blockedByProxy =
+    u"The connection was blocked by a proxy server. Check your network settings and try again."_s;
+const QString denied = u"Access to this Velmo Games service was denied."_s;
+const QString notFound = u"The requested Velmo Games service could not be found. The launcher may need updating."_s;
+const QString serverTrouble =
+    u"The Velmo Games servers are not responding correctly right now. Please try again shortly."_s;
+const QString rejected = u"The Velmo Games servers rejected the request."_s;
+const QString outOfReach = u"Unable to reach the Velmo Games servers."_s;
+const QString unexpected = u"The Velmo Games servers returned an unexpected response."_s;
+
+/// Loopback addresses never go through a proxy. This one does, and only the proxy would look the name up.
+const QUrl proxiedUrl(u"https://api.velmogames.example/v1/news"_s);
+
+/// What one request came to.
+class Outcome {
+public:
+    ApiClient::Callback callback()
+    {
+        return [this](const ApiResult &result) {
+            ++calls_;
+            result_ = result;
+        };
+    }
+
+    int calls() const { return calls_; }
+    const ApiResult &result() const { return result_; }
+
+    /// Waits for the callback; false also when it runs a second time.
+    bool arrives()
+    {
+        const bool came = QTest::qWaitFor([this] { return calls_ > 0; }, 20000);
+        QCoreApplication::processEvents();
+        return came && calls_ == 1;
+    }
+
+private:
+    int calls_ = 0;
+    ApiResult result_;
+};
+
+QByteArray http(const QByteArray &status, const QByteArray &body = {}, const QByteArray &headers = {})
+{
+    return "HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size()) +
+           "\r\nConnection: close\r\n" + headers + "\r\n" + body;
+}
+
+QString errorDetail(const QString &text, int error, int status, const QUrl &url)
+{
+    return u"%1 (Qt error %2, HTTP %3) for %4"_s.arg(text, QString::number(error), QString::number(status),
+                                                     url.toString());
+}
+
+Fault redirectFault(const QString &location)
+{
+    Fault fault;
+    fault.kind = Fault::Redirect;
+    fault.location = location;
+    return fault;
+}
+
+} // namespace
+
+class tst_ApiClient : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void resultBeginsAsAnEmptyFailure();
+
+    void unusableAddressIsRefused_data();
+    void unusableAddressIsRefused();
+    void refusalOfAClientThatIsGoneIsDropped();
+    void upperCaseSchemeIsAccepted();
+
+    void callbackRunsOnceAndAfterTheCall();
+    void requestNamesTheLauncherAndShunsCaches();
+    void getIsLoggedBeforeAndAfter();
+    void postSendsCompactJson();
+    void postIsLoggedBeforeButNotAfter();
+    void failedPostIsLogged();
+    void postDecodesFailuresLikeAGet();
+
+    void httpErrorsHaveTheirWording_data();
+    void httpErrorsHaveTheirWording();
+    void refusedConnectionIsUnreachable();
+    void closedConnectionIsUnreachable();
+    void garbageForAReplyIsUnreachable();
+    void untrustedServerIsInsecure();
+    void proxyErrorsHaveTheirWording_data();
+    void proxyErrorsHaveTheirWording();
+    void refusedProxyConnectionIsUnreachable();
+    void proxyThatDoesNotFitBlocksTheConnection();
+    void silenceEndsTheRequestAfterTenSeconds();
+
+    void objectOfAnyKindIsTaken_data();
+    void objectOfAnyKindIsTaken();
+    void bodyThatIsNoObjectIsUnexpected_data();
+    void bodyThatIsNoObjectIsUnexpected();
+    void errorBodyIsKeptWhenItIsAnObject_data();
+    void errorBodyIsKeptWhenItIsAnObject();
+
+    void redirectWithinHttpsIsFollowed();
+    void redirectToHttpIsRefused();
+    void endlessRedirectIsOutOfReach();
+
+    void cancellingNothingDoesNothing();
+    void cancelledRequestsFailOnceEach();
+    void cancelledPostFailsToo();
+    void requestThatHasEndedIsNotCancelled();
+    void refusalOutlivesCancelling();
+    void requestMadeWhileCancellingGoesOn();
+    void destructionCancels();
+
+private:
+    static ApiResult get(const QUrl &url);
+    static QString closedAddress() { return u"https://127.0.0.1:%1/api"_s.arg(closedPort()); }
+
+    const QSslConfiguration untrusting_ = QSslConfiguration::defaultConfiguration();
+    std::unique_ptr<TestStudio> studio_;
+};
+
+void tst_ApiClient::init()
+{
+    studio_ = std::make_unique<TestStudio>();
+}
+
+void tst_ApiClient::cleanup()
+{
+    studio_.reset();
+}
+
+ApiResult tst_ApiClient::get(const QUrl &url)
+{
+    ApiClient client;
+    Outcome outcome;
+    client.getJson(url.toString(), outcome.callback());
+    if (!outcome.arrives()) {
+        QTest::qFail("The callback did not run exactly once", __FILE__, __LINE__);
+    }
+    return outcome.result();
+}
+
+void tst_ApiClient::resultBeginsAsAnEmptyFailure()
+{
+    const ApiResult result;
+    QVERIFY(!result.ok);
+    QVERIFY(result.data.isEmpty());
+    QVERIFY(result.message.isEmpty());
+    QVERIFY(result.detail.isEmpty());
+    QVERIFY(!result.offline);
+    QCOMPARE(result.httpStatus, 0);
+}
+
+void tst_ApiClient::unusableAddressIsRefused_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<bool>("post");
+
+    const QList<std::pair<const char *, QString>> addresses = {
+        {"null", QString()},
+        {"empty", u""_s},
+        {"http", u"http://127.0.0.1/api"_s},
+        {"upper-case http", u"HTTP://127.0.0.1/api"_s},
+        {"ftp", u"ftp://127.0.0.1/api"_s},
+        {"httpss", u"httpss://127.0.0.1/api"_s},
+        {"no scheme", u"127.0.0.1/api"_s},
+        {"relative", u"/api"_s},
+        {"blank", u" "_s},
+        {"malformed host", u"https://[127.0.0.1/api"_s},
+        {"malformed port", u"https://127.0.0.1:port/api"_s},
+        {"placeholder in the address", u"http://127.0.0.1/%1/%20"_s},
+    };
+    for (const auto &[name, address] : addresses) {
+        QTest::addRow("%s, GET", name) << address << false;
+        QTest::addRow("%s, POST", name) << address << true;
+    }
+}
+
+void tst_ApiClient::unusableAddressIsRefused()
+{
+    QFETCH(QString, address);
+    QFETCH(bool, post);
+    const LogCapture log;
+    ApiClient client;
+    Outcome outcome;
+    if (post) {
+        client.postJson(address, {{u"a"_s, 1}}, outcome.callback());
+    } else {
+        client.getJson(address, outcome.callback());
+    }
+    QCOMPARE(outcome.calls(), 0);
+    QCoreApplication::processEvents(); // no delay: the first turn of the event loop brings it
+    QCOMPARE(outcome.calls(), 1);
+    QCoreApplication::processEvents();
+    QCOMPARE(outcome.calls(), 1);
+
+    const ApiResult result = outcome.result();
+    QVERIFY(!result.ok);
+    QVERIFY(result.data.isEmpty());
+    QCOMPARE(result.httpStatus, 0);
+    if (address.isEmpty()) {
+        QCOMPARE(result.message, u"No Velmo Games service address is configured for this build."_s);
+        QCOMPARE(result.detail, u"Empty endpoint in the game profile."_s);
+        QVERIFY(result.offline);
+        QCOMPARE(log.texts(), QStringList());
+    } else {
+        QCOMPARE(result.message, u"The launcher refused to contact an insecure service address."_s);
+        QCOMPARE(result.detail, QString(u"Rejected non-HTTPS or malformed URL: "_s + address));
+        QVERIFY(!result.offline);
+        QCOMPARE(log.lines().size(), 1);
+        QVERIFY(log.contains(QtWarningMsg, u"velmo.net"_s, u'"' + result.detail + u'"'));
+    }
+}
+
+void tst_ApiClient::refusalOfAClientThatIsGoneIsDropped()
+{
+    Outcome outcome;
+    {
+        ApiClient client;
+        client.getJson({}, outcome.callback());
+    }
+    QCoreApplication::processEvents();
+    QCOMPARE(outcome.calls(), 0);
+}
+
+void tst_ApiClient::upperCaseSchemeIsAccepted()
+{
+    (*studio_)->setDocument(u"/api"_s, R"({"answer":42})");
+    ApiClient client;
+    Outcome outcome;
+    client.getJson(studio_->url(u"/api"_s).toString().replace(u"https"_s, u"HTTPS"_s), outcome.callback());
+    QVERIFY(outcome.arrives());
+    QVERIFY(outcome.result().ok);
+    QCOMPARE(outcome.result().data, (QJsonObject{{u"answer"_s, 42}}));
+}
+
+void tst_ApiClient::callbackRunsOnceAndAfterTheCall()
+{
+    (*studio_)->setDocument(u"/api"_s, R"({"answer":42})");
+    ApiClient client;
+    Outcome outcome;
+    QThread *thread = nullptr;
+    client.getJson(studio_->url(u"/api"_s).toString(), [&outcome, &thread](const ApiResult &result) {
+        thread = QThread::currentThread();
+        outcome.callback()(result);
+    });
+    QCOMPARE(outcome.calls(), 0);
+    QVERIFY(outcome.arrives());
+    QCOMPARE(thread, QCoreApplication::instance()->thread());
+    const ApiResult result = outcome.result();
+    QVERIFY(result.ok);
+    QCOMPARE(result.httpStatus, 200);
+    QVERIFY(result.message.isEmpty());
+    QVERIFY(result.detail.isEmpty());
+    QVERIFY(!result.offline);
+
+    // Nor does anything that comes later call it again.
+    client.cancelAll();
+    QCoreApplication::processEvents();
+    QCOMPARE(outcome.calls(), 1);
+}
+
+void tst_ApiClient::requestNamesTheLauncherAndShunsCaches()
+{
+    LoopbackPeer peer(LoopbackPeer::reply(http("200 OK", "{}")));
+    QVERIFY(get(peer.url(u"/api"_s)).ok);
+    QCOMPARE(peer.requests().size(), 1);
+    const QByteArray request = peer.requests().first();
+    QVERIFY(request.startsWith("GET /api HTTP/1.1\r\n"));
+    QCOMPARE(headerOf(request, "User-Agent"), QByteArray("VelmoLauncher/0.1.0"));
+    QCOMPARE(headerOf(request, "Cache-Control"), QByteArray("no-cache"));
+}
+
+void tst_ApiClient::getIsLoggedBeforeAndAfter()
+{
+    const QByteArray body = R"({ "answer": 42 })";
+    (*studio_)->setDocument(u"/api/v1/news"_s, body);
+    const QString address = studio_->url(u"/api/v1/news"_s).toString();
+    const LogCapture log;
+    ApiClient client;
+    Outcome outcome;
+    client.getJson(address, outcome.callback());
+    const QStringList begun = {u"INFO velmo.net: GET \"%1\""_s.arg(address)};
+    QCOMPARE(log.texts(), begun);
+    QVERIFY(outcome.arrives());
+    QCOMPARE(log.texts(), begun + QStringList{u"INFO velmo.net: OK \"%1\" 16 bytes"_s.arg(address)});
+    QCOMPARE(body.size(), 16);
+}
+
+void tst_ApiClient::postSendsCompactJson()
+{
+    LoopbackPeer peer(LoopbackPeer::reply(http("200 OK", R"({"welcome":true})")));
+    ApiClient client;
+    Outcome outcome;
+    client.postJson(peer.url(u"/api/session"_s).toString(),
+                    {{u"name"_s, u"Größe"_s}, {u"list"_s, QJsonArray{1, 2}}, {u"nested"_s, QJsonObject{{u"a"_s, {}}}}},
+                    outcome.callback());
+    const auto *reply = client.findChild<QNetworkReply *>();
+    QVERIFY(reply);
+    QCOMPARE(reply->request().attribute(QNetworkRequest::CacheLoadControlAttribute).toInt(),
+             int(QNetworkRequest::AlwaysNetwork));
+    QCOMPARE(reply->request().transferTimeout(), 10000);
+    QCOMPARE(outcome.calls(), 0);
+    QVERIFY(outcome.arrives());
+    QVERIFY(outcome.result().ok);
+    QCOMPARE(outcome.result().data, (QJsonObject{{u"welcome"_s, true}}));
+    QCOMPARE(peer.requests().size(), 1);
+    const QByteArray request = peer.requests().first();
+    QVERIFY(request.startsWith("POST /api/session HTTP/1.1\r\n"));
+    QCOMPARE(headerOf(request, "User-Agent"), QByteArray("VelmoLauncher/0.1.0"));
+    QCOMPARE(headerOf(request, "Content-Type"), QByteArray("application/json"));
+    QCOMPARE(request.sliced(request.indexOf("\r\n\r\n") + 4), QByteArray("{\"list\":[1,2],\"name\":\"Gr\xc3\xb6\xc3\x9f"
+                                                                         "e\",\"nested\":{\"a\":null}}"));
+}
+
+void tst_ApiClient::postIsLoggedBeforeButNotAfter()
+{
+    LoopbackPeer peer(LoopbackPeer::reply(http("200 OK", "{}")));
+    const QString address = peer.url(u"/api"_s).toString();
+    const LogCapture log;
+    ApiClient client;
+    Outcome outcome;
+    client.postJson(address, {{u"a"_s, 1}}, outcome.callback());
+    const QStringList expected = {u"INFO velmo.net: POST \"%1\" 7 bytes"_s.arg(address)};
+    QCOMPARE(log.texts(), expected);
+    QVERIFY(outcome.arrives());
+    QVERIFY(outcome.result().ok);
+    QCOMPARE(log.texts(), expected);
+}
+
+void tst_ApiClient::failedPostIsLogged()
+{
+    const QString address = closedAddress();
+    const LogCapture log;
+    ApiClient client;
+    Outcome outcome;
+    client.postJson(address, {}, outcome.callback());
+    QVERIFY(outcome.arrives());
+    QCOMPARE(outcome.result().detail, errorDetail(u"Connection refused"_s, 1, 0, QUrl(address)));
+    const QStringList expected = {
+        u"INFO velmo.net: POST \"%1\" 2 bytes"_s.arg(address),
+        u"WARN velmo.net: Request failed: \"%1\""_s.arg(outcome.result().detail),
+    };
+    QCOMPARE(log.texts(), expected);
+}
+
+void tst_ApiClient::postDecodesFailuresLikeAGet()
+{
+    LoopbackPeer peer(LoopbackPeer::reply(http("403 Forbidden", R"({"reason":"banned"})")));
+    ApiClient client;
+    Outcome outcome;
+    client.postJson(peer.url(u"/api"_s).toString(), {}, outcome.callback());
+    QVERIFY(outcome.arrives());
+    QVERIFY(!outcome.result().ok);
+    QCOMPARE(outcome.result().message, denied);
+    QCOMPARE(outcome.result().httpStatus, 403);
+    QCOMPARE(outcome.result().data, (QJsonObject{{u"reason"_s, u"banned"_s}}));
+}
+
+void tst_ApiClient::httpErrorsHaveTheirWording_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QNetworkReply::NetworkError>("error");
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("400") << 400 << QNetworkReply::ProtocolInvalidOperationError << rejected;
+    QTest::newRow("401") << 401 << QNetworkReply::AuthenticationRequiredError << denied;
+    QTest::newRow("403") << 403 << QNetworkReply::ContentAccessDenied << denied;
+    QTest::newRow("404") << 404 << QNetworkReply::ContentNotFoundError << notFound;
+    QTest::newRow("405") << 405 << QNetworkReply::ContentOperationNotPermittedError << rejected;
+    QTest::newRow("408") << 408 << QNetworkReply::UnknownContentError << rejected;
+    QTest::newRow("409") << 409 << QNetworkReply::ContentConflictError << rejected;
+    QTest::newRow("410") << 410 << QNetworkReply::ContentGoneError << rejected;
+    QTest::newRow("418") << 418 << QNetworkReply::ProtocolInvalidOperationError << rejected;
+    QTest::newRow("429") << 429 << QNetworkReply::UnknownContentError << rejected;
+    QTest::newRow("499") << 499 << QNetworkReply::UnknownContentError << rejected;
+    QTest::newRow("500") << 500 << QNetworkReply::InternalServerError << serverTrouble;
+    QTest::newRow("501") << 501 << QNetworkReply::OperationNotImplementedError << serverTrouble;
+    QTest::newRow("502") << 502 << QNetworkReply::UnknownServerError << serverTrouble;
+    QTest::newRow("503") << 503 << QNetworkReply::ServiceUnavailableError << serverTrouble;
+    QTest::newRow("599") << 599 << QNetworkReply::UnknownServerError << serverTrouble;
+}
+
+void tst_ApiClient::httpErrorsHaveTheirWording()
+{
+    QFETCH(int, status);
+    QFETCH(QNetworkReply::NetworkError, error);
+    QFETCH(QString, message);
+    LoopbackPeer peer(LoopbackPeer::reply(http(QByteArray::number(status) + " So It Is", "<html>")));
+    const QUrl url = peer.url(u"/api?channel=release"_s);
+    const LogCapture log;
+    const ApiResult result = get(url);
+    QVERIFY(!result.ok);
+    QVERIFY(result.data.isEmpty());
+    QCOMPARE(result.message, message);
+    QVERIFY(!result.offline);
+    QCOMPARE(result.httpStatus, status);
+    const QString text = status == 401 ? u"Host requires authentication"_s
+                                       : u"Error transferring %1 - server replied: So It Is"_s.arg(url.toString());
+    QCOMPARE(result.detail, errorDetail(text, error, status, url));
+    const QStringList expected = {
+        u"INFO velmo.net: GET \"%1\""_s.arg(url.toString()),
+        u"WARN velmo.net: Request failed: \"%1\""_s.arg(result.detail),
+    };
+    QCOMPARE(log.texts(), expected);
+}
+
+void tst_ApiClient::refusedConnectionIsUnreachable()
+{
+    const QUrl url(closedAddress());
+    const ApiResult result = get(url);
+    QVERIFY(!result.ok);
+    QVERIFY(result.offline);
+    QCOMPARE(result.message, unreachable);
+    QCOMPARE(result.httpStatus, 0);
+    QCOMPARE(result.detail, errorDetail(u"Connection refused"_s, QNetworkReply::ConnectionRefusedError, 0, url));
+}
+
+void tst_ApiClient::closedConnectionIsUnreachable()
+{
+    LoopbackPeer peer(LoopbackPeer::reply({}));
+    const QUrl url = peer.url(u"/api"_s);
+    const ApiResult result = get(url);
+    QVERIFY(!result.ok);
+    QVERIFY(result.offline);
+    QCOMPARE(result.message, unreachable);
+    QCOMPARE(result.detail, errorDetail(u"Connection closed"_s, QNetworkReply::RemoteHostClosedError, 0, url));
+}
+
+void tst_ApiClient::garbageForAReplyIsUnreachable()
+{
+    LoopbackPeer peer(LoopbackPeer::reply("\x01\x02 this is no HTTP\r\n\r\n{}"));
+    const QUrl url = peer.url(u"/api"_s);
+    const ApiResult result = get(url);
+    QVERIFY(!result.ok);
+    QVERIFY(result.offline);
+    QCOMPARE(result.message, unreachable);
+    QCOMPARE(result.httpStatus, 0);
+    QCOMPARE(result.detail, errorDetail(u"Connection closed"_s, QNetworkReply::RemoteHostClosedError, 0, url));
+}
+
+void tst_ApiClient::untrustedServerIsInsecure()
+{
+    (*studio_)->setDocument(u"/api"_s, "{}");
+    const QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
+    const auto restore = qScopeGuard([trusting] { QSslConfiguration::setDefaultConfiguration(trusting); });
+    QSslConfiguration::setDefaultConfiguration(untrusting_);
+    const QUrl url = studio_->url(u"/api"_s);
+    const ApiResult result = get(url);
+    QVERIFY(!result.ok);
+    QVERIFY(!result.offline);
+    QCOMPARE(result.message, insecure);
+    QCOMPARE(result.httpStatus, 0);
+    QVERIFY(result.detail.startsWith(u"SSL handshake failed: "_s));
+    QVERIFY(result.detail.endsWith(errorDetail({}, QNetworkReply::SslHandshakeFailedError, 0, url)));
+    QCOMPARE((*studio_)->requests().size(), 0);
+}
+
+void tst_ApiClient::proxyErrorsHaveTheirWording_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QNetworkReply::NetworkError>("error");
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("closes the connection")
+        << QByteArray() << QNetworkReply::ProxyConnectionClosedError << blockedByProxy;
+    QTest::newRow("wants authentication")
+        << http("407 Proxy Authentication Required", {}, "Proxy-Authenticate: Basic realm=\"studio\"\r\n")
+        << QNetworkReply::ProxyAuthenticationRequiredError << blockedByProxy;
+    // These are troubles behind the proxy or in what it says, and so are told like troubles of the line.
+    QTest::newRow("does not find the host") << http("404 Not Found") << QNetworkReply::HostNotFoundError << unreachable;
+    QTest::newRow("is refused by the host")
+        << http("503 Service Unavailable") << QNetworkReply::ConnectionRefusedError << unreachable;
+    QTest::newRow("answers strangely") << http("500 Internal Server Error") << QNetworkReply::UnknownNetworkError
+                                       << unreachable;
+}
+
+void tst_ApiClient::proxyErrorsHaveTheirWording()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(QNetworkReply::NetworkError, error);
+    QFETCH(QString, message);
+    LoopbackPeer proxy(LoopbackPeer::reply(answer), LoopbackPeer::Plain);
+    const auto restore = qScopeGuard([] { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); });
+    QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port()});
+    const ApiResult result = get(proxiedUrl);
+    QVERIFY2(!proxy.requests().isEmpty(), qPrintable(result.detail));
+    QVERIFY(proxy.requests().first().startsWith("CONNECT api.velmogames.example:443 "));
+    QVERIFY(!result.ok);
+    QVERIFY2(result.detail.endsWith(errorDetail({}, error, 0, proxiedUrl)), qPrintable(result.detail));
+    QCOMPARE(result.message, message);
+    QVERIFY(result.offline);
+    QCOMPARE(result.httpStatus, 0);
+}
+
+void tst_ApiClient::refusedProxyConnectionIsUnreachable()
+{
+    const auto restore = qScopeGuard([] { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); });
+    QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, u"127.0.0.1"_s, closedPort()});
+    const ApiResult result = get(proxiedUrl);
+    QVERIFY(!result.ok);
+    QVERIFY(result.offline);
+    // Qt knows an error of its own for this, but does not report it for HTTP.
+    QCOMPARE(result.detail,
+             errorDetail(u"Proxy connection refused"_s, QNetworkReply::UnknownNetworkError, 0, proxiedUrl));
+    QCOMPARE(result.message, unreachable);
+}
+
+void tst_ApiClient::proxyThatDoesNotFitBlocksTheConnection()
+{
+    // The application owns its factory.
+    class OnlyForFtp : public QNetworkProxyFactory {
+    public:
+        QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &) override
+        {
+            return {{QNetworkProxy::FtpCachingProxy, u"127.0.0.1"_s, closedPort()}};
+        }
+    };
+    const auto restore = qScopeGuard([] { QNetworkProxyFactory::setApplicationProxyFactory(nullptr); });
+    QNetworkProxyFactory::setApplicationProxyFactory(new OnlyForFtp);
+    ApiClient client;
+    Outcome outcome;
+    client.getJson(proxiedUrl.toString(), outcome.callback());
+    QCOMPARE(outcome.calls(), 0);
+    QVERIFY(outcome.arrives());
+    const ApiResult result = outcome.result();
+    QVERIFY(!result.ok);
+    QVERIFY(result.offline);
+    QCOMPARE(result.detail,
+             errorDetail(u"No suitable proxy found"_s, QNetworkReply::ProxyNotFoundError, 0, proxiedUrl));
+    QCOMPARE(result.message, blockedByProxy);
+}
+
+void tst_ApiClient::silenceEndsTheRequestAfterTenSeconds()
+{
+    LoopbackPeer silent(LoopbackPeer::replyAndStall());
+    LoopbackPeer stalling(LoopbackPeer::replyAndStall("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{"));
+    // This one needs longer than the others may be silent, but is never silent for so long.
+    QTimer pace;
+    LoopbackPeer slow([&pace](QTcpSocket *socket, const QByteArray &) {
+        socket->write("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n");
+        QObject::connect(&pace, &QTimer::timeout, socket, [socket, rest = QByteArray("{  }")]() mutable {
+            socket->write(rest.first(1));
+            rest.remove(0, 1);
+        });
+        pace.start(3000);
+    });
+    ApiClient client;
+    Outcome outcomes[3];
+    QElapsedTimer elapsed;
+    elapsed.start();
+    client.getJson(silent.url(u"/api"_s).toString(), outcomes[0].callback());
+    client.getJson(stalling.url(u"/api"_s).toString(), outcomes[1].callback());
+    client.getJson(slow.url(u"/api"_s).toString(), outcomes[2].callback());
+    QVERIFY(outcomes[0].arrives());
+    QVERIFY2(elapsed.elapsed() > 9400 && elapsed.elapsed() < 20000, qPrintable(QString::number(elapsed.elapsed())));
+    QVERIFY(outcomes[1].arrives());
+    QVERIFY(outcomes[2].arrives());
+
+    const ApiResult silence = outcomes[0].result();
+    QVERIFY(!silence.ok);
+    QVERIFY(silence.offline);
+    QCOMPARE(silence.message, outOfReach);
+    QCOMPARE(silence.detail,
+             errorDetail(u"Operation canceled"_s, QNetworkReply::OperationCanceledError, 0, silent.url(u"/api"_s)));
+    const ApiResult stall = outcomes[1].result();
+    QVERIFY(!stall.ok);
+    QVERIFY(stall.offline);
+    QCOMPARE(stall.message, outOfReach);
+    QCOMPARE(stall.httpStatus, 200);
+    QVERIFY2(outcomes[2].result().ok, qPrintable(outcomes[2].result().detail));
+}
+
+void tst_ApiClient::objectOfAnyKindIsTaken_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("empty") << QByteArray("{}");
+    QTest::newRow("with blanks around") << QByteArray(" \r\n{ \"a\" : [1, 2] }\n\n");
+    QTest::newRow("non-ASCII") << QByteArray("{\"\xc3\xb6\":\"\xe2\x98\x83\"}");
+    QTest::newRow("deep") << "{\"a\":" + QByteArray(500, '[') + QByteArray(500, ']') + "}";
+    QTest::newRow("long") << "{\"a\":\"" + QByteArray(1000000, 'x') + "\"}";
+}
+
+void tst_ApiClient::objectOfAnyKindIsTaken()
+{
+    QFETCH(QByteArray, body);
+    (*studio_)->setDocument(u"/api"_s, body, "text/plain"); // what it is called does not matter
+    const ApiResult result = get(studio_->url(u"/api"_s));
+    QVERIFY2(result.ok, qPrintable(result.detail));
+    QCOMPARE(result.data, QJsonDocument::fromJson(body).object());
+    QCOMPARE(result.httpStatus, 200);
+}
+
+void tst_ApiClient::bodyThatIsNoObjectIsUnexpected_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("detail");
+
+    const QString failedAt = u"JSON parse failed at offset %1: %2"_s;
+    QTest::newRow("HTML") << QByteArray("<html></html>") << failedAt.arg(u"1"_s, u"illegal value"_s);
+    QTest::newRow("empty") << QByteArray() << failedAt.arg(u"0"_s, u"illegal value"_s);
+    QTest::newRow("array") << QByteArray("[{\"a\":1}]") << failedAt.arg(u"0"_s, u"no error occurred"_s);
+    QTest::newRow("number") << QByteArray("42") << failedAt.arg(u"1"_s, u"illegal value"_s);
+    QTest::newRow("cut off") << QByteArray(R"({"a":"b")") << failedAt.arg(u"8"_s, u"unterminated string"_s);
+    QTest::newRow("two objects") << QByteArray("{}{}") << failedAt.arg(u"2"_s, u"garbage at the end of the document"_s);
+    QTest::newRow("too deep") << "{\"a\":" + QByteArray(2000, '[') + QByteArray(2000, ']') + "}"
+                              << failedAt.arg(u"1029"_s, u"too deeply nested document"_s);
+}
+
+void tst_ApiClient::bodyThatIsNoObjectIsUnexpected()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(QString, detail);
+    (*studio_)->setDocument(u"/api"_s, body);
+    const LogCapture log;
+    const ApiResult result = get(studio_->url(u"/api"_s));
+    QVERIFY(!result.ok);
+    QVERIFY(result.data.isEmpty());
+    QCOMPARE(result.message, unexpected);
+    QCOMPARE(result.detail, detail);
+    QVERIFY(!result.offline);
+    QCOMPARE(result.httpStatus, 200);
+    QCOMPARE(log.texts().last(), u"WARN velmo.net: Request failed: \"%1\""_s.arg(detail));
+    QCOMPARE(log.texts().size(), 2);
+}
+
+void tst_ApiClient::errorBodyIsKeptWhenItIsAnObject_data()
+{
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QJsonObject>("data");
+
+    const QJsonObject gone{{u"error"_s, u"gone"_s}};
+    QTest::newRow("404, object") << QByteArray("404 Not Found") << QByteArray(R"({"error":"gone"})") << notFound
+                                 << gone;
+    QTest::newRow("503, object") << QByteArray("503 Maintenance") << QByteArray(R"({"error":"gone"})") << serverTrouble
+                                 << gone;
+    QTest::newRow("404, array") << QByteArray("404 Not Found") << QByteArray(R"(["gone"])") << notFound
+                                << QJsonObject();
+    QTest::newRow("404, HTML") << QByteArray("404 Not Found") << QByteArray("<h1>gone</h1>") << notFound
+                               << QJsonObject();
+    QTest::newRow("404, nothing") << QByteArray("404 Not Found") << QByteArray() << notFound << QJsonObject();
+}
+
+void tst_ApiClient::errorBodyIsKeptWhenItIsAnObject()
+{
+    QFETCH(QByteArray, status);
+    QFETCH(QByteArray, body);
+    QFETCH(QString, message);
+    QFETCH(QJsonObject, data);
+    LoopbackPeer peer(LoopbackPeer::reply(http(status, body)));
+    const ApiResult result = get(peer.url(u"/api"_s));
+    QVERIFY(!result.ok);
+    QCOMPARE(result.message, message);
+    QCOMPARE(result.httpStatus, status.first(3).toInt());
+    QCOMPARE(result.data, data);
+}
+
+void tst_ApiClient::redirectWithinHttpsIsFollowed()
+{
+    (*studio_)->setDocument(u"/new"_s, R"({"moved":true})");
+    (*studio_)->addFault(u"/old"_s, redirectFault(studio_->url(u"/new"_s).toString()));
+    const LogCapture log;
+    const ApiResult result = get(studio_->url(u"/old"_s));
+    QVERIFY2(result.ok, qPrintable(result.detail));
+    QCOMPARE(result.data, (QJsonObject{{u"moved"_s, true}}));
+    QCOMPARE(result.httpStatus, 200);
+    QCOMPARE((*studio_)->requests().size(), 2);
+    const QString asked = studio_->url(u"/old"_s).toString();
+    const QStringList expected = {
+        u"INFO velmo.net: GET \"%1\""_s.arg(asked),
+        u"INFO velmo.net: OK \"%1\" 14 bytes"_s.arg(asked),
+    };
+    QCOMPARE(log.texts(), expected);
+}
+
+void tst_ApiClient::redirectToHttpIsRefused()
+{
+    LoopbackPeer plain(LoopbackPeer::reply(http("200 OK", "{}")), LoopbackPeer::Plain);
+    (*studio_)->addFault(u"/old"_s, redirectFault(plain.url(u"/new"_s).toString()));
+    const QUrl url = studio_->url(u"/old"_s);
+    const ApiResult result = get(url);
+    QVERIFY(!result.ok);
+    QVERIFY(result.offline);
+    QCOMPARE(result.message, outOfReach);
+    QCOMPARE(result.httpStatus, 302);
+    QVERIFY2(result.detail.endsWith(errorDetail({}, QNetworkReply::InsecureRedirectError, 302, url)),
+             qPrintable(result.detail));
+    QCOMPARE(plain.connections(), 0);
+}
+
+void tst_ApiClient::endlessRedirectIsOutOfReach()
+{
+    (*studio_)->addFault(u"/old"_s, redirectFault(studio_->url(u"/old"_s).toString()));
+    const ApiResult result = get(studio_->url(u"/old"_s));
+    QVERIFY(!result.ok);
+    QVERIFY(result.offline);
+    QCOMPARE(result.message, outOfReach);
+    QCOMPARE(result.httpStatus, 302);
+}
+
+void tst_ApiClient::cancellingNothingDoesNothing()
+{
+    (*studio_)->setDocument(u"/api"_s, "{}");
+    const LogCapture log;
+    ApiClient client;
+    client.cancelAll();
+    QCoreApplication::processEvents();
+    QCOMPARE(log.texts(), QStringList());
+
+    Outcome outcome;
+    client.getJson(studio_->url(u"/api"_s).toString(), outcome.callback());
+    QVERIFY(outcome.arrives());
+    QVERIFY(outcome.result().ok);
+}
+
+void tst_ApiClient::cancelledRequestsFailOnceEach()
+{
+    LoopbackPeer silent(LoopbackPeer::replyAndStall());
+    const QList<QUrl> urls = {silent.url(u"/first"_s), silent.url(u"/second"_s), silent.url(u"/third"_s)};
+    const LogCapture log;
+    ApiClient client;
+    Outcome outcomes[3];
+    client.getJson(urls.at(0).toString(), outcomes[0].callback());
+    client.getJson(urls.at(1).toString(), outcomes[1].callback());
+    QTRY_COMPARE(silent.requests().size(), 2);
+    client.getJson(urls.at(2).toString(), outcomes[2].callback()); // not even connected
+    QCOMPARE(outcomes[0].calls(), 0);
+
+    client.cancelAll();
+    client.cancelAll();
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY(outcomes[i].arrives());
+        const ApiResult result = outcomes[i].result();
+        QVERIFY(!result.ok);
+        QVERIFY(result.offline);
+        QCOMPARE(result.httpStatus, 0);
+        QCOMPARE(result.message, outOfReach);
+        QCOMPARE(result.detail, errorDetail(u"Operation canceled"_s, 5, 0, urls.at(i)));
+        QCOMPARE(log.count(QtWarningMsg, u"velmo.net"_s, u"Request failed: \"%1\""_s.arg(result.detail)), 1);
+    }
+}
+
+void tst_ApiClient::cancelledPostFailsToo()
+{
+    LoopbackPeer silent(LoopbackPeer::replyAndStall());
+    ApiClient client;
+    Outcome outcome;
+    client.postJson(silent.url(u"/api"_s).toString(), {}, outcome.callback());
+    QTRY_COMPARE(silent.requests().size(), 1);
+    client.cancelAll();
+    QVERIFY(outcome.arrives());
+    QCOMPARE(outcome.result().message, outOfReach);
+    QVERIFY(outcome.result().offline);
+}
+
+void tst_ApiClient::requestThatHasEndedIsNotCancelled()
+{
+    (*studio_)->setDocument(u"/api"_s, "{}");
+    ApiClient client;
+    Outcome outcome;
+    client.getJson(studio_->url(u"/api"_s).toString(), [&client, &outcome](const ApiResult &result) {
+        outcome.callback()(result);
+        client.cancelAll();
+    });
+    QVERIFY(outcome.arrives());
+    QVERIFY(outcome.result().ok);
+}
+
+void tst_ApiClient::refusalOutlivesCancelling()
+{
+    ApiClient client;
+    Outcome outcome;
+    client.getJson({}, outcome.callback());
+    client.cancelAll();
+    QCOMPARE(outcome.calls(), 0);
+    QVERIFY(outcome.arrives());
+    QCOMPARE(outcome.result().detail, u"Empty endpoint in the game profile."_s);
+}
+
+void tst_ApiClient::requestMadeWhileCancellingGoesOn()
+{
+    (*studio_)->setDocument(u"/api"_s, "{}");
+    LoopbackPeer silent(LoopbackPeer::replyAndStall());
+    ApiClient client;
+    Outcome first;
+    Outcome second;
+    Outcome retry;
+    client.getJson(silent.url(u"/first"_s).toString(), [&](const ApiResult &result) {
+        first.callback()(result);
+        client.getJson(studio_->url(u"/api"_s).toString(), retry.callback());
+    });
+    client.getJson(silent.url(u"/second"_s).toString(), second.callback());
+    QTRY_COMPARE(silent.requests().size(), 2);
+
+    client.cancelAll();
+    QVERIFY(first.arrives());
+    QVERIFY(second.arrives());
+    QVERIFY(!first.result().ok);
+    QVERIFY(!second.result().ok);
+    QVERIFY(retry.arrives());
+    QVERIFY2(retry.result().ok, qPrintable(retry.result().detail));
+}
+
+void tst_ApiClient::destructionCancels()
+{
+    LoopbackPeer silent(LoopbackPeer::replyAndStall());
+    Outcome outcomes[2];
+    {
+        ApiClient client;
+        client.getJson(silent.url(u"/first"_s).toString(), outcomes[0].callback());
+        client.getJson(silent.url(u"/second"_s).toString(), outcomes[1].callback());
+        QTRY_COMPARE(silent.requests().size(), 2);
+    }
+    for (const Outcome &outcome : outcomes) {
+        QCOMPARE(outcome.calls(), 1);
+        QCOMPARE(outcome.result().message, outOfReach);
+    }
+    QCoreApplication::processEvents();
+    QCOMPARE(outcomes[0].calls(), 1);
+    QCOMPARE(outcomes[1].calls(), 1);
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_ApiClient>(argc, argv);
+}
+
+#include "tst_ApiClient.moc"

@@ -1,0 +1,1399 @@
+#include "LoopbackPeer.h"
+#include "net/DownloadClient.h"
+#include "support/LogCapture.h"
+#include "support/TestEnvironment.h"
+#include "support/TestStudio.h"
+
+#include <QCryptographicHash>
+#include <QCursor>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QRegularExpression>
+#include <QScopeGuard>
+#include <QSslConfiguration>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QWindow>
+
+#include <csignal>
+#include <functional>
+#include <memory>
+#include <sys/resource.h>
+#include <utility>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::DownloadClient;
+using velmo::studio::Fault;
+using velmo::studio::Request;
+using velmo::test::closedPort;
+using velmo::test::headerOf;
+using velmo::test::LogCapture;
+using velmo::test::LoopbackPeer;
+using velmo::test::TestStudio;
+
+namespace {
+
+const QString notSafe = u"A game file could not be downloaded safely."_s;
+const QString cannotWrite = u"The launcher could not write to the installation folder."_s;
+const QString outOfSpace = u"The launcher ran out of space, or could not write to the installation folder."_s;
+const QString transferFailed = u"A game file could not be downloaded. The launcher will try again."_s;
+const QString incomplete = u"A game file downloaded incompletely. The launcher will try again."_s;
+const QString unreadable = u"A downloaded game file could not be read back for verification."_s;
+const QString discarded = u"A downloaded game file failed verification and was discarded."_s;
+const QString inUse = u"The launcher could not replace a game file. It may be in use."_s;
+const QString notFinished = u"The launcher could not finish writing a game file."_s;
+
+constexpr qint64 mebibyte = qint64{1024} * 1024;
+
+/// Bytes that differ from offset to offset, so that a shifted resume shows.
+QByteArray gameBytes(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    quint32 state = 1;
+    for (char &byte : bytes) {
+        state = state * 1664525U + 1013904223U;
+        byte = static_cast<char>(state >> 24);
+    }
+    return bytes;
+}
+
+QString sha256(const QByteArray &bytes)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no such file");
+}
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    if (!QDir().mkpath(QFileInfo(path).path()) || !file.open(QIODevice::WriteOnly) ||
+        file.write(bytes) != bytes.size()) {
+        qFatal("Cannot write %s", qPrintable(path));
+    }
+}
+
+/// Makes a file of \a size zeros that takes no room.
+void writeZeros(const QString &path, qint64 size)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || !file.resize(size)) {
+        qFatal("Cannot write %s", qPrintable(path));
+    }
+}
+
+/// What this process holds open under \a folder.
+QStringList openFilesIn(const QString &folder)
+{
+    QStringList files;
+    const QFileInfoList descriptors = QDir(u"/proc/self/fd"_s).entryInfoList(QDir::Files | QDir::System);
+    for (const QFileInfo &descriptor : descriptors) {
+        if (descriptor.symLinkTarget().startsWith(folder)) {
+            files.append(descriptor.symLinkTarget());
+        }
+    }
+    return files;
+}
+
+Fault fault(Fault::Kind kind, qint64 bytes = 0)
+{
+    Fault result;
+    result.kind = kind;
+    result.bytes = bytes;
+    return result;
+}
+
+Fault statusFault(int status)
+{
+    Fault result = fault(Fault::Status);
+    result.status = status;
+    return result;
+}
+
+Fault redirectFault(const QString &location)
+{
+    Fault result = fault(Fault::Redirect);
+    result.location = location;
+    return result;
+}
+
+/// A client with a folder of its own, and all that it said.
+class Download : public QObject {
+public:
+    struct Progress {
+        qint64 received;
+        qint64 total;
+    };
+    struct Failure {
+        QString message;
+        QString detail;
+        bool retryable;
+    };
+
+    Download()
+        : client(std::make_unique<DownloadClient>(&network))
+    {
+        connect(client.get(), &DownloadClient::progress, this, [this](qint64 received, qint64 total) {
+            steps.append({received, total});
+        });
+        connect(client.get(), &DownloadClient::finished, this, [this] { ++finishes; });
+        connect(client.get(), &DownloadClient::failed, this,
+                [this](const QString &message, const QString &detail, bool retryable) {
+                    failures.append({message, detail, retryable});
+                });
+    }
+
+    QString path(const QString &name) const { return folder.filePath(name); }
+    QString destination() const { return path(u"game/data 01.bin"_s); }
+    QString part() const { return destination() + u".part"_s; }
+
+    qsizetype outcomes() const { return finishes + failures.size(); }
+
+    /// Waits for the first outcome, and a turn longer in case there is a second.
+    bool ends()
+    {
+        const bool came = QTest::qWaitFor([this] { return outcomes() > 0; }, 60000);
+        QCoreApplication::processEvents();
+        return came;
+    }
+
+    bool receives(qint64 bytes)
+    {
+        return QTest::qWaitFor([this, bytes] { return !steps.isEmpty() && steps.last().received >= bytes; }, 60000);
+    }
+
+    void forget()
+    {
+        steps.clear();
+        failures.clear();
+        finishes = 0;
+        log.clear();
+    }
+
+    /// Calls \a action when the last byte has come, before the client looks at the file.
+    void beforeFinalisation(const std::function<void()> &action)
+    {
+        connect(&network, &QNetworkAccessManager::finished, this, action);
+    }
+
+    /// Calls \a action from the event loop as soon as it runs while the client hashes.
+    void whileHashing(const std::function<void()> &action)
+    {
+        connect(&network, &QNetworkAccessManager::finished, this, action, Qt::QueuedConnection);
+    }
+
+    QTemporaryDir folder;
+    LogCapture log;
+    QNetworkAccessManager network;
+    std::unique_ptr<DownloadClient> client;
+    QList<Progress> steps;
+    QList<Failure> failures;
+    int finishes = 0;
+};
+
+/// Takes back what the test may write to one file.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+        : handler_(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limited{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limited);
+    }
+
+    ~FileSizeLimit()
+    {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+    Q_DISABLE_COPY_MOVE(FileSizeLimit)
+
+private:
+    void (*handler_)(int);
+    rlimit before_{};
+};
+
+class InputWindow : public QWindow {
+public:
+    int moves = 0;
+
+protected:
+    void mouseMoveEvent(QMouseEvent *) override { ++moves; }
+};
+
+} // namespace
+
+class tst_DownloadClient : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void fileLandsAtItsDestination();
+    void fileOfManyBlocksLands();
+    void emptyFileLands();
+    void oldFileIsReplaced();
+    void hashMayBeInUpperCase();
+    void addressMayBeInUpperCase();
+    void oddPathsAreUsedAsTheyAre_data();
+    void oddPathsAreUsedAsTheyAre();
+    void outcomeMayStartTheNextFile();
+    void nothingStaysOpenAfterAnyOutcome();
+
+    void emptyHashIsRefused_data();
+    void emptyHashIsRefused();
+    void unsafeAddressIsRefused_data();
+    void unsafeAddressIsRefused();
+    void unwritableFolderFails();
+    void partPathThatIsAFolderFails();
+
+    void requestSaysWhatItMust();
+    void resumingRequestAsksForTheRest();
+    void requestStaysWithHttp1();
+    void neverEndingSilenceIsNoFailure();
+
+    void shortPartFileIsContinued();
+    void partFileAsLongAsTheWholeIsFetchedAgain_data();
+    void partFileAsLongAsTheWholeIsFetchedAgain();
+    void unknownSizeResumesAndLeavesTheHashToDecide();
+    void unknownSizeIsNotChecked();
+    void ignoredRangeStartsTheFileOver();
+    void ignoredRangeCutsTheFileBeforeTheFirstByte();
+    void ignoredRangeOfUnknownSizeCountsFromZero();
+    void fullReplyWithoutARangeIsNoRestart();
+
+    void progressCountsUpToTheSize();
+    void progressTakesTheTotalFromTheReply();
+    void progressTotalIsSmallWhileNobodyKnowsIt_data();
+    void progressTotalIsSmallWhileNobodyKnowsIt();
+
+    void httpErrorsLeaveThePartFileAlone_data();
+    void httpErrorsLeaveThePartFileAlone();
+    void errorPageStaysOutOfANewPartFile();
+    void refusedRangeIsFinalAndKeepsThePartFile();
+    void rangeBeyondTheEndIsFinalAndKeepsThePartFile();
+    void unreachableServerIsRetryable();
+    void connectionClosedAtOnceIsRetryable();
+    void untrustedServerGetsNoRequest();
+    void cutConnectionKeepsWhatCame();
+    void cutConnectionOfAResumeKeepsBoth();
+    void redirectWithinHttpsIsFollowed();
+    void redirectToHttpIsRefused_data();
+    void redirectToHttpIsRefused();
+
+    void lengthAboveTheBodyIsATransferError();
+    void lengthBelowTheBodyIsASizeMismatch();
+    void sizeMismatchKeepsThePartFile_data();
+    void sizeMismatchKeepsThePartFile();
+    void corruptByteDiscardsThePartFile();
+    void wrongRangeIsFoundByTheHash();
+    void missingPartFileCannotBeHashed();
+    void missingPartFileOfKnownSizeIsIncomplete();
+    void partFileThatEndsEarlyCannotBeHashed();
+    void destinationThatIsAFolderCannotBeReplaced();
+    void failedRenameLosesTheOldFile();
+
+    void shortWriteFailsTwice();
+    void fullFileTakesNothingMore();
+    void fullDiskIsTold();
+
+    void cancelledTransferIsSilentAndResumes();
+    void cancellingFromProgressIsSilent();
+    void cancellingWithoutATransferDoesNothing();
+    void stalledTransferCanBeCancelled();
+    void destructionCancelsAndKeepsThePartFile();
+    void destructionOfAnIdleClientIsQuiet();
+
+    void eventsAreDeliveredBetweenHashBlocks();
+    void userInputWaitsForTheHash();
+    void cancellingWhileHashingChangesNothing();
+    void destructionWhileHashingIsSilent();
+
+private:
+    static void expectFailure(const Download &download, const QString &message, const QString &detail, bool retryable);
+    static void expectSuccess(const Download &download, const QByteArray &content);
+
+    /// Begins \a path of the studio towards the download's destination.
+    void start(Download &download, const QString &path, qint64 size, const QString &hash)
+    {
+        download.client->start(studio_->url(path), download.destination(), size, hash);
+    }
+
+    const QSslConfiguration untrusting_ = QSslConfiguration::defaultConfiguration();
+    const QByteArray content_ = gameBytes(1000000);
+    const QString hash_ = sha256(content_);
+    const QString path_ = u"/files/data.bin"_s;
+    std::unique_ptr<TestStudio> studio_;
+};
+
+void tst_DownloadClient::init()
+{
+    studio_ = std::make_unique<TestStudio>();
+    studio_->writeFile(path_, content_);
+}
+
+void tst_DownloadClient::cleanup()
+{
+    studio_.reset();
+}
+
+void tst_DownloadClient::expectFailure(const Download &download, const QString &message, const QString &detail,
+                                       bool retryable)
+{
+    QCOMPARE(download.finishes, 0);
+    QCOMPARE(download.failures.size(), 1);
+    QCOMPARE(download.failures.first().message, message);
+    QCOMPARE(download.failures.first().detail, detail);
+    QCOMPARE(download.failures.first().retryable, retryable);
+    QCOMPARE(download.log.count(QtWarningMsg, u"velmo.download"_s, u"Download failed: \"%1\""_s.arg(detail)), 1);
+    QCOMPARE(download.log.texts().filter(u"Download failed"_s).size(), 1);
+}
+
+void tst_DownloadClient::expectSuccess(const Download &download, const QByteArray &content)
+{
+    for (const Download::Failure &failure : download.failures) {
+        QFAIL(qPrintable(failure.detail));
+    }
+    QCOMPARE(download.finishes, 1);
+    QVERIFY(readFile(download.destination()) == content);
+    QVERIFY(!QFile::exists(download.part()));
+    QVERIFY(download.log.texts().filter(u"WARN"_s).isEmpty());
+}
+
+void tst_DownloadClient::fileLandsAtItsDestination()
+{
+    Download download;
+    connect(download.client.get(), &DownloadClient::finished, &download, [&download] {
+        QVERIFY(QFile::exists(download.destination()));
+        QVERIFY(!QFile::exists(download.part()));
+    });
+    start(download, path_, content_.size(), hash_);
+    QCOMPARE(download.log.texts(), QStringList{u"INFO velmo.download: Downloading \"data 01.bin\""_s});
+    QVERIFY(QFile::exists(download.part()));
+    QCOMPARE(download.outcomes(), 0);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE(download.log.texts().size(), 1);
+}
+
+void tst_DownloadClient::fileOfManyBlocksLands()
+{
+    const QByteArray content = gameBytes(9 * mebibyte + 17);
+    studio_->writeFile(u"/files/big.bin"_s, content);
+    Download download;
+    start(download, u"/files/big.bin"_s, content.size(), sha256(content));
+    QVERIFY(download.ends());
+    expectSuccess(download, content);
+}
+
+void tst_DownloadClient::emptyFileLands()
+{
+    studio_->writeFile(u"/files/empty.bin"_s, {});
+    Download download;
+    start(download, u"/files/empty.bin"_s, 0, sha256({}));
+    QVERIFY(download.ends());
+    expectSuccess(download, {});
+    QVERIFY(download.steps.isEmpty());
+}
+
+void tst_DownloadClient::oldFileIsReplaced()
+{
+    Download download;
+    writeFile(download.destination(), "the build before");
+    start(download, path_, content_.size(), hash_);
+    QCOMPARE(readFile(download.destination()), QByteArray("the build before"));
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+}
+
+void tst_DownloadClient::hashMayBeInUpperCase()
+{
+    Download download;
+    start(download, path_, content_.size(), hash_.toUpper());
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+}
+
+void tst_DownloadClient::addressMayBeInUpperCase()
+{
+    Download download;
+    const QUrl url(studio_->url(path_).toString().replace(u"https"_s, u"HTTPS"_s));
+    download.client->start(url, download.destination(), content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+}
+
+void tst_DownloadClient::oddPathsAreUsedAsTheyAre_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("blanks") << u" game folder / data 01 .bin"_s;
+    QTest::newRow("non-ASCII") << u"Spiel/Größe/Ведьма ☃/🎮 データ.bin"_s;
+    QTest::newRow("percent signs") << u"%1/%20/100%.bin"_s;
+    QTest::newRow("no extension") << u"a/b/c/d/e/data"_s;
+    QTest::newRow("already a part") << u"data.part"_s;
+}
+
+void tst_DownloadClient::oddPathsAreUsedAsTheyAre()
+{
+    QFETCH(QString, name);
+    studio_->writeFile(u"/"_s + name, content_);
+    Download download;
+    QUrl url = studio_->url(u"/"_s);
+    url.setPath(u"/"_s + name, QUrl::DecodedMode);
+    const QString destination = download.path(name);
+    download.client->start(url, destination, content_.size(), hash_);
+    QVERIFY(QFile::exists(destination + u".part"_s));
+    QVERIFY(download.ends());
+    QCOMPARE(download.failures.size(), 0);
+    QVERIFY(readFile(destination) == content_);
+    QVERIFY(!QFile::exists(destination + u".part"_s));
+    QVERIFY(download.log.contains(QtInfoMsg, u"velmo.download"_s, u"Downloading \""_s + name.section(u'/', -1) + u'"'));
+}
+
+void tst_DownloadClient::outcomeMayStartTheNextFile()
+{
+    (*studio_)->addFault(u"/files/missing.bin"_s, statusFault(404));
+    Download download;
+    bool failedSeen = false;
+    connect(download.client.get(), &DownloadClient::failed, &download, [&] {
+        failedSeen = true;
+        download.client->start(studio_->url(path_), download.path(u"second.bin"_s), content_.size(), hash_);
+    });
+    bool finishedSeen = false;
+    connect(download.client.get(), &DownloadClient::finished, &download, [&] {
+        if (!std::exchange(finishedSeen, true)) {
+            download.client->start(studio_->url(path_), download.path(u"third.bin"_s), content_.size(), hash_);
+        }
+    });
+    start(download, u"/files/missing.bin"_s, 10, hash_);
+    QTRY_COMPARE(download.finishes, 2);
+    QCOMPARE(download.failures.size(), 1);
+    QVERIFY(failedSeen);
+    QVERIFY(readFile(download.path(u"second.bin"_s)) == content_);
+    QVERIFY(readFile(download.path(u"third.bin"_s)) == content_);
+}
+
+void tst_DownloadClient::nothingStaysOpenAfterAnyOutcome()
+{
+    // Windows lets nobody rename or remove a file that is open.
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(!openFilesIn(download.folder.path()).isEmpty());
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE(openFilesIn(download.folder.path()), QStringList());
+
+    download.forget();
+    start(download, u"/files/missing.bin"_s, content_.size(), hash_);
+    QVERIFY(!openFilesIn(download.folder.path()).isEmpty());
+    QVERIFY(download.ends());
+    QCOMPARE(download.failures.size(), 1);
+    QCOMPARE(openFilesIn(download.folder.path()), QStringList());
+
+    download.forget();
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(!openFilesIn(download.folder.path()).isEmpty());
+    download.client->cancel();
+    QCOMPARE(openFilesIn(download.folder.path()), QStringList());
+
+    start(download, path_, content_.size(), sha256("another file"));
+    QVERIFY(download.ends());
+    QCOMPARE(download.failures.size(), 1);
+    QCOMPARE(download.failures.first().message, discarded);
+    QCOMPARE(openFilesIn(download.folder.path()), QStringList());
+}
+
+void tst_DownloadClient::emptyHashIsRefused_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::newRow("good address") << u"https://127.0.0.1/data.bin"_s;
+    QTest::newRow("bad address, too") << u"http://127.0.0.1/data.bin"_s;
+}
+
+void tst_DownloadClient::emptyHashIsRefused()
+{
+    QFETCH(QString, url);
+    Download download;
+    download.client->start(QUrl(url), download.destination(), 10, {});
+    expectFailure(download, notSafe, u"Refusing to download %1 with no expected hash."_s.arg(download.destination()),
+                  false); // from inside the call
+    QCOMPARE(download.log.texts().size(), 1);
+    QVERIFY(!QFile::exists(download.path(u"game"_s)));
+    QCoreApplication::processEvents();
+    QCOMPARE(download.failures.size(), 1);
+    QVERIFY(!download.network.findChild<QNetworkReply *>());
+}
+
+void tst_DownloadClient::unsafeAddressIsRefused_data()
+{
+    QTest::addColumn<QUrl>("url");
+    QTest::addColumn<QString>("told");
+    QTest::newRow("http") << QUrl(u"http://127.0.0.1/data.bin"_s) << u"http://127.0.0.1/data.bin"_s;
+    QTest::newRow("file") << QUrl(u"file:///data.bin"_s) << u"file:///data.bin"_s;
+    QTest::newRow("relative") << QUrl(u"files/data.bin"_s) << u"files/data.bin"_s;
+    QTest::newRow("empty") << QUrl() << QString();
+    QTest::newRow("invalid") << QUrl(u"https://[127.0.0.1/data.bin"_s) << QString();
+}
+
+void tst_DownloadClient::unsafeAddressIsRefused()
+{
+    QFETCH(QUrl, url);
+    QFETCH(QString, told);
+    Download download;
+    download.client->start(url, download.destination(), content_.size(), hash_);
+    expectFailure(download, notSafe, u"Refusing non-HTTPS download URL: "_s + told, false); // from inside the call
+    QCOMPARE(download.log.texts().size(), 1);
+    QVERIFY(!QFile::exists(download.path(u"game"_s)));
+    QVERIFY(!download.network.findChild<QNetworkReply *>());
+}
+
+void tst_DownloadClient::unwritableFolderFails()
+{
+    Download download;
+    writeFile(download.path(u"game"_s), "a file where the folder should be");
+    start(download, path_, content_.size(), hash_);
+    expectFailure(download, cannotWrite, u"Cannot open %1 for writing: Not a directory"_s.arg(download.part()), false);
+    QCOMPARE(download.log.texts().size(), 1);
+    QVERIFY(!download.network.findChild<QNetworkReply *>());
+}
+
+void tst_DownloadClient::partPathThatIsAFolderFails()
+{
+    Download download;
+    QVERIFY(QDir().mkpath(download.part()));
+    QFile folder(download.part());
+    QVERIFY(!folder.open(QIODevice::Append));
+    start(download, path_, content_.size(), hash_);
+    expectFailure(download, cannotWrite, u"Cannot open %1 for writing: %2"_s.arg(download.part(), folder.errorString()),
+                  false);
+    QVERIFY(!download.network.findChild<QNetworkReply *>());
+}
+
+void tst_DownloadClient::requestSaysWhatItMust()
+{
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    const auto *reply = download.network.findChild<QNetworkReply *>();
+    QVERIFY(reply);
+    QCOMPARE(reply->request().attribute(QNetworkRequest::CacheLoadControlAttribute).toInt(),
+             int(QNetworkRequest::AlwaysNetwork));
+    QVERIFY(download.ends());
+    const QList<Request> requests = (*studio_)->requests();
+    QCOMPARE(requests.size(), 1);
+    const Request &request = requests.first();
+    QCOMPARE(request.method, QByteArray("GET"));
+    QCOMPARE(request.path, path_);
+    QCOMPARE(request.headers.value("user-agent"), QByteArray("VelmoLauncher/0.1.0"));
+    QCOMPARE(request.headers.value("accept-encoding"), QByteArray("identity"));
+    QCOMPARE(request.headers.value("cache-control"), QByteArray("no-cache"));
+    QVERIFY(!request.headers.contains("range"));
+}
+
+void tst_DownloadClient::resumingRequestAsksForTheRest()
+{
+    Download download;
+    writeFile(download.part(), content_.first(123456));
+    start(download, path_, content_.size(), hash_);
+    QCOMPARE(download.log.texts(), QStringList{u"INFO velmo.download: Resuming \"data 01.bin\" from byte 123456"_s});
+    QVERIFY(download.ends());
+    const QList<Request> requests = (*studio_)->requests();
+    QCOMPARE(requests.size(), 1);
+    const Request &request = requests.first();
+    QCOMPARE(request.status, 206);
+    QCOMPARE(request.headers.value("range"), QByteArray("bytes=123456-"));
+    QCOMPARE(request.headers.value("user-agent"), QByteArray("VelmoLauncher/0.1.0"));
+    QCOMPARE(request.headers.value("accept-encoding"), QByteArray("identity"));
+    QCOMPARE(request.headers.value("cache-control"), QByteArray("no-cache"));
+}
+
+void tst_DownloadClient::requestStaysWithHttp1()
+{
+    LoopbackPeer peer(LoopbackPeer::reply("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngame"),
+                      LoopbackPeer::TlsWithHttp2);
+    Download download;
+    download.client->start(peer.url(u"/data.bin"_s), download.destination(), 4, sha256("game"));
+    QVERIFY(download.ends());
+    expectSuccess(download, "game");
+    QVERIFY(peer.negotiatedProtocol() != QSslConfiguration::ALPNProtocolHTTP2);
+    QVERIFY(peer.requests().first().startsWith("GET /data.bin HTTP/1.1\r\n"));
+}
+
+void tst_DownloadClient::neverEndingSilenceIsNoFailure()
+{
+    LoopbackPeer peer(LoopbackPeer::replyAndStall());
+    Download download;
+    download.client->start(peer.url(u"/data.bin"_s), download.destination(), 4, sha256("game"));
+    QTRY_COMPARE(peer.requests().size(), 1);
+    const auto *reply = download.network.findChild<QNetworkReply *>();
+    QVERIFY(reply);
+    QCOMPARE(reply->request().transferTimeout(), 0);
+    QCOMPARE(download.network.transferTimeout(), 0);
+    QCOMPARE(download.outcomes(), 0);
+}
+
+void tst_DownloadClient::shortPartFileIsContinued()
+{
+    Download download;
+    writeFile(download.part(), content_.first(content_.size() - 1));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE(download.steps.size(), 1);
+    QCOMPARE(download.steps.first().received, content_.size());
+}
+
+void tst_DownloadClient::partFileAsLongAsTheWholeIsFetchedAgain_data()
+{
+    QTest::addColumn<QByteArray>("part");
+    QTest::newRow("right bytes") << content_;
+    QTest::newRow("wrong bytes") << QByteArray(content_.size(), 'x');
+    QTest::newRow("longer") << content_ + 'x';
+}
+
+void tst_DownloadClient::partFileAsLongAsTheWholeIsFetchedAgain()
+{
+    QFETCH(QByteArray, part);
+    Download download;
+    writeFile(download.part(), part);
+    start(download, path_, content_.size(), hash_);
+    QCOMPARE(QFileInfo(download.part()).size(), 0);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE(download.log.texts(), QStringList{u"INFO velmo.download: Downloading \"data 01.bin\""_s});
+    QCOMPARE((*studio_)->requests().size(), 1);
+    QVERIFY(!(*studio_)->requests().first().headers.contains("range"));
+}
+
+void tst_DownloadClient::unknownSizeResumesAndLeavesTheHashToDecide()
+{
+    Download download;
+    writeFile(download.part(), QByteArray(1000, 'x'));
+    start(download, path_, 0, hash_);
+    QVERIFY(download.ends());
+    QCOMPARE((*studio_)->requests().first().headers.value("range"), QByteArray("bytes=1000-"));
+    expectFailure(download, discarded,
+                  u"Hash mismatch for %1: expected %2, got %3"_s.arg(
+                      download.destination(), hash_, sha256(QByteArray(1000, 'x') + content_.sliced(1000))),
+                  true);
+}
+
+void tst_DownloadClient::unknownSizeIsNotChecked()
+{
+    Download download;
+    writeFile(download.part(), content_.first(1000));
+    start(download, path_, 0, hash_);
+    QVERIFY(download.ends());
+    QCOMPARE((*studio_)->requests().first().headers.value("range"), QByteArray("bytes=1000-"));
+    expectSuccess(download, content_);
+}
+
+void tst_DownloadClient::ignoredRangeStartsTheFileOver()
+{
+    (*studio_)->addFault(path_, fault(Fault::IgnoreRange));
+    Download download;
+    writeFile(download.part(), QByteArray(900000, 'x'));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    const QStringList expected = {
+        u"INFO velmo.download: Resuming \"data 01.bin\" from byte 900000"_s,
+        u"INFO velmo.download: Server ignored the range request; restarting the file from zero"_s,
+    };
+    QCOMPARE(download.log.texts(), expected);
+    QCOMPARE(download.steps.last().received, content_.size());
+}
+
+void tst_DownloadClient::ignoredRangeCutsTheFileBeforeTheFirstByte()
+{
+    (*studio_)->addFault(path_, fault(Fault::IgnoreRange));
+    (*studio_)->addFault(path_, fault(Fault::Stall, 100));
+    Download download;
+    writeFile(download.part(), QByteArray(900000, 'x'));
+    start(download, path_, content_.size(), hash_);
+    QTRY_VERIFY(!download.steps.isEmpty());
+    QVERIFY(download.receives(100));
+    QCOMPARE(readFile(download.part()), content_.first(100));
+    download.client->cancel();
+    QCOMPARE(readFile(download.part()), content_.first(100));
+}
+
+void tst_DownloadClient::ignoredRangeOfUnknownSizeCountsFromZero()
+{
+    (*studio_)->addFault(path_, fault(Fault::IgnoreRange));
+    Download download;
+    writeFile(download.part(), QByteArray(900000, 'x'));
+    start(download, path_, 0, hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    for (const Download::Progress &step : std::as_const(download.steps)) {
+        QCOMPARE(step.total, content_.size());
+        QVERIFY(step.received <= step.total);
+    }
+}
+
+void tst_DownloadClient::fullReplyWithoutARangeIsNoRestart()
+{
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QVERIFY(download.log.texts().filter(u"ignored the range"_s).isEmpty());
+}
+
+void tst_DownloadClient::progressCountsUpToTheSize()
+{
+    Download download;
+    writeFile(download.part(), content_.first(400000));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    qint64 before = 400000;
+    for (const Download::Progress &step : std::as_const(download.steps)) {
+        QVERIFY(step.received > before);
+        QCOMPARE(step.total, content_.size());
+        before = step.received;
+    }
+    QCOMPARE(before, content_.size());
+}
+
+void tst_DownloadClient::progressTakesTheTotalFromTheReply()
+{
+    Download download;
+    writeFile(download.part(), content_.first(400000));
+    start(download, path_, 0, hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QVERIFY(!download.steps.isEmpty());
+    for (const Download::Progress &step : std::as_const(download.steps)) {
+        QCOMPARE(step.total, content_.size());
+    }
+}
+
+void tst_DownloadClient::progressTotalIsSmallWhileNobodyKnowsIt_data()
+{
+    QTest::addColumn<QByteArray>("part");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<qint64>("total");
+
+    QTest::newRow("200 until the end") << QByteArray() << QByteArray("HTTP/1.1 200 OK\r\n\r\nharrow")
+                                       << QByteArray("harrow") << qint64(0);
+    QTest::newRow("200 in pieces") << QByteArray()
+                                   << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                                 "6\r\nharrow\r\n0\r\n\r\n")
+                                   << QByteArray("harrow") << qint64(0);
+    QTest::newRow("206 until the end") << QByteArray("harrow")
+                                       << QByteArray(
+                                              "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 6-8/*\r\n\r\nfen")
+                                       << QByteArray("harrowfen") << qint64(6);
+}
+
+void tst_DownloadClient::progressTotalIsSmallWhileNobodyKnowsIt()
+{
+    QFETCH(QByteArray, part);
+    QFETCH(QByteArray, reply);
+    QFETCH(QByteArray, content);
+    QFETCH(qint64, total);
+    LoopbackPeer peer(LoopbackPeer::reply(reply));
+    Download download;
+    writeFile(download.part(), part);
+    download.client->start(peer.url(u"/data.bin"_s), download.destination(), 0, sha256(content));
+    QVERIFY(download.ends());
+    expectSuccess(download, content);
+    QCOMPARE(download.steps.last().received, content.size());
+    for (const Download::Progress &step : std::as_const(download.steps)) {
+        QCOMPARE(step.total, total);
+    }
+}
+
+void tst_DownloadClient::httpErrorsLeaveThePartFileAlone_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<bool>("retryable");
+    for (const int status : {400, 403, 404, 405, 406, 409, 410, 416, 418, 428, 430, 451, 499}) {
+        QTest::addRow("%d", status) << status << false;
+    }
+    for (const int status : {408, 429, 500, 501, 502, 503, 504, 507, 599}) {
+        QTest::addRow("%d", status) << status << true;
+    }
+}
+
+void tst_DownloadClient::httpErrorsLeaveThePartFileAlone()
+{
+    QFETCH(int, status);
+    QFETCH(bool, retryable);
+    LoopbackPeer peer(LoopbackPeer::reply("HTTP/1.1 " + QByteArray::number(status) +
+                                          " So It Is\r\nContent-Length: 13\r\n\r\n<html></html>"));
+    const QUrl url = peer.url(u"/data.bin"_s);
+    const QByteArray part = content_.first(5000);
+    Download download;
+    writeFile(download.part(), part);
+    writeFile(download.destination(), "the build before");
+    download.client->start(url, download.destination(), content_.size(), hash_);
+    QVERIFY(download.ends());
+    QVERIFY(headerOf(peer.requests().first(), "Range") == "bytes=5000-");
+    expectFailure(download, transferFailed,
+                  u"Error transferring %1 - server replied: So It Is (HTTP %2) for %1"_s.arg(url.toString(),
+                                                                                             QString::number(status)),
+                  retryable);
+    QCOMPARE(readFile(download.part()), part);
+    QCOMPARE(readFile(download.destination()), QByteArray("the build before"));
+    QVERIFY(download.steps.isEmpty());
+}
+
+void tst_DownloadClient::errorPageStaysOutOfANewPartFile()
+{
+    for (const int status : {404, 503}) {
+        (*studio_)->clearFaults();
+        (*studio_)->addFault(path_, statusFault(status));
+        Download download;
+        start(download, path_, content_.size(), hash_);
+        QVERIFY(download.ends());
+        QCOMPARE(download.failures.size(), 1);
+        QCOMPARE(download.failures.first().retryable, status == 503);
+        QCOMPARE(readFile(download.part()), QByteArray());
+        QVERIFY(!QFile::exists(download.destination()));
+    }
+}
+
+void tst_DownloadClient::refusedRangeIsFinalAndKeepsThePartFile()
+{
+    (*studio_)->addFault(path_, fault(Fault::RangeRefused));
+    Download download;
+    writeFile(download.part(), content_.first(700));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    QCOMPARE((*studio_)->requests().first().status, 416);
+    QCOMPARE(download.failures.size(), 1);
+    expectFailure(download, transferFailed, download.failures.first().detail, false);
+    QVERIFY(download.failures.first().detail.endsWith(u" (HTTP 416) for "_s + studio_->url(path_).toString()));
+    QCOMPARE(readFile(download.part()), content_.first(700));
+}
+
+void tst_DownloadClient::rangeBeyondTheEndIsFinalAndKeepsThePartFile()
+{
+    Download download;
+    const QByteArray part(content_.size() + 5, 'x');
+    writeFile(download.part(), part);
+    start(download, path_, content_.size() + 10, hash_);
+    QVERIFY(download.ends());
+    QCOMPARE((*studio_)->requests().first().status, 416);
+    QCOMPARE(download.failures.size(), 1);
+    QVERIFY(!download.failures.first().retryable);
+    QVERIFY(readFile(download.part()) == part);
+}
+
+void tst_DownloadClient::unreachableServerIsRetryable()
+{
+    const QUrl url(u"https://127.0.0.1:%1/data.bin"_s.arg(closedPort()));
+    Download download;
+    writeFile(download.part(), "kept");
+    download.client->start(url, download.destination(), content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, transferFailed, u"Connection refused (HTTP 0) for "_s + url.toString(), true);
+    QCOMPARE(readFile(download.part()), QByteArray("kept"));
+}
+
+void tst_DownloadClient::connectionClosedAtOnceIsRetryable()
+{
+    LoopbackPeer peer(LoopbackPeer::reply({}));
+    const QUrl url = peer.url(u"/data.bin"_s);
+    Download download;
+    download.client->start(url, download.destination(), content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, transferFailed, u"Connection closed (HTTP 0) for "_s + url.toString(), true);
+}
+
+void tst_DownloadClient::untrustedServerGetsNoRequest()
+{
+    const QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
+    const auto restore = qScopeGuard([trusting] { QSslConfiguration::setDefaultConfiguration(trusting); });
+    QSslConfiguration::setDefaultConfiguration(untrusting_);
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    QCOMPARE(download.failures.size(), 1);
+    const QString detail = download.failures.first().detail;
+    expectFailure(download, transferFailed, detail, true);
+    QVERIFY(detail.startsWith(u"SSL handshake failed: "_s));
+    QVERIFY(detail.endsWith(u" (HTTP 0) for "_s + studio_->url(path_).toString()));
+    QCOMPARE((*studio_)->requests().size(), 0);
+    QCOMPARE(readFile(download.part()), QByteArray());
+}
+
+void tst_DownloadClient::cutConnectionKeepsWhatCame()
+{
+    (*studio_)->addFault(path_, fault(Fault::CloseAfter, 300000));
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    // The reply had begun well, so its status says nothing against another attempt.
+    expectFailure(download, transferFailed, u"Connection closed (HTTP 200) for "_s + studio_->url(path_).toString(),
+                  true);
+    QCOMPARE(download.steps.last().received, 300000);
+    QVERIFY(readFile(download.part()) == content_.first(300000));
+
+    (*studio_)->clearFaults();
+    download.forget();
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE((*studio_)->requests().last().headers.value("range"), QByteArray("bytes=300000-"));
+    QVERIFY(download.steps.first().received > 300000);
+}
+
+void tst_DownloadClient::cutConnectionOfAResumeKeepsBoth()
+{
+    (*studio_)->addFault(path_, fault(Fault::CloseAfter, 300000));
+    Download download;
+    writeFile(download.part(), content_.first(100000));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, transferFailed, u"Connection closed (HTTP 206) for "_s + studio_->url(path_).toString(),
+                  true);
+    QVERIFY(readFile(download.part()) == content_.first(400000));
+}
+
+void tst_DownloadClient::redirectWithinHttpsIsFollowed()
+{
+    (*studio_)->addFault(u"/old.bin"_s, redirectFault(studio_->url(path_).toString()));
+    Download download;
+    writeFile(download.part(), content_.first(5));
+    start(download, u"/old.bin"_s, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE((*studio_)->requests(path_).size(), 1);
+    QCOMPARE((*studio_)->requests(path_).first().headers.value("range"), QByteArray("bytes=5-"));
+}
+
+void tst_DownloadClient::redirectToHttpIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("part");
+    QTest::newRow("from the first byte") << QByteArray();
+    QTest::newRow("resuming") << content_.first(5000);
+}
+
+void tst_DownloadClient::redirectToHttpIsRefused()
+{
+    QFETCH(QByteArray, part);
+    LoopbackPeer plain(LoopbackPeer::reply("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ngame"), LoopbackPeer::Plain);
+    LoopbackPeer secure(LoopbackPeer::reply("HTTP/1.1 302 Found\r\nLocation: " + plain.url(u"/data.bin"_s).toEncoded() +
+                                            "\r\nContent-Length: 13\r\n\r\n<html></html>"));
+    const QUrl url = secure.url(u"/data.bin"_s);
+    Download download;
+    writeFile(download.part(), part);
+    download.client->start(url, download.destination(), content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, transferFailed, u"Insecure redirect (HTTP 302) for "_s + url.toString(), false);
+    QCOMPARE(readFile(download.part()), part);
+    QCOMPARE(plain.connections(), 0);
+}
+
+void tst_DownloadClient::lengthAboveTheBodyIsATransferError()
+{
+    (*studio_)->addFault(path_, fault(Fault::LengthOffset, 100));
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, transferFailed, u"Connection closed (HTTP 200) for "_s + studio_->url(path_).toString(),
+                  true);
+    QVERIFY(readFile(download.part()) == content_);
+    QVERIFY(!QFile::exists(download.destination()));
+}
+
+void tst_DownloadClient::lengthBelowTheBodyIsASizeMismatch()
+{
+    (*studio_)->addFault(path_, fault(Fault::LengthOffset, -100));
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, incomplete,
+                  u"Size mismatch for %1: expected 1000000 bytes, have 999900"_s.arg(download.destination()), true);
+    QVERIFY(readFile(download.part()) == content_.first(999900));
+
+    (*studio_)->clearFaults();
+    download.forget();
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE((*studio_)->requests().last().headers.value("range"), QByteArray("bytes=999900-"));
+}
+
+void tst_DownloadClient::sizeMismatchKeepsThePartFile_data()
+{
+    QTest::addColumn<qint64>("expectedSize");
+    QTest::newRow("too short") << qint64(1000001);
+    QTest::newRow("too long") << qint64(999999);
+}
+
+void tst_DownloadClient::sizeMismatchKeepsThePartFile()
+{
+    QFETCH(qint64, expectedSize);
+    Download download;
+    writeFile(download.destination(), "the build before");
+    start(download, path_, expectedSize, hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, incomplete,
+                  u"Size mismatch for %1: expected %2 bytes, have 1000000"_s.arg(download.destination(),
+                                                                                 QString::number(expectedSize)),
+                  true);
+    QCOMPARE(download.steps.last().total, expectedSize); // whatever the reply says of its length
+    QVERIFY(readFile(download.part()) == content_);
+    QCOMPARE(readFile(download.destination()), QByteArray("the build before"));
+}
+
+void tst_DownloadClient::corruptByteDiscardsThePartFile()
+{
+    (*studio_)->addFault(path_, fault(Fault::Corrupt, 777777));
+    QByteArray corrupt = content_;
+    corrupt[777777] = static_cast<char>(~corrupt.at(777777));
+    Download download;
+    writeFile(download.destination(), "the build before");
+    start(download, path_, content_.size(), hash_.toUpper());
+    QVERIFY(download.ends());
+    expectFailure(download, discarded,
+                  u"Hash mismatch for %1: expected %2, got %3"_s.arg(download.destination(), hash_, sha256(corrupt)),
+                  true);
+    QVERIFY(!QFile::exists(download.part()));
+    QCOMPARE(readFile(download.destination()), QByteArray("the build before"));
+
+    (*studio_)->clearFaults();
+    download.forget();
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QVERIFY(!(*studio_)->requests().last().headers.contains("range"));
+}
+
+void tst_DownloadClient::wrongRangeIsFoundByTheHash()
+{
+    (*studio_)->addFault(path_, fault(Fault::WrongRange));
+    Download download;
+    writeFile(download.part(), content_.first(400000));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    QCOMPARE((*studio_)->requests().first().status, 206);
+    expectFailure(download, discarded,
+                  u"Hash mismatch for %1: expected %2, got %3"_s.arg(
+                      download.destination(), hash_, sha256(content_.first(400000) + content_.first(600000))),
+                  true);
+    QVERIFY(!QFile::exists(download.part()));
+}
+
+void tst_DownloadClient::missingPartFileCannotBeHashed()
+{
+    Download download;
+    download.beforeFinalisation([&download] { QFile::remove(download.part()); });
+    start(download, path_, 0, hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, unreadable, u"Failed to hash "_s + download.part(), true);
+    QVERIFY(!QFile::exists(download.destination()));
+}
+
+void tst_DownloadClient::missingPartFileOfKnownSizeIsIncomplete()
+{
+    Download download;
+    download.beforeFinalisation([&download] { QFile::remove(download.part()); });
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, incomplete,
+                  u"Size mismatch for %1: expected 1000000 bytes, have 0"_s.arg(download.destination()), true);
+}
+
+void tst_DownloadClient::partFileThatEndsEarlyCannotBeHashed()
+{
+    // The system's own files claim a page of bytes and then give a few.
+    const QString shortFile = u"/sys/devices/system/cpu/online"_s;
+    QVERIFY(QFileInfo(shortFile).size() > readFile(shortFile).size());
+    Download download;
+    download.beforeFinalisation([&] {
+        QFile::remove(download.part());
+        QVERIFY(QFile::link(shortFile, download.part()));
+    });
+    start(download, path_, 0, hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, unreadable, u"Failed to hash "_s + download.part(), true);
+}
+
+void tst_DownloadClient::destinationThatIsAFolderCannotBeReplaced()
+{
+    Download download;
+    QVERIFY(QDir().mkpath(download.destination()));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, inUse, u"Could not remove existing "_s + download.destination(), false);
+    QVERIFY(QFileInfo(download.destination()).isDir());
+    QVERIFY(readFile(download.part()) == content_);
+}
+
+void tst_DownloadClient::failedRenameLosesTheOldFile()
+{
+    Download download;
+    writeFile(download.destination(), "the build before");
+    download.whileHashing([&download] { QFile::remove(download.part()); });
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, notFinished, u"Rename %1 -> %2 failed"_s.arg(download.part(), download.destination()),
+                  false);
+    QVERIFY(!QFile::exists(download.destination()));
+}
+
+void tst_DownloadClient::shortWriteFailsTwice()
+{
+    constexpr qint64 limit = 500001;
+    Download download;
+    {
+        const FileSizeLimit noMore(limit);
+        start(download, path_, content_.size(), hash_);
+        QVERIFY(download.ends());
+    }
+    QCOMPARE(download.finishes, 0);
+    QCOMPARE(download.failures.size(), 2);
+
+    const Download::Failure first = download.failures.first();
+    QCOMPARE(first.message, transferFailed);
+    QCOMPARE(first.detail, u"Operation canceled (HTTP 200) for "_s + studio_->url(path_).toString());
+    QVERIFY(first.retryable);
+
+    const Download::Failure second = download.failures.last();
+    QCOMPARE(second.message, outOfSpace);
+    QVERIFY(!second.retryable);
+    const QRegularExpression wording(u"^Short write to %1: wrote (-?\\d+) of (\\d+) bytes \\((.+)\\)$"_s.arg(
+        QRegularExpression::escape(download.part())));
+    const QRegularExpressionMatch match = wording.match(second.detail);
+    QVERIFY2(match.hasMatch(), qPrintable(second.detail));
+    QVERIFY(match.captured(1).toLongLong() < match.captured(2).toLongLong());
+
+    const QStringList expected = {
+        u"INFO velmo.download: Downloading \"data 01.bin\""_s,
+        u"WARN velmo.download: Download failed: \"%1\""_s.arg(first.detail),
+        u"WARN velmo.download: Download failed: \"%1\""_s.arg(second.detail),
+    };
+    QCOMPARE(download.log.texts(u"velmo.download"_s), expected);
+    for (const Download::Progress &step : std::as_const(download.steps)) {
+        QVERIFY(step.received < limit); // what was written in part is not told
+    }
+    QVERIFY(readFile(download.part()) == content_.first(limit));
+
+    // With room again, the file goes on where it stopped.
+    download.forget();
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE((*studio_)->requests().last().headers.value("range"), QByteArray("bytes=500001-"));
+}
+
+void tst_DownloadClient::fullFileTakesNothingMore()
+{
+    Download download;
+    writeFile(download.part(), content_.first(900000));
+    {
+        const FileSizeLimit noMore(900000);
+        start(download, path_, content_.size(), hash_);
+        QVERIFY(download.ends());
+    }
+    QCOMPARE(download.failures.size(), 2);
+    QVERIFY(download.failures.first().retryable);
+    QCOMPARE(download.failures.last().message, outOfSpace);
+    QVERIFY(!download.failures.last().retryable);
+    const QString detail = download.failures.last().detail;
+    QVERIFY2(detail.startsWith(u"Short write to %1: wrote -1 of "_s.arg(download.part())), qPrintable(detail));
+    QVERIFY2(detail.endsWith(u" bytes (File too large)"_s), qPrintable(detail));
+    QVERIFY(download.steps.isEmpty());
+    QVERIFY(readFile(download.part()) == content_.first(900000));
+}
+
+void tst_DownloadClient::fullDiskIsTold()
+{
+    Download download;
+    QVERIFY(QDir().mkpath(download.path(u"game"_s)));
+    QVERIFY(QFile::link(u"/dev/full"_s, download.part()));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    QCOMPARE(download.failures.size(), 2);
+    QCOMPARE(download.failures.first().message, transferFailed);
+    QVERIFY(download.failures.first().retryable);
+    QCOMPARE(download.failures.last().message, outOfSpace);
+    QVERIFY(!download.failures.last().retryable);
+    const QString detail = download.failures.last().detail;
+    QVERIFY2(detail.startsWith(u"Short write to %1: wrote -1 of "_s.arg(download.part())), qPrintable(detail));
+    QVERIFY2(detail.endsWith(u" bytes (No space left on device)"_s), qPrintable(detail));
+}
+
+void tst_DownloadClient::cancelledTransferIsSilentAndResumes()
+{
+    (*studio_)->addFault(path_, fault(Fault::Stall, 300000));
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.receives(300000));
+    download.client->cancel();
+    download.client->cancel();
+    QCoreApplication::processEvents();
+    QCOMPARE(download.outcomes(), 0);
+    QVERIFY(download.log.texts(u"velmo.download"_s).filter(u"WARN"_s).isEmpty());
+    QVERIFY(readFile(download.part()) == content_.first(300000));
+
+    (*studio_)->clearFaults();
+    download.forget();
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.log.contains(QtInfoMsg, u"velmo.download"_s, u"Resuming \"data 01.bin\" from byte 300000"_s));
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE((*studio_)->requests().last().headers.value("range"), QByteArray("bytes=300000-"));
+}
+
+void tst_DownloadClient::cancellingFromProgressIsSilent()
+{
+    Download download;
+    connect(download.client.get(), &DownloadClient::progress, &download, [&download] { download.client->cancel(); });
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.receives(1));
+    QVERIFY(!download.client->findChild<QNetworkReply *>());
+    QTRY_VERIFY(!download.network.findChild<QNetworkReply *>());
+    QCOMPARE(download.outcomes(), 0);
+    QCOMPARE(download.steps.size(), 1);
+    QCOMPARE(QFileInfo(download.part()).size(), download.steps.first().received);
+}
+
+void tst_DownloadClient::cancellingWithoutATransferDoesNothing()
+{
+    Download download;
+    download.client->cancel();
+    QCOMPARE(download.outcomes(), 0);
+    QCOMPARE(download.log.texts(), QStringList());
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+
+    download.forget();
+    download.client->cancel();
+    QCOMPARE(download.outcomes(), 0);
+    QCOMPARE(download.log.texts(), QStringList());
+    QVERIFY(readFile(download.destination()) == content_);
+}
+
+void tst_DownloadClient::stalledTransferCanBeCancelled()
+{
+    LoopbackPeer peer(LoopbackPeer::replyAndStall());
+    Download download;
+    writeFile(download.part(), "kept");
+    download.client->start(peer.url(u"/data.bin"_s), download.destination(), content_.size(), hash_);
+    QTRY_COMPARE(peer.requests().size(), 1);
+    download.client->cancel();
+    QTRY_VERIFY(!download.network.findChild<QNetworkReply *>());
+    QCOMPARE(download.outcomes(), 0);
+    QCOMPARE(readFile(download.part()), QByteArray("kept"));
+}
+
+void tst_DownloadClient::destructionCancelsAndKeepsThePartFile()
+{
+    (*studio_)->addFault(path_, fault(Fault::Stall, 300000));
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.receives(300000));
+    download.client.reset();
+    QTRY_VERIFY(!download.network.findChild<QNetworkReply *>());
+    QCOMPARE(download.outcomes(), 0);
+    QVERIFY(readFile(download.part()) == content_.first(300000));
+}
+
+void tst_DownloadClient::destructionOfAnIdleClientIsQuiet()
+{
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    download.forget();
+    download.client.reset();
+    QCoreApplication::processEvents();
+    QCOMPARE(download.outcomes(), 0);
+    QCOMPARE(download.log.texts(), QStringList());
+}
+
+void tst_DownloadClient::eventsAreDeliveredBetweenHashBlocks()
+{
+    constexpr int blocks = 64;
+    constexpr qint64 size = blocks * mebibyte;
+    const QString hashOf64MebibytesOfZeros = u"3b6a07d0d404fab4e23b6d34bc6696a6a312dd92821332385e5af7c01c421351"_s;
+    studio_->writeFile(u"/files/zeros.bin"_s, {});
+    writeZeros(studio_->root() + u"/files/zeros.bin"_s, size);
+    Download download;
+    QVERIFY(QDir().mkpath(download.path(u"game"_s)));
+    writeZeros(download.part(), size - 1); // the last byte is all that travels
+    QTimer turn;
+    int turns = 0;
+    connect(&turn, &QTimer::timeout, &download, [&turns] { ++turns; });
+    download.beforeFinalisation([&turn] { turn.start(0); });
+    connect(download.client.get(), &DownloadClient::finished, &turn, &QTimer::stop);
+    start(download, u"/files/zeros.bin"_s, size, hashOf64MebibytesOfZeros);
+    QVERIFY(download.ends());
+    QCOMPARE(download.finishes, 1);
+    QVERIFY2(turns >= blocks - 1 && turns <= blocks + 1, qPrintable(QString::number(turns)));
+}
+
+void tst_DownloadClient::userInputWaitsForTheHash()
+{
+    const QByteArray content = gameBytes(4 * mebibyte);
+    studio_->writeFile(u"/files/big.bin"_s, content);
+    InputWindow window;
+    window.setGeometry(100, 100, 100, 100);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    Download download;
+    int movesWhileHashing = -1;
+    download.beforeFinalisation([] { QCursor::setPos(150, 150); });
+    connect(download.client.get(), &DownloadClient::finished, &download, [&] { movesWhileHashing = window.moves; });
+    start(download, u"/files/big.bin"_s, content.size(), sha256(content));
+    QTRY_COMPARE(download.finishes, 1);
+    QCOMPARE(movesWhileHashing, 0);
+    QCursor::setPos(160, 150); // the next input brings what waited
+    QTRY_COMPARE(window.moves, 2);
+}
+
+void tst_DownloadClient::cancellingWhileHashingChangesNothing()
+{
+    Download download;
+    bool asked = false;
+    download.whileHashing([&] {
+        asked = true;
+        QCOMPARE(download.outcomes(), 0);
+        download.client->cancel();
+    });
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    QVERIFY(asked);
+    expectSuccess(download, content_);
+}
+
+void tst_DownloadClient::destructionWhileHashingIsSilent()
+{
+    const QByteArray content = gameBytes(4 * mebibyte);
+    studio_->writeFile(u"/files/big.bin"_s, content);
+    Download download;
+    download.whileHashing([&download] {
+        QCOMPARE(download.outcomes(), 0);
+        download.client.reset();
+    });
+    start(download, u"/files/big.bin"_s, content.size(), sha256(content));
+    QTRY_VERIFY(!download.client);
+    QTRY_VERIFY(!download.network.findChild<QNetworkReply *>());
+    QCOMPARE(download.outcomes(), 0);
+    QVERIFY(download.log.texts().filter(u"WARN"_s).isEmpty());
+    QVERIFY(readFile(download.part()) == content);
+    QVERIFY(!QFile::exists(download.destination()));
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_DownloadClient, QGuiApplication>(argc, argv);
+}
+
+#include "tst_DownloadClient.moc"

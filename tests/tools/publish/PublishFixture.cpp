@@ -1,0 +1,145 @@
+#include "tools/publish/PublishFixture.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+
+#include <sys/fsuid.h>
+#include <unistd.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::test {
+
+namespace {
+
+constexpr uid_t nobody = 65534;
+
+} // namespace
+
+PublishFixture::PublishFixture()
+{
+    QDir(folder()).mkdir(u"build"_s);
+    openToAll(folder());
+}
+
+QString PublishFixture::folder() const
+{
+    return folder_.path();
+}
+
+QString PublishFixture::build() const
+{
+    return folder_.filePath(u"build"_s);
+}
+
+QString PublishFixture::tree() const
+{
+    return folder_.filePath(u"tree"_s);
+}
+
+void PublishFixture::write(const QString &path, const QByteArray &bytes) const
+{
+    writeFile(QDir(build()).filePath(path), bytes);
+}
+
+void PublishFixture::link(const QString &target, const QString &path) const
+{
+    const QString location = QDir(build()).filePath(path);
+    QDir().mkpath(QFileInfo(location).path());
+    const bool linked = symlink(QFile::encodeName(target).constData(), QFile::encodeName(location).constData()) == 0;
+    Q_ASSERT(linked);
+    Q_UNUSED(linked)
+}
+
+publish::PublishOrder PublishFixture::order() const
+{
+    publish::PublishOrder order;
+    order.source = build();
+    order.tree = tree();
+    order.game = u"harrowfen"_s;
+    order.channel = u"release"_s;
+    order.version = u"1.0"_s;
+    order.build = 1;
+    order.jobs = 2;
+    return order;
+}
+
+publish::PublishResult PublishFixture::publish() const
+{
+    return publish::Publisher(order()).run();
+}
+
+publish::ContentTree PublishFixture::contentTree() const
+{
+    return {tree(), u"harrowfen"_s};
+}
+
+Manifest PublishFixture::manifest(const QString &channel) const
+{
+    return contentTree().readManifest(channel).manifest;
+}
+
+QString PublishFixture::storedPath(const QByteArray &bytes) const
+{
+    const QString sha256 = sha256Of(bytes);
+    return QDir(tree()).filePath(u"harrowfen/files/%1/%2"_s.arg(sha256.first(2), sha256));
+}
+
+QStringList PublishFixture::filesBelow(const QString &folder)
+{
+    QStringList paths;
+    QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        paths.append(QDir(folder).relativeFilePath(it.next()));
+    }
+    paths.sort();
+    return paths;
+}
+
+QString sha256Of(const QByteArray &bytes)
+{
+    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    const bool written = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    Q_ASSERT(written);
+    Q_UNUSED(written)
+}
+
+bool anyContains(const QStringList &sentences, const QString &text)
+{
+    return std::any_of(sentences.begin(), sentences.end(),
+                       [&text](const QString &sentence) { return sentence.contains(text); });
+}
+
+void openToAll(const QString &folder)
+{
+    QFile::setPermissions(folder, QFile::permissions(folder) | QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther |
+                                      QFile::ExeOther);
+}
+
+UnprivilegedFileAccess::UnprivilegedFileAccess()
+    : previous_(setfsuid(nobody))
+{}
+
+UnprivilegedFileAccess::~UnprivilegedFileAccess()
+{
+    setfsuid(static_cast<uid_t>(previous_));
+}
+
+} // namespace velmo::test

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "publish/Publisher.h"
+
+#include <QByteArray>
+#include <QStringList>
+#include <QTemporaryDir>
+
+namespace velmo::test {
+
+/// A build folder and a content tree beside it, both in a temporary folder. The tree is not made.
+class PublishFixture {
+public:
+    PublishFixture();
+
+    QString folder() const; ///< around both
+    QString build() const;
+    QString tree() const;
+
+    /// Writes a file of the build, with its folders.
+    void write(const QString &path, const QByteArray &bytes) const;
+    void link(const QString &target, const QString &path) const;
+    /// A good order for the build: channel "release", version "1.0", build 1.
+    publish::PublishOrder order() const;
+    publish::PublishResult publish() const;
+
+    publish::ContentTree contentTree() const;
+    Manifest manifest(const QString &channel = QStringLiteral("release")) const;
+    /// Where the tree keeps \a bytes.
+    QString storedPath(const QByteArray &bytes) const;
+    /// Every file below \a folder, relative and sorted; unfinished copies and locks too.
+    static QStringList filesBelow(const QString &folder);
+
+private:
+    QTemporaryDir folder_;
+};
+
+QString sha256Of(const QByteArray &bytes);
+QByteArray contentOf(const QString &path);
+/// Writes \a bytes to \a path, with its folders.
+void writeFile(const QString &path, const QByteArray &bytes);
+
+/// Whether one of \a sentences holds \a text.
+bool anyContains(const QStringList &sentences, const QString &text);
+
+/// Lets every user look into \a folder, as threads do that open files as someone else.
+void openToAll(const QString &folder);
+
+/// While it lives, this thread opens files as nobody in particular, so that permissions hold for root as well.
+class UnprivilegedFileAccess {
+public:
+    UnprivilegedFileAccess();
+    ~UnprivilegedFileAccess();
+    Q_DISABLE_COPY_MOVE(UnprivilegedFileAccess)
+
+private:
+    int previous_;
+};
+
+} // namespace velmo::test

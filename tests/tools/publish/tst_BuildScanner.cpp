@@ -1,0 +1,448 @@
+#include "publish/BuildScanner.h"
+#include "support/TestEnvironment.h"
+#include "tools/publish/PublishFixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::test::PublishFixture;
+
+class tst_BuildScanner : public QObject {
+    Q_OBJECT
+
+private slots:
+    void filesAreSortedByTheBytesOfTheirPaths();
+    void fileCarriesSizeLocationAndTime();
+    void executeBitMakesAnExecutable();
+    void hiddenFilesBlanksAndOtherScriptsAreKept();
+    void emptyFoldersAreLeftOut();
+    void missingSourceIsRefused();
+    void fileAsSourceIsRefused();
+    void emptySourceIsRefused_data();
+    void emptySourceIsRefused();
+    void pathThatTheLauncherRefusesIsRefused();
+    void badFolderIsRefusedOnceForAllItHolds();
+    void reservedNameIsRefused();
+    void pathsThatDifferInCaseAreRefused();
+    void launcherFolderAtTheTopIsRefused_data();
+    void launcherFolderAtTheTopIsRefused();
+    void launcherFolderFurtherDownIsPublished();
+    void downloadInFlightIsRefused();
+    void linkToAFileInsideIsPublishedAsTheFile();
+    void linkToAFolderInsideIsFollowed();
+    void linkOutOfTheSourceIsRefused_data();
+    void linkOutOfTheSourceIsRefused();
+    void linkToASiblingWithTheSamePrefixIsRefused();
+    void danglingLinkIsRefused();
+    void linkToItselfIsRefused();
+    void linkLoopIsRefused_data();
+    void linkLoopIsRefused();
+    void loopOverTwoFoldersIsRefused();
+    void sourceGivenThroughALinkIsPublished();
+    void specialFileIsRefused();
+    void socketIsRefused();
+    void linkToASpecialFileIsRefused();
+    void nameThatIsNotUnicodeIsRefused();
+    void unreadableFileIsRefused();
+    void unreadableFolderIsRefused();
+    void allRefusalsAreListedTogether();
+    void changedFileIsNoticed();
+};
+
+namespace {
+
+velmo::publish::BuildScan scanOf(const PublishFixture &fixture)
+{
+    return velmo::publish::BuildScanner(fixture.build()).scan();
+}
+
+QStringList pathsOf(const velmo::publish::BuildScan &scan)
+{
+    QStringList paths;
+    for (const velmo::publish::BuildFile &file : scan.files) {
+        paths.append(file.path);
+    }
+    return paths;
+}
+
+QByteArray nativeName(const PublishFixture &fixture, const QString &path)
+{
+    return QFile::encodeName(QDir(fixture.build()).filePath(path));
+}
+
+} // namespace
+
+void tst_BuildScanner::filesAreSortedByTheBytesOfTheirPaths()
+{
+    // A letter beyond the basic plane sorts behind U+FFxx by its bytes, but before it by its UTF-16 units.
+    const PublishFixture fixture;
+    for (const QString &path : {u"b"_s, u"a/z"_s, u"a-b"_s, u"a.b"_s, u"Bx"_s, u"ab"_s, u"ｚ"_s, u"😀"_s}) {
+        fixture.write(path, "x");
+    }
+    const velmo::publish::BuildScan scan = scanOf(fixture);
+    QCOMPARE(scan.refusals, QStringList());
+    QCOMPARE(pathsOf(scan), QStringList({u"Bx"_s, u"a-b"_s, u"a.b"_s, u"a/z"_s, u"ab"_s, u"b"_s, u"ｚ"_s, u"😀"_s}));
+}
+
+void tst_BuildScanner::fileCarriesSizeLocationAndTime()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/a.pak"_s, "12345");
+    const velmo::publish::BuildFile file = scanOf(fixture).files.value(0);
+    const QFileInfo info(QDir(fixture.build()).filePath(u"Data/a.pak"_s));
+    QCOMPARE(file.size, 5);
+    QCOMPARE(file.location, info.canonicalFilePath());
+    QCOMPARE(file.modified, info.lastModified().toMSecsSinceEpoch());
+}
+
+void tst_BuildScanner::executeBitMakesAnExecutable()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    fixture.write(u"program"_s, "x");
+    fixture.write(u"for others"_s, "x");
+    QCOMPARE(chmod(nativeName(fixture, u"program"_s).constData(), 0755), 0);
+    QCOMPARE(chmod(nativeName(fixture, u"for others"_s).constData(), 0645), 0);
+    const velmo::publish::BuildScan scan = scanOf(fixture);
+    QCOMPARE(pathsOf(scan), QStringList({u"data"_s, u"for others"_s, u"program"_s}));
+    QVERIFY(!scan.files.at(0).executable);
+    QVERIFY(scan.files.at(1).executable);
+    QVERIFY(scan.files.at(2).executable);
+}
+
+void tst_BuildScanner::hiddenFilesBlanksAndOtherScriptsAreKept()
+{
+    const PublishFixture fixture;
+    const QStringList paths = {u".config/.x"_s, u"Level 1/the fen.pak"_s, u"Füße/地図.bin"_s};
+    for (const QString &path : paths) {
+        fixture.write(path, "x");
+    }
+    const velmo::publish::BuildScan scan = scanOf(fixture);
+    QCOMPARE(scan.refusals, QStringList());
+    QCOMPARE(pathsOf(scan), QStringList({u".config/.x"_s, u"Füße/地図.bin"_s, u"Level 1/the fen.pak"_s}));
+}
+
+void tst_BuildScanner::emptyFoldersAreLeftOut()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "x");
+    QVERIFY(QDir(fixture.build()).mkpath(u"nothing/here"_s));
+    const velmo::publish::BuildScan scan = scanOf(fixture);
+    QCOMPARE(scan.refusals, QStringList());
+    QCOMPARE(pathsOf(scan), QStringList{u"a"_s});
+}
+
+void tst_BuildScanner::missingSourceIsRefused()
+{
+    QCOMPARE(velmo::publish::BuildScanner(u"/nowhere/at/all"_s).scan().refusals,
+             QStringList{u"\"/nowhere/at/all\" is not a folder."_s});
+}
+
+void tst_BuildScanner::fileAsSourceIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "x");
+    const QString file = QDir(fixture.build()).filePath(u"a"_s);
+    QCOMPARE(velmo::publish::BuildScanner(file).scan().refusals, QStringList{u"\"%1\" is not a folder."_s.arg(file)});
+}
+
+void tst_BuildScanner::emptySourceIsRefused_data()
+{
+    QTest::addColumn<bool>("withFolder");
+    QTest::newRow("nothing at all") << false;
+    QTest::newRow("an empty folder") << true;
+}
+
+void tst_BuildScanner::emptySourceIsRefused()
+{
+    QFETCH(bool, withFolder);
+    const PublishFixture fixture;
+    if (withFolder) {
+        QVERIFY(QDir(fixture.build()).mkdir(u"Data"_s));
+    }
+    QCOMPARE(scanOf(fixture).refusals, QStringList{u"\"%1\" holds no files."_s.arg(fixture.build())});
+}
+
+void tst_BuildScanner::pathThatTheLauncherRefusesIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/a:b"_s, "x");
+    const QStringList refusals = scanOf(fixture).refusals;
+    QCOMPARE(refusals.size(), 1);
+    QVERIFY(refusals.first().startsWith("\"Data/a:b\" is not a path that the launcher takes"_L1));
+}
+
+void tst_BuildScanner::badFolderIsRefusedOnceForAllItHolds()
+{
+    const PublishFixture fixture;
+    fixture.write(u"what?/a"_s, "x");
+    fixture.write(u"what?/b"_s, "x");
+    const QStringList refusals = scanOf(fixture).refusals;
+    QCOMPARE(refusals.size(), 1);
+    QVERIFY(refusals.first().startsWith("\"what?\" "_L1));
+}
+
+void tst_BuildScanner::reservedNameIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/nul.txt"_s, "x");
+    QCOMPARE(scanOf(fixture).refusals,
+             QStringList{u"\"Data/nul.txt\" holds a name that Windows reserves for a device."_s});
+}
+
+void tst_BuildScanner::pathsThatDifferInCaseAreRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"A/x"_s, "x");
+    fixture.write(u"a/y"_s, "x");
+    QCOMPARE(scanOf(fixture).refusals,
+             QStringList{u"\"a/y\" cannot stand beside \"A/x\": Windows takes \"a\" and \"A\" for one name."_s});
+}
+
+void tst_BuildScanner::launcherFolderAtTheTopIsRefused_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("named");
+    QTest::newRow("folder") << u".velmo/installed.json"_s << u".velmo"_s;
+    QTest::newRow("file") << u".velmo"_s << u".velmo"_s;
+    QTest::newRow("other case") << u".Velmo/x"_s << u".Velmo"_s;
+}
+
+void tst_BuildScanner::launcherFolderAtTheTopIsRefused()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, named);
+    const PublishFixture fixture;
+    fixture.write(path, "x");
+    QCOMPARE(scanOf(fixture).refusals,
+             QStringList{
+                 u"\"%1\" cannot be published: the launcher keeps its record of an installation there."_s.arg(named)});
+}
+
+void tst_BuildScanner::launcherFolderFurtherDownIsPublished()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/.velmo/x"_s, "x");
+    QCOMPARE(pathsOf(scanOf(fixture)), QStringList{u"Data/.velmo/x"_s});
+}
+
+void tst_BuildScanner::downloadInFlightIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/a.pak.part"_s, "x");
+    const QStringList refusals = scanOf(fixture).refusals;
+    QCOMPARE(refusals.size(), 1);
+    QVERIFY(refusals.first().startsWith("\"Data/a.pak.part\" holds a name that ends in \".part\""_L1));
+}
+
+void tst_BuildScanner::linkToAFileInsideIsPublishedAsTheFile()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/real"_s, "12345");
+    fixture.link(u"Data/real"_s, u"link"_s);
+    const velmo::publish::BuildScan scan = scanOf(fixture);
+    QCOMPARE(scan.refusals, QStringList());
+    QCOMPARE(pathsOf(scan), QStringList({u"Data/real"_s, u"link"_s}));
+    QCOMPARE(scan.files.at(1).size, 5);
+}
+
+void tst_BuildScanner::linkToAFolderInsideIsFollowed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/a"_s, "x");
+    fixture.link(u"../Data"_s, u"More/again"_s);
+    const velmo::publish::BuildScan scan = scanOf(fixture);
+    QCOMPARE(scan.refusals, QStringList());
+    QCOMPARE(pathsOf(scan), QStringList({u"Data/a"_s, u"More/again/a"_s}));
+}
+
+void tst_BuildScanner::linkOutOfTheSourceIsRefused_data()
+{
+    QTest::addColumn<bool>("toFolder");
+    QTest::newRow("to a file") << false;
+    QTest::newRow("to a folder") << true;
+}
+
+void tst_BuildScanner::linkOutOfTheSourceIsRefused()
+{
+    QFETCH(bool, toFolder);
+    const PublishFixture fixture;
+    velmo::test::writeFile(fixture.folder() + u"/outside/secret"_s, "x");
+    const QString target = toFolder ? u"../../outside"_s : u"../../outside/secret"_s;
+    fixture.link(target, u"Data/link"_s);
+    const QString canonical = QFileInfo(fixture.build() + u"/Data/"_s + target).canonicalFilePath();
+    QCOMPARE(scanOf(fixture).refusals,
+             QStringList{u"\"Data/link\" is a symbolic link that leaves the build, to \"%1\"."_s.arg(canonical)});
+}
+
+void tst_BuildScanner::linkToASiblingWithTheSamePrefixIsRefused()
+{
+    const PublishFixture fixture;
+    velmo::test::writeFile(fixture.build() + u"-old/file"_s, "x");
+    fixture.link(u"../build-old/file"_s, u"link"_s);
+    QVERIFY(velmo::test::anyContains(scanOf(fixture).refusals, u"\"link\" is a symbolic link that leaves the build"_s));
+}
+
+void tst_BuildScanner::danglingLinkIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.link(u"nothing"_s, u"Data/link"_s);
+    QCOMPARE(scanOf(fixture).refusals, QStringList{u"\"Data/link\" is a symbolic link that leads nowhere."_s});
+}
+
+void tst_BuildScanner::linkToItselfIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.link(u"link"_s, u"link"_s);
+    QCOMPARE(scanOf(fixture).refusals, QStringList{u"\"link\" is a symbolic link that leads nowhere."_s});
+}
+
+void tst_BuildScanner::linkLoopIsRefused_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::newRow("its own folder") << u"."_s;
+    QTest::newRow("the folder around") << u".."_s;
+    QTest::newRow("the source") << u"../.."_s;
+}
+
+void tst_BuildScanner::linkLoopIsRefused()
+{
+    QFETCH(QString, target);
+    const PublishFixture fixture;
+    fixture.link(target, u"a/b/link"_s);
+    QCOMPARE(scanOf(fixture).refusals,
+             QStringList{u"\"a/b/link\" is a symbolic link that leads back to a folder around it."_s});
+}
+
+void tst_BuildScanner::loopOverTwoFoldersIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.link(u"../b"_s, u"a/to-b"_s);
+    fixture.link(u"../a"_s, u"b/to-a"_s);
+    QCOMPARE(scanOf(fixture).refusals,
+             QStringList({u"\"a/to-b/to-a\" is a symbolic link that leads back to a folder around it."_s,
+                          u"\"b/to-a/to-b\" is a symbolic link that leads back to a folder around it."_s}));
+}
+
+void tst_BuildScanner::sourceGivenThroughALinkIsPublished()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/real"_s, "x");
+    fixture.link(u"Data/real"_s, u"link"_s);
+    const QString alias = fixture.folder() + u"/alias"_s;
+    QVERIFY(QFile::link(fixture.build(), alias));
+    const velmo::publish::BuildScan scan = velmo::publish::BuildScanner(alias).scan();
+    QCOMPARE(scan.refusals, QStringList());
+    QCOMPARE(pathsOf(scan), QStringList({u"Data/real"_s, u"link"_s}));
+}
+
+void tst_BuildScanner::specialFileIsRefused()
+{
+    const PublishFixture fixture;
+    QCOMPARE(mkfifo(nativeName(fixture, u"pipe"_s).constData(), 0600), 0);
+    QCOMPARE(scanOf(fixture).refusals, QStringList{u"\"pipe\" is neither a file nor a folder."_s});
+}
+
+void tst_BuildScanner::socketIsRefused()
+{
+    const PublishFixture fixture;
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const QByteArray name = nativeName(fixture, u"socket"_s);
+    QVERIFY(static_cast<std::size_t>(name.size()) < sizeof address.sun_path);
+    qstrncpy(address.sun_path, name.constData(), sizeof address.sun_path);
+    const int handle = socket(AF_UNIX, SOCK_STREAM, 0);
+    QCOMPARE(bind(handle, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    const QStringList refusals = scanOf(fixture).refusals;
+    close(handle);
+    QCOMPARE(refusals, QStringList{u"\"socket\" is neither a file nor a folder."_s});
+}
+
+void tst_BuildScanner::linkToASpecialFileIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "x");
+    QCOMPARE(mkfifo(nativeName(fixture, u"pipe"_s).constData(), 0600), 0);
+    fixture.link(u"pipe"_s, u"link"_s);
+    QVERIFY(scanOf(fixture).refusals.contains(u"\"link\" is neither a file nor a folder."_s));
+}
+
+void tst_BuildScanner::nameThatIsNotUnicodeIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/good"_s, "x");
+    const QByteArray name = nativeName(fixture, u"Data"_s) + "/b\377d";
+    QCOMPARE(mkfifo(name.constData(), 0600), 0);
+    const QStringList refusals = scanOf(fixture).refusals;
+    QCOMPARE(unlink(name.constData()), 0); // the fixture's folder cannot name it either
+    QCOMPARE(refusals, QStringList{u"\"Data/b\uFFFDd\" has a name that is not valid Unicode."_s});
+}
+
+void tst_BuildScanner::unreadableFileIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/open"_s, "x");
+    fixture.write(u"Data/shut"_s, "x");
+    QCOMPARE(chmod(nativeName(fixture, u"Data/shut"_s).constData(), 0), 0);
+    const velmo::test::UnprivilegedFileAccess access;
+    QCOMPARE(scanOf(fixture).refusals, QStringList{u"\"Data/shut\" cannot be read: Permission denied."_s});
+}
+
+void tst_BuildScanner::unreadableFolderIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/Maps/a"_s, "x");
+    fixture.write(u"b"_s, "x");
+    const QByteArray maps = nativeName(fixture, u"Data/Maps"_s);
+    QCOMPARE(chmod(maps.constData(), 0), 0);
+    QStringList refusals;
+    {
+        const velmo::test::UnprivilegedFileAccess access;
+        refusals = scanOf(fixture).refusals;
+    }
+    QCOMPARE(chmod(maps.constData(), 0700), 0); // so that the fixture can go
+    QCOMPARE(refusals, QStringList{u"\"Data/Maps\" cannot be read: Permission denied."_s});
+}
+
+void tst_BuildScanner::allRefusalsAreListedTogether()
+{
+    const PublishFixture fixture;
+    fixture.write(u"nul"_s, "x");
+    fixture.write(u"a.part"_s, "x");
+    fixture.write(u"good"_s, "x");
+    fixture.write(u"GOOD"_s, "x");
+    QCOMPARE(scanOf(fixture).refusals.size(), 3);
+}
+
+void tst_BuildScanner::changedFileIsNoticed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"longer"_s, "x");
+    fixture.write(u"touched"_s, "x");
+    fixture.write(u"gone"_s, "x");
+    fixture.write(u"same"_s, "x");
+    const QList<velmo::publish::BuildFile> files = scanOf(fixture).files;
+    fixture.write(u"longer"_s, "xx");
+    QFile touched(QDir(fixture.build()).filePath(u"touched"_s));
+    QVERIFY(touched.open(QIODevice::ReadWrite));
+    QVERIFY(touched.setFileTime(QDateTime::fromSecsSinceEpoch(1000), QFile::FileModificationTime));
+    touched.close();
+    QVERIFY(QFile::remove(QDir(fixture.build()).filePath(u"gone"_s)));
+    for (const velmo::publish::BuildFile &file : files) {
+        QCOMPARE(file.hasChanged(), file.path != "same"_L1);
+    }
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_BuildScanner>(argc, argv);
+}
+
+#include "tst_BuildScanner.moc"

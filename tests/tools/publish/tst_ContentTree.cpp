@@ -1,0 +1,198 @@
+#include "publish/ContentTree.h"
+#include "support/TestEnvironment.h"
+#include "tools/publish/PublishFixture.h"
+
+#include <QDir>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::Manifest;
+using velmo::publish::ChannelManifest;
+using velmo::test::PublishFixture;
+using velmo::test::writeFile;
+
+class tst_ContentTree : public QObject {
+    Q_OBJECT
+
+private slots:
+    void everythingHasItsPlace();
+    void folderNamesAreSafe_data();
+    void folderNamesAreSafe();
+    void writtenManifestIsReadBack();
+    void manifestThatTheLauncherRefusesIsNotWritten();
+    void manifestThatTheLauncherReadsOtherwiseIsNotWritten();
+    void manifestThatCannotBeWrittenIsNamed();
+    void channelFolderThatCannotBeMadeIsNamed();
+    void damagedManifestIsNamed_data();
+    void damagedManifestIsNamed();
+    void missingManifestIsNamed();
+    void manifestsOfAllChannelsAreRead();
+    void treeWithoutTheGameHasNoManifests();
+};
+
+namespace {
+
+Manifest smallManifest()
+{
+    Manifest manifest;
+    manifest.version = u"1.0"_s;
+    manifest.build = 7;
+    manifest.files = {{u"Data/ä b.pak"_s, QString(64, u'a'), 5, u"../files/aa/x"_s, true}};
+    return manifest;
+}
+
+} // namespace
+
+void tst_ContentTree::everythingHasItsPlace()
+{
+    const velmo::publish::ContentTree tree(u"/srv/content/"_s, u"harrowfen"_s);
+    QCOMPARE(tree.root(), u"/srv/content"_s);
+    QCOMPARE(tree.gameFolder(), u"/srv/content/harrowfen"_s);
+    QCOMPARE(tree.contentFolder(), u"/srv/content/harrowfen/files"_s);
+    QCOMPARE(tree.manifestPath(u"beta"_s), u"/srv/content/harrowfen/beta/manifest.json"_s);
+    const QString sha256 = u"cd"_s + QString(62, u'1');
+    QCOMPARE(velmo::publish::ContentTree::contentUrl(sha256), u"../files/cd/"_s + sha256);
+}
+
+void tst_ContentTree::folderNamesAreSafe_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<bool>("safe");
+    for (const QString &name : {u"release"_s, u"rc-2"_s, u"1"_s}) {
+        QTest::newRow(qUtf8Printable(name)) << name << true;
+    }
+    for (const QString &name : {u""_s, u"."_s, u".."_s, u"a/b"_s, u"A"_s, u"a_b"_s, u"a b"_s, u"é"_s, u"a\n"_s}) {
+        QTest::newRow(qUtf8Printable("not "_L1 + name)) << name << false;
+    }
+}
+
+void tst_ContentTree::folderNamesAreSafe()
+{
+    QFETCH(QString, name);
+    QFETCH(bool, safe);
+    QCOMPARE(velmo::publish::ContentTree::isFolderName(name), safe);
+}
+
+void tst_ContentTree::writtenManifestIsReadBack()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    QVERIFY(!tree.hasManifest(u"release"_s));
+    QString error;
+    QVERIFY(tree.writeManifest(smallManifest(), &error));
+    QVERIFY(tree.hasManifest(u"release"_s));
+    const ChannelManifest read = tree.readManifest(u"release"_s);
+    QCOMPARE(read.error, QString());
+    QCOMPARE(read.channel, u"release"_s);
+    QVERIFY(read.manifest.valid);
+    QCOMPARE(read.manifest.toJson(), smallManifest().toJson());
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), QStringList{u"harrowfen/release/manifest.json"_s});
+}
+
+void tst_ContentTree::manifestThatTheLauncherRefusesIsNotWritten()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    Manifest manifest = smallManifest();
+    manifest.files.first().path = u"../x"_s;
+    QString error;
+    QVERIFY(!tree.writeManifest(manifest, &error));
+    QCOMPARE(error, u"The launcher would not read the manifest for \"%1\" as it is meant. Manifest contains an "
+                    "invalid file entry: ../x"_s.arg(tree.manifestPath(u"release"_s)));
+    QVERIFY(!QFile::exists(fixture.tree()));
+}
+
+void tst_ContentTree::manifestThatTheLauncherReadsOtherwiseIsNotWritten()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    Manifest manifest = smallManifest();
+    manifest.files.first().sha256 = QString(64, u'A'); // read in lower case
+    QString error;
+    QVERIFY(!tree.writeManifest(manifest, &error));
+    QCOMPARE(error, u"The launcher would not read the manifest for \"%1\" as it is meant."_s.arg(
+                        tree.manifestPath(u"release"_s)));
+}
+
+void tst_ContentTree::manifestThatCannotBeWrittenIsNamed()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    const QString path = tree.manifestPath(u"release"_s);
+    QVERIFY(QDir().mkpath(path));
+    QString error;
+    QVERIFY(!tree.writeManifest(smallManifest(), &error));
+    QVERIFY2(error.startsWith(u"\"%1\" cannot be written: "_s.arg(path)), qUtf8Printable(error));
+}
+
+void tst_ContentTree::channelFolderThatCannotBeMadeIsNamed()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    writeFile(tree.gameFolder() + u"/release"_s, "in the way");
+    QString error;
+    QVERIFY(!tree.writeManifest(smallManifest(), &error));
+    QCOMPARE(error, u"The folder \"%1/release\" cannot be made."_s.arg(tree.gameFolder()));
+}
+
+void tst_ContentTree::damagedManifestIsNamed_data()
+{
+    QTest::addColumn<QByteArray>("json");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("empty") << QByteArray() << u"It is not valid JSON: "_s;
+    QTest::newRow("cut") << QByteArray(R"({"version": "1.0", "bu)") << u"It is not valid JSON: "_s;
+    QTest::newRow("not an object") << QByteArray("[]") << u"Manifest is missing a version."_s;
+    QTest::newRow("no build") << QByteArray(R"({"version": "1.0"})") << u"Manifest is missing a build number."_s;
+}
+
+void tst_ContentTree::damagedManifestIsNamed()
+{
+    QFETCH(QByteArray, json);
+    QFETCH(QString, reason);
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    const QString path = tree.manifestPath(u"beta"_s);
+    writeFile(path, json);
+    const ChannelManifest read = tree.readManifest(u"beta"_s);
+    QVERIFY(!read.manifest.valid);
+    QVERIFY2(read.error.startsWith(u"\"%1\" is damaged. "_s.arg(path) + reason), qUtf8Printable(read.error));
+}
+
+void tst_ContentTree::missingManifestIsNamed()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    QCOMPARE(tree.readManifest(u"beta"_s).error,
+             u"\"%1\" cannot be read: No such file or directory."_s.arg(tree.manifestPath(u"beta"_s)));
+}
+
+void tst_ContentTree::manifestsOfAllChannelsAreRead()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    QString error;
+    for (const QString &channel : {u"release"_s, u"beta"_s}) {
+        Manifest manifest = smallManifest();
+        manifest.channel = channel;
+        QVERIFY(tree.writeManifest(manifest, &error));
+    }
+    writeFile(tree.manifestPath(u"dev"_s), "{}");
+    writeFile(tree.gameFolder() + u"/files/aa/x"_s, "x");
+    const QList<ChannelManifest> manifests = tree.readManifests();
+    QCOMPARE(manifests.size(), 3);
+    QCOMPARE(manifests.at(0).manifest.channel, u"beta"_s);
+    QCOMPARE(manifests.at(1).channel, u"dev"_s);
+    QVERIFY(!manifests.at(1).error.isEmpty());
+    QCOMPARE(manifests.at(2).manifest.channel, u"release"_s);
+}
+
+void tst_ContentTree::treeWithoutTheGameHasNoManifests()
+{
+    QVERIFY(PublishFixture().contentTree().readManifests().isEmpty());
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_ContentTree>(argc, argv);
+}
+
+#include "tst_ContentTree.moc"

@@ -1,0 +1,80 @@
+#include "publish/FileDigest.h"
+#include "publish/ProgressMeter.h"
+#include "support/TestEnvironment.h"
+#include "tools/publish/PublishFixture.h"
+
+#include <QBuffer>
+
+using namespace Qt::Literals::StringLiterals;
+
+class tst_FileDigest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void digestCountsAndCopiesEveryByte_data();
+    void digestCountsAndCopiesEveryByte();
+    void unreadableFileIsNamed();
+    void copyThatTakesNothingIsNoticed();
+};
+
+void tst_FileDigest::digestCountsAndCopiesEveryByte_data()
+{
+    QTest::addColumn<int>("size");
+    QTest::newRow("empty") << 0;
+    QTest::newRow("one byte") << 1;
+    QTest::newRow("one block") << 1024 * 1024;
+    QTest::newRow("a block and a byte") << 1024 * 1024 + 1;
+    QTest::newRow("several blocks") << 3 * 1024 * 1024 + 12345;
+}
+
+void tst_FileDigest::digestCountsAndCopiesEveryByte()
+{
+    QFETCH(int, size);
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<char>(i * 31 + i / 997);
+    }
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"file"_s);
+    velmo::test::writeFile(path, bytes);
+    velmo::publish::PublishProgress last;
+    velmo::publish::ProgressMeter meter([&last](const velmo::publish::PublishProgress &progress) { last = progress; });
+    QBuffer copy;
+    QVERIFY(copy.open(QIODevice::WriteOnly));
+
+    const velmo::publish::FileDigest digest = velmo::publish::digestFile(path, meter, &copy);
+    meter.report();
+    QCOMPARE(digest.error, QString());
+    QCOMPARE(digest.size, size);
+    QCOMPARE(digest.sha256, velmo::test::sha256Of(bytes));
+    QVERIFY(copy.data() == bytes);
+    QCOMPARE(last.bytesDone, size);
+}
+
+void tst_FileDigest::unreadableFileIsNamed()
+{
+    const QTemporaryDir folder;
+    velmo::publish::ProgressMeter meter({});
+    const QString path = folder.filePath(u"gone"_s);
+    QCOMPARE(velmo::publish::digestFile(path, meter).error,
+             u"\"%1\" cannot be read: No such file or directory."_s.arg(path));
+}
+
+void tst_FileDigest::copyThatTakesNothingIsNoticed()
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(u"file"_s);
+    velmo::test::writeFile(path, QByteArray(qsizetype{1024} * 1024, 'x'));
+    QFile full(u"/dev/full"_s);
+    QVERIFY(full.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    velmo::publish::ProgressMeter meter({});
+    QCOMPARE(velmo::publish::digestFile(path, meter, &full).error,
+             u"\"%1\" cannot be copied: No space left on device."_s.arg(path));
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_FileDigest>(argc, argv);
+}
+
+#include "tst_FileDigest.moc"

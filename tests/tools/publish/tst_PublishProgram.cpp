@@ -1,0 +1,149 @@
+#include "publish/CommandLine.h"
+#include "support/TestEnvironment.h"
+#include "tools/publish/PublishFixture.h"
+
+#include <QProcess>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::test::PublishFixture;
+
+/// velmo-publish as a script or a person runs it.
+class tst_PublishProgram : public QObject {
+    Q_OBJECT
+
+private slots:
+    void helpGoesToTheOutput();
+    void mistakeGivesTwo_data();
+    void mistakeGivesTwo();
+    void publishingGivesZero();
+    void namesBeyondAsciiPassTheCommandLine();
+    void refusalGivesOneAndNamesThePath();
+    void checkOfAGoodTreeGivesZero();
+    void checkOfABadTreeGivesOneAndNamesThePath();
+};
+
+namespace {
+
+struct Run {
+    int exitCode = -1;
+    QString output;
+    QString errors;
+};
+
+Run runProgram(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(QStringLiteral(VELMO_PUBLISH_PROGRAM), arguments);
+    process.waitForFinished();
+    Run run;
+    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    run.output = QString::fromUtf8(process.readAllStandardOutput());
+    run.errors = QString::fromUtf8(process.readAllStandardError());
+    return run;
+}
+
+QStringList publishArguments(const PublishFixture &fixture, int build = 1)
+{
+    return {u"--source"_s, fixture.build(), u"--out"_s, fixture.tree(), u"--channel"_s,
+            u"release"_s,  u"--version"_s,  u"1.0"_s,   u"--build"_s,   QString::number(build)};
+}
+
+} // namespace
+
+void tst_PublishProgram::helpGoesToTheOutput()
+{
+    const Run run = runProgram({u"--help"_s});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.output, velmo::publish::commandLineHelp());
+    QCOMPARE(run.errors, QString());
+}
+
+void tst_PublishProgram::mistakeGivesTwo_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("sentence");
+    QTest::newRow("nothing") << QStringList() << u"--source is missing."_s;
+    QTest::newRow("unknown option") << QStringList{u"--force"_s} << u"Unknown option 'force'."_s;
+    QTest::newRow("channel") << QStringList{u"--source"_s, u"a"_s,         u"--out"_s, u"b"_s,       u"--channel"_s,
+                                            u"../x"_s,     u"--version"_s, u"1"_s,     u"--build"_s, u"1"_s}
+                             << u"--channel takes letters a to z, digits and hyphens, not \"../x\"."_s;
+}
+
+void tst_PublishProgram::mistakeGivesTwo()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, sentence);
+    const Run run = runProgram(arguments);
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.output, QString());
+    QCOMPARE(run.errors, sentence + u"\nSee velmo-publish --help.\n"_s);
+}
+
+void tst_PublishProgram::publishingGivesZero()
+{
+    const PublishFixture fixture;
+    fixture.write(u"game"_s, "program");
+    fixture.write(u"data"_s, "12345");
+    QStringList arguments = publishArguments(fixture);
+    arguments += {u"--executable"_s, u"game"_s, u"--prune"_s, u"--jobs"_s, u"1"_s};
+    const Run run = runProgram(arguments);
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.output, u"Hashed 2 files, 12 B.\n"
+                         "Copied 2 files, 12 B.\n"
+                         "Published 1.0 build 1 on release. Files: 2, 12 B; new to the tree: 2.\n"
+                         "Pruned files: 0, 0 B.\n"_s);
+    QCOMPARE(fixture.manifest().executable, u"game"_s);
+}
+
+void tst_PublishProgram::namesBeyondAsciiPassTheCommandLine()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Füße/地 図"_s, "x");
+    QStringList arguments = publishArguments(fixture);
+    arguments += {u"--executable"_s, u"Füße/地 図"_s, u"--notes"_s, u"Für alle"_s};
+    QCOMPARE(runProgram(arguments).exitCode, 0);
+    QCOMPARE(fixture.manifest().executable, u"Füße/地 図"_s);
+    QCOMPARE(fixture.manifest().notes, u"Für alle"_s);
+}
+
+void tst_PublishProgram::refusalGivesOneAndNamesThePath()
+{
+    const PublishFixture fixture;
+    fixture.link(u"nothing"_s, u"Data/ä link"_s);
+    const Run run = runProgram(publishArguments(fixture));
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.errors, u"\"Data/ä link\" is a symbolic link that leads nowhere.\nNothing was published.\n"_s);
+    QCOMPARE(run.output, QString());
+    QVERIFY(!QFile::exists(fixture.tree()));
+}
+
+void tst_PublishProgram::checkOfAGoodTreeGivesZero()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "12345");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    const Run run = runProgram({u"--check"_s, fixture.tree()});
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.output, u"Checked 1 file, 5 B.\nThe tree is good. Manifests: 1; files: 1.\n"_s);
+}
+
+void tst_PublishProgram::checkOfABadTreeGivesOneAndNamesThePath()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "12345");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    QVERIFY(QFile::remove(fixture.storedPath("12345")));
+    const Run run = runProgram({u"--check"_s, fixture.tree()});
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.errors, u"release: \"data\": \"%1\" is missing.\n"_s.arg(fixture.storedPath("12345")));
+    QVERIFY(!run.output.contains("good"_L1));
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_PublishProgram>(argc, argv);
+}
+
+#include "tst_PublishProgram.moc"

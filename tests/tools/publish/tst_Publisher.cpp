@@ -1,0 +1,706 @@
+#include "publish/Publisher.h"
+#include "publish/TreeCheck.h"
+#include "support/TestEnvironment.h"
+#include "tools/publish/PublishFixture.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLockFile>
+#include <QSet>
+
+#include <sys/stat.h>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::Manifest;
+using velmo::publish::Publisher;
+using velmo::publish::PublishOrder;
+using velmo::publish::PublishProgress;
+using velmo::publish::PublishResult;
+using velmo::publish::PublishStep;
+using velmo::test::PublishFixture;
+using velmo::test::sha256Of;
+using velmo::test::writeFile;
+
+class tst_Publisher : public QObject {
+    Q_OBJECT
+
+private slots:
+    void buildComesOutAsManifestAndContentFiles();
+    void manifestIsReadBackWhole();
+    void filesAreListedByTheBytesOfTheirPaths();
+    void namedProgramAndRunBitMakeExecutables();
+    void unusualNamesAndEmptyFilesArePublished();
+    void thousandSmallFilesArePublished_data();
+    void thousandSmallFilesArePublished();
+    void equalFilesOfOneBuildAreStoredOnce();
+    void secondBuildStoresOnlyWhatIsNew();
+    void channelsShareTheirFiles();
+    void otherGameHasItsOwnFolder();
+    void heldFileOfTheRightSizeIsKept();
+    void heldFileOfAnotherSizeIsReplaced();
+    void progressGoesFromHashingToCopying();
+
+    void badBuildIsRefusedBeforeAnythingIsWritten();
+    void missingExecutableIsRefused();
+    void executableIsMatchedToTheLetter();
+    void placesThatLieInEachOtherAreRefused_data();
+    void placesThatLieInEachOtherAreRefused();
+    void buildBesideTheGameInTheSameFolderIsPublished();
+    void buildThatIsNotAboveTheLastIsRefused_data();
+    void buildThatIsNotAboveTheLastIsRefused();
+    void olderBuildOfAnotherChannelIsPublished();
+    void damagedManifestIsRefused();
+    void allowOlderReplacesADamagedManifest();
+    void allReasonsAreGivenTogether();
+    void secondPublisherIsRefused();
+    void lockIsGoneAfterwards();
+    void treeThatCannotBeMadeIsNamed();
+
+    void oldManifestStandsWhileFilesAreCopied();
+    void oldManifestStandsWhenCopyingFails();
+    void fileThatChangesAfterHashingIsNoticed();
+    void fileThatChangesToTheSameSizeAndTimeIsNoticed();
+    void fileThatVanishesWhileHashingIsNoticed();
+    void manifestThatCannotBePutInPlaceIsNamed();
+
+    void pruneRemovesWhatOnlyTheOldBuildNamed();
+    void withoutPruneOldFilesStay();
+    void pruneKeepsWhatAnotherChannelNames();
+    void pruneIsRefusedWhileAManifestIsDamaged();
+    void pruneWithAllowOlderReplacesItsOwnDamagedManifest();
+    void pruneRemovesNothingWhenAManifestIsDamagedMeanwhile();
+};
+
+namespace {
+
+PublishOrder secondOrder(const PublishFixture &fixture)
+{
+    PublishOrder order = fixture.order();
+    order.version = u"2.0"_s;
+    order.build = 2;
+    return order;
+}
+
+QString manifestPath(const PublishFixture &fixture, const QString &channel = u"release"_s)
+{
+    return fixture.contentTree().manifestPath(channel);
+}
+
+/// Content files in the tree.
+QStringList stored(const PublishFixture &fixture)
+{
+    return PublishFixture::filesBelow(fixture.contentTree().contentFolder());
+}
+
+/// Runs \a order and calls \a action when the step begins.
+PublishResult runWithActionAt(PublishStep step, const PublishOrder &order, const std::function<void()> &action)
+{
+    Publisher publisher(order);
+    bool acted = false;
+    publisher.setProgress([step, &action, &acted](const PublishProgress &progress) {
+        if (progress.step == step && !acted) {
+            acted = true;
+            action();
+        }
+    });
+    return publisher.run();
+}
+
+} // namespace
+
+void tst_Publisher::buildComesOutAsManifestAndContentFiles()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/a.pak"_s, "first");
+    fixture.write(u"b"_s, "second");
+    const PublishResult result = fixture.publish();
+    QCOMPARE(result.problems, QStringList());
+    QCOMPARE(result.copied, 2);
+    QStringList expected = {u"harrowfen/files/"_s + velmo::publish::ContentStore::relativePath(sha256Of("first")),
+                            u"harrowfen/files/"_s + velmo::publish::ContentStore::relativePath(sha256Of("second")),
+                            u"harrowfen/release/manifest.json"_s};
+    expected.sort();
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), expected);
+    QCOMPARE(velmo::test::contentOf(fixture.storedPath("first")), "first");
+    QCOMPARE(velmo::test::contentOf(fixture.storedPath("second")), "second");
+}
+
+void tst_Publisher::manifestIsReadBackWhole()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Bin/game"_s, "program");
+    fixture.write(u"Data/a.pak"_s, "first");
+    PublishOrder order = fixture.order();
+    order.version = u"1.2.0"_s;
+    order.build = 120;
+    order.executable = u"Bin/game"_s;
+    order.notes = u"A quieter fen — and \"warmer\" lanterns.\n"_s;
+    const QDateTime before = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), Qt::UTC);
+    const PublishResult result = Publisher(order).run();
+    QCOMPARE(result.problems, QStringList());
+
+    QString error;
+    const QByteArray json = velmo::test::contentOf(manifestPath(fixture));
+    const Manifest manifest = Manifest::fromJson(QJsonDocument::fromJson(json).object(), &error);
+    QVERIFY2(manifest.valid, qUtf8Printable(error));
+    QCOMPARE(manifest.version, u"1.2.0"_s);
+    QCOMPARE(manifest.build, 120);
+    QCOMPARE(manifest.channel, u"release"_s);
+    QCOMPARE(manifest.executable, u"Bin/game"_s);
+    QCOMPARE(manifest.notes, order.notes);
+    QCOMPARE(manifest.released.timeSpec(), Qt::UTC);
+    QVERIFY(manifest.released >= before && manifest.released <= QDateTime::currentDateTimeUtc());
+    QCOMPARE(manifest.files.size(), 2);
+    const velmo::ManifestFile &file = manifest.files.at(1);
+    QCOMPARE(file.path, u"Data/a.pak"_s);
+    QCOMPARE(file.sha256, sha256Of("first"));
+    QCOMPARE(file.size, 5);
+    QCOMPARE(file.url, u"../files/%1/%2"_s.arg(sha256Of("first").first(2), sha256Of("first")));
+    QVERIFY(result.manifest.valid);
+    QCOMPARE(result.manifest.toJson(), manifest.toJson());
+}
+
+void tst_Publisher::filesAreListedByTheBytesOfTheirPaths()
+{
+    const PublishFixture fixture;
+    for (const QString &path : {u"b"_s, u"a/z"_s, u"a-b"_s, u"C"_s, u"ä"_s}) {
+        fixture.write(path, "x");
+    }
+    QCOMPARE(fixture.publish().problems, QStringList());
+    QStringList paths;
+    for (const velmo::ManifestFile &file : fixture.manifest().files) {
+        paths.append(file.path);
+    }
+    QCOMPARE(paths, QStringList({u"C"_s, u"a-b"_s, u"a/z"_s, u"b"_s, u"ä"_s}));
+}
+
+void tst_Publisher::namedProgramAndRunBitMakeExecutables()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    fixture.write(u"game.exe"_s, "x");
+    fixture.write(u"server"_s, "x");
+    QCOMPARE(chmod(QFile::encodeName(fixture.build() + u"/server"_s).constData(), 0755), 0);
+    PublishOrder order = fixture.order();
+    order.executable = u"game.exe"_s;
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+    const QList<velmo::ManifestFile> files = fixture.manifest().files;
+    QCOMPARE(files.size(), 3);
+    QVERIFY(!files.at(0).executable);
+    QVERIFY(files.at(1).executable);
+    QVERIFY(files.at(2).executable);
+}
+
+void tst_Publisher::unusualNamesAndEmptyFilesArePublished()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Füße/地 図.bin"_s, "map");
+    fixture.write(u"100% #1 &?.txt"_s.remove(u'?'), "percent");
+    fixture.write(u"empty"_s, "");
+    const PublishResult result = fixture.publish();
+    QCOMPARE(result.problems, QStringList());
+    const QList<velmo::ManifestFile> files = fixture.manifest().files;
+    QCOMPARE(files.size(), 3);
+    QCOMPARE(files.at(0).path, u"100% #1 &.txt"_s);
+    QCOMPARE(files.at(1).path, u"Füße/地 図.bin"_s);
+    QCOMPARE(files.at(2).path, u"empty"_s);
+    QCOMPARE(files.at(2).size, 0);
+    QCOMPARE(files.at(2).sha256, sha256Of(""));
+    QVERIFY(QFile::exists(fixture.storedPath("")));
+    QCOMPARE(velmo::publish::TreeCheck(fixture.contentTree(), 2).run().problems, QStringList());
+}
+
+void tst_Publisher::thousandSmallFilesArePublished_data()
+{
+    QTest::addColumn<int>("jobs");
+    QTest::newRow("one job") << 1;
+    QTest::newRow("eight jobs") << 8;
+}
+
+void tst_Publisher::thousandSmallFilesArePublished()
+{
+    QFETCH(int, jobs);
+    const PublishFixture fixture;
+    for (int number = 0; number < 1000; ++number) {
+        fixture.write(u"Data/%1/%2"_s.arg(number % 10).arg(number), QByteArray::number(number));
+    }
+    PublishOrder order = fixture.order();
+    order.jobs = jobs;
+    const PublishResult result = Publisher(order).run();
+    QCOMPARE(result.problems, QStringList());
+    QCOMPARE(result.copied, 1000);
+    const Manifest manifest = fixture.manifest();
+    QCOMPARE(manifest.files.size(), 1000);
+    for (const velmo::ManifestFile &file : manifest.files) {
+        const QByteArray bytes = file.path.section(u'/', 2).toLatin1();
+        QCOMPARE(file.sha256, sha256Of(bytes));
+        QCOMPARE(file.size, bytes.size());
+    }
+    QCOMPARE(velmo::publish::TreeCheck(fixture.contentTree(), jobs).run().problems, QStringList());
+}
+
+void tst_Publisher::equalFilesOfOneBuildAreStoredOnce()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "same");
+    fixture.write(u"b"_s, "same");
+    const PublishResult result = fixture.publish();
+    QCOMPARE(result.copied, 1);
+    QCOMPARE(stored(fixture).size(), 1);
+    QCOMPARE(fixture.manifest().files.size(), 2);
+}
+
+void tst_Publisher::secondBuildStoresOnlyWhatIsNew()
+{
+    const PublishFixture fixture;
+    fixture.write(u"same"_s, "same");
+    fixture.write(u"data"_s, "old");
+    QCOMPARE(fixture.publish().copied, 2);
+    fixture.write(u"data"_s, "new");
+    const PublishResult second = Publisher(secondOrder(fixture)).run();
+    QCOMPARE(second.problems, QStringList());
+    QCOMPARE(second.copied, 1);
+    QCOMPARE(stored(fixture).size(), 3);
+    QCOMPARE(fixture.manifest().build, 2);
+}
+
+void tst_Publisher::channelsShareTheirFiles()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "same");
+    QCOMPARE(fixture.publish().copied, 1);
+    PublishOrder beta = fixture.order();
+    beta.channel = u"beta"_s;
+    QCOMPARE(Publisher(beta).run().copied, 0);
+    QCOMPARE(stored(fixture).size(), 1);
+    QCOMPARE(fixture.manifest(u"beta"_s).channel, u"beta"_s);
+    QCOMPARE(fixture.manifest(u"beta"_s).files.first().url, fixture.manifest().files.first().url);
+}
+
+void tst_Publisher::otherGameHasItsOwnFolder()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    PublishOrder order = fixture.order();
+    order.game = u"other"_s;
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+    QVERIFY(QFile::exists(fixture.tree() + u"/other/release/manifest.json"_s));
+    QVERIFY(!QFile::exists(fixture.tree() + u"/harrowfen"_s));
+}
+
+void tst_Publisher::heldFileOfTheRightSizeIsKept()
+{
+    // The size decides; reading every held file would make each publish as long as a check of the tree.
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "data");
+    writeFile(fixture.storedPath("data"), "DATA");
+    QCOMPARE(fixture.publish().copied, 0);
+    QCOMPARE(velmo::test::contentOf(fixture.storedPath("data")), "DATA");
+}
+
+void tst_Publisher::heldFileOfAnotherSizeIsReplaced()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "data");
+    writeFile(fixture.storedPath("data"), "da");
+    QCOMPARE(fixture.publish().copied, 1);
+    QCOMPARE(velmo::test::contentOf(fixture.storedPath("data")), "data");
+}
+
+void tst_Publisher::progressGoesFromHashingToCopying()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "same");
+    fixture.write(u"b"_s, "same");
+    QList<PublishProgress> reports;
+    Publisher publisher(fixture.order());
+    publisher.setProgress([&reports](const PublishProgress &progress) { reports.append(progress); });
+    QCOMPARE(publisher.run().problems, QStringList());
+    QVERIFY(reports.size() >= 4);
+    QCOMPARE(reports.first().step, PublishStep::Hash);
+    QCOMPARE(reports.first().files, 2);
+    QCOMPARE(reports.first().bytes, 8);
+    QCOMPARE(reports.first().filesDone, 0);
+    QCOMPARE(reports.last().step, PublishStep::Copy);
+    QCOMPARE(reports.last().files, 1);
+    QCOMPARE(reports.last().filesDone, 1);
+    QCOMPARE(reports.last().bytesDone, 4);
+    const auto finished = std::count_if(reports.cbegin(), reports.cend(),
+                                        [](const PublishProgress &progress) { return progress.finished; });
+    QCOMPARE(finished, 2);
+}
+
+void tst_Publisher::badBuildIsRefusedBeforeAnythingIsWritten()
+{
+    const PublishFixture fixture;
+    fixture.write(u"good"_s, "x");
+    fixture.write(u"Data/nul"_s, "x");
+    const PublishResult result = fixture.publish();
+    QCOMPARE(result.problems, QStringList{u"\"Data/nul\" holds a name that Windows reserves for a device."_s});
+    QVERIFY(!result.manifest.valid);
+    QVERIFY(!QFile::exists(fixture.tree()));
+}
+
+void tst_Publisher::missingExecutableIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    PublishOrder order = fixture.order();
+    order.executable = u"Bin/game.exe"_s;
+    QCOMPARE(Publisher(order).run().problems, QStringList{u"The executable \"Bin/game.exe\" is not in the build."_s});
+    QVERIFY(!QFile::exists(fixture.tree()));
+}
+
+void tst_Publisher::executableIsMatchedToTheLetter()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Game.exe"_s, "x");
+    PublishOrder order = fixture.order();
+    order.executable = u"game.exe"_s;
+    QCOMPARE(Publisher(order).run().problems, QStringList{u"The executable \"game.exe\" is not in the build."_s});
+}
+
+void tst_Publisher::placesThatLieInEachOtherAreRefused_data()
+{
+    QTest::addColumn<QString>("source");
+    QTest::addColumn<QString>("tree");
+    QTest::addColumn<QString>("sentence");
+    const QString treeInside = u"The tree \"%2\" lies in the build \"%1\"; it must lie outside."_s;
+    const QString buildInside = u"The build \"%1\" lies in the tree \"%2\"; it must lie outside."_s;
+    QTest::newRow("the same") << u"build"_s << u"build"_s << treeInside;
+    QTest::newRow("the same, written otherwise") << u"build"_s << u"build/../build/"_s << treeInside;
+    QTest::newRow("tree in build") << u"build"_s << u"build/deep/tree"_s << treeInside;
+    QTest::newRow("tree in build through a link") << u"build"_s << u"alias/tree"_s << treeInside;
+    QTest::newRow("build is the content folder") << u"tree/harrowfen/files"_s << u"tree"_s << buildInside;
+    QTest::newRow("build is the game's folder") << u"tree/harrowfen"_s << u"tree"_s << buildInside;
+}
+
+void tst_Publisher::placesThatLieInEachOtherAreRefused()
+{
+    QFETCH(QString, source);
+    QFETCH(QString, tree);
+    QFETCH(QString, sentence);
+    const PublishFixture fixture;
+    QVERIFY(QFile::link(fixture.build(), fixture.folder() + u"/alias"_s));
+    PublishOrder order = fixture.order();
+    order.source = fixture.folder() + u'/' + source;
+    order.tree = fixture.folder() + u'/' + tree;
+    writeFile(order.source + u"/data"_s, "x");
+    const QStringList before = PublishFixture::filesBelow(fixture.folder());
+    QCOMPARE(Publisher(order).run().problems, QStringList{sentence.arg(order.source, order.tree)});
+    QCOMPARE(PublishFixture::filesBelow(fixture.folder()), before);
+}
+
+void tst_Publisher::buildBesideTheGameInTheSameFolderIsPublished()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    PublishOrder order = fixture.order();
+    order.tree = fixture.folder();
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+    order.build = 2;
+    order.tree = fixture.build() + u"-tree"_s; // begins with the build's name, but lies beside it
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+}
+
+void tst_Publisher::buildThatIsNotAboveTheLastIsRefused_data()
+{
+    QTest::addColumn<int>("build");
+    QTest::newRow("older") << 6;
+    QTest::newRow("equal") << 7;
+}
+
+void tst_Publisher::buildThatIsNotAboveTheLastIsRefused()
+{
+    QFETCH(int, build);
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "old");
+    PublishOrder order = fixture.order();
+    order.build = 7;
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+    const QStringList before = PublishFixture::filesBelow(fixture.tree());
+    fixture.write(u"data"_s, "new");
+    order.build = build;
+    QCOMPARE(Publisher(order).run().problems,
+             QStringList{u"Build %1 is not above build 7, which \"%2\" publishes. With --allow-older it is replaced."_s
+                             .arg(build)
+                             .arg(manifestPath(fixture))});
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), before);
+    QCOMPARE(fixture.manifest().files.first().sha256, sha256Of("old"));
+
+    order.allowOlder = true;
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+    QCOMPARE(fixture.manifest().build, build);
+    QCOMPARE(fixture.manifest().files.first().sha256, sha256Of("new"));
+}
+
+void tst_Publisher::olderBuildOfAnotherChannelIsPublished()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    PublishOrder order = fixture.order();
+    order.build = 7;
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+    order.channel = u"beta"_s;
+    order.build = 3;
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+}
+
+void tst_Publisher::damagedManifestIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    writeFile(manifestPath(fixture), "{}");
+    QCOMPARE(fixture.publish().problems,
+             QStringList{u"\"%1\" is damaged. Manifest is missing a version. With --allow-older it is replaced."_s.arg(
+                 manifestPath(fixture))});
+    QCOMPARE(velmo::test::contentOf(manifestPath(fixture)), "{}");
+    QCOMPARE(stored(fixture), QStringList());
+}
+
+void tst_Publisher::allowOlderReplacesADamagedManifest()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    writeFile(manifestPath(fixture), "{}");
+    PublishOrder order = fixture.order();
+    order.allowOlder = true;
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+    QVERIFY(fixture.manifest().valid);
+}
+
+void tst_Publisher::allReasonsAreGivenTogether()
+{
+    const PublishFixture fixture;
+    fixture.write(u"nul"_s, "x");
+    writeFile(manifestPath(fixture), "{}");
+    PublishOrder order = fixture.order();
+    order.executable = u"game"_s;
+    QCOMPARE(Publisher(order).run().problems.size(), 3);
+}
+
+void tst_Publisher::secondPublisherIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    const QString game = fixture.contentTree().gameFolder();
+    QVERIFY(QDir().mkpath(game));
+    QLockFile first(game + u"/.publish.lock"_s);
+    QVERIFY(first.lock());
+    QCOMPARE(
+        fixture.publish().problems,
+        QStringList{u"\"%1\" is being published into by another velmo-publish, or cannot be written."_s.arg(game)});
+    first.unlock();
+    QCOMPARE(fixture.publish().problems, QStringList());
+}
+
+void tst_Publisher::lockIsGoneAfterwards()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    bool locked = false;
+    const QString lock = fixture.contentTree().gameFolder() + u"/.publish.lock"_s;
+    runWithActionAt(PublishStep::Copy, fixture.order(), [&locked, &lock] { locked = QFile::exists(lock); });
+    QVERIFY(locked);
+    QVERIFY(!QFile::exists(lock));
+}
+
+void tst_Publisher::treeThatCannotBeMadeIsNamed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    writeFile(fixture.tree(), "in the way");
+    QCOMPARE(fixture.publish().problems,
+             QStringList{u"The folder \"%1/harrowfen\" cannot be made."_s.arg(fixture.tree())});
+}
+
+void tst_Publisher::oldManifestStandsWhileFilesAreCopied()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "old");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    fixture.write(u"data"_s, "new");
+    Publisher publisher(secondOrder(fixture));
+    QSet<int> builds;
+    bool copied = false;
+    publisher.setProgress([&fixture, &builds, &copied](const PublishProgress &progress) {
+        builds.insert(fixture.manifest().build);
+        copied = copied || (progress.step == PublishStep::Copy && progress.finished);
+    });
+    QCOMPARE(publisher.run().problems, QStringList());
+    QVERIFY(copied);
+    QCOMPARE(builds, QSet<int>{1});
+    QCOMPARE(fixture.manifest().build, 2);
+}
+
+void tst_Publisher::oldManifestStandsWhenCopyingFails()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "old");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    const QByteArray before = velmo::test::contentOf(manifestPath(fixture));
+    fixture.write(u"a"_s, "good");
+    fixture.write(u"data"_s, "new");
+    const QString inTheWay = fixture.storedPath("new");
+    QVERIFY(QDir().mkpath(inTheWay));
+
+    const PublishResult result = Publisher(secondOrder(fixture)).run();
+    QCOMPARE(result.problems.size(), 1);
+    QVERIFY(result.problems.first().startsWith(u"\"%1\" cannot be written: "_s.arg(inTheWay)));
+    QVERIFY(!result.manifest.valid);
+    QCOMPARE(velmo::test::contentOf(manifestPath(fixture)), before);
+    QCOMPARE(velmo::publish::TreeCheck(fixture.contentTree(), 2).run().problems, QStringList());
+
+    QVERIFY(QDir().rmdir(inTheWay));
+    QCOMPARE(Publisher(secondOrder(fixture)).run().problems, QStringList());
+    QCOMPARE(fixture.manifest().build, 2);
+}
+
+void tst_Publisher::fileThatChangesAfterHashingIsNoticed()
+{
+    // The tree holds the content already, so the file is not read a second time.
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    const PublishResult result =
+        runWithActionAt(PublishStep::Copy, secondOrder(fixture), [&fixture] { fixture.write(u"data"_s, "longer"); });
+    QCOMPARE(result.problems, QStringList{u"\"%1/data\" changed while it was being published."_s.arg(
+                                  QFileInfo(fixture.build()).canonicalFilePath())});
+    QCOMPARE(fixture.manifest().build, 1);
+}
+
+void tst_Publisher::fileThatChangesToTheSameSizeAndTimeIsNoticed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "old");
+    const QString path = fixture.build() + u"/data"_s;
+    const QDateTime modified = QFileInfo(path).lastModified();
+    const PublishResult result = runWithActionAt(PublishStep::Copy, fixture.order(), [&path, &modified] {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        file.write("new");
+        file.flush();
+        QVERIFY(file.setFileTime(modified, QFile::FileModificationTime));
+    });
+    QCOMPARE(result.problems,
+             QStringList{u"\"%1\" changed while it was being published."_s.arg(QFileInfo(path).canonicalFilePath())});
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), QStringList());
+}
+
+void tst_Publisher::fileThatVanishesWhileHashingIsNoticed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    const QString path = QFileInfo(fixture.build() + u"/data"_s).canonicalFilePath();
+    const PublishResult result =
+        runWithActionAt(PublishStep::Hash, fixture.order(), [&path] { QVERIFY(QFile::remove(path)); });
+    QCOMPARE(result.problems, QStringList{u"\"%1\" cannot be read: No such file or directory."_s.arg(path)});
+    QVERIFY(!QFile::exists(manifestPath(fixture)));
+}
+
+void tst_Publisher::manifestThatCannotBePutInPlaceIsNamed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    const QString folder = fixture.contentTree().gameFolder() + u"/release"_s;
+    writeFile(folder, "in the way");
+    const PublishResult result = fixture.publish();
+    QCOMPARE(result.problems, QStringList{u"The folder \"%1\" cannot be made."_s.arg(folder)});
+    QVERIFY(!result.manifest.valid);
+}
+
+void tst_Publisher::pruneRemovesWhatOnlyTheOldBuildNamed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"same"_s, "same");
+    fixture.write(u"data"_s, "old");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    fixture.write(u"data"_s, "newer");
+    PublishOrder order = secondOrder(fixture);
+    order.prune = true;
+    const PublishResult result = Publisher(order).run();
+    QCOMPARE(result.problems, QStringList());
+    QCOMPARE(result.pruned.files, 1);
+    QCOMPARE(result.pruned.bytes, 3);
+    QVERIFY(!QFile::exists(fixture.storedPath("old")));
+    QCOMPARE(velmo::publish::TreeCheck(fixture.contentTree(), 2).run().problems, QStringList());
+}
+
+void tst_Publisher::withoutPruneOldFilesStay()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "old");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    fixture.write(u"data"_s, "new");
+    QCOMPARE(Publisher(secondOrder(fixture)).run().problems, QStringList());
+    QVERIFY(QFile::exists(fixture.storedPath("old")));
+}
+
+void tst_Publisher::pruneKeepsWhatAnotherChannelNames()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "old");
+    PublishOrder beta = fixture.order();
+    beta.channel = u"beta"_s;
+    QCOMPARE(Publisher(beta).run().problems, QStringList());
+    QCOMPARE(fixture.publish().problems, QStringList());
+    fixture.write(u"data"_s, "new");
+    PublishOrder order = secondOrder(fixture);
+    order.prune = true;
+    QCOMPARE(Publisher(order).run().pruned.files, 0);
+    QVERIFY(QFile::exists(fixture.storedPath("old")));
+}
+
+void tst_Publisher::pruneIsRefusedWhileAManifestIsDamaged()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "old");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    fixture.write(u"data"_s, "new");
+    writeFile(manifestPath(fixture, u"beta"_s), "{}");
+    const QStringList before = PublishFixture::filesBelow(fixture.tree());
+    PublishOrder order = secondOrder(fixture);
+    order.prune = true;
+    QCOMPARE(Publisher(order).run().problems,
+             QStringList{u"\"%1\" is damaged. Manifest is missing a version. What it names is not known, so nothing "
+                         "can be pruned."_s.arg(manifestPath(fixture, u"beta"_s))});
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), before);
+    QCOMPARE(fixture.manifest().build, 1);
+}
+
+void tst_Publisher::pruneWithAllowOlderReplacesItsOwnDamagedManifest()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    writeFile(fixture.storedPath("stray"), "stray");
+    writeFile(manifestPath(fixture), "{}");
+    PublishOrder order = fixture.order();
+    order.prune = true;
+    order.allowOlder = true;
+    const PublishResult result = Publisher(order).run();
+    QCOMPARE(result.problems, QStringList());
+    QCOMPARE(result.pruned.files, 1);
+}
+
+void tst_Publisher::pruneRemovesNothingWhenAManifestIsDamagedMeanwhile()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    writeFile(fixture.storedPath("stray"), "stray");
+    PublishOrder order = fixture.order();
+    order.prune = true;
+    const QString beta = manifestPath(fixture, u"beta"_s);
+    const PublishResult result = runWithActionAt(PublishStep::Copy, order, [&beta] { writeFile(beta, "{}"); });
+    QCOMPARE(result.problems, QStringList{u"\"%1\" is damaged. Manifest is missing a version."_s.arg(beta)});
+    QVERIFY2(result.manifest.valid, "the build itself is out");
+    QVERIFY(QFile::exists(fixture.storedPath("stray")));
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_Publisher>(argc, argv);
+}
+
+#include "tst_Publisher.moc"

@@ -1,0 +1,211 @@
+#include "publish/TreeCheck.h"
+#include "support/TestEnvironment.h"
+#include "tools/publish/PublishFixture.h"
+
+#include <QDir>
+
+#include <sys/stat.h>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::Manifest;
+using velmo::test::PublishFixture;
+using velmo::test::sha256Of;
+using velmo::test::writeFile;
+
+class tst_TreeCheck : public QObject {
+    Q_OBJECT
+
+private slots:
+    void freshTreeIsGood();
+    void treeWithoutManifestsIsNot();
+    void missingFileIsNamedForEveryPath();
+    void wrongSizeIsNamed();
+    void wrongHashIsNamed();
+    void somethingElseInTheFilesPlaceIsNamed();
+    void brokenManifestIsNamedAndTheOthersAreChecked();
+    void otherAddressesAreFollowedAsTheLauncherDoes_data();
+    void otherAddressesAreFollowedAsTheLauncherDoes();
+    void addressOutOfTheTreeIsNamed_data();
+    void addressOutOfTheTreeIsNamed();
+    void manifestWithoutFilesIsGood();
+    void sharedFileIsReadOnce();
+    void checkChangesNothing();
+};
+
+namespace {
+
+velmo::publish::TreeCheckResult checkOf(const PublishFixture &fixture)
+{
+    return velmo::publish::TreeCheck(fixture.contentTree(), 2).run();
+}
+
+void publishTwoFiles(const PublishFixture &fixture)
+{
+    fixture.write(u"Data/a"_s, "first");
+    fixture.write(u"Data/copy of a"_s, "first");
+    fixture.write(u"b"_s, "second");
+    QCOMPARE(fixture.publish().problems, QStringList());
+}
+
+/// A tree whose one manifest names \a file.
+void writeManifest(const PublishFixture &fixture, const velmo::ManifestFile &file)
+{
+    Manifest manifest;
+    manifest.version = u"1.0"_s;
+    manifest.build = 1;
+    manifest.files = {file};
+    QString error;
+    QVERIFY2(fixture.contentTree().writeManifest(manifest, &error), qUtf8Printable(error));
+}
+
+} // namespace
+
+void tst_TreeCheck::freshTreeIsGood()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    const velmo::publish::TreeCheckResult result = checkOf(fixture);
+    QCOMPARE(result.problems, QStringList());
+    QCOMPARE(result.manifests, 1);
+    QCOMPARE(result.files, 2);
+}
+
+void tst_TreeCheck::treeWithoutManifestsIsNot()
+{
+    const PublishFixture fixture;
+    QCOMPARE(checkOf(fixture).problems, QStringList{u"\"%1/harrowfen\" holds no manifest."_s.arg(fixture.tree())});
+}
+
+void tst_TreeCheck::missingFileIsNamedForEveryPath()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    const QString location = fixture.storedPath("first");
+    QVERIFY(QFile::remove(location));
+    QCOMPARE(checkOf(fixture).problems,
+             QStringList({u"release: \"Data/a\": \"%1\" is missing."_s.arg(location),
+                          u"release: \"Data/copy of a\": \"%1\" is missing."_s.arg(location)}));
+}
+
+void tst_TreeCheck::wrongSizeIsNamed()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    const QString location = fixture.storedPath("second");
+    writeFile(location, "sec");
+    QCOMPARE(checkOf(fixture).problems,
+             QStringList{u"release: \"b\": \"%1\" has 3 bytes instead of 6."_s.arg(location)});
+}
+
+void tst_TreeCheck::wrongHashIsNamed()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    const QString location = fixture.storedPath("second");
+    writeFile(location, "SECOND");
+    QCOMPARE(checkOf(fixture).problems, QStringList{u"release: \"b\": \"%1\" has the hash %2 instead of %3."_s.arg(
+                                            location, sha256Of("SECOND"), sha256Of("second"))});
+}
+
+void tst_TreeCheck::somethingElseInTheFilesPlaceIsNamed()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    const QString location = fixture.storedPath("second");
+    QVERIFY(QFile::remove(location));
+    QCOMPARE(mkfifo(QFile::encodeName(location).constData(), 0600), 0);
+    QCOMPARE(checkOf(fixture).problems, QStringList{u"release: \"b\": \"%1\" is not a file."_s.arg(location)});
+}
+
+void tst_TreeCheck::brokenManifestIsNamedAndTheOthersAreChecked()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    const QString broken = fixture.contentTree().manifestPath(u"beta"_s);
+    writeFile(broken, "{}");
+    QVERIFY(QFile::remove(fixture.storedPath("second")));
+    QCOMPARE(checkOf(fixture).problems,
+             QStringList({u"\"%1\" is damaged. Manifest is missing a version."_s.arg(broken),
+                          u"release: \"b\": \"%1\" is missing."_s.arg(fixture.storedPath("second"))}));
+}
+
+void tst_TreeCheck::otherAddressesAreFollowedAsTheLauncherDoes_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("place");
+    QTest::newRow("path") << QString() << u"release/Data/the fen.pak"_s;
+    QTest::newRow("beside the manifest") << u"v1/the%20fen.pak"_s << u"release/v1/the fen.pak"_s;
+    QTest::newRow("other folder") << u"../v1/./x"_s << u"v1/x"_s;
+}
+
+void tst_TreeCheck::otherAddressesAreFollowedAsTheLauncherDoes()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, place);
+    const PublishFixture fixture;
+    writeManifest(fixture, {u"Data/the fen.pak"_s, sha256Of("fen"), 3, url, false});
+    const QString location = fixture.tree() + u"/harrowfen/"_s + place;
+    QCOMPARE(checkOf(fixture).problems,
+             QStringList{u"release: \"Data/the fen.pak\": \"%1\" is missing."_s.arg(location)});
+    writeFile(location, "fen");
+    QCOMPARE(checkOf(fixture).problems, QStringList());
+}
+
+void tst_TreeCheck::addressOutOfTheTreeIsNamed_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::newRow("another server") << u"https://example.com/a"_s;
+    QTest::newRow("another host") << u"//example.com/a"_s;
+    QTest::newRow("above the tree") << u"../../../a"_s;
+    QTest::newRow("absolute") << u"/etc/hostname"_s;
+}
+
+void tst_TreeCheck::addressOutOfTheTreeIsNamed()
+{
+    QFETCH(QString, url);
+    const PublishFixture fixture;
+    writeManifest(fixture, {u"a"_s, sha256Of("x"), 1, url, false});
+    QCOMPARE(checkOf(fixture).problems,
+             QStringList{u"release: \"a\": The address \"%1\" leads out of the tree."_s.arg(url)});
+}
+
+void tst_TreeCheck::manifestWithoutFilesIsGood()
+{
+    const PublishFixture fixture;
+    writeFile(fixture.contentTree().manifestPath(u"release"_s), R"({"version": "1.0", "build": 1})");
+    QCOMPARE(checkOf(fixture).problems, QStringList());
+}
+
+void tst_TreeCheck::sharedFileIsReadOnce()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    velmo::publish::PublishProgress last;
+    velmo::publish::TreeCheck check(fixture.contentTree(), 2);
+    check.setProgress([&last](const velmo::publish::PublishProgress &progress) { last = progress; });
+    check.run();
+    QCOMPARE(last.step, velmo::publish::PublishStep::Check);
+    QVERIFY(last.finished);
+    QCOMPARE(last.files, 2);
+    QCOMPARE(last.filesDone, 2);
+    QCOMPARE(last.bytes, 11);
+    QCOMPARE(last.bytesDone, 11);
+}
+
+void tst_TreeCheck::checkChangesNothing()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    const QString stray = fixture.storedPath("stray");
+    writeFile(stray, "stray");
+    const QStringList before = PublishFixture::filesBelow(fixture.tree());
+    QCOMPARE(checkOf(fixture).problems, QStringList());
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), before);
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_TreeCheck>(argc, argv);
+}
+
+#include "tst_TreeCheck.moc"

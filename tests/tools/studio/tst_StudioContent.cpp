@@ -1,0 +1,569 @@
+#include "studio/StudioServer.h"
+
+#include "Fetch.h"
+#include "RawClient.h"
+#include "support/TestEnvironment.h"
+#include "support/TestStudio.h"
+
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QTemporaryDir>
+
+#include <sys/stat.h>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::studio::StudioServer;
+using velmo::test::Answer;
+using velmo::test::RawClient;
+using velmo::test::RawReply;
+using velmo::test::TestStudio;
+
+/// What the studio answers while it behaves.
+class tst_StudioContent : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void getSendsTheFile();
+    void headSendsWhatGetWouldButTheBody();
+    void otherMethodsAreRefused_data();
+    void otherMethodsAreRefused();
+    void refusedBodyIsSkippedAndTheConnectionGoesOn();
+    void refusedChunkedBodyEndsTheConnection();
+    void malformedRequestIsRefusedAndTheConnectionClosed();
+    void hugeHeadIsRefused();
+    void whatIsNoFileIsNotFound_data();
+    void whatIsNoFileIsNotFound();
+    void contentTypeFollowsTheSuffix_data();
+    void contentTypeFollowsTheSuffix();
+    void replyIsDated();
+    void pathIsDecodedAndTheQueryIgnored();
+    void emptyFileIsServed();
+    void nothingOutsideOfTheTreeIsServed_data();
+    void nothingOutsideOfTheTreeIsServed();
+    void pipeIsNotOpened();
+    void linksOutOfTheTreeAreNotFollowed();
+    void linksInsideOfTheTreeAreFollowed();
+
+    void rangeIsServed_data();
+    void rangeIsServed();
+    void rangeBehindTheEndIsRefused();
+    void rangeThatCannotBeReadIsIgnored();
+    void rangeOfHeadIsIgnored();
+    void ifRangeDecidesAboutTheRange_data();
+    void ifRangeDecidesAboutTheRange();
+    void ifRangeFitsTheTagOfTheFile();
+    void farEndOfAHugeFileIsServed();
+    void rangeOfADocumentIsServed();
+
+    void knownTagIsNotModified_data();
+    void knownTagIsNotModified();
+    void tagChangesWithTheFile();
+    void tagChangesWithTheDocument();
+    void tagOfALargeFileChangesWithSizeOrTime();
+    void withoutEtagsEverythingIsSent();
+    void documentHidesTheFile();
+    void documentHasItsContentType();
+
+private:
+    Answer fetch(const QString &path, const QByteArray &range = {});
+    /// One exchange on a connection of its own.
+    RawReply exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers = {});
+    /// Makes a file's last change the 9th of February of \a year at 08:07:06 UTC.
+    void setTime(const QString &path, int year);
+
+    std::unique_ptr<TestStudio> studio_;
+    std::unique_ptr<QNetworkAccessManager> network_;
+};
+
+Answer tst_StudioContent::fetch(const QString &path, const QByteArray &range)
+{
+    return velmo::test::fetch(*network_, studio_->url(path), range);
+}
+
+RawReply tst_StudioContent::exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers)
+{
+    RawClient client((*studio_)->port());
+    return client.exchange(method, target, headers);
+}
+
+void tst_StudioContent::setTime(const QString &path, int year)
+{
+    QFile file(studio_->root() + path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(QDateTime(QDate(year, 2, 9), QTime(8, 7, 6), Qt::UTC), QFile::FileModificationTime));
+}
+
+void tst_StudioContent::init()
+{
+    studio_ = std::make_unique<TestStudio>();
+    network_ = std::make_unique<QNetworkAccessManager>();
+    studio_->writeFile(u"/digits.txt"_s, "0123456789");
+}
+
+void tst_StudioContent::cleanup()
+{
+    network_.reset();
+    studio_.reset();
+}
+
+void tst_StudioContent::getSendsTheFile()
+{
+    const QByteArray bytes = QByteArray("velmo\0\r\n\r\n", 10).repeated(100'000);
+    studio_->writeFile(u"/deep/folder/game.pak"_s, bytes);
+    const Answer answer = fetch(u"/deep/folder/game.pak"_s);
+    QCOMPARE(answer.error, QNetworkReply::NoError);
+    QCOMPARE(answer.status, 200);
+    QVERIFY(answer.body == bytes);
+}
+
+void tst_StudioContent::headSendsWhatGetWouldButTheBody()
+{
+    RawClient client((*studio_)->port());
+    RawReply get = client.exchange("GET", "/digits.txt");
+    RawReply head = client.exchange("HEAD", "/digits.txt");
+    QCOMPARE(head.status, 200);
+    QCOMPARE(head.headers.value("content-length"), "10");
+    get.headers.remove("date");
+    head.headers.remove("date");
+    QCOMPARE(head.headers, get.headers);
+    QCOMPARE(client.exchange("HEAD", "/missing").status, 404);
+    QCOMPARE(client.exchange("GET", "/digits.txt").body, "0123456789"); // no body came in between
+}
+
+void tst_StudioContent::otherMethodsAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("method");
+
+    for (const char *method : {"POST", "PUT", "DELETE", "OPTIONS", "PATCH", "TRACE", "get", "BREW"}) {
+        QTest::newRow(method) << QByteArray(method);
+    }
+}
+
+void tst_StudioContent::otherMethodsAreRefused()
+{
+    QFETCH(const QByteArray, method);
+    const RawReply reply = exchange(method, "/digits.txt");
+    QCOMPARE(reply.status, 405);
+    QCOMPARE(reply.headers.value("allow"), "GET, HEAD");
+    QCOMPARE(studio_->readFile(u"/digits.txt"_s), "0123456789");
+}
+
+void tst_StudioContent::refusedBodyIsSkippedAndTheConnectionGoesOn()
+{
+    const QByteArray body = QByteArray("GET /x HTTP/1.1\r\n\r\n").repeated(20'000);
+    RawClient client((*studio_)->port());
+    client.request("POST", "/digits.txt", "Content-Length: " + QByteArray::number(body.size()) + "\r\n");
+    client.write(body);
+    QCOMPARE(client.read().status, 405);
+    QCOMPARE(client.exchange("GET", "/digits.txt").status, 200);
+    QVERIFY((*studio_)->requests(u"/x"_s).isEmpty());
+}
+
+void tst_StudioContent::refusedChunkedBodyEndsTheConnection()
+{
+    RawClient client((*studio_)->port());
+    client.request("POST", "/digits.txt", "Transfer-Encoding: chunked\r\n");
+    client.write("12\r\nGET /x HTTP/1.1\r\n\r\n\r\n0\r\n\r\n");
+    const RawReply reply = client.read();
+    QCOMPARE(reply.status, 405);
+    QCOMPARE(reply.headers.value("connection"), "close");
+    QVERIFY(client.waitForClose());
+    QVERIFY((*studio_)->requests(u"/x"_s).isEmpty());
+}
+
+void tst_StudioContent::malformedRequestIsRefusedAndTheConnectionClosed()
+{
+    RawClient client((*studio_)->port());
+    client.write("GET nowhere HTTP/1.1\r\nHost: a\r\n\r\nGET /digits.txt HTTP/1.1\r\nHost: a\r\n\r\n");
+    const RawReply reply = client.read();
+    QCOMPARE(reply.status, 400);
+    QCOMPARE(reply.headers.value("connection"), "close");
+    QVERIFY(client.waitForClose());
+    QVERIFY((*studio_)->requests().isEmpty());
+}
+
+void tst_StudioContent::hugeHeadIsRefused()
+{
+    RawClient client((*studio_)->port());
+    client.request("GET", "/digits.txt",
+                   "X-Long: " + QByteArray(30'000'000, 'x') + "\r\n"); // more than is on its way at once
+    const RawReply reply = client.read();
+    QCOMPARE(reply.status, 431);
+    QCOMPARE(reply.headers.value("connection"), "close");
+    QVERIFY(client.waitForClose());
+}
+
+void tst_StudioContent::whatIsNoFileIsNotFound_data()
+{
+    QTest::addColumn<QByteArray>("target");
+
+    QTest::newRow("root") << "/"_ba;
+    QTest::newRow("missing") << "/missing"_ba;
+    QTest::newRow("folder") << "/folder"_ba;
+    QTest::newRow("folder with a slash") << "/folder/"_ba;
+    QTest::newRow("file with a slash") << "/digits.txt/"_ba;
+    QTest::newRow("below a file") << "/digits.txt/x"_ba;
+    QTest::newRow("other case") << "/DIGITS.TXT"_ba;
+}
+
+void tst_StudioContent::whatIsNoFileIsNotFound()
+{
+    QFETCH(const QByteArray, target);
+    studio_->writeFile(u"/folder/index.html"_s, "index");
+    const RawReply reply = exchange("GET", target);
+    QCOMPARE(reply.status, 404);
+    QCOMPARE(reply.body, "404 Not Found\n");
+    QCOMPARE(reply.headers.value("content-type"), "text/plain; charset=utf-8");
+}
+
+void tst_StudioContent::contentTypeFollowsTheSuffix_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QByteArray>("type");
+
+    QTest::newRow("json") << u"/a.json"_s << "application/json"_ba;
+    QTest::newRow("capitals") << u"/a.PNG"_s << "image/png"_ba;
+    QTest::newRow("jpg") << u"/a.jpg"_s << "image/jpeg"_ba;
+    QTest::newRow("svg") << u"/a.svg"_s << "image/svg+xml"_ba;
+    QTest::newRow("text") << u"/a.txt"_s << "text/plain; charset=utf-8"_ba;
+    QTest::newRow("two suffixes") << u"/a.json.zip"_s << "application/zip"_ba;
+    QTest::newRow("unknown") << u"/a.pak"_s << "application/octet-stream"_ba;
+    QTest::newRow("none") << u"/a"_s << "application/octet-stream"_ba;
+}
+
+void tst_StudioContent::contentTypeFollowsTheSuffix()
+{
+    QFETCH(const QString, name);
+    QFETCH(const QByteArray, type);
+    studio_->writeFile(name, "x");
+    QCOMPARE(fetch(name).contentType, type);
+}
+
+void tst_StudioContent::replyIsDated()
+{
+    setTime(u"/digits.txt"_s, 2024);
+    const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-1);
+    const RawReply reply = exchange("GET", "/digits.txt");
+    QCOMPARE(reply.headers.value("last-modified"), "Fri, 09 Feb 2024 08:07:06 GMT");
+    QCOMPARE(reply.headers.value("accept-ranges"), "bytes");
+    QDateTime date =
+        QLocale::c().toDateTime(QString::fromLatin1(reply.headers.value("date")), u"ddd, dd MMM yyyy hh:mm:ss 'GMT'"_s);
+    date.setTimeSpec(Qt::UTC);
+    QVERIFY2(date.isValid(), reply.headers.value("date").constData());
+    QVERIFY(date >= before && date <= QDateTime::currentDateTimeUtc());
+}
+
+void tst_StudioContent::pathIsDecodedAndTheQueryIgnored()
+{
+    studio_->writeFile(u"/.well-known/a b.txt"_s, "found");
+    QCOMPARE(exchange("GET", "/%2Ewell-known%2Fa%20b.txt?c=/../d").body, "found");
+    QCOMPARE(exchange("GET", "https://127.0.0.1/.well-known/a%20b.txt").body, "found");
+    QCOMPARE((*studio_)->requests().constFirst().path, u"/.well-known/a b.txt"_s);
+}
+
+void tst_StudioContent::emptyFileIsServed()
+{
+    studio_->writeFile(u"/empty"_s, {});
+    RawClient client((*studio_)->port());
+    const RawReply reply = client.exchange("GET", "/empty");
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.headers.value("content-length"), "0");
+    QCOMPARE(client.exchange("GET", "/empty", "Range: bytes=0-\r\n").status, 416);
+    QCOMPARE(client.exchange("GET", "/digits.txt").status, 200);
+}
+
+void tst_StudioContent::nothingOutsideOfTheTreeIsServed_data()
+{
+    QTest::addColumn<QByteArray>("target");
+
+    QTest::newRow("plain") << "/../secret.txt"_ba;
+    QTest::newRow("escaped dots") << "/%2e%2e/secret.txt"_ba;
+    QTest::newRow("escaped slash") << "/..%2Fsecret.txt"_ba;
+    QTest::newRow("all escaped") << "/%2e%2e%2fsecret.txt"_ba;
+    QTest::newRow("from below") << "/folder/../../secret.txt"_ba;
+    QTest::newRow("from below what is missing") << "/missing/../../secret.txt"_ba;
+    QTest::newRow("in and out") << "/../tree/digits.txt"_ba;
+    QTest::newRow("inside") << "/folder/../digits.txt"_ba;
+    QTest::newRow("sibling whose name begins alike") << "/../tree-sibling/secret.txt"_ba;
+    QTest::newRow("link to such a sibling") << "/link"_ba;
+    QTest::newRow("absolute") << "//etc/passwd"_ba;
+    QTest::newRow("dots alone") << "/.."_ba;
+}
+
+void tst_StudioContent::nothingOutsideOfTheTreeIsServed()
+{
+    QFETCH(const QByteArray, target);
+    studio_->writeFile(u"/secret.txt"_s, "secret");
+    studio_->writeFile(u"/tree-sibling/secret.txt"_s, "secret");
+    studio_->writeFile(u"/tree/digits.txt"_s, "0123456789");
+    studio_->writeFile(u"/tree/folder/file"_s, "x");
+    QVERIFY(QFile::link(studio_->root() + u"/tree-sibling/secret.txt"_s, studio_->root() + u"/tree/link"_s));
+    StudioServer::Options options = TestStudio::loopbackOptions();
+    options.root = studio_->root() + u"/tree"_s;
+    StudioServer inner;
+    QVERIFY(inner.start(options));
+    RawClient client(inner.port());
+    QCOMPARE(client.exchange("GET", target).status, 404);
+    QCOMPARE(client.exchange("GET", "/digits.txt").status, 200);
+}
+
+void tst_StudioContent::pipeIsNotOpened()
+{
+    const QByteArray name = QFile::encodeName(studio_->root() + u"/pipe"_s);
+    QCOMPARE(::mkfifo(name.constData(), 0600), 0);
+    QCOMPARE(exchange("GET", "/pipe").status, 404);
+}
+
+void tst_StudioContent::linksOutOfTheTreeAreNotFollowed()
+{
+    QTemporaryDir outside;
+    QFile secret(outside.filePath(u"secret.txt"_s));
+    QVERIFY(secret.open(QIODevice::WriteOnly));
+    QVERIFY(QFile::link(secret.fileName(), studio_->root() + u"/link.txt"_s));
+    QVERIFY(QFile::link(outside.path(), studio_->root() + u"/link"_s));
+    QCOMPARE(exchange("GET", "/link.txt").status, 404);
+    QCOMPARE(exchange("GET", "/link/secret.txt").status, 404);
+}
+
+void tst_StudioContent::linksInsideOfTheTreeAreFollowed()
+{
+    QVERIFY(QFile::link(studio_->root() + u"/digits.txt"_s, studio_->root() + u"/link.txt"_s));
+    QCOMPARE(exchange("GET", "/link.txt").body, "0123456789");
+}
+
+void tst_StudioContent::rangeIsServed_data()
+{
+    QTest::addColumn<QByteArray>("range");
+    QTest::addColumn<QByteArray>("contentRange");
+    QTest::addColumn<QByteArray>("body");
+
+    QTest::newRow("from") << "bytes=4-"_ba
+                          << "bytes 4-9/10"_ba
+                          << "456789"_ba;
+    QTest::newRow("whole") << "bytes=0-"_ba
+                           << "bytes 0-9/10"_ba
+                           << "0123456789"_ba;
+    QTest::newRow("between") << "bytes=2-5"_ba
+                             << "bytes 2-5/10"_ba
+                             << "2345"_ba;
+    QTest::newRow("beyond the end") << "bytes=8-99"_ba
+                                    << "bytes 8-9/10"_ba
+                                    << "89"_ba;
+    QTest::newRow("last bytes") << "bytes=-3"_ba
+                                << "bytes 7-9/10"_ba
+                                << "789"_ba;
+}
+
+void tst_StudioContent::rangeIsServed()
+{
+    QFETCH(const QByteArray, range);
+    QFETCH(const QByteArray, contentRange);
+    QFETCH(const QByteArray, body);
+    const RawReply reply = exchange("GET", "/digits.txt", "Range: " + range + "\r\n");
+    QCOMPARE(reply.status, 206);
+    QCOMPARE(reply.headers.value("content-range"), contentRange);
+    QCOMPARE(reply.headers.value("content-length"), QByteArray::number(body.size()));
+    QCOMPARE(reply.body, body);
+    QCOMPARE(fetch(u"/digits.txt"_s, range).body, body);
+}
+
+void tst_StudioContent::rangeBehindTheEndIsRefused()
+{
+    const RawReply reply = exchange("GET", "/digits.txt", "Range: bytes=10-\r\n");
+    QCOMPARE(reply.status, 416);
+    QCOMPARE(reply.headers.value("content-range"), "bytes */10");
+    QCOMPARE(reply.body, "416 Range Not Satisfiable\n");
+}
+
+void tst_StudioContent::rangeThatCannotBeReadIsIgnored()
+{
+    for (const char *range : {"bytes=5-4", "bytes=1-2,4-5", "lines=1-2", "bytes=x"}) {
+        const RawReply reply = exchange("GET", "/digits.txt", "Range: " + QByteArray(range) + "\r\n");
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.body, "0123456789");
+        QVERIFY(!reply.headers.contains("content-range"));
+    }
+}
+
+void tst_StudioContent::rangeOfHeadIsIgnored()
+{
+    const RawReply reply = exchange("HEAD", "/digits.txt", "Range: bytes=2-3\r\n");
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.headers.value("content-length"), "10");
+}
+
+void tst_StudioContent::ifRangeDecidesAboutTheRange_data()
+{
+    QTest::addColumn<QByteArray>("validator");
+    QTest::addColumn<int>("status");
+
+    QTest::newRow("date of the file") << "Fri, 09 Feb 2024 08:07:06 GMT"_ba << 206;
+    QTest::newRow("earlier date") << "Fri, 09 Feb 2024 08:07:05 GMT"_ba << 200;
+    QTest::newRow("later date") << "Fri, 09 Feb 2024 08:07:07 GMT"_ba << 200;
+    QTest::newRow("other tag") << "\"other\""_ba << 200;
+}
+
+void tst_StudioContent::ifRangeDecidesAboutTheRange()
+{
+    QFETCH(const QByteArray, validator);
+    QFETCH(const int, status);
+    setTime(u"/digits.txt"_s, 2024);
+    QCOMPARE(exchange("GET", "/digits.txt", "Range: bytes=2-3\r\nIf-Range: " + validator + "\r\n").status, status);
+}
+
+void tst_StudioContent::ifRangeFitsTheTagOfTheFile()
+{
+    RawClient client((*studio_)->port());
+    const QByteArray tag = client.exchange("GET", "/digits.txt").headers.value("etag");
+    const QByteArray headers = "Range: bytes=2-3\r\nIf-Range: " + tag + "\r\n";
+    QCOMPARE(client.exchange("GET", "/digits.txt", headers).body, "23");
+    const QByteArray weak = "Range: bytes=2-3\r\nIf-Range: W/" + tag + "\r\n";
+    QCOMPARE(client.exchange("GET", "/digits.txt", weak).status, 200);
+    studio_->writeFile(u"/digits.txt"_s, "9876543210");
+    const RawReply changed = client.exchange("GET", "/digits.txt", headers);
+    QCOMPARE(changed.status, 200);
+    QCOMPARE(changed.body, "9876543210");
+}
+
+void tst_StudioContent::farEndOfAHugeFileIsServed()
+{
+    constexpr qint64 size = 5LL * 1024 * 1024 * 1024;
+    QFile file(studio_->root() + u"/huge.pak"_s);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.resize(size));
+    QVERIFY(file.seek(size - 6));
+    QCOMPARE(file.write("velmo!"), 6);
+    file.close();
+
+    const RawReply head = exchange("HEAD", "/huge.pak");
+    QCOMPARE(head.headers.value("content-length"), "5368709120");
+    const RawReply last = exchange("GET", "/huge.pak", "Range: bytes=-6\r\n");
+    QCOMPARE(last.headers.value("content-range"), "bytes 5368709114-5368709119/5368709120");
+    QCOMPARE(last.body, "velmo!");
+    const RawReply far = exchange("GET", "/huge.pak", "Range: bytes=5368709115-5368709117\r\n");
+    QCOMPARE(far.status, 206);
+    QCOMPARE(far.body, "elm");
+    QCOMPARE(exchange("GET", "/huge.pak", "Range: bytes=5368709120-\r\n").status, 416);
+}
+
+void tst_StudioContent::rangeOfADocumentIsServed()
+{
+    (*studio_)->setDocument(u"/doc"_s, "abcdef");
+    const RawReply reply = exchange("GET", "/doc", "Range: bytes=1-3\r\n");
+    QCOMPARE(reply.status, 206);
+    QCOMPARE(reply.headers.value("content-range"), "bytes 1-3/6");
+    QCOMPARE(reply.body, "bcd");
+}
+
+void tst_StudioContent::knownTagIsNotModified_data()
+{
+    QTest::addColumn<QByteArray>("pattern");
+    QTest::addColumn<int>("status");
+
+    QTest::newRow("the tag") << "%"_ba << 304;
+    QTest::newRow("the tag, weakly") << "W/%"_ba << 304;
+    QTest::newRow("among others") << "\"a\", %,\"b\""_ba << 304;
+    QTest::newRow("any") << "*"_ba << 304;
+    QTest::newRow("another") << "\"a\""_ba << 200;
+    QTest::newRow("nothing") << ""_ba << 200;
+}
+
+void tst_StudioContent::knownTagIsNotModified()
+{
+    QFETCH(QByteArray, pattern);
+    QFETCH(const int, status);
+    (*studio_)->setDocument(u"/doc"_s, "document");
+    RawClient client((*studio_)->port());
+    for (const QByteArray &target : {"/digits.txt"_ba, "/doc"_ba}) {
+        const QByteArray tag = client.exchange("GET", target).headers.value("etag");
+        QVERIFY(tag.size() > 2 && tag.startsWith('"') && tag.endsWith('"'));
+        const QByteArray headers = "If-None-Match: " + QByteArray(pattern).replace('%', tag) + "\r\n";
+        const RawReply reply = client.exchange("GET", target, headers);
+        QCOMPARE(reply.status, status);
+        QCOMPARE(reply.headers.value("etag"), tag);
+        QCOMPARE(reply.body.isEmpty(), status == 304);
+        QCOMPARE(reply.headers.contains("content-length"), status != 304);
+        QCOMPARE(client.exchange("HEAD", target, headers).status, status);
+    }
+}
+
+void tst_StudioContent::tagChangesWithTheFile()
+{
+    RawClient client((*studio_)->port());
+    setTime(u"/digits.txt"_s, 2024);
+    const QByteArray tag = client.exchange("GET", "/digits.txt").headers.value("etag");
+    studio_->writeFile(u"/digits.txt"_s, "0123456780");
+    setTime(u"/digits.txt"_s, 2024); // two writes in quick succession may have the same time
+    const RawReply reply = client.exchange("GET", "/digits.txt", "If-None-Match: " + tag + "\r\n");
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.body, "0123456780");
+}
+
+void tst_StudioContent::tagChangesWithTheDocument()
+{
+    RawClient client((*studio_)->port());
+    (*studio_)->setDocument(u"/doc"_s, "one");
+    const QByteArray tag = client.exchange("GET", "/doc").headers.value("etag");
+    (*studio_)->setDocument(u"/doc"_s, "two");
+    const RawReply reply = client.exchange("GET", "/doc", "If-None-Match: " + tag + "\r\n");
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.body, "two");
+}
+
+void tst_StudioContent::tagOfALargeFileChangesWithSizeOrTime()
+{
+    RawClient client((*studio_)->port());
+    const auto tag = [&client] { return client.exchange("HEAD", "/large").headers.value("etag"); };
+    studio_->writeFile(u"/large"_s, QByteArray(1'000'000, 'x'));
+    setTime(u"/large"_s, 2024);
+    const QByteArray first = tag();
+    QCOMPARE(tag(), first);
+    setTime(u"/large"_s, 2025);
+    QVERIFY(tag() != first);
+    studio_->writeFile(u"/large"_s, QByteArray(1'000'001, 'x'));
+    setTime(u"/large"_s, 2024);
+    QVERIFY(tag() != first);
+    QCOMPARE(client.exchange("HEAD", "/large", "If-None-Match: " + tag() + "\r\n").status, 304);
+}
+
+void tst_StudioContent::withoutEtagsEverythingIsSent()
+{
+    StudioServer::Options options;
+    options.etags = false;
+    TestStudio plain(options);
+    plain.writeFile(u"/digits.txt"_s, "0123456789");
+    RawClient client(plain->port());
+    const RawReply reply = client.exchange("GET", "/digits.txt", "If-None-Match: *\r\n");
+    QCOMPARE(reply.status, 200);
+    QVERIFY(!reply.headers.contains("etag"));
+    const QByteArray tag = exchange("GET", "/digits.txt").headers.value("etag");
+    QCOMPARE(client.exchange("GET", "/digits.txt", "Range: bytes=1-\r\nIf-Range: " + tag + "\r\n").status, 200);
+}
+
+void tst_StudioContent::documentHidesTheFile()
+{
+    (*studio_)->setDocument(u"/digits.txt"_s, "document");
+    QCOMPARE(fetch(u"/digits.txt"_s).body, "document");
+    (*studio_)->removeDocument(u"/digits.txt"_s);
+    QCOMPARE(fetch(u"/digits.txt"_s).body, "0123456789");
+    (*studio_)->removeDocument(u"/digits.txt"_s);
+    QCOMPARE(fetch(u"/digits.txt"_s).status, 200);
+}
+
+void tst_StudioContent::documentHasItsContentType()
+{
+    (*studio_)->setDocument(u"/a.txt"_s, "{}");
+    (*studio_)->setDocument(u"/b.txt"_s, "<p>", "text/html");
+    QCOMPARE(fetch(u"/a.txt"_s).contentType, "application/json");
+    QCOMPARE(fetch(u"/b.txt"_s).contentType, "text/html");
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_StudioContent>(argc, argv);
+}
+
+#include "tst_StudioContent.moc"

@@ -1,0 +1,566 @@
+#include "studio/StudioServer.h"
+
+#include "Faults.h"
+#include "Fetch.h"
+#include "RawClient.h"
+#include "support/TestEnvironment.h"
+#include "support/TestStudio.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::studio::Fault;
+using velmo::studio::Request;
+using velmo::studio::StudioServer;
+using velmo::test::Answer;
+using velmo::test::fault;
+using velmo::test::RawClient;
+using velmo::test::RawReply;
+using velmo::test::statusFault;
+using velmo::test::TestStudio;
+
+namespace {
+
+constexpr int patienceMs = 10'000;
+
+} // namespace
+
+/// How the studio comes and goes, keeps its connections, and shares itself out among clients.
+class tst_StudioServer : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void isRunningBetweenStartAndStop();
+    void startsAtThePortThatIsAskedFor();
+    void listensOnOneAddressAlone();
+    void startSaysWhyItFails_data();
+    void startSaysWhyItFails();
+    void startFailsAtATakenPort();
+    void secondStartFailsAndChangesNothing();
+    void startsAgainAfterStop();
+    void restartedTestStudioKeepsItsPort();
+    void urlEncodesThePath();
+    void servesDocumentsWithoutATree();
+
+    void connectionIsKeptForTheNextRequest();
+    void pipelinedRequestsAreAnsweredInOrder();
+    void connectionClosesWhenAsked_data();
+    void connectionClosesWhenAsked();
+    void manyClientsAreServedAtOnce();
+
+    void requestsAreRecorded();
+    void requestsOfOnePathAreTold();
+    void requestsAreForgottenOnDemand();
+    void attemptsAreCountedByPath();
+    void attemptsBeginAnewWithStart();
+
+    void slowClientDoesNotHoldUpOthers();
+    void rateBoundsAConnection();
+    void rateCanBeLiftedWhileAReplyIsOnItsWay();
+    void rateCanBeSetWhileAReplyIsOnItsWay();
+    void rateIsOfEachConnection();
+    void stopDoesNotWaitForAStalledConnection();
+    void stopDoesNotWaitForAClientThatDoesNotRead();
+    void stopDoesNotWaitForAnUnfinishedHandshake();
+    void everyFunctionMayBeCalledWhileRequestsAreServed();
+
+private:
+    Answer fetch(const QString &path, const QByteArray &range = {});
+    /// One exchange on a connection of its own.
+    RawReply exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers = {});
+
+    std::unique_ptr<TestStudio> studio_;
+    std::unique_ptr<QNetworkAccessManager> network_;
+};
+
+Answer tst_StudioServer::fetch(const QString &path, const QByteArray &range)
+{
+    return velmo::test::fetch(*network_, studio_->url(path), range);
+}
+
+RawReply tst_StudioServer::exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers)
+{
+    RawClient client((*studio_)->port());
+    return client.exchange(method, target, headers);
+}
+
+void tst_StudioServer::init()
+{
+    studio_ = std::make_unique<TestStudio>();
+    network_ = std::make_unique<QNetworkAccessManager>();
+    studio_->writeFile(u"/digits.txt"_s, "0123456789");
+}
+
+void tst_StudioServer::cleanup()
+{
+    network_.reset();
+    studio_.reset();
+}
+
+void tst_StudioServer::isRunningBetweenStartAndStop()
+{
+    StudioServer server;
+    QVERIFY(!server.isRunning());
+    QCOMPARE(server.port(), quint16(0));
+    server.stop();
+    QVERIFY(server.start(TestStudio::loopbackOptions()));
+    QVERIFY(server.isRunning());
+    QVERIFY(server.port() != 0);
+    server.stop();
+    QVERIFY(!server.isRunning());
+    QCOMPARE(server.port(), quint16(0));
+    server.stop();
+}
+
+void tst_StudioServer::startsAtThePortThatIsAskedFor()
+{
+    StudioServer::Options options = TestStudio::loopbackOptions();
+    options.port = (*studio_)->port();
+    (*studio_)->stop();
+    StudioServer server;
+    QString error;
+    QVERIFY2(server.start(options, &error), qPrintable(error));
+    QCOMPARE(server.port(), options.port);
+}
+
+void tst_StudioServer::listensOnOneAddressAlone()
+{
+    QTcpSocket socket;
+    socket.connectToHost(u"127.0.0.1"_s, (*studio_)->port());
+    QVERIFY(socket.waitForConnected(patienceMs));
+    socket.abort();
+    socket.connectToHost(u"127.0.0.2"_s, (*studio_)->port());
+    QVERIFY(!socket.waitForConnected(patienceMs));
+    QCOMPARE(socket.error(), QAbstractSocket::ConnectionRefusedError);
+}
+
+void tst_StudioServer::startSaysWhyItFails_data()
+{
+    QTest::addColumn<QByteArray>("chain");
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<QString>("root");
+    QTest::addColumn<QString>("reason");
+
+    const QByteArray chain = TestStudio::loopbackOptions().certificateChain;
+    const QByteArray key = TestStudio::loopbackOptions().privateKey;
+    QTest::newRow("no certificate") << QByteArray() << key << QString()
+                                    << u"the certificate chain holds no PEM certificate"_s;
+    QTest::newRow("no key") << chain << QByteArray() << QString() << u"the private key is no unencrypted PEM key"_s;
+    QTest::newRow("certificate for a key")
+        << chain << chain << QString() << u"the private key is no unencrypted PEM key"_s;
+    QTest::newRow("no folder") << chain << key << u"/nowhere/at/all"_s << u"there is no folder /nowhere/at/all"_s;
+}
+
+void tst_StudioServer::startSaysWhyItFails()
+{
+    QFETCH(const QByteArray, chain);
+    QFETCH(const QByteArray, key);
+    QFETCH(const QString, root);
+    QFETCH(const QString, reason);
+    StudioServer::Options options;
+    options.certificateChain = chain;
+    options.privateKey = key;
+    options.root = root;
+    StudioServer server;
+    QString error;
+    QVERIFY(!server.start(options, &error));
+    QCOMPARE(error, QDir::toNativeSeparators(reason));
+    QVERIFY(!server.isRunning());
+    QVERIFY(!server.start(options));
+
+    QVERIFY2(server.start(TestStudio::loopbackOptions(), &error), qPrintable(error)); // a failure does not stick
+    QVERIFY(error.isEmpty());
+}
+
+void tst_StudioServer::startFailsAtATakenPort()
+{
+    QTcpServer squatter;
+    QVERIFY(squatter.listen(QHostAddress::LocalHost));
+    StudioServer::Options options = TestStudio::loopbackOptions();
+    options.port = squatter.serverPort();
+    StudioServer server;
+    QString error;
+    QVERIFY(!server.start(options, &error));
+    QVERIFY2(error.startsWith(u"cannot listen on port %1: "_s.arg(options.port)), qPrintable(error));
+    QVERIFY(!server.isRunning());
+}
+
+void tst_StudioServer::secondStartFailsAndChangesNothing()
+{
+    const quint16 port = (*studio_)->port();
+    QString error;
+    QVERIFY(!(*studio_)->start(TestStudio::loopbackOptions(), &error));
+    QCOMPARE(error, u"the studio is already running"_s);
+    QCOMPARE((*studio_)->port(), port);
+    QCOMPARE(fetch(u"/digits.txt"_s).body, "0123456789");
+}
+
+void tst_StudioServer::startsAgainAfterStop()
+{
+    StudioServer server;
+    server.setDocument(u"/a"_s, "kept");
+    for (int round = 0; round < 3; ++round) {
+        QVERIFY(server.start(TestStudio::loopbackOptions()));
+        RawClient client(server.port());
+        QCOMPARE(client.exchange("GET", "/a").body, "kept");
+        server.stop();
+        QVERIFY(client.waitForClose());
+    }
+}
+
+void tst_StudioServer::restartedTestStudioKeepsItsPort()
+{
+    const quint16 port = (*studio_)->port();
+    RawClient client(port);
+    QVERIFY(client.isConnected());
+    studio_->restart();
+    QVERIFY(client.waitForClose());
+    QCOMPARE((*studio_)->port(), port);
+    QCOMPARE(fetch(u"/digits.txt"_s).body, "0123456789");
+}
+
+void tst_StudioServer::urlEncodesThePath()
+{
+    const QString base = u"https://127.0.0.1:%1"_s.arg((*studio_)->port());
+    QCOMPARE((*studio_)->url(u"/a/b"_s).toString(QUrl::FullyEncoded), QString(base + u"/a/b"_s));
+    QCOMPARE((*studio_)->url(u"/a b%20?#ä"_s).toString(QUrl::FullyEncoded),
+             QString(base + u"/a%20b%2520%3F%23%C3%A4"_s));
+    studio_->writeFile(u"/a b%20?#ä"_s, "odd");
+    QCOMPARE(fetch(u"/a b%20?#ä"_s).body, "odd");
+}
+
+void tst_StudioServer::servesDocumentsWithoutATree()
+{
+    StudioServer server;
+    QVERIFY(server.start(TestStudio::loopbackOptions()));
+    server.setDocument(u"/api/v1/news"_s, "[]");
+    RawClient client(server.port());
+    QCOMPARE(client.exchange("GET", "/api/v1/news").body, "[]");
+    QCOMPARE(client.exchange("GET", "/etc/hostname").status, 404);
+    QCOMPARE(client.exchange("GET", "/").status, 404);
+}
+
+void tst_StudioServer::connectionIsKeptForTheNextRequest()
+{
+    RawClient client((*studio_)->port());
+    for (int round = 0; round < 5; ++round) {
+        const RawReply reply = client.exchange("GET", "/digits.txt");
+        QCOMPARE(reply.body, "0123456789");
+        QCOMPARE(reply.headers.value("connection"), "keep-alive");
+        QCOMPARE(client.exchange("GET", "/missing").status, 404);
+    }
+}
+
+void tst_StudioServer::pipelinedRequestsAreAnsweredInOrder()
+{
+    const QByteArray large(3'000'000, 'x');
+    studio_->writeFile(u"/large"_s, large);
+    RawClient client((*studio_)->port());
+    QByteArray requests;
+    for (const char *target : {"/digits.txt", "/missing", "/large", "/digits.txt"}) {
+        requests += "GET " + QByteArray(target) + " HTTP/1.1\r\nHost: a\r\n\r\n";
+    }
+    client.write(requests.repeated(2));
+    for (int round = 0; round < 2; ++round) {
+        QCOMPARE(client.read().body, "0123456789");
+        QCOMPARE(client.read().status, 404);
+        QVERIFY(client.read().body == large);
+        QCOMPARE(client.read().body, "0123456789");
+    }
+}
+
+void tst_StudioServer::connectionClosesWhenAsked_data()
+{
+    QTest::addColumn<QByteArray>("request");
+
+    QTest::newRow("close") << "GET /large HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n"_ba;
+    QTest::newRow("1.0") << "GET /large HTTP/1.0\r\n\r\n"_ba;
+}
+
+void tst_StudioServer::connectionClosesWhenAsked()
+{
+    QFETCH(const QByteArray, request);
+    const QByteArray large(3'000'000, 'x');
+    studio_->writeFile(u"/large"_s, large);
+    RawClient client((*studio_)->port());
+    client.write(request);
+    const RawReply reply = client.read();
+    QCOMPARE(reply.headers.value("connection"), "close");
+    QVERIFY(reply.body == large); // all of it, before the end
+    QVERIFY(client.waitForClose());
+}
+
+void tst_StudioServer::manyClientsAreServedAtOnce()
+{
+    constexpr int count = 40;
+    const QByteArray large(500'000, 'x');
+    studio_->writeFile(u"/large"_s, large);
+    std::vector<std::unique_ptr<RawClient>> clients;
+    clients.reserve(count);
+    for (int i = 0; i < count; ++i) {
+        clients.push_back(std::make_unique<RawClient>((*studio_)->port()));
+        QVERIFY(clients.back()->isConnected());
+    }
+    for (const auto &client : clients) {
+        client->request("GET", "/large");
+    }
+    for (const auto &client : clients) {
+        QVERIFY(client->read().body == large);
+    }
+}
+
+void tst_StudioServer::requestsAreRecorded()
+{
+    RawClient client((*studio_)->port());
+    client.exchange("GET", "/digits.txt?query", "X-Launcher: Velmo\r\n");
+    client.exchange("HEAD", "/missing");
+    client.exchange("POST", "/digits.txt");
+    const QList<Request> requests = (*studio_)->requests();
+    QCOMPARE(requests.size(), 3);
+    QCOMPARE(requests.at(0).method, "GET");
+    QCOMPARE(requests.at(0).path, u"/digits.txt"_s);
+    QCOMPARE(requests.at(0).headers.value("x-launcher"), "Velmo");
+    QCOMPARE(requests.at(0).attempt, 1);
+    QCOMPARE(requests.at(0).status, 200);
+    QCOMPARE(requests.at(1).method, "HEAD");
+    QCOMPARE(requests.at(1).status, 404);
+    QCOMPARE(requests.at(2).method, "POST");
+    QCOMPARE(requests.at(2).attempt, 2);
+    QCOMPARE(requests.at(2).status, 405);
+}
+
+void tst_StudioServer::requestsOfOnePathAreTold()
+{
+    RawClient client((*studio_)->port());
+    client.exchange("GET", "/digits.txt");
+    client.exchange("GET", "/missing");
+    client.exchange("GET", "/digits.txt", "Range: bytes=1-\r\n");
+    const QList<Request> requests = (*studio_)->requests(u"/digits.txt"_s);
+    QCOMPARE(requests.size(), 2);
+    QCOMPARE(requests.at(1).headers.value("range"), "bytes=1-");
+    QCOMPARE(requests.at(1).status, 206);
+}
+
+void tst_StudioServer::requestsAreForgottenOnDemand()
+{
+    RawClient client((*studio_)->port());
+    client.exchange("GET", "/digits.txt");
+    (*studio_)->clearRequests();
+    QVERIFY((*studio_)->requests().isEmpty());
+    client.exchange("GET", "/digits.txt");
+    QCOMPARE((*studio_)->requests().size(), 1);
+    QCOMPARE((*studio_)->requests().constFirst().attempt, 2); // the count goes on
+}
+
+void tst_StudioServer::attemptsAreCountedByPath()
+{
+    RawClient client((*studio_)->port());
+    client.exchange("GET", "/a");
+    client.exchange("GET", "/b");
+    client.exchange("HEAD", "/a");
+    client.exchange("GET", "/a?again");
+    const QList<Request> requests = (*studio_)->requests();
+    QList<int> attempts;
+    for (const Request &request : requests) {
+        attempts.append(request.attempt);
+    }
+    QCOMPARE(attempts, QList<int>({1, 1, 2, 3}));
+}
+
+void tst_StudioServer::attemptsBeginAnewWithStart()
+{
+    (*studio_)->addFault(u"/digits.txt"_s, statusFault(503, 1, 1));
+    QCOMPARE(exchange("GET", "/digits.txt").status, 503);
+    QCOMPARE(exchange("GET", "/digits.txt").status, 200);
+    studio_->restart();
+    QCOMPARE(exchange("GET", "/digits.txt").status, 503);
+    QCOMPARE((*studio_)->requests().constLast().attempt, 1);
+}
+
+void tst_StudioServer::slowClientDoesNotHoldUpOthers()
+{
+    QFile file(studio_->root() + u"/large"_s);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.resize(200'000'000));
+    RawClient slow((*studio_)->port());
+    slow.socket().setReadBufferSize(1'000);
+    slow.request("GET", "/large");
+    QVERIFY(slow.socket().waitForReadyRead(patienceMs)); // and reads no further
+    for (int round = 0; round < 20; ++round) {
+        QCOMPARE(fetch(u"/digits.txt"_s).body, "0123456789");
+    }
+    QVERIFY(slow.socket().bytesAvailable() > 0);
+}
+
+void tst_StudioServer::rateBoundsAConnection()
+{
+    studio_->writeFile(u"/large"_s, QByteArray(100'000, 'x'));
+    (*studio_)->setBytesPerSecond(200'000);
+    QElapsedTimer time;
+    time.start();
+    QCOMPARE(fetch(u"/large"_s).body.size(), 100'000);
+    QVERIFY2(time.elapsed() >= 450, qPrintable(QString::number(time.elapsed())));
+    QVERIFY2(time.elapsed() < patienceMs, qPrintable(QString::number(time.elapsed())));
+}
+
+void tst_StudioServer::rateCanBeLiftedWhileAReplyIsOnItsWay()
+{
+    StudioServer::Options options;
+    options.bytesPerSecond = 100;
+    TestStudio throttled(options);
+    throttled.writeFile(u"/large"_s, QByteArray(1'000'000, 'x')); // hours at that rate
+    RawClient client(throttled->port());
+    client.request("GET", "/large");
+    const QByteArray begun = client.readBytes(1);
+    QVERIFY(!begun.isEmpty());
+    throttled->setBytesPerSecond(0);
+    const QByteArray rest = client.readBytes(1'000'000);
+    QVERIFY(rest.endsWith('x'));
+    QVERIFY(begun.size() + rest.size() >= 1'000'000);
+}
+
+void tst_StudioServer::rateCanBeSetWhileAReplyIsOnItsWay()
+{
+    constexpr qint64 size = 4'000'000;
+    studio_->writeFile(u"/large"_s, QByteArray(size, 'x'));
+    (*studio_)->setBytesPerSecond(size / 2);
+    RawClient client((*studio_)->port());
+    client.request("GET", "/large");
+    qint64 received = client.readBytes(50'000).size();
+    (*studio_)->setBytesPerSecond(100);
+    QElapsedTimer time;
+    time.start();
+    while (time.elapsed() < 2'500) { // at the first rate the rest takes less than two seconds
+        client.socket().waitForReadyRead(100);
+        received += client.socket().readAll().size();
+    }
+    QVERIFY2(received < size, qPrintable(QString::number(received)));
+}
+
+void tst_StudioServer::rateIsOfEachConnection()
+{
+    constexpr int count = 10;
+    studio_->writeFile(u"/large"_s, QByteArray(50'000, 'x'));
+    (*studio_)->setBytesPerSecond(50'000);
+    std::vector<std::unique_ptr<RawClient>> clients;
+    clients.reserve(count);
+    for (int i = 0; i < count; ++i) {
+        clients.push_back(std::make_unique<RawClient>((*studio_)->port()));
+    }
+    QElapsedTimer time;
+    time.start();
+    for (const auto &client : clients) {
+        client->request("GET", "/large");
+    }
+    for (const auto &client : clients) {
+        QCOMPARE(client->read().body.size(), 50'000);
+    }
+    QVERIFY2(time.elapsed() < 7'000, qPrintable(QString::number(time.elapsed()))); // shared, it would be 10 000
+}
+
+void tst_StudioServer::stopDoesNotWaitForAStalledConnection()
+{
+    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::Stall, 3));
+    RawClient client((*studio_)->port());
+    client.request("GET", "/digits.txt");
+    QVERIFY(client.socket().waitForReadyRead(patienceMs));
+    QElapsedTimer time;
+    time.start();
+    (*studio_)->stop();
+    QVERIFY2(time.elapsed() < patienceMs, qPrintable(QString::number(time.elapsed())));
+    bool closed = false;
+    client.readToEnd(closed);
+    QVERIFY(closed);
+}
+
+void tst_StudioServer::stopDoesNotWaitForAClientThatDoesNotRead()
+{
+    QFile file(studio_->root() + u"/large"_s);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QVERIFY(file.resize(200'000'000));
+    RawClient client((*studio_)->port());
+    client.socket().setReadBufferSize(1'000);
+    client.request("GET", "/large");
+    QVERIFY(client.socket().waitForReadyRead(patienceMs));
+    QElapsedTimer time;
+    time.start();
+    (*studio_)->stop();
+    QVERIFY2(time.elapsed() < patienceMs, qPrintable(QString::number(time.elapsed())));
+}
+
+void tst_StudioServer::stopDoesNotWaitForAnUnfinishedHandshake()
+{
+    QTcpSocket socket;
+    socket.connectToHost(u"127.0.0.1"_s, (*studio_)->port());
+    QVERIFY(socket.waitForConnected(patienceMs));
+    QCOMPARE(fetch(u"/digits.txt"_s).status, 200);
+    QElapsedTimer time;
+    time.start();
+    (*studio_)->stop();
+    QVERIFY2(time.elapsed() < 4'000, qPrintable(QString::number(time.elapsed())));
+    QVERIFY(socket.state() == QAbstractSocket::UnconnectedState || socket.waitForDisconnected(patienceMs));
+}
+
+void tst_StudioServer::everyFunctionMayBeCalledWhileRequestsAreServed()
+{
+    std::atomic<int> unsound = 0;
+    std::vector<std::jthread> threads;
+    const auto repeat = [&threads](const std::function<void()> &call) {
+        threads.emplace_back([call](const std::stop_token &stop) {
+            while (!stop.stop_requested()) {
+                call();
+            }
+        });
+    };
+    StudioServer &server = studio_->studio();
+    repeat([&server] {
+        server.setDocument(u"/doc"_s, "document");
+        server.setDocument(u"/passing"_s, "document");
+        server.removeDocument(u"/passing"_s);
+    });
+    repeat([&server] {
+        server.addFault(u"/passing"_s, statusFault(503));
+        server.clearFaults();
+        server.setBytesPerSecond(0);
+    });
+    repeat([&server, &unsound] {
+        bool sound = server.isRunning() && server.url(u"/a"_s).port() == int(server.port());
+        const QList<Request> requests = server.requests();
+        for (const Request &request : requests) {
+            sound = sound && request.path.startsWith(u'/') && request.attempt > 0;
+        }
+        server.clearRequests();
+        if (!sound) {
+            ++unsound;
+        }
+    });
+    RawClient client(server.port());
+    server.setDocument(u"/doc"_s, "document");
+    for (int round = 0; round < 300; ++round) {
+        QCOMPARE(client.exchange("GET", "/doc").body, "document");
+        QCOMPARE(client.exchange("GET", "/digits.txt").body, "0123456789");
+        const int passing = client.exchange("GET", "/passing").status;
+        QVERIFY(passing == 200 || passing == 404 || passing == 503);
+    }
+    threads.clear();
+    QCOMPARE(unsound, 0);
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_StudioServer>(argc, argv);
+}
+
+#include "tst_StudioServer.moc"

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace velmo::publish {
+
+/// A file as it stood when the build folder was walked.
+struct BuildFile {
+    QString path;        ///< relative to the build folder, with forward slashes
+    QString location;    ///< absolute; where to read it
+    qint64 size = 0;     ///< bytes
+    qint64 modified = 0; ///< ms since the epoch
+    bool executable = false;
+
+    /// Whether the file on disk is no longer the one that was seen.
+    bool hasChanged() const;
+};
+
+struct BuildScan {
+    QList<BuildFile> files; ///< sorted by the bytes of their paths
+    QStringList refusals;   ///< a sentence for everything that cannot be published; empty for a good build
+};
+
+/// Walks a build folder and lists its files, together with all the reasons why it cannot be published. Reads only.
+class BuildScanner {
+public:
+    explicit BuildScanner(const QString &source);
+
+    BuildScan scan();
+
+private:
+    void walk(const QString &folder);
+    QStringList namesIn(const QString &folder);
+    void visit(const QString &path);
+    void visitFolder(const QString &path, const QString &canonical);
+    void addFile(const QString &path);
+    bool isInside(const QString &canonical) const;
+    QString locationOf(const QString &path) const;
+
+    QString source_;
+    QString root_;          ///< the canonical form of source_
+    QStringList ancestors_; ///< canonical folders that lead to the one being walked, for loops of links
+    BuildScan scan_;
+};
+
+} // namespace velmo::publish

@@ -1,0 +1,224 @@
+#include "publish/CommandLine.h"
+
+#include <QCommandLineParser>
+#include <QThread>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::publish {
+
+namespace {
+
+constexpr int mostJobs = 256;
+constexpr auto defaultGame = "harrowfen"_L1;
+
+constexpr QStringView help =
+    uR"(velmo-publish puts a build of the game into the content tree that players download from.
+
+Usage:
+  velmo-publish --source DIR --out TREE --channel NAME --version TEXT --build N [options]
+  velmo-publish --check TREE [--game ID] [--jobs N]
+
+To publish:
+  --source DIR       The build folder. Every file in it is published, hidden ones too; empty
+                     folders are not. Symbolic links are followed as long as they stay inside.
+  --out TREE         The content tree, outside the build folder. It is made when it is missing.
+  --channel NAME     The channel, such as release or beta: a to z, 0 to 9 and hyphens.
+  --version TEXT     The version that players see, such as 1.2.0.
+  --build N          The build number, 0 to 2147483647. It must be above the channel's present one.
+  --executable PATH  The game's program, as a path of the build with forward slashes.
+  --notes TEXT       Release notes.
+  --prune            Afterwards remove the content files that no manifest of the tree names.
+                     Players who are downloading a build that is gone lose its files.
+  --allow-older      Publish even if the channel's build number is not below this one, or if the
+                     channel's manifest is damaged. This is how to roll back.
+
+To check:
+  --check TREE       Read the whole tree and prove it: every manifest is good, and every file that
+                     it names is there with its size and hash. Changes nothing.
+
+For both:
+  --game ID          The game's folder in the tree; harrowfen if not given.
+  --jobs N           How many files to work on at a time, 1 to 256; one for each processor core if
+                     not given.
+  -h, --help         Show this text.
+
+The tree:
+  TREE/harrowfen/release/manifest.json   what the channel's build consists of
+  TREE/harrowfen/files/ab/abcd...        each file once, named after the SHA-256 of its bytes
+Builds and channels share the files that are equal. The manifest is replaced last and in one piece,
+so the published build stands until the new one is complete, and also if publishing fails.
+A file that the tree already holds with the right size is not copied again; --check reads it.
+
+A build is refused, with a sentence for each reason and before anything is written, if it has:
+  - no files at all, or files and folders that cannot be read
+  - a path that the launcher does not take: above 260 characters, with one of \ < > : " | ? * or a
+    control character, or with a name that ends in a blank or a dot
+  - a name that Windows reserves, such as CON, NUL.txt or com1
+  - paths that differ only in letter case, in the file or in a folder: A/x and a/y
+  - a name that ends in .part, or .velmo at the top: the launcher uses these itself
+  - a symbolic link that leaves the build, leads nowhere or leads into itself
+  - anything that is neither a file nor a folder, such as a socket
+  - no file at --executable
+It is also refused if the build number is not above the published one, if the channel's manifest is
+damaged, if another channel's is and --prune is given, or if the build lies in the tree or the tree
+in the build.
+
+Exit codes:
+  0  All was done; with --check, the tree is good.
+  1  Refused or failed; with --check, something is wrong with the tree. The reasons are on the
+     error output, a line for each.
+  2  The command line is wrong; nothing was looked at.
+
+Examples:
+  velmo-publish --source build/Windows --out /srv/content --channel release --version 1.2.0 \
+      --build 120 --executable Harrowfen/Binaries/Win64/Harrowfen-Win64-Shipping.exe
+  velmo-publish --source build/Windows --out /srv/content --channel beta --version 1.3.0-rc1 \
+      --build 131 --notes "First release candidate" --prune
+  velmo-publish --check /srv/content
+)";
+
+QList<QCommandLineOption> allOptions()
+{
+    return {QCommandLineOption(QStringList{u"h"_s, u"help"_s}),
+            QCommandLineOption(u"source"_s, {}, u"DIR"_s),
+            QCommandLineOption(u"out"_s, {}, u"TREE"_s),
+            QCommandLineOption(u"channel"_s, {}, u"NAME"_s),
+            QCommandLineOption(u"version"_s, {}, u"TEXT"_s),
+            QCommandLineOption(u"build"_s, {}, u"N"_s),
+            QCommandLineOption(u"executable"_s, {}, u"PATH"_s),
+            QCommandLineOption(u"notes"_s, {}, u"TEXT"_s),
+            QCommandLineOption(u"prune"_s),
+            QCommandLineOption(u"allow-older"_s),
+            QCommandLineOption(u"check"_s, {}, u"TREE"_s),
+            QCommandLineOption(u"game"_s, {}, u"ID"_s, defaultGame),
+            QCommandLineOption(u"jobs"_s, {}, u"N"_s)};
+}
+
+QString isolatedMistake(const QCommandLineParser &parser)
+{
+    const QStringList positional = parser.positionalArguments();
+    if (!positional.isEmpty()) {
+        return u"\"%1\" stands alone; every value follows its option."_s.arg(positional.first());
+    }
+    for (const QString &name : parser.optionNames()) {
+        if (parser.values(name).size() > 1) {
+            return u"--%1 is given more than once."_s.arg(name);
+        }
+    }
+    return {};
+}
+
+QString gameMistake(const QCommandLineParser &parser)
+{
+    const QString game = parser.value(u"game"_s);
+    return ContentTree::isFolderName(game)
+               ? QString()
+               : u"--game takes letters a to z, digits and hyphens, not \"%1\"."_s.arg(game);
+}
+
+QString jobsMistake(const QCommandLineParser &parser)
+{
+    if (!parser.isSet(u"jobs"_s)) {
+        return {};
+    }
+    bool isNumber = false;
+    const int jobs = parser.value(u"jobs"_s).toInt(&isNumber);
+    return isNumber && jobs >= 1 && jobs <= mostJobs
+               ? QString()
+               : u"--jobs takes a number from 1 to %1, not \"%2\"."_s.arg(mostJobs).arg(parser.value(u"jobs"_s));
+}
+
+QString checkMistake(const QCommandLineParser &parser)
+{
+    for (const QString &name : parser.optionNames()) {
+        if (name != "check"_L1 && name != "game"_L1 && name != "jobs"_L1) {
+            return u"--%1 does not go with --check."_s.arg(name);
+        }
+    }
+    return parser.value(u"check"_s).isEmpty() ? u"--check needs the folder of a tree."_s : QString();
+}
+
+QString publishMistake(const QCommandLineParser &parser)
+{
+    for (const QString &name : {u"source"_s, u"out"_s, u"channel"_s, u"version"_s, u"build"_s}) {
+        if (parser.value(name).isEmpty()) {
+            return u"--%1 is missing."_s.arg(name);
+        }
+    }
+    const QString channel = parser.value(u"channel"_s);
+    if (!ContentTree::isFolderName(channel)) {
+        return u"--channel takes letters a to z, digits and hyphens, not \"%1\"."_s.arg(channel);
+    }
+    if (channel == ContentTree::contentFolderName()) {
+        return u"--channel cannot be \"%1\": the content files lie in that folder."_s.arg(channel);
+    }
+    bool isNumber = false;
+    const int build = parser.value(u"build"_s).toInt(&isNumber);
+    if (!isNumber || build < 0) {
+        return u"--build takes a number from 0 to 2147483647, not \"%1\"."_s.arg(parser.value(u"build"_s));
+    }
+    return {};
+}
+
+/// The first thing that is wrong; empty for a good command line.
+QString mistakeIn(const QCommandLineParser &parser)
+{
+    const auto taskMistake = parser.isSet(u"check"_s) ? checkMistake : publishMistake;
+    for (const auto &mistake : {isolatedMistake, gameMistake, jobsMistake, taskMistake}) {
+        if (const QString text = mistake(parser); !text.isEmpty()) {
+            return text;
+        }
+    }
+    return {};
+}
+
+PublishOrder orderOf(const QCommandLineParser &parser)
+{
+    PublishOrder order;
+    order.source = parser.value(u"source"_s);
+    order.tree = parser.value(parser.isSet(u"check"_s) ? u"check"_s : u"out"_s);
+    order.game = parser.value(u"game"_s);
+    order.channel = parser.value(u"channel"_s);
+    order.version = parser.value(u"version"_s);
+    order.build = parser.value(u"build"_s).toInt();
+    order.executable = parser.value(u"executable"_s);
+    order.notes = parser.value(u"notes"_s);
+    order.prune = parser.isSet(u"prune"_s);
+    order.allowOlder = parser.isSet(u"allow-older"_s);
+    order.jobs = parser.isSet(u"jobs"_s) ? parser.value(u"jobs"_s).toInt()
+                                         : std::clamp(QThread::idealThreadCount(), 1, mostJobs);
+    return order;
+}
+
+} // namespace
+
+CommandLine parseCommandLine(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    parser.addOptions(allOptions());
+    CommandLine line;
+    if (!parser.parse(arguments)) {
+        line.mistake = parser.errorText();
+        return line;
+    }
+    if (parser.isSet(u"help"_s)) {
+        line.task = CommandLine::Task::Help;
+        return line;
+    }
+    line.mistake = mistakeIn(parser);
+    if (line.mistake.isEmpty()) {
+        line.task = parser.isSet(u"check"_s) ? CommandLine::Task::Check : CommandLine::Task::Publish;
+        line.order = orderOf(parser);
+    }
+    return line;
+}
+
+QString commandLineHelp()
+{
+    return help.toString();
+}
+
+} // namespace velmo::publish

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "publish/Publisher.h"
+
+#include <QString>
+#include <QStringList>
+
+namespace velmo::publish {
+
+/// What the arguments of velmo-publish ask for.
+struct CommandLine {
+    enum class Task { Help, Publish, Check, Mistake };
+
+    Task task = Task::Mistake;
+    QString mistake;    ///< a sentence, for Mistake
+    PublishOrder order; ///< whole for Publish; for Check its tree, game and jobs
+};
+
+/// \a arguments begin with the program's name.
+CommandLine parseCommandLine(const QStringList &arguments);
+
+/// All that --help says.
+QString commandLineHelp();
+
+} // namespace velmo::publish

@@ -1,0 +1,109 @@
+#include "publish/ContentStore.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QSaveFile>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::publish {
+
+namespace {
+
+/// The hash in a file name of the store, also when the file is an unfinished copy; empty for a foreign file.
+struct StoredName {
+    QString sha256;
+    bool finished = false;
+};
+
+StoredName storedName(const QString &fileName)
+{
+    static const QRegularExpression pattern(u"\\A([0-9a-f]{64})(\\.[A-Za-z]{6})?\\z"_s);
+    const QRegularExpressionMatch match = pattern.match(fileName);
+    return {match.captured(1), match.captured(2).isEmpty()};
+}
+
+void removeCounted(const QFileInfo &info, PruneResult &result)
+{
+    QFile file(info.filePath());
+    const qint64 size = info.size();
+    if (file.remove()) {
+        ++result.files;
+        result.bytes += size;
+    } else {
+        result.problems.append(u"\"%1\" cannot be removed: %2."_s.arg(info.filePath(), file.errorString()));
+    }
+}
+
+} // namespace
+
+ContentStore::ContentStore(const QString &folder)
+    : folder_(folder)
+{}
+
+QString ContentStore::relativePath(const QString &sha256)
+{
+    return sha256.first(2) + u'/' + sha256;
+}
+
+QString ContentStore::filePath(const QString &sha256) const
+{
+    return QDir(folder_).filePath(relativePath(sha256));
+}
+
+bool ContentStore::holds(const FileDigest &digest) const
+{
+    const QFileInfo info(filePath(digest.sha256));
+    return info.isFile() && info.size() == digest.size;
+}
+
+bool ContentStore::add(const QString &source, const FileDigest &expected, ProgressMeter &meter, QString *error) const
+{
+    const QString target = filePath(expected.sha256);
+    const QString folder = QFileInfo(target).path();
+    if (!QDir().mkpath(folder)) {
+        *error = u"The folder \"%1\" cannot be made."_s.arg(folder);
+        return false;
+    }
+    QSaveFile file(target);
+    if (!file.open(QIODevice::WriteOnly)) {
+        *error = u"\"%1\" cannot be written: %2."_s.arg(target, file.errorString());
+        return false;
+    }
+    const FileDigest copied = digestFile(source, meter, &file);
+    if (!copied.error.isEmpty()) {
+        *error = copied.error;
+        return false;
+    }
+    if (copied.sha256 != expected.sha256) {
+        *error = u"\"%1\" changed while it was being published."_s.arg(source);
+        return false;
+    }
+    if (!file.commit()) {
+        *error = u"\"%1\" cannot be written: %2."_s.arg(target, file.errorString());
+        return false;
+    }
+    return true;
+}
+
+PruneResult ContentStore::prune(const QSet<QString> &keep) const
+{
+    PruneResult result;
+    QDir store(folder_);
+    for (const QString &shelf : store.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
+        const QDir folder(store.filePath(shelf));
+        for (const QFileInfo &info : folder.entryInfoList(QDir::Files | QDir::System | QDir::Hidden, QDir::Name)) {
+            const StoredName name = storedName(info.fileName());
+            const bool named = name.finished && keep.contains(name.sha256);
+            if (!name.sha256.isEmpty() && !named) {
+                removeCounted(info, result);
+            }
+        }
+        store.rmdir(shelf); // succeeds only on an empty folder
+    }
+    return result;
+}
+
+} // namespace velmo::publish

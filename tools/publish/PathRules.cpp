@@ -1,0 +1,102 @@
+#include "publish/PathRules.h"
+
+#include "data/Manifest.h"
+
+#include <QHash>
+#include <QRegularExpression>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::publish {
+
+namespace {
+
+struct Holder {
+    QString name; ///< a path or one of its folders, as written
+    QString path; ///< the path that brought it in
+};
+
+/// Devices in every folder of Windows, whatever stands behind the first dot.
+bool isReservedByWindows(QStringView segment)
+{
+    static const QRegularExpression pattern(u"^(con|prn|aux|nul|conin\\$|conout\\$|(com|lpt)[1-9¹²³]) *(\\.|$)"_s,
+                                            QRegularExpression::CaseInsensitiveOption);
+    return pattern.match(segment.toString()).hasMatch();
+}
+
+bool isDownloadInFlight(QStringView segment)
+{
+    return segment.endsWith(".part"_L1, Qt::CaseInsensitive);
+}
+
+/// One letter for one letter, as file systems fold: "ß" and "ss" stay two names.
+QString foldedLetters(const QString &text)
+{
+    QList<uint> letters = text.toUcs4();
+    for (uint &letter : letters) {
+        letter = QChar::toCaseFolded(char32_t{letter});
+    }
+    return QString::fromUcs4(reinterpret_cast<const char32_t *>(letters.constData()), letters.size());
+}
+
+/// "a/b/c" gives "a", "a/b" and "a/b/c".
+QStringList foldersAndPath(const QString &path)
+{
+    QStringList names;
+    for (qsizetype slash = path.indexOf(u'/'); slash >= 0; slash = path.indexOf(u'/', slash + 1)) {
+        names.append(path.first(slash));
+    }
+    names.append(path);
+    return names;
+}
+
+QString clashOf(const QString &path, QHash<QString, Holder> &taken)
+{
+    for (const QString &name : foldersAndPath(path)) {
+        const QString key = foldedLetters(name);
+        const auto holder = taken.constFind(key);
+        if (holder == taken.constEnd()) {
+            taken.insert(key, {name, path});
+        } else if (holder->name != name) {
+            return u"\"%1\" cannot stand beside \"%2\": Windows takes \"%3\" and \"%4\" for one name."_s.arg(
+                path, holder->path, name, holder->name);
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+QString pathRefusal(const QString &path)
+{
+    if (!Manifest::isSafeManifestPath(path)) {
+        return u"\"%1\" is not a path that the launcher takes: it allows at most 260 characters, none of "
+               "\\ < > : \" | ? * and no control character, and no name that ends in a blank or a dot."_s.arg(path);
+    }
+    const QList<QStringView> segments = QStringView(path).split(u'/');
+    if (std::any_of(segments.begin(), segments.end(), isReservedByWindows)) {
+        return u"\"%1\" holds a name that Windows reserves for a device."_s.arg(path);
+    }
+    if (std::any_of(segments.begin(), segments.end(), isDownloadInFlight)) {
+        return u"\"%1\" holds a name that ends in \".part\", which the launcher keeps for downloads in flight."_s.arg(
+            path);
+    }
+    return {};
+}
+
+QStringList caseClashes(const QStringList &paths)
+{
+    QHash<QString, Holder> taken;
+    QStringList clashes;
+    for (const QString &path : paths) {
+        const QString clash = clashOf(path, taken);
+        if (!clash.isEmpty()) {
+            clashes.append(clash);
+        }
+    }
+    return clashes;
+}
+
+} // namespace velmo::publish

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <atomic>
+#include <functional>
+
+namespace velmo::publish {
+
+enum class PublishStep { Hash, Copy, Check };
+
+/// How far one step has come.
+struct PublishProgress {
+    PublishStep step = PublishStep::Hash;
+    qsizetype files = 0;
+    qint64 bytes = 0;
+    qsizetype filesDone = 0;
+    qint64 bytesDone = 0;
+    bool finished = false; ///< set on the last report of a step that went well
+};
+
+/// Called on the thread that runs the step: at its start, a few times a second, and at its end.
+using ProgressCallback = std::function<void(const PublishProgress &)>;
+
+/// Counts what the workers of a step have done and reports it.
+class ProgressMeter {
+public:
+    /// \a callback may be empty.
+    explicit ProgressMeter(const ProgressCallback &callback);
+
+    /// Begins a step over \a files files of \a bytes bytes together, and reports.
+    void begin(PublishStep step, qsizetype files, qint64 bytes);
+    void report() const;
+    /// Reports that all of the step is done.
+    void finish();
+
+    /// These two may be called from any thread.
+    void addBytes(qint64 bytes) { bytesDone_ += bytes; }
+    void addFile() { ++filesDone_; }
+
+private:
+    ProgressCallback callback_;
+    PublishProgress step_;
+    std::atomic<qsizetype> filesDone_ = 0;
+    std::atomic<qint64> bytesDone_ = 0;
+};
+
+} // namespace velmo::publish

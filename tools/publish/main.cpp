@@ -1,0 +1,110 @@
+#include "core/Format.h"
+#include "publish/CommandLine.h"
+#include "publish/ProgressLine.h"
+#include "publish/Publisher.h"
+#include "publish/TreeCheck.h"
+
+#include <QCoreApplication>
+#include <QTextStream>
+
+#include <cstdio>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+enum ExitCode { done = 0, failed = 1, wrongUsage = 2 };
+
+bool isOutputATerminal()
+{
+#ifdef Q_OS_WIN
+    return _isatty(_fileno(stdout)) != 0;
+#else
+    return isatty(STDOUT_FILENO) != 0;
+#endif
+}
+
+void printProblems(QTextStream &errors, const QStringList &problems)
+{
+    for (const QString &problem : problems) {
+        errors << problem << Qt::endl;
+    }
+}
+
+void printPublished(QTextStream &out, const velmo::publish::PublishOrder &order,
+                    const velmo::publish::PublishResult &result)
+{
+    const velmo::Manifest &manifest = result.manifest;
+    out << u"Published %1 build %2 on %3. Files: %4, %5; new to the tree: %6."_s.arg(manifest.version)
+               .arg(manifest.build)
+               .arg(manifest.channel)
+               .arg(manifest.files.size())
+               .arg(velmo::formatBytes(manifest.totalSize()))
+               .arg(result.copied)
+        << Qt::endl;
+    if (order.prune) {
+        out << u"Pruned files: %1, %2."_s.arg(result.pruned.files).arg(velmo::formatBytes(result.pruned.bytes))
+            << Qt::endl;
+    }
+}
+
+int publish(const velmo::publish::PublishOrder &order, QTextStream &out, QTextStream &errors)
+{
+    velmo::publish::ProgressLine line(out, isOutputATerminal());
+    velmo::publish::Publisher publisher(order);
+    publisher.setProgress([&line](const velmo::publish::PublishProgress &progress) { line.show(progress); });
+    const velmo::publish::PublishResult result = publisher.run();
+    line.clear();
+    if (result.manifest.valid) {
+        printPublished(out, order, result);
+    }
+    printProblems(errors, result.problems);
+    if (!result.manifest.valid) {
+        errors << u"Nothing was published."_s << Qt::endl;
+    }
+    return result.problems.isEmpty() ? done : failed;
+}
+
+int check(const velmo::publish::PublishOrder &order, QTextStream &out, QTextStream &errors)
+{
+    velmo::publish::ProgressLine line(out, isOutputATerminal());
+    velmo::publish::TreeCheck treeCheck(velmo::publish::ContentTree(order.tree, order.game), order.jobs);
+    treeCheck.setProgress([&line](const velmo::publish::PublishProgress &progress) { line.show(progress); });
+    const velmo::publish::TreeCheckResult result = treeCheck.run();
+    line.clear();
+    printProblems(errors, result.problems);
+    if (!result.problems.isEmpty()) {
+        return failed;
+    }
+    out << u"The tree is good. Manifests: %1; files: %2."_s.arg(result.manifests).arg(result.files) << Qt::endl;
+    return done;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication app(argc, argv);
+    QTextStream out(stdout);
+    QTextStream errors(stderr);
+    const velmo::publish::CommandLine line = velmo::publish::parseCommandLine(QCoreApplication::arguments());
+    switch (line.task) {
+    case velmo::publish::CommandLine::Task::Help:
+        out << velmo::publish::commandLineHelp();
+        return done;
+    case velmo::publish::CommandLine::Task::Publish:
+        return publish(line.order, out, errors);
+    case velmo::publish::CommandLine::Task::Check:
+        return check(line.order, out, errors);
+    case velmo::publish::CommandLine::Task::Mistake:
+        errors << line.mistake << Qt::endl << u"See velmo-publish --help."_s << Qt::endl;
+        return wrongUsage;
+    }
+    return wrongUsage;
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "studio/FaultOption.h"
+
+#include <QCommandLineParser>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+
+namespace velmo::studio {
+
+/// What was asked of velmo-studio on its command line.
+class CommandLine {
+public:
+    enum Outcome {
+        Serve,
+        ShowHelp,
+        ShowVersion,
+        Misused, ///< see error()
+    };
+
+    CommandLine();
+
+    /// Reads \a arguments, of which the first is the program's name.
+    Outcome parse(const QStringList &arguments);
+    QString error() const { return error_; }
+    QString helpText() const;
+
+    QString tree;
+    QString news;   ///< empty when there is none
+    QString status; ///< empty when there is none
+    QString certificate;
+    QString key;
+    quint16 port = 0;
+    qint64 bytesPerSecond = 0;
+    bool etags = true;
+    QList<FaultOption> faults;
+    std::chrono::seconds runFor{0}; ///< 0 is without an end
+    bool quiet = false;
+
+private:
+    bool takeFiles();
+    bool takeNumbers();
+    bool takeFaults();
+    bool takeNumber(const QString &option, qint64 smallest, qint64 largest, qint64 &number);
+
+    QCommandLineParser parser_;
+    QString error_;
+};
+
+} // namespace velmo::studio

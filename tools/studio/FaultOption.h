@@ -1,0 +1,22 @@
+#pragma once
+
+#include "studio/StudioServer.h"
+
+#include <QString>
+
+#include <optional>
+
+namespace velmo::studio {
+
+/// A fault as it is written on the command line: PATH=KIND[:ARGUMENT][@FIRST[-LAST]].
+struct FaultOption {
+    QString path; ///< decoded
+    Fault fault;
+
+    /// Nothing when \a text is not such a fault, with the reason in \a error.
+    static std::optional<FaultOption> parse(const QString &text, QString &error);
+    /// Every kind with its argument, what it does and an example, for a help text.
+    static QString describeKinds();
+};
+
+} // namespace velmo::studio

@@ -1,0 +1,181 @@
+#include "studio/Responder.h"
+
+#include "studio/ByteRange.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace velmo::studio {
+
+Responder::Responder(const HttpRequest &request, const QList<Fault> &faults, bool etags)
+    : request_(request)
+    , faults_(faults)
+    , etags_(etags)
+{}
+
+Reply Responder::answer(std::optional<Resource> resource) const
+{
+    if (request_.method != "GET" && request_.method != "HEAD") {
+        Reply reply = Reply::page(405);
+        reply.addHeader("Allow", "GET, HEAD");
+        return reply;
+    }
+    const Fault *fault = decidingFault();
+    Reply reply;
+    if (fault && (fault->kind == Fault::Status || fault->kind == Fault::Redirect)) {
+        reply = misdirect(*fault);
+    } else {
+        reply = resource ? serve(std::move(*resource), fault) : Reply::page(404);
+    }
+    spoilBody(reply);
+    return reply;
+}
+
+bool Responder::isRangeRequest() const
+{
+    return request_.method == "GET" && request_.headers.contains("range");
+}
+
+/// The one fault that says what kind of reply this is.
+const Fault *Responder::decidingFault() const
+{
+    if (isRangeRequest()) {
+        return firstFault({Fault::Status, Fault::Redirect, Fault::IgnoreRange, Fault::WrongRange, Fault::RangeRefused});
+    }
+    return firstFault({Fault::Status, Fault::Redirect});
+}
+
+const Fault *Responder::firstFault(std::initializer_list<Fault::Kind> kinds) const
+{
+    const auto found = std::find_if(faults_.cbegin(), faults_.cend(), [kinds](const Fault &fault) {
+        return std::find(kinds.begin(), kinds.end(), fault.kind) != kinds.end();
+    });
+    return found == faults_.cend() ? nullptr : &*found;
+}
+
+Reply Responder::misdirect(const Fault &fault) const
+{
+    if (fault.kind == Fault::Status) {
+        return Reply::page(fault.status);
+    }
+    Reply reply = Reply::page(302);
+    reply.addHeader("Location", fault.location.toUtf8());
+    return reply;
+}
+
+Reply Responder::serve(Resource resource, const Fault *fault) const
+{
+    if (isKnownToClient(resource)) {
+        Reply reply = Reply::page(304);
+        describe(reply, resource);
+        return reply;
+    }
+    if (!isRangeRequest() || (fault && fault->kind == Fault::IgnoreRange)) {
+        return sendWhole(std::move(resource));
+    }
+    if (fault && fault->kind == Fault::RangeRefused) {
+        return refuseRange(resource);
+    }
+    const ByteRange range = ByteRange::parse(request_.headers.value("range"), resource.size);
+    if (range.outcome == ByteRange::Whole || !rangeStillFits(resource)) {
+        return sendWhole(std::move(resource));
+    }
+    if (range.outcome == ByteRange::Unsatisfiable) {
+        return refuseRange(resource);
+    }
+    return sendPart(std::move(resource), fault ? 0 : range.first, range.length());
+}
+
+bool Responder::isKnownToClient(const Resource &resource) const
+{
+    if (!etags_ || !request_.headers.contains("if-none-match")) {
+        return false;
+    }
+    const QList<QByteArray> known = request_.headers.value("if-none-match").split(',');
+    return std::any_of(known.cbegin(), known.cend(), [&resource](const QByteArray &entry) {
+        const QByteArray tag = entry.trimmed();
+        return tag == "*" || tag == resource.etag || tag == "W/" + resource.etag;
+    });
+}
+
+/// Whether what the client has a part of is what stands here.
+bool Responder::rangeStillFits(const Resource &resource) const
+{
+    if (!request_.headers.contains("if-range")) {
+        return true;
+    }
+    const QByteArray validator = request_.headers.value("if-range");
+    return (etags_ && validator == resource.etag) || validator == httpDate(resource.lastModified);
+}
+
+Reply Responder::refuseRange(const Resource &resource) const
+{
+    Reply reply = Reply::page(416);
+    reply.addHeader("Content-Range", "bytes */" + QByteArray::number(resource.size));
+    return reply;
+}
+
+Reply Responder::sendPart(Resource resource, qint64 first, qint64 length) const
+{
+    Reply reply;
+    reply.status = 206;
+    describe(reply, resource);
+    reply.addHeader("Content-Range", "bytes " + QByteArray::number(first) + '-' +
+                                         QByteArray::number(first + length - 1) + '/' +
+                                         QByteArray::number(resource.size));
+    reply.contentLength = length;
+    reply.body = Body(std::move(resource.device), first, length);
+    corrupt(reply);
+    return reply;
+}
+
+Reply Responder::sendWhole(Resource resource) const
+{
+    Reply reply;
+    describe(reply, resource);
+    reply.contentLength = resource.size;
+    reply.body = Body(std::move(resource.device), 0, resource.size);
+    corrupt(reply);
+    return reply;
+}
+
+void Responder::describe(Reply &reply, const Resource &resource) const
+{
+    reply.addHeader("Accept-Ranges", "bytes");
+    reply.addHeader("Last-Modified", httpDate(resource.lastModified));
+    if (etags_) {
+        reply.addHeader("ETag", resource.etag);
+    }
+    if (reply.status != 304) {
+        reply.addHeader("Content-Type", resource.contentType);
+    }
+}
+
+void Responder::corrupt(Reply &reply) const
+{
+    for (const Fault &fault : faults_) {
+        if (fault.kind == Fault::Corrupt) {
+            reply.body.corrupt(fault.bytes);
+        }
+    }
+}
+
+/// The faults that concern a body, whatever the body is. A reply that has none is left whole, but for its length.
+void Responder::spoilBody(Reply &reply) const
+{
+    const Fault *length = firstFault({Fault::LengthOffset});
+    if (length && reply.contentLength >= 0) {
+        reply.contentLength = std::max<qint64>(reply.contentLength + length->bytes, 0);
+        reply.ending = Reply::Close;
+    }
+    if (const Fault *cut = firstFault({Fault::CloseAfter, Fault::Stall})) {
+        reply.body.cut(cut->bytes);
+        reply.ending = cut->kind == Fault::Stall ? Reply::Stall : Reply::Close;
+    }
+    if (request_.method == "HEAD" || reply.contentLength < 0) {
+        reply.body.cut(0);
+        reply.ending = Reply::KeepOpen;
+    }
+}
+
+} // namespace velmo::studio
