@@ -85,7 +85,7 @@ public:
     std::optional<Monitor> monitor;
     bool zoomed = false;
     QRect rect;
-    QSize overhang;
+    QSize overhang{0, 0};
     bool autoHide = false;
     std::optional<Edge> hiddenEdge;
     QStringList diary;
