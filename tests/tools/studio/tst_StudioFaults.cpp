@@ -133,6 +133,7 @@ void tst_StudioFaults::faultStatus()
     QCOMPARE((*studio_)->requests().constLast().status, status);
     const RawReply ranged = exchange("GET", path.toUtf8(), "Range: bytes=1-\r\n");
     QCOMPARE(ranged.status, status);
+    QCOMPARE(ranged.headers.contains("content-length"), status != 204);
 }
 
 void tst_StudioFaults::faultRedirect()
