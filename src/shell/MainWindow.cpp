@@ -125,9 +125,8 @@ void MainWindow::restoreGeometryFromConfig()
         return;
     }
     // Negative means never saved; a window on a monitor to the left of or above the primary one comes back centred.
-    if (position.x() < 0 || position.y() < 0) {
-        centreOnPrimaryScreen();
-    } else if (reachesAnyScreen(QRect(position, stored))) {
+    const bool saved = position.x() >= 0 && position.y() >= 0;
+    if (saved && reachesAnyScreen(QRect(position, stored))) {
         move(position);
     } else {
         centreOnPrimaryScreen();
