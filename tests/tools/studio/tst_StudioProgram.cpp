@@ -57,7 +57,8 @@ private:
 
 void tst_StudioProgram::serve(const QStringList &extra)
 {
-    program_->start(QStringLiteral(VELMO_STUDIO), required() + extra);
+    const QStringList bounded{u"--run-for"_s, u"120"_s}; // so that a test that dies leaves nothing behind
+    program_->start(QStringLiteral(VELMO_STUDIO), required() + bounded + extra);
     const QString first = line();
     static const QRegularExpression form(u"^Serving (.*) at https://127\\.0\\.0\\.1:(\\d+)\n$"_s);
     const QRegularExpressionMatch match = form.match(first);
