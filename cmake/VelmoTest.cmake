@@ -16,6 +16,17 @@ function(velmo_test name)
     endif()
 endfunction()
 
+# velmo_pixel_test(<name> [the options of velmo_test])
+# One test program run twice: on a screen of whole device pixels, and on one where a logical pixel is one and a half.
+function(velmo_pixel_test name)
+    velmo_test(${name} ${ARGN})
+    target_link_libraries(tst_${name} PRIVATE velmo_test_pixels)
+    add_test(NAME tst_${name}_at150 COMMAND tst_${name})
+    set_tests_properties(tst_${name}_at150 PROPERTIES
+        TIMEOUT 120
+        ENVIRONMENT "${VELMO_TEST_ENVIRONMENT};QT_SCALE_FACTOR=1.5")
+endfunction()
+
 set(VELMO_TEST_ENVIRONMENT
     "QT_QPA_PLATFORM=offscreen"
     "LC_ALL=C.UTF-8"
