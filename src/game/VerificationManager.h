@@ -4,10 +4,10 @@
 
 #include <QMetaType>
 #include <QObject>
+#include <QPointer>
+#include <QThread>
 
 #include <atomic>
-
-class QThread;
 
 namespace velmo {
 
@@ -50,7 +50,7 @@ private:
 
     void finish(const VerificationResult &result);
 
-    QThread *thread_ = nullptr; ///< deletes itself when it has ended
+    QPointer<QThread> thread_; ///< deletes itself when it has ended, perhaps before this object hears of it
     std::atomic_int cancelRequested_ = 0;
     bool running_ = false;
 };

@@ -93,6 +93,8 @@ public:
 
     /// Whether the worker stands at the gate.
     bool isReached() const { return stage_ == Reached; }
+    /// The thread of the worker that stands at the gate.
+    QThread *worker() const { return worker_; }
     void release()
     {
         stage_ = Released;
@@ -107,14 +109,15 @@ private:
     static void handle(QtMsgType type, const QMessageLogContext &context, const QString &text)
     {
         passOn_.load()(type, context, text);
-        Stage expected = Waiting;
-        if (text.startsWith("Could not open for verification:"_L1) &&
-            stage_.compare_exchange_strong(expected, Reached)) {
+        if (text.startsWith("Could not open for verification:"_L1) && stage_ == Waiting) {
+            worker_ = QThread::currentThread();
+            stage_ = Reached;
             stage_.wait(Reached);
         }
     }
 
     static inline std::atomic<Stage> stage_ = Waiting;
+    static inline std::atomic<QThread *> worker_ = nullptr;
     static inline std::atomic<QtMessageHandler> passOn_ = nullptr;
     bool keptShut_ = false;
 };
@@ -170,6 +173,7 @@ private slots:
 
     void destructionWaitsForTheWorker();
     void destructionWhileIdleIsImmediate();
+    void destructionMayFollowTheThreads();
     void destructionGivesUpAfterFiveSeconds();
 
 private:
@@ -780,6 +784,23 @@ void tst_VerificationManager::destructionWhileIdleIsImmediate()
     const qsizetype linesOfThePass = log.lines().size();
     manager_.reset();
     QCOMPARE(log.lines().size(), linesOfThePass);
+}
+
+void tst_VerificationManager::destructionMayFollowTheThreads()
+{
+    const LogCapture log;
+    Gate gate;
+    manager_->verify(manifestOf({addGate()}), root());
+    QTRY_VERIFY(gate.isReached());
+    const QPointer<QThread> worker = gate.worker();
+    gate.release();
+    QVERIFY(worker->wait());
+    // The thread's own events run and delete it, while the manager has yet to hear that it ended.
+    QCoreApplication::sendPostedEvents(worker, 0);
+    QCoreApplication::sendPostedEvents(worker, QEvent::DeferredDelete);
+    QVERIFY(!worker);
+    manager_.reset();
+    QCOMPARE(log.texts().last(), u"INFO velmo.verify: Verification cancelled"_s);
 }
 
 void tst_VerificationManager::destructionGivesUpAfterFiveSeconds()

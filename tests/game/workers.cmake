@@ -3,6 +3,10 @@ velmo_test(UpdateManager USES velmo_game velmo_test_studio velmo_test_certificat
 velmo_test(DownloadManager USES velmo_game velmo_test_studio velmo_test_certificates TIMEOUT 300)
 velmo_test(InstallManager USES velmo_game SOURCES PlainUserRights.cpp)
 velmo_test(VerificationManager USES velmo_game SOURCES PlainUserRights.cpp)
+if(VELMO_SANITIZE MATCHES "thread")
+    target_sources(tst_VerificationManager PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/QtThreadOrder.cpp)
+    target_link_libraries(tst_VerificationManager PRIVATE ${CMAKE_DL_LIBS})
+endif()
 
 # The bound on the time of a long check holds for an optimised build; sanitizers cost a multiple of it.
 set(slow_build 0)
