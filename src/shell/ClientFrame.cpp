@@ -64,6 +64,9 @@ bool ClientFrame::eventFilter(QObject *watched, QEvent *event)
     case QEvent::MouseButtonRelease:
         captionPressed_ = false;
         break;
+    case QEvent::Leave:
+        hideCursor();
+        break;
     default:
         break;
     }
@@ -110,14 +113,20 @@ bool ClientFrame::doubleClick(const QMouseEvent &event)
 
 void ClientFrame::showCursor(const QMouseEvent &event)
 {
+    hideCursor();
     const Band *band = event.buttons() == Qt::NoButton ? bandOf(hitAt(event)) : nullptr;
-    if (cursorShown_) {
-        QGuiApplication::restoreOverrideCursor();
-    }
     if (band) {
         QGuiApplication::setOverrideCursor(band->cursor);
+        cursorShown_ = true;
     }
-    cursorShown_ = band != nullptr;
+}
+
+void ClientFrame::hideCursor()
+{
+    if (cursorShown_) {
+        QGuiApplication::restoreOverrideCursor();
+        cursorShown_ = false;
+    }
 }
 
 int ClientFrame::hitAt(const QMouseEvent &event) const

@@ -28,6 +28,7 @@ private:
     bool drag(const QMouseEvent &event);
     bool doubleClick(const QMouseEvent &event);
     void showCursor(const QMouseEvent &event);
+    void hideCursor();
     int hitAt(const QMouseEvent &event) const;
 
     FramelessWindow *window_;

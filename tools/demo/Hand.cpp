@@ -1,13 +1,42 @@
 #include "Hand.h"
 
+#include <QEventLoop>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QStyleHints>
 #include <QWidget>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::demo {
+
+namespace {
+
+bool hand(const QStringList &arguments)
+{
+    QProcess process;
+    QEventLoop loop;
+    QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
+    QObject::connect(&process, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
+    process.start(u"xdotool"_s, arguments);
+    loop.exec();
+    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+QStringList move(QPointF point)
+{
+    const QPointF spot = point * qApp->devicePixelRatio();
+    return {u"mousemove"_s, QString::number(qRound(spot.x())), QString::number(qRound(spot.y()))};
+}
+
+/// What the window manager needs to take a press up before the pointer goes on.
+QStringList pause()
+{
+    return {u"sleep"_s, u"0.15"_s};
+}
+
+} // namespace
 
 bool handIsThere()
 {
@@ -16,12 +45,34 @@ bool handIsThere()
 
 bool click(const QWidget &widget)
 {
-    if (!widget.isVisible() || !widget.isEnabled()) {
-        return false;
+    return widget.isVisible() && widget.isEnabled() && clickAt(widget.mapToGlobal(widget.rect().center()));
+}
+
+bool moveTo(QPoint point)
+{
+    return hand(move(point));
+}
+
+bool clickAt(QPoint point)
+{
+    return hand(move(point) + QStringList{u"click"_s, u"1"_s});
+}
+
+bool doubleClickAt(QPoint point)
+{
+    return hand(move(point) + QStringList{u"click"_s, u"--repeat"_s, u"2"_s, u"--delay"_s, u"60"_s, u"1"_s});
+}
+
+bool drag(QPoint from, QPoint to)
+{
+    QStringList steps = move(from) + QStringList{u"mousedown"_s, u"1"_s} + pause();
+    // No more than what makes a press a drag at first; a window manager measures the way from there.
+    steps += move(from + QPoint(QGuiApplication::styleHints()->startDragDistance(), 0)) + pause();
+    constexpr int stations = 4;
+    for (int i = 1; i <= stations; ++i) {
+        steps += move(QPointF(from) + QPointF(to - from) * i / stations) + pause();
     }
-    const QPointF spot = QPointF(widget.mapToGlobal(widget.rect().center())) * widget.devicePixelRatio();
-    return QProcess::execute(u"xdotool"_s, {u"mousemove"_s, u"--sync"_s, QString::number(qRound(spot.x())),
-                                            QString::number(qRound(spot.y())), u"click"_s, u"1"_s}) == 0;
+    return hand(steps + QStringList{u"mouseup"_s, u"1"_s});
 }
 
 } // namespace velmo::demo

@@ -1,14 +1,22 @@
 #pragma once
 
+#include <QPoint>
+
 class QWidget;
 
 namespace velmo::demo {
 
-// A hand on the real mouse, by way of xdotool: what a player's click is to the window system.
+// A hand on the real mouse, by way of xdotool: what a player's click is to the window system. The event loop runs while
+// the hand moves. Points are global logical pixels.
 
 /// Whether there is a mouse to move: an X display and the xdotool program.
 bool handIsThere();
 /// Moves the pointer to the middle of \a widget and clicks. False when the widget cannot be clicked on.
 bool click(const QWidget &widget);
+bool moveTo(QPoint point);
+bool clickAt(QPoint point);
+bool doubleClickAt(QPoint point);
+/// Presses at \a from, moves to \a to on the way a person's hand would take, and lets go.
+bool drag(QPoint from, QPoint to);
 
 } // namespace velmo::demo
