@@ -9,6 +9,7 @@
 #include "net/AccountManager.h"
 #include "net/ApiClient.h"
 #include "shell/MainWindow.h"
+#include "shell/TrayIcon.h"
 #include "theme/Motion.h"
 #include "theme/Theme.h"
 #include "widgets/Accessible.h"
@@ -78,8 +79,14 @@ bool Application::start()
     account = std::make_unique<AccountManager>(api.get());
     game = std::make_unique<GameManager>(config.get(), api.get(), network.get());
     refreshAutostartPath();
-    window = std::make_unique<MainWindow>(config.get(), game.get());
-    window->show();
+    window = std::make_unique<MainWindow>(config.get(), game.get(), api.get());
+    const bool openToTray = arguments().contains("--autostart"_L1) &&
+                            config->boolValue(u"launcher.minimizeToTray"_s, false) && TrayIcon::isSupported();
+    if (openToTray) {
+        qCInfo(lcApp) << "Autostart: opening to the tray";
+    } else {
+        window->show();
+    }
     account->start();
     game->start();
     qCInfo(lcApp) << "Launcher ready. Game profile:" << gameProfile().title;

@@ -4,8 +4,14 @@
 #include "core/Logging.h"
 #include "data/GameProfile.h"
 #include "game/GameManager.h"
+#include "pages/CommunityPage.h"
+#include "pages/HomePage.h"
+#include "pages/NewsPage.h"
+#include "pages/SettingsPage.h"
 #include "shell/ActionBar.h"
 #include "shell/TitleBar.h"
+#include "shell/TrayIcon.h"
+#include "widgets/ChannelSelector.h"
 #include "widgets/ModalDialog.h"
 
 #include <QCloseEvent>
@@ -13,6 +19,7 @@
 #include <QGuiApplication>
 #include <QScreen>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -34,19 +41,45 @@ bool reachesAnyScreen(const QRect &rect)
 
 } // namespace
 
-MainWindow::MainWindow(ConfigManager *config, GameManager *game, QWidget *parent)
+MainWindow::MainWindow(ConfigManager *config, GameManager *game, ApiClient *api, QWidget *parent)
     : FramelessWindow(parent)
     , config(config)
     , game(game)
 {
     setWindowTitle(gameProfile().title);
     setObjectName(u"RootSurface"_s);
-    build();
+    build(api);
     connectParts();
+    connectTray();
     actionBar->setServiceStatus(ServiceStatus::Connecting, QString());
     restoreGeometryFromConfig();
     if (stack->count() > 0) {
         showPage(0);
+    }
+}
+
+void MainWindow::restoreFromTray()
+{
+    show();
+    if (config->boolValue(u"window.maximized"_s, false)) {
+        showMaximized();
+    } else {
+        showNormal();
+    }
+    raise();
+    activateWindow();
+}
+
+void MainWindow::changeEvent(QEvent *event)
+{
+    FramelessWindow::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange && !hidingToTray && isMinimized() && trayIcon->isVisible()) {
+        // Not from within the change itself: the window system is still in the middle of it.
+        QTimer::singleShot(0, this, [this] {
+            if (isMinimized() && trayIcon->isVisible()) {
+                hideToTray();
+            }
+        });
     }
 }
 
@@ -68,9 +101,12 @@ void MainWindow::closeEvent(QCloseEvent *event)
     config->save();
     qCInfo(lcApp) << "Launcher closing";
     event->accept();
+    if (trayIcon->isVisible()) {
+        QCoreApplication::quit(); // with an icon in the tray, the last window's close would not end the program
+    }
 }
 
-void MainWindow::build()
+void MainWindow::build(ApiClient *api)
 {
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
@@ -82,9 +118,23 @@ void MainWindow::build()
     addCaptionRegion(titleBar);
     stack = new QStackedWidget(this);
     stack->setObjectName(u"ContentArea"_s);
+    buildPages(api);
     column->addWidget(stack, 1);
     actionBar = new ActionBar(game, this);
     column->addWidget(actionBar);
+}
+
+void MainWindow::buildPages(ApiClient *api)
+{
+    homePage = new HomePage(game, stack);
+    newsPage = new NewsPage(api, stack);
+    communityPage = new CommunityPage(stack);
+    settingsPage = new SettingsPage(config, game, stack);
+    // In the order of NavPage.
+    stack->addWidget(homePage);
+    stack->addWidget(newsPage);
+    stack->addWidget(communityPage);
+    stack->addWidget(settingsPage);
 }
 
 void MainWindow::connectParts()
@@ -94,9 +144,31 @@ void MainWindow::connectParts()
     connect(titleBar, &TitleBar::closeRequested, this, &QWidget::close);
     connect(this, &FramelessWindow::maximizedChanged, titleBar, &TitleBar::setMaximized);
     connect(titleBar, &TitleBar::pageRequested, this, [this](NavPage page) { showPage(static_cast<int>(page)); });
+    ChannelSelector *selector = titleBar->channelSelector();
+    selector->setChannelId(game->currentChannelId());
+    connect(selector, &ChannelSelector::channelSelected, game, &GameManager::selectChannel);
+    connect(game, &GameManager::channelChanged, selector, &ChannelSelector::setChannelId);
     connect(game, &GameManager::serviceStatusChanged, actionBar, &ActionBar::setServiceStatus);
     connect(game, &GameManager::errorOccurred, this, &MainWindow::presentError);
     connect(game, &GameManager::stateChanged, this, &MainWindow::updateWindowTitle);
+}
+
+void MainWindow::connectTray()
+{
+    trayIcon = new TrayIcon(config, game, this);
+    connect(trayIcon, &TrayIcon::restoreRequested, this, &MainWindow::restoreFromTray);
+    connect(trayIcon, &TrayIcon::quitRequested, this, &MainWindow::quitFromTray);
+    connect(config, &ConfigManager::changed, this, [this](const QString &key) {
+        if (key == "launcher.minimizeToTray"_L1) {
+            followTraySetting();
+        }
+    });
+    trayIcon->setEnabled(config->boolValue(u"launcher.minimizeToTray"_s, false));
+    connect(game, &GameManager::stateChanged, this, [this](GameState state) {
+        if (state == GameState::Running && trayIcon->isVisible() && !isHidden()) {
+            hideToTray();
+        }
+    });
 }
 
 void MainWindow::showPage(int index)
@@ -106,6 +178,37 @@ void MainWindow::showPage(int index)
     }
     stack->setCurrentIndex(index);
     titleBar->setActivePage(index);
+    if (auto *page = qobject_cast<Page *>(stack->widget(index))) {
+        page->onPageShown();
+    }
+}
+
+void MainWindow::hideToTray()
+{
+    if (!trayIcon->isVisible()) {
+        return;
+    }
+    hidingToTray = true;
+    saveGeometryToConfig();
+    hide();
+    trayIcon->showHiddenNotice();
+    hidingToTray = false;
+}
+
+void MainWindow::followTraySetting()
+{
+    trayIcon->setEnabled(config->boolValue(u"launcher.minimizeToTray"_s, false));
+    if (!trayIcon->isVisible() && isHidden()) {
+        restoreFromTray(); // or nothing would bring the window back
+    }
+}
+
+void MainWindow::quitFromTray()
+{
+    saveGeometryToConfig();
+    config->save();
+    qCInfo(lcApp) << "Quit requested from the tray";
+    QCoreApplication::quit();
 }
 
 void MainWindow::updateWindowTitle(GameState state, const QString &detail)

@@ -8,26 +8,42 @@ class QStackedWidget;
 namespace velmo {
 
 class ActionBar;
+class ApiClient;
+class CommunityPage;
 class ConfigManager;
 class GameManager;
+class HomePage;
+class NewsPage;
+class SettingsPage;
 class TitleBar;
+class TrayIcon;
 
-/// The launcher's one window: title bar, pages, action bar. Presents errors, keeps its geometry in the settings, and
-/// decides what closing means.
+/// The launcher's one window: title bar, pages, action bar, and its icon in the tray. Presents errors, keeps its
+/// geometry in the settings, and decides what closing and minimising mean.
 class MainWindow : public FramelessWindow {
     Q_OBJECT
 
 public:
-    /// Neither \a config nor \a game is owned.
-    MainWindow(ConfigManager *config, GameManager *game, QWidget *parent = nullptr);
+    /// Neither \a config nor \a game nor \a api is owned. A window that was saved maximised shows itself at once.
+    MainWindow(ConfigManager *config, GameManager *game, ApiClient *api, QWidget *parent = nullptr);
+
+public slots:
+    /// Brings the window back to the screen, maximised if it was.
+    void restoreFromTray();
 
 protected:
+    void changeEvent(QEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
 private:
-    void build();
+    void build(ApiClient *api);
+    void buildPages(ApiClient *api);
     void connectParts();
+    void connectTray();
     void showPage(int index);
+    void hideToTray();
+    void followTraySetting();
+    void quitFromTray();
     void updateWindowTitle(GameState state, const QString &detail);
     void restoreGeometryFromConfig();
     void saveGeometryToConfig();
@@ -39,6 +55,12 @@ private:
     TitleBar *titleBar = nullptr;
     ActionBar *actionBar = nullptr;
     QStackedWidget *stack = nullptr;
+    HomePage *homePage = nullptr;
+    NewsPage *newsPage = nullptr;
+    CommunityPage *communityPage = nullptr;
+    SettingsPage *settingsPage = nullptr;
+    TrayIcon *trayIcon = nullptr;
+    bool hidingToTray = false; ///< while the window hides, so that what the hide changes is not taken for the user's
 };
 
 } // namespace velmo

@@ -6,6 +6,7 @@
 #include "theme/Fonts.h"
 #include "theme/Palette.h"
 #include "theme/Stylesheet.h"
+#include "widgets/ChannelSelector.h"
 #include "widgets/LogoView.h"
 
 #include <QButtonGroup>
@@ -53,6 +54,7 @@ TitleBar::TitleBar(QWidget *parent)
     , tabGroup(new QButtonGroup(this))
     , logo(new LogoView(this))
     , versionLabel(new QLabel(this))
+    , selector(new ChannelSelector(this))
     , minimizeButton(new TitleBarButton(TitleBarButton::Minimize, this))
     , maximizeButton(new TitleBarButton(TitleBarButton::Maximize, this))
     , closeButton(new TitleBarButton(TitleBarButton::Close, this))
@@ -66,6 +68,7 @@ TitleBar::TitleBar(QWidget *parent)
     row->addSpacing(26);
     addTabs(row);
     row->addStretch(1);
+    addSelector(row);
     row->addSpacing(14);
     addVersion(row);
     row->addSpacing(18);
@@ -128,6 +131,12 @@ void TitleBar::addTabs(QBoxLayout *row)
         });
         row->addWidget(tab, 0, Qt::AlignVCenter);
     }
+}
+
+void TitleBar::addSelector(QBoxLayout *row)
+{
+    selector->setAccessibleName(u"Build branch"_s);
+    row->addWidget(selector, 0, Qt::AlignVCenter);
 }
 
 void TitleBar::addVersion(QBoxLayout *row)

@@ -11,6 +11,7 @@ class QLabel;
 
 namespace velmo {
 
+class ChannelSelector;
 class LogoView;
 class NavTab;
 class TitleBarButton;
@@ -28,6 +29,8 @@ public:
     /// Marks the tab of the page \a index without asking for it.
     void setActivePage(int index);
     void setMaximized(bool maximized);
+    /// For the window to connect; owned by the bar.
+    ChannelSelector *channelSelector() const { return selector; }
 
 signals:
     void pageRequested(velmo::NavPage page);
@@ -41,6 +44,7 @@ protected:
 private:
     void addLogo(QBoxLayout *row);
     void addTabs(QBoxLayout *row);
+    void addSelector(QBoxLayout *row);
     void addVersion(QBoxLayout *row);
     void addWindowButtons(QBoxLayout *row);
 
@@ -49,6 +53,7 @@ private:
     int activePage = 0;
     LogoView *logo;
     QLabel *versionLabel;
+    ChannelSelector *selector;
     TitleBarButton *minimizeButton;
     TitleBarButton *maximizeButton;
     TitleBarButton *closeButton;

@@ -3,6 +3,7 @@
 #include "theme/Fonts.h"
 #include "theme/Palette.h"
 #include "theme/Stylesheet.h"
+#include "widgets/RoleButton.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -47,14 +48,6 @@ const Look &lookOf(ModalDialog::Kind kind)
     return looks.at(static_cast<size_t>(kind));
 }
 
-QPushButton *makeButton(const QString &text, const QString &role, QWidget *parent)
-{
-    auto *button = new QPushButton(text, parent);
-    button->setProperty("role", role);
-    button->setCursor(Qt::PointingHandCursor);
-    return button;
-}
-
 } // namespace
 
 ModalDialog::ModalDialog(Kind kind, const QString &title, const QString &message, QWidget *parent)
@@ -62,10 +55,10 @@ ModalDialog::ModalDialog(Kind kind, const QString &title, const QString &message
     , kind_(kind)
     , titleLabel_(new QLabel(title, this))
     , messageLabel_(new QLabel(message, this))
-    , detailsToggle_(makeButton(u"Show technical details"_s, u"link"_s, this))
+    , detailsToggle_(makeRoleButton(u"Show technical details"_s, u"link"_s, this))
     , detailsView_(new QPlainTextEdit(this))
-    , primaryButton_(makeButton(lookOf(kind).primaryText.toString(), lookOf(kind).primaryRole.toString(), this))
-    , cancelButton_(makeButton(u"Cancel"_s, u"secondary"_s, this))
+    , primaryButton_(makeRoleButton(lookOf(kind).primaryText.toString(), lookOf(kind).primaryRole.toString(), this))
+    , cancelButton_(makeRoleButton(u"Cancel"_s, u"secondary"_s, this))
 {
     setAttribute(Qt::WA_DeleteOnClose, false); // the helpers own it on the stack
     setModal(true);

@@ -76,7 +76,7 @@ void tst_WindowFrame::init()
     network_ = std::make_unique<QNetworkAccessManager>();
     api_ = std::make_unique<ApiClient>();
     game_ = std::make_unique<GameManager>(config_.get(), api_.get(), network_.get());
-    window_ = std::make_unique<MainWindow>(config_.get(), game_.get());
+    window_ = std::make_unique<MainWindow>(config_.get(), game_.get(), api_.get());
     window_->show();
     QVERIFY(QTest::qWaitForWindowActive(window_.get()));
     QCOMPARE(window_->size(), QSize(1000, 600));

@@ -53,7 +53,7 @@ LauncherSession::LauncherSession(const QString &installFolder)
     config_->load();
     config_->setValue(u"game.installPath"_s, installFolder);
     game_ = std::make_unique<GameManager>(config_.get(), api_.get(), network_.get());
-    window_ = std::make_unique<MainWindow>(config_.get(), game_.get());
+    window_ = std::make_unique<MainWindow>(config_.get(), game_.get(), api_.get());
     listen();
     window_->show();
 }

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "pages/Page.h"
+
+class QFrame;
+
+namespace velmo {
+
+/// The ways out to the studio: one card for each place, with a button that opens it in the browser.
+class CommunityPage : public Page {
+    Q_OBJECT
+
+public:
+    explicit CommunityPage(QWidget *parent = nullptr);
+
+private:
+    /// An empty \a url leaves the button there, disabled.
+    static QFrame *makeCard(const QString &title, const QString &text, const QString &buttonText, const QString &url,
+                            QWidget *parent);
+};
+
+} // namespace velmo

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "data/NewsArticle.h"
+#include "pages/Page.h"
+
+#include <QList>
+
+class QLabel;
+class QScrollArea;
+class QStackedWidget;
+class QVBoxLayout;
+
+namespace velmo {
+
+class ApiClient;
+struct ApiResult;
+
+/// The studio's articles: a list of cards and a view to read one. The page opens with the articles that are compiled in
+/// and takes over the live feed when it arrives.
+class NewsPage : public Page {
+    Q_OBJECT
+
+public:
+    /// \a api is not owned. Nothing is loaded before the page is first shown.
+    explicit NewsPage(ApiClient *api, QWidget *parent = nullptr);
+
+    /// Loads the articles the first time.
+    void onPageShown() override;
+
+private:
+    void buildListView();
+    void buildArticleView();
+
+    void loadArticles();
+    void takeLiveFeed(const ApiResult &result);
+    void rebuildList();
+    void showArticle(const QString &id);
+    void renderBody(const NewsArticle &article);
+
+    ApiClient *api_;
+    QList<NewsArticle> articles_;
+    QStackedWidget *stack_;
+    QScrollArea *listView_ = nullptr;
+    QVBoxLayout *listLayout_ = nullptr;
+    QLabel *emptyLabel_ = nullptr;
+    QScrollArea *articleView_ = nullptr;
+    QLabel *categoryLabel_ = nullptr;
+    QLabel *titleLabel_ = nullptr;
+    QLabel *metaLabel_ = nullptr;
+    QWidget *bodyWidget_ = nullptr;
+    QVBoxLayout *bodyLayout_ = nullptr;
+    bool loaded_ = false;
+};
+
+} // namespace velmo

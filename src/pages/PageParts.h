@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QString>
+
+class QColor;
+class QFont;
+class QLabel;
+class QScrollArea;
+class QWidget;
+
+namespace velmo {
+
+// What the pages are made of. Everything is owned by the parent that it is given.
+
+/// A label that shows \a text as it stands, never as markup.
+QLabel *makeLabel(const QString &text, const QFont &font, const QColor &color, QWidget *parent);
+
+/// A frameless area that scrolls \a content up and down and gives it its own width.
+QScrollArea *makeScrollArea(QWidget *content, QWidget *parent);
+
+} // namespace velmo
