@@ -40,6 +40,7 @@ NavTab::NavTab(const QString &iconName, const QString &text, QWidget *parent)
     , activeAnimation(new QVariantAnimation(this))
 {
     setText(text);
+    setAccessibleName(text);
     setCheckable(true);
     setCursor(Qt::PointingHandCursor);
     setFocusPolicy(Qt::NoFocus);

@@ -3,6 +3,7 @@
 #include "widgets/ProgressTrack.h"
 #include "widgets/StatusBadge.h"
 
+#include <QAbstractButton>
 #include <QAccessibleValueInterface>
 #include <QAccessibleWidget>
 
@@ -51,10 +52,41 @@ private:
     ProgressTrack *track_;
 };
 
+/// A button of a navigation of which one is chosen.
+class AccessibleTab : public QAccessibleWidget {
+public:
+    explicit AccessibleTab(QAbstractButton *tab)
+        : QAccessibleWidget(tab, QAccessible::PageTab)
+        , tab_(tab)
+    {}
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = QAccessibleWidget::state();
+        state.selectable = true;
+        state.selected = tab_->isChecked();
+        return state;
+    }
+
+    QStringList actionNames() const override { return {pressAction()}; }
+    void doAction(const QString &name) override
+    {
+        if (name == pressAction()) {
+            tab_->click();
+        }
+    }
+
+private:
+    QAbstractButton *tab_;
+};
+
 QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 {
     if (className == "velmo::ProgressTrack"_L1) {
         return new AccessibleTrack(static_cast<ProgressTrack *>(object));
+    }
+    if (className == "velmo::NavTab"_L1) {
+        return new AccessibleTab(static_cast<QAbstractButton *>(object));
     }
     if (className == "velmo::StatusBadge"_L1) {
         return new QAccessibleWidget(static_cast<StatusBadge *>(object), QAccessible::Indicator);
