@@ -42,10 +42,11 @@ constexpr int backButtonWidth = 180;
 QScrollArea *makeScrollView(QWidget *parent, QVBoxLayout **column)
 {
     auto *content = new QWidget;
+    QScrollArea *area = makeScrollArea(content, parent);
     *column = new QVBoxLayout(content);
     (*column)->setContentsMargins(pageMargin, pageMargin, pageMargin, pageMargin);
     (*column)->setSpacing(cardGap);
-    return makeScrollArea(content, parent);
+    return area;
 }
 
 /// "VELMO GAMES" as a normal name, "Velmo Games".

@@ -7,6 +7,19 @@
 
 namespace velmo {
 
+namespace {
+
+/// A scroll area that takes the room that it is given. Its contents would otherwise be measured for a hint that nobody
+/// needs, at every start and for pages that may never be opened.
+class PageScrollArea : public QScrollArea {
+public:
+    using QScrollArea::QScrollArea;
+
+    QSize sizeHint() const override { return minimumSizeHint(); }
+};
+
+} // namespace
+
 QLabel *makeLabel(const QString &text, const QFont &font, const QColor &color, QWidget *parent)
 {
     auto *label = new QLabel(text, parent);
@@ -18,7 +31,7 @@ QLabel *makeLabel(const QString &text, const QFont &font, const QColor &color, Q
 
 QScrollArea *makeScrollArea(QWidget *content, QWidget *parent)
 {
-    auto *area = new QScrollArea(parent);
+    auto *area = new PageScrollArea(parent);
     area->setWidgetResizable(true);
     area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     area->setFrameShape(QFrame::NoFrame);

@@ -15,7 +15,8 @@ namespace velmo {
 /// A label that shows \a text as it stands, never as markup.
 QLabel *makeLabel(const QString &text, const QFont &font, const QColor &color, QWidget *parent);
 
-/// A frameless area that scrolls \a content up and down and gives it its own width.
+/// A frameless area that scrolls \a content up and down and gives it its own width. Hand over the content while it is
+/// empty and fill it afterwards: what it holds is then not measured before it is shown.
 QScrollArea *makeScrollArea(QWidget *content, QWidget *parent);
 
 } // namespace velmo

@@ -76,6 +76,9 @@ SettingsPage::SettingsPage(ConfigManager *config, GameManager *game, QWidget *pa
 {
     auto *content = new QWidget;
     content->setMaximumWidth(columnWidth);
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(makeScrollArea(content, this));
     auto *column = new QVBoxLayout(content);
     column->setContentsMargins(pageMargin, pageMargin, pageMargin, pageMargin);
     column->setSpacing(0);
@@ -96,9 +99,6 @@ SettingsPage::SettingsPage(ConfigManager *config, GameManager *game, QWidget *pa
     column->addWidget(file);
     column->addStretch(1);
 
-    auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(makeScrollArea(content, this));
     connect(game_, &GameManager::installPathChanged, this, &SettingsPage::refreshInstallLocation);
     refreshInstallLocation();
 }

@@ -9,6 +9,7 @@
 #include "pages/NewsPage.h"
 #include "pages/SettingsPage.h"
 #include "shell/ActionBar.h"
+#include "shell/PageStack.h"
 #include "shell/TitleBar.h"
 #include "shell/TrayIcon.h"
 #include "widgets/ChannelSelector.h"
@@ -18,7 +19,6 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QScreen>
-#include <QStackedWidget>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -116,7 +116,7 @@ void MainWindow::build(ApiClient *api)
     titleBar->setVersionText(u"Launcher %1"_s.arg(QCoreApplication::applicationVersion()));
     column->addWidget(titleBar);
     addCaptionRegion(titleBar);
-    stack = new QStackedWidget(this);
+    stack = new PageStack(this);
     stack->setObjectName(u"ContentArea"_s);
     buildPages(api);
     column->addWidget(stack, 1);
