@@ -191,6 +191,8 @@ void MainWindow::hideToTray()
     hidingToTray = true;
     saveGeometryToConfig();
     hide();
+    // Shown again as it was, some window managers would take it for minimised once more.
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     trayIcon->showHiddenNotice();
     hidingToTray = false;
 }

@@ -468,20 +468,24 @@ void tst_Application::programLogsItsStepsInOrder()
 void tst_Application::programTakesTheAutostartArgument_data()
 {
     QTest::addColumn<QString>("argument");
-    QTest::newRow("lower case") << u"--autostart"_s;
-    QTest::newRow("upper case") << u"--AUTOSTART"_s;
+    QTest::addColumn<bool>("minimizeToTray");
+    QTest::newRow("lower case") << u"--autostart"_s << false;
+    QTest::newRow("upper case") << u"--AUTOSTART"_s << false;
+    QTest::newRow("tray wanted on a desktop without one") << u"--autostart"_s << true;
 }
 
 void tst_Application::programTakesTheAutostartArgument()
 {
     QFETCH(QString, argument);
+    QFETCH(bool, minimizeToTray);
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
+    QVERIFY(installation.writeSettings(minimizeToTray ? R"({"launcher":{"minimizeToTray":true}})" : "{}"));
     QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
     QProcess program;
     installation.start(program, {argument});
     QTRY_COMPARE(ofCategory(installation.log(), u"velmo.update"_s).size(), 2);
     QCOMPARE(program.state(), QProcess::Running);
-    // Closing is not set to go to the tray, so the argument alone hides nothing and says nothing.
+    // The argument alone hides nothing and says nothing.
     QCOMPARE(ofCategory(installation.log(), u"velmo.app"_s), installation.banner()
                                                                  << installation.overrideLine() << readyLine);
     program.kill();

@@ -58,6 +58,11 @@ bool clickAt(QPoint point)
     return hand(move(point) + QStringList{u"click"_s, u"1"_s});
 }
 
+bool rightClickAt(QPoint point)
+{
+    return hand(move(point) + QStringList{u"click"_s, u"3"_s});
+}
+
 bool doubleClickAt(QPoint point)
 {
     return hand(move(point) + QStringList{u"click"_s, u"--repeat"_s, u"2"_s, u"--delay"_s, u"60"_s, u"1"_s});

@@ -15,6 +15,7 @@ bool handIsThere();
 bool click(const QWidget &widget);
 bool moveTo(QPoint point);
 bool clickAt(QPoint point);
+bool rightClickAt(QPoint point);
 bool doubleClickAt(QPoint point);
 /// Presses at \a from, moves to \a to on the way a person's hand would take, and lets go.
 bool drag(QPoint from, QPoint to);

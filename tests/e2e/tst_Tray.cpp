@@ -1,0 +1,379 @@
+#include "Hand.h"
+
+#include "core/ConfigManager.h"
+#include "game/GameManager.h"
+#include "net/ApiClient.h"
+#include "shell/MainWindow.h"
+#include "shell/TrayIcon.h"
+#include "support/LogCapture.h"
+#include "support/TestEnvironment.h"
+#include "theme/Theme.h"
+
+#include <QAction>
+#include <QDir>
+#include <QFile>
+#include <QMenu>
+#include <QNetworkAccessManager>
+#include <QProcess>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QSystemTrayIcon>
+#include <QTimer>
+
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace velmo;
+using velmo::test::LogCapture;
+
+/// The window and its icon in a real tray, clicked on by a real mouse.
+class tst_Tray : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void iconIsSeenInTheTray();
+    void settingMakesAndRemovesTheIcon();
+    void enablingTwiceMakesOneIcon();
+    void disablingWithoutAnIconStillEndsWithTheLastWindow();
+    void menuAndToolTipTellTheStatus();
+    void statusOfTheTimeWithoutAnIconIsShownAtOnce();
+    void contextMenuStandsInOrder();
+
+    void minimisingHidesTheWindow();
+    void clickBringsTheWindowBack();
+    void doubleClickBringsTheWindowBack();
+    void menuBringsTheWindowBack();
+    void otherClicksDoNothing();
+    void maximizedWindowComesBackMaximized();
+    void runningGameHidesTheWindow();
+    void noticeIsShownOnce();
+    void switchingTheTrayOffBringsTheWindowBack();
+
+    void quitActionSavesAndQuits();
+    void closingTheWindowQuits();
+
+    void programOpensToTheTray_data();
+    void programOpensToTheTray();
+
+private:
+    QSystemTrayIcon *icon() const { return window_->findChild<QSystemTrayIcon *>(); }
+    QAction *action(int index) const { return icon()->contextMenu()->actions().at(index); }
+    /// Where the icon lies, once the tray has taken it up.
+    QPoint spot() const;
+
+    std::unique_ptr<LogCapture> log_;
+    std::unique_ptr<ConfigManager> config_;
+    std::unique_ptr<QNetworkAccessManager> network_;
+    std::unique_ptr<ApiClient> api_;
+    std::unique_ptr<GameManager> game_;
+    std::unique_ptr<MainWindow> window_;
+    TrayIcon *tray_ = nullptr;
+};
+
+void tst_Tray::initTestCase()
+{
+    QVERIFY2(demo::handIsThere(), "this test needs an X display and xdotool");
+    QTRY_VERIFY2(TrayIcon::isSupported(), "this test needs a system tray");
+    const LogCapture quiet;
+    theme::Theme::apply();
+}
+
+void tst_Tray::init()
+{
+    log_ = std::make_unique<LogCapture>();
+    config_ = std::make_unique<ConfigManager>();
+    config_->setValue(u"launcher.minimizeToTray"_s, true);
+    network_ = std::make_unique<QNetworkAccessManager>();
+    api_ = std::make_unique<ApiClient>();
+    game_ = std::make_unique<GameManager>(config_.get(), api_.get(), network_.get());
+    window_ = std::make_unique<MainWindow>(config_.get(), game_.get(), api_.get());
+    tray_ = window_->findChild<TrayIcon *>();
+    window_->show();
+    QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+    QVERIFY(tray_->isVisible());
+}
+
+void tst_Tray::cleanup()
+{
+    window_.reset();
+    game_.reset();
+    api_.reset();
+    network_.reset();
+    config_.reset();
+    log_.reset();
+}
+
+QPoint tst_Tray::spot() const
+{
+    const bool placed = QTest::qWaitFor([this] {
+        const QRect place = icon()->geometry();
+        return place.width() > 4 && QGuiApplication::primaryScreen()->geometry().contains(place) && place.x() > 0;
+    });
+    return placed ? icon()->geometry().center() : QPoint(-1, -1);
+}
+
+void tst_Tray::iconIsSeenInTheTray()
+{
+    QVERIFY(spot().x() > 0);
+    const QRect place = icon()->geometry();
+    // The mark's warm end is in no other thing on this screen.
+    const auto isWarm = [](const QColor &color) { return color.red() > 180 && color.blue() < 150; };
+    QTRY_VERIFY([&] {
+        const QImage seen = QGuiApplication::primaryScreen()
+                                ->grabWindow(0, place.x(), place.y(), place.width(), place.height())
+                                .toImage();
+        for (int y = 0; y < seen.height(); ++y) {
+            for (int x = 0; x < seen.width(); ++x) {
+                if (isWarm(seen.pixelColor(x, y))) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    }());
+}
+
+void tst_Tray::settingMakesAndRemovesTheIcon()
+{
+    QVERIFY(!QGuiApplication::quitOnLastWindowClosed());
+    QVERIFY(log_->contains(QtInfoMsg, u"velmo.ui"_s, u"Tray icon active"_s));
+    config_->setValue(u"launcher.minimizeToTray"_s, false);
+    QVERIFY(!tray_->isVisible());
+    QTRY_VERIFY(!icon()); // it goes when the loop turns
+    QVERIFY(QGuiApplication::quitOnLastWindowClosed());
+    QVERIFY(window_->isVisible());
+    config_->setValue(u"launcher.minimizeToTray"_s, true);
+    QVERIFY(tray_->isVisible());
+    QVERIFY(!QGuiApplication::quitOnLastWindowClosed());
+    QCOMPARE(log_->count(QtInfoMsg, u"velmo.ui"_s, u"Tray icon active"_s), 2);
+}
+
+void tst_Tray::enablingTwiceMakesOneIcon()
+{
+    const QSystemTrayIcon *const first = icon();
+    tray_->setEnabled(true);
+    QCOMPARE(window_->findChildren<QSystemTrayIcon *>().size(), 1);
+    QCOMPARE(icon(), first);
+    QCOMPARE(log_->count(QtInfoMsg, u"velmo.ui"_s, u"Tray icon active"_s), 1);
+}
+
+void tst_Tray::disablingWithoutAnIconStillEndsWithTheLastWindow()
+{
+    tray_->setEnabled(false);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    tray_->setEnabled(false);
+    QVERIFY(QGuiApplication::quitOnLastWindowClosed());
+}
+
+void tst_Tray::menuAndToolTipTellTheStatus()
+{
+    emit game_->stateChanged(GameState::UpdateAvailable, u"1.2 GB to download"_s);
+    QCOMPARE(icon()->toolTip(), u"HARROWFEN\n1.2 GB to download"_s);
+    QCOMPARE(action(0)->text(), u"1.2 GB to download"_s);
+    emit game_->stateChanged(GameState::Installed, QString());
+    QCOMPARE(icon()->toolTip(), u"HARROWFEN\n"_s + GameManager::stateLabel(GameState::Installed));
+    QCOMPARE(action(0)->text(), GameManager::stateLabel(GameState::Installed));
+}
+
+void tst_Tray::statusOfTheTimeWithoutAnIconIsShownAtOnce()
+{
+    tray_->setEnabled(false);
+    emit game_->stateChanged(GameState::Running, u"dropped"_s);
+    tray_->setEnabled(true);
+    const QList<QSystemTrayIcon *> icons = window_->findChildren<QSystemTrayIcon *>();
+    // The game has not started, so that is what it says of itself.
+    QCOMPARE(icons.last()->toolTip(), u"HARROWFEN\n"_s + GameManager::stateLabel(GameState::CheckingInstallation));
+}
+
+void tst_Tray::contextMenuStandsInOrder()
+{
+    const QList<QAction *> actions = icon()->contextMenu()->actions();
+    QCOMPARE(actions.size(), 5);
+    QVERIFY(!actions.at(0)->isEnabled());
+    QVERIFY(actions.at(1)->isSeparator());
+    QCOMPARE(actions.at(2)->text(), u"Open launcher"_s);
+    QVERIFY(actions.at(3)->isSeparator());
+    QCOMPARE(actions.at(4)->text(), u"Quit"_s);
+}
+
+void tst_Tray::minimisingHidesTheWindow()
+{
+    window_->setGeometry(90, 120, 900, 600);
+    QCoreApplication::processEvents();
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    QCOMPARE(config_->intValue(u"window.width"_s, 0), 900); // the geometry went to the settings
+}
+
+void tst_Tray::clickBringsTheWindowBack()
+{
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    QVERIFY(demo::clickAt(spot()));
+    QTRY_VERIFY(window_->isVisible());
+    QVERIFY(!window_->isMinimized());
+}
+
+void tst_Tray::doubleClickBringsTheWindowBack()
+{
+    QSignalSpy restored(tray_, &TrayIcon::restoreRequested);
+    emit icon()->activated(QSystemTrayIcon::DoubleClick);
+    QCOMPARE(restored.size(), 1);
+}
+
+void tst_Tray::menuBringsTheWindowBack()
+{
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    QVERIFY(demo::rightClickAt(spot()));
+    QMenu *menu = icon()->contextMenu();
+    QTRY_VERIFY(menu->isVisible());
+    QVERIFY(window_->isHidden()); // the click for the menu opens nothing else
+    QVERIFY(demo::clickAt(menu->mapToGlobal(menu->actionGeometry(action(2)).center())));
+    QTRY_VERIFY(window_->isVisible());
+}
+
+void tst_Tray::otherClicksDoNothing()
+{
+    const QSignalSpy restored(tray_, &TrayIcon::restoreRequested);
+    emit icon()->activated(QSystemTrayIcon::Context);
+    emit icon()->activated(QSystemTrayIcon::MiddleClick);
+    emit icon()->activated(QSystemTrayIcon::Unknown);
+    QCOMPARE(restored.size(), 0);
+}
+
+void tst_Tray::maximizedWindowComesBackMaximized()
+{
+    window_->showMaximized();
+    QTRY_VERIFY(window_->isMaximized());
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    window_->restoreFromTray();
+    QTRY_VERIFY(window_->isVisible() && window_->isMaximized());
+}
+
+void tst_Tray::runningGameHidesTheWindow()
+{
+    emit game_->stateChanged(GameState::Launching, QString());
+    QVERIFY(window_->isVisible());
+    emit game_->stateChanged(GameState::Running, QString());
+    QVERIFY(window_->isHidden());
+    emit game_->stateChanged(GameState::Installed, QString());
+    QVERIFY(window_->isHidden()); // whoever closed the game opens the launcher when they want it
+}
+
+void tst_Tray::noticeIsShownOnce()
+{
+    const auto balloon = [] {
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        for (QWidget *candidate : windows) {
+            if (candidate->inherits("QBalloonTip") && candidate->isVisible()) {
+                return candidate;
+            }
+        }
+        return static_cast<QWidget *>(nullptr);
+    };
+    QVERIFY(spot().x() > 0);
+    tray_->showHiddenNotice();
+    QTRY_VERIFY(balloon());
+    balloon()->close();
+    QTRY_VERIFY(!balloon());
+    tray_->showHiddenNotice();
+    tray_->setEnabled(false);
+    tray_->setEnabled(true);
+    tray_->showHiddenNotice();
+    QTest::qWait(300); // time is what this tests: nothing comes
+    QVERIFY(!balloon());
+}
+
+void tst_Tray::switchingTheTrayOffBringsTheWindowBack()
+{
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    config_->setValue(u"launcher.minimizeToTray"_s, false);
+    QVERIFY(window_->isVisible());
+    QVERIFY(!window_->isMinimized());
+}
+
+void tst_Tray::quitActionSavesAndQuits()
+{
+    window_->setGeometry(120, 130, 900, 600);
+    QTRY_COMPARE(window_->geometry(), QRect(120, 130, 900, 600));
+    QTimer::singleShot(0, action(4), &QAction::trigger);
+    QTimer::singleShot(20000, qApp, [] { QCoreApplication::exit(3); });
+    QCOMPARE(QApplication::exec(), 0);
+    QVERIFY(log_->contains(QtInfoMsg, u"velmo.app"_s, u"Quit requested from the tray"_s));
+    ConfigManager reread;
+    reread.load();
+    QCOMPARE(reread.intValue(u"window.x"_s, -1), 120);
+}
+
+void tst_Tray::closingTheWindowQuits()
+{
+    QTimer::singleShot(0, window_.get(), &QWidget::close);
+    QTimer::singleShot(20000, qApp, [] { QCoreApplication::exit(3); });
+    QCOMPARE(QApplication::exec(), 0);
+    QVERIFY(log_->contains(QtInfoMsg, u"velmo.app"_s, u"Launcher closing"_s));
+}
+
+void tst_Tray::programOpensToTheTray_data()
+{
+    QTest::addColumn<QString>("argument");
+    QTest::addColumn<bool>("maximized");
+    QTest::addColumn<bool>("toTray");
+    QTest::addColumn<bool>("visible");
+    QTest::newRow("at sign-in") << u"--autostart"_s << false << true << false;
+    QTest::newRow("by hand") << u"--other"_s << false << false << true;
+    QTest::newRow("in capitals") << u"--AUTOSTART"_s << false << false << true;
+    // A window that was saved maximised shows itself while it is made.
+    QTest::newRow("at sign-in, maximised") << u"--autostart"_s << true << true << true;
+}
+
+void tst_Tray::programOpensToTheTray()
+{
+    QFETCH(const QString, argument);
+    QFETCH(const bool, maximized);
+    QFETCH(const bool, toTray);
+    QFETCH(const bool, visible);
+    const QTemporaryDir home;
+    const QString folder = home.filePath(u".config/VelmoGames/Launcher"_s);
+    QVERIFY(QDir().mkpath(folder));
+    QFile settings(folder + u"/launcher.json"_s);
+    QVERIFY(settings.open(QIODevice::WriteOnly));
+    settings.write(maximized ? R"({"launcher":{"minimizeToTray":true,"autoCheckUpdates":false},
+                                   "window":{"x":10,"y":10,"width":900,"height":600,"maximized":true}})"
+                             : R"({"launcher":{"minimizeToTray":true,"autoCheckUpdates":false}})");
+    settings.close();
+    QProcess program;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"HOME"_s, home.path());
+    environment.insert(u"XDG_CONFIG_HOME"_s, home.filePath(u".config"_s));
+    program.setProcessEnvironment(environment);
+    program.setProcessChannelMode(QProcess::MergedChannels);
+    program.start(QStringLiteral(VELMO_LAUNCHER), {argument});
+    QByteArray output;
+    QTRY_VERIFY((output += program.readAll()).contains("Launcher ready."));
+    QCOMPARE(output.contains("Autostart: opening to the tray"), toTray);
+    QVERIFY(output.contains("Tray icon active"));
+    const auto isSeen = [&program] {
+        QProcess search;
+        search.start(u"xdotool"_s, {u"search"_s, u"--all"_s, u"--onlyvisible"_s, u"--pid"_s,
+                                    QString::number(program.processId()), u"--name"_s, u"HARROWFEN"_s});
+        search.waitForFinished();
+        return !search.readAllStandardOutput().trimmed().isEmpty();
+    };
+    QTRY_COMPARE(isSeen(), visible);
+    program.kill();
+    QVERIFY(program.waitForFinished());
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_Tray, QApplication>(argc, argv);
+}
+
+#include "tst_Tray.moc"
