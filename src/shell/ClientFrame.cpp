@@ -47,6 +47,11 @@ ClientFrame::ClientFrame(FramelessWindow *window)
     , window_(window)
 {}
 
+ClientFrame::~ClientFrame()
+{
+    hideCursor();
+}
+
 void ClientFrame::attach()
 {
     window_->windowHandle()->installEventFilter(this);

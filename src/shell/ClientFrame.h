@@ -17,6 +17,7 @@ class ClientFrame : public QObject {
 public:
     /// \a window becomes the parent.
     explicit ClientFrame(FramelessWindow *window);
+    ~ClientFrame() override;
 
     /// Begins to watch the window's input; call it once the native window exists.
     void attach();

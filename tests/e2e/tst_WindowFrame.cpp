@@ -47,6 +47,7 @@ private slots:
     void doubleClickOnTheCaptionMaximisesAndRestores();
     void bandsShowTheirCursor_data();
     void bandsShowTheirCursor();
+    void closedWindowLeavesNoCursorBehind();
     void windowButtonsAct();
 
 private:
@@ -197,6 +198,14 @@ void tst_WindowFrame::bandsShowTheirCursor()
     QTRY_VERIFY(QGuiApplication::overrideCursor());
     QVERIFY(demo::moveTo(window_->mapToGlobal(QPoint(-60, -60))));
     QTRY_VERIFY(!QGuiApplication::overrideCursor());
+}
+
+void tst_WindowFrame::closedWindowLeavesNoCursorBehind()
+{
+    QVERIFY(demo::moveTo(window_->mapToGlobal(QPoint(2, 300))));
+    QTRY_VERIFY(QGuiApplication::overrideCursor());
+    window_.reset();
+    QVERIFY(!QGuiApplication::overrideCursor());
 }
 
 void tst_WindowFrame::windowButtonsAct()
