@@ -1,0 +1,477 @@
+#include "widgets/NewsCard.h"
+
+#include "support/LogCapture.h"
+#include "support/PixelProbe.h"
+#include "theme/Fonts.h"
+#include "theme/Motion.h"
+#include "theme/Theme.h"
+
+#include <QEasingCurve>
+#include <QEnterEvent>
+#include <QFontMetrics>
+#include <QLinearGradient>
+#include <QPainter>
+#include <QPainterPath>
+#include <QRandomGenerator>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QVariantAnimation>
+
+#include <cmath>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace velmo;
+using namespace velmo::test;
+
+namespace {
+
+constexpr Qt::Alignment middleLeft = Qt::AlignLeft | Qt::AlignVCenter;
+
+NewsArticle article()
+{
+    NewsArticle result;
+    result.id = u"the-water"_s;
+    result.title = u"The water moves now"_s;
+    result.category = u"UPDATE"_s;
+    result.date = QDate(2026, 10, 29);
+    result.summary = u"Harrowfen's fen used to be scenery. Since this spring it rises at dusk."_s;
+    result.body = u"One two three."_s;
+    return result;
+}
+
+QSize deviceSize(QSize size, double ratio)
+{
+    return {static_cast<int>(std::round(size.width() * ratio)), static_cast<int>(std::round(size.height() * ratio))};
+}
+
+/// The waves of an article without a picture, drawn from its seed.
+QImage pattern(const QString &seed, QSize size, double ratio)
+{
+    QImage image(deviceSize(size, ratio), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QRandomGenerator random(static_cast<quint32>(qHash(seed, 0)));
+    const int shift = static_cast<int>(random.generateDouble() * 18.0);
+    QLinearGradient ground(0, 0, size.width(), size.height());
+    ground.setColorAt(0.0, QColor(18 + shift, 32 + shift, 52 + shift));
+    ground.setColorAt(1.0, QColor(7, 15, 28));
+    painter.fillRect(QRect(QPoint(0, 0), size), ground);
+    QColor line(0x6b, 0x9b, 0xd4);
+    line.setAlphaF(0.1F);
+    painter.setPen(QPen(line, 1.0));
+    for (int i = 0; i < 5; ++i) {
+        const int base = static_cast<int>(size.height() * (i * 0.16 + 0.25));
+        const int amplitude = 6 + static_cast<int>(random.generateDouble() * 10);
+        QPainterPath wave;
+        wave.moveTo(0, base);
+        for (int x = 0; x <= size.width(); x += 16) {
+            wave.lineTo(x, base + std::sin((i * 40 + x) / 46.0) * amplitude);
+        }
+        painter.drawPath(wave);
+    }
+    return image;
+}
+
+/// A card as it is to look with \a picture in its image area.
+QImage expectation(const QWidget &widget, const NewsArticle &news, bool compact, const QColor &ground, double hover,
+                   const QImage &picture)
+{
+    const int width = widget.width();
+    const int height = widget.height();
+    const QRect area = compact ? QRect(0, 0, 168, height) : QRect(0, 0, width, 168);
+    QImage image = canvas(widget);
+    QPainter painter(&image);
+    painter.fillRect(widget.rect(), ground);
+    painter.drawPixmap(area, QPixmap::fromImage(picture));
+    QLinearGradient shade(0, area.bottom() - area.height() * 0.5, 0, area.bottom());
+    shade.setColorAt(0.0, QColor(11, 10, 9, 0));
+    shade.setColorAt(1.0, QColor(11, 10, 9, 160));
+    painter.fillRect(area, shade);
+    painter.setPen(hover > 0 ? QColor(0x30, 0x3a, 0x49) : QColor(0x20, 0x27, 0x33));
+    painter.drawRect(QRect(0, 0, width - 1, height - 1));
+    if (hover > 0) {
+        const int bar = static_cast<int>(height * hover);
+        painter.fillRect(QRect(0, (height - bar) / 2, 2, bar), QColor(0x6b, 0x9b, 0xd4));
+    }
+
+    const QRect text = compact ? QRect(188, 16, width - 208, height - 32) : QRect(20, 184, width - 40, height - 188);
+    int y = text.top();
+    const auto line = [&](const QFont &font, const QColor &color, int top, const QString &words) {
+        const int lineHeight = QFontMetrics(font).height();
+        painter.setFont(font);
+        painter.setPen(color);
+        painter.drawText(QRect(text.left(), top, text.width(), lineHeight), middleLeft, words);
+        return lineHeight;
+    };
+    if (!news.category.isEmpty()) {
+        y += line(theme::displayFont(9, 600, 2.0), QColor(0x6b, 0x9b, 0xd4), y, news.category) + 8;
+    }
+    const QFont title = theme::titleFont(compact ? 17 : 22);
+    y += line(title, QColor(0xe8, 0xeb, 0xf0), y,
+              QFontMetrics(title).elidedText(news.title, Qt::ElideRight, text.width()));
+    const QFont summary = theme::bodyFont(12, 400);
+    const int room = text.bottom() - y - QFontMetrics(summary).height() - 10;
+    if (room > 0) {
+        painter.setFont(summary);
+        painter.setPen(QColor(0x9a, 0xa4, 0xb4));
+        painter.drawText(QRect(text.left(), y + 6, text.width(), room), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap,
+                         news.summary);
+    }
+    const QFont date = theme::monoFont(10, 400, 0.6);
+    line(date, QColor(0x67, 0x71, 0x81), text.bottom() - QFontMetrics(date).height(),
+         u"OCTOBER 29, 2026   ·   1 MIN READ"_s);
+    return image;
+}
+
+const QColor panel(0x12, 0x17, 0x1f);
+
+} // namespace
+
+class tst_NewsCard : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+    void formsHaveTheirHeights_data();
+    void formsHaveTheirHeights();
+    void look_data();
+    void look();
+    void hoverBlendsGroundBorderAndMarker_data();
+    void hoverBlendsGroundBorderAndMarker();
+    void hoverRunsForATenthOfASecond();
+    void articleWithoutCategoryMovesUp();
+    void longTitleIsElided();
+    void summaryWithoutRoomIsSkipped();
+    void patternComesFromTheIdOrTheTitle();
+    void equalArticlesHaveEqualPatterns();
+    void pictureCoversItsArea_data();
+    void pictureCoversItsArea();
+    void brokenPictureGivesThePatternInSilence();
+    void imageFollowsTheSize();
+    void clickActivates_data();
+    void clickActivates();
+    void articleWithoutIdActivatesEmptily();
+    void hostileTextsArePaintedAsText_data();
+    void hostileTextsArePaintedAsText();
+    void nothingIsPaintedAtRest();
+    void cardIsNamedByItsArticle();
+
+private:
+    QTemporaryDir folder_;
+};
+
+void tst_NewsCard::initTestCase()
+{
+    const LogCapture quiet;
+    theme::Theme::apply();
+    QCOMPARE(NewsCard(article(), true).devicePixelRatio(), expectedRatio());
+}
+
+void tst_NewsCard::cleanup()
+{
+    const LogCapture quiet;
+    theme::setAnimationsEnabled(true);
+}
+
+void tst_NewsCard::formsHaveTheirHeights_data()
+{
+    QTest::addColumn<bool>("compact");
+    QTest::addColumn<int>("height");
+    QTest::newRow("compact") << true << 116;
+    QTest::newRow("large") << false << 300;
+}
+
+void tst_NewsCard::formsHaveTheirHeights()
+{
+    QFETCH(const bool, compact);
+    QFETCH(const int, height);
+    const NewsCard card(article(), compact);
+    QCOMPARE(card.minimumHeight(), height);
+    QCOMPARE(card.maximumHeight(), height);
+    QCOMPARE(card.sizePolicy(), QSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed));
+    QCOMPARE(card.cursor().shape(), Qt::PointingHandCursor);
+    QVERIFY(card.testAttribute(Qt::WA_Hover));
+}
+
+void tst_NewsCard::look_data()
+{
+    QTest::addColumn<bool>("compact");
+    QTest::addColumn<int>("width");
+    QTest::newRow("compact") << true << 900;
+    QTest::newRow("compact and narrow") << true << 420;
+    QTest::newRow("large") << false << 1348;
+    QTest::newRow("large and narrow") << false << 300;
+}
+
+void tst_NewsCard::look()
+{
+    QFETCH(const bool, compact);
+    QFETCH(const int, width);
+    NewsCard card(article(), compact);
+    card.resize(width, card.minimumHeight());
+    const QSize area = compact ? QSize(168, 116) : QSize(width, 168);
+    const QImage picture = pattern(u"the-water"_s, area, card.devicePixelRatio());
+    QCOMPARE(mismatch(snapshot(card), expectation(card, article(), compact, panel, 0.0, picture)), QString());
+}
+
+void tst_NewsCard::hoverBlendsGroundBorderAndMarker_data()
+{
+    QTest::addColumn<double>("hover");
+    QTest::addColumn<QColor>("ground");
+    QTest::newRow("half-way") << 0.5 << QColor(0x16, 0x1c, 0x25);
+    QTest::newRow("whole") << 1.0 << QColor(0x1a, 0x21, 0x2b);
+}
+
+void tst_NewsCard::hoverBlendsGroundBorderAndMarker()
+{
+    QFETCH(const double, hover);
+    QFETCH(const QColor, ground);
+    NewsCard card(article(), true);
+    card.resize(900, 116);
+    holdAt(card.findChild<QVariantAnimation *>(), hover);
+    const QImage picture = pattern(u"the-water"_s, QSize(168, 116), card.devicePixelRatio());
+    const QImage seen = snapshot(card);
+    QVERIFY(isNear(colorAt(seen, QPointF(600, 60)), ground, 1));
+    const QColor exact = colorAt(seen, QPointF(600, 60));
+    QCOMPARE(mismatch(seen, expectation(card, article(), true, exact, hover, picture)), QString());
+}
+
+void tst_NewsCard::hoverRunsForATenthOfASecond()
+{
+    NewsCard card(article(), true);
+    card.resize(900, 116);
+    auto *animation = card.findChild<QVariantAnimation *>();
+    QCOMPARE(animation->duration(), 110);
+    QCOMPARE(animation->easingCurve().type(), QEasingCurve::OutCubic);
+    QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
+    QCoreApplication::sendEvent(&card, &enter);
+    QCOMPARE(animation->state(), QAbstractAnimation::Running);
+    QCOMPARE(animation->endValue().toDouble(), 1.0);
+    holdAt(animation, 0.5);
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(&card, &leave);
+    QCOMPARE(animation->startValue().toDouble(), 0.5);
+    QCOMPARE(animation->endValue().toDouble(), 0.0);
+    const LogCapture quiet;
+    theme::setAnimationsEnabled(false);
+    QCoreApplication::sendEvent(&card, &enter);
+    QCOMPARE(colorAt(snapshot(card), QPointF(1, 58)), QColor(0x6b, 0x9b, 0xd4)); // the marker, at once
+}
+
+void tst_NewsCard::articleWithoutCategoryMovesUp()
+{
+    NewsArticle plain = article();
+    plain.category.clear();
+    NewsCard card(plain, true);
+    card.resize(900, 116);
+    const QImage picture = pattern(u"the-water"_s, QSize(168, 116), card.devicePixelRatio());
+    QCOMPARE(mismatch(snapshot(card), expectation(card, plain, true, panel, 0.0, picture)), QString());
+}
+
+void tst_NewsCard::longTitleIsElided()
+{
+    NewsArticle longer = article();
+    longer.title = QString(300, u'W');
+    NewsCard card(longer, false);
+    card.resize(600, 300);
+    const QImage picture = pattern(u"the-water"_s, QSize(600, 168), card.devicePixelRatio());
+    QCOMPARE(mismatch(snapshot(card), expectation(card, longer, false, panel, 0.0, picture)), QString());
+}
+
+void tst_NewsCard::summaryWithoutRoomIsSkipped()
+{
+    // The compact card's text area of 84 holds category, title and date; what is left decides on the summary.
+    NewsArticle without = article();
+    without.summary.clear();
+    NewsCard card(article(), true);
+    NewsCard bare(without, true);
+    card.resize(900, 116);
+    bare.resize(900, 116);
+    const int used =
+        QFontMetrics(theme::displayFont(9, 600, 2.0)).height() + 8 + QFontMetrics(theme::titleFont(17)).height();
+    const int room = 16 + 84 - 1 - 16 - used - QFontMetrics(theme::bodyFont(12, 400)).height() - 10;
+    QCOMPARE(snapshot(card) != snapshot(bare), room > 0);
+}
+
+void tst_NewsCard::patternComesFromTheIdOrTheTitle()
+{
+    NewsArticle nameless = article();
+    nameless.id.clear();
+    NewsCard card(nameless, true);
+    card.resize(900, 116);
+    const QImage picture = pattern(nameless.title, QSize(168, 116), card.devicePixelRatio());
+    QCOMPARE(mismatch(snapshot(card), expectation(card, nameless, true, panel, 0.0, picture)), QString());
+}
+
+void tst_NewsCard::equalArticlesHaveEqualPatterns()
+{
+    NewsCard first(article(), true);
+    NewsCard second(article(), true);
+    NewsArticle other = article();
+    other.id = u"another"_s;
+    NewsCard third(other, true);
+    for (NewsCard *card : {&first, &second, &third}) {
+        card->resize(900, 116);
+    }
+    QCOMPARE(snapshot(first), snapshot(second));
+    QVERIFY(snapshot(first) != snapshot(third));
+}
+
+void tst_NewsCard::pictureCoversItsArea_data()
+{
+    QTest::addColumn<QSize>("size");
+    QTest::newRow("wide") << QSize(800, 90);
+    QTest::newRow("tall") << QSize(90, 800);
+}
+
+void tst_NewsCard::pictureCoversItsArea()
+{
+    QFETCH(const QSize, size);
+    QImage stripes(size, QImage::Format_RGB32);
+    stripes.fill(Qt::red);
+    QPainter(&stripes).fillRect(QRect(size.width() / 2, 0, size.width(), size.height() / 2), Qt::blue);
+    NewsArticle news = article();
+    news.image = folder_.filePath(u"picture.png"_s);
+    QVERIFY(stripes.save(news.image));
+    NewsCard card(news, true);
+    card.resize(900, 116);
+
+    const double ratio = card.devicePixelRatio();
+    const QSize pixels = deviceSize(QSize(168, 116), ratio);
+    const QPixmap scaled = QPixmap(news.image).scaled(pixels, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+    QImage picture(pixels, QImage::Format_ARGB32_Premultiplied);
+    picture.setDevicePixelRatio(ratio);
+    picture.fill(Qt::transparent);
+    QPainter painter(&picture);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.drawPixmap(static_cast<int>((168 * ratio - scaled.width()) * 0.5),
+                       static_cast<int>((116 * ratio - scaled.height()) * 0.5), scaled);
+    painter.end();
+    QCOMPARE(mismatch(snapshot(card), expectation(card, news, true, panel, 0.0, picture)), QString());
+}
+
+void tst_NewsCard::brokenPictureGivesThePatternInSilence()
+{
+    NewsArticle news = article();
+    news.image = folder_.filePath(u"broken.png"_s);
+    QFile file(news.image);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("no picture") > 0);
+    file.close();
+    const LogCapture log;
+    NewsCard broken(news, true);
+    news.image = u"/nowhere.png"_s;
+    NewsCard missing(news, true);
+    NewsCard plain(article(), true);
+    for (NewsCard *card : {&broken, &missing, &plain}) {
+        card->resize(900, 116);
+    }
+    QCOMPARE(snapshot(broken), snapshot(plain));
+    QCOMPARE(snapshot(missing), snapshot(plain));
+    QVERIFY(log.texts().isEmpty());
+}
+
+void tst_NewsCard::imageFollowsTheSize()
+{
+    NewsCard card(article(), false);
+    for (const int width : {500, 900, 700}) {
+        card.resize(width, 300);
+        const QImage picture = pattern(u"the-water"_s, QSize(width, 168), card.devicePixelRatio());
+        QCOMPARE(mismatch(snapshot(card), expectation(card, article(), false, panel, 0.0, picture)), QString());
+    }
+}
+
+void tst_NewsCard::clickActivates_data()
+{
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::addColumn<QPoint>("release");
+    QTest::addColumn<int>("count");
+    QTest::newRow("left") << Qt::LeftButton << QPoint(400, 50) << 1;
+    QTest::newRow("right") << Qt::RightButton << QPoint(400, 50) << 0;
+    QTest::newRow("released outside") << Qt::LeftButton << QPoint(400, 200) << 0;
+}
+
+void tst_NewsCard::clickActivates()
+{
+    QFETCH(const Qt::MouseButton, button);
+    QFETCH(const QPoint, release);
+    QFETCH(const int, count);
+    NewsCard card(article(), true);
+    card.resize(900, 116);
+    const QSignalSpy activated(&card, &NewsCard::activated);
+    QTest::mousePress(&card, button, {}, QPoint(400, 50));
+    QTest::mouseRelease(&card, button, {}, release);
+    QCOMPARE(activated.size(), count);
+    if (count > 0) {
+        QCOMPARE(activated.first().first().toString(), u"the-water"_s);
+    }
+}
+
+void tst_NewsCard::articleWithoutIdActivatesEmptily()
+{
+    NewsArticle nameless = article();
+    nameless.id.clear();
+    NewsCard card(nameless, true);
+    card.resize(900, 116);
+    const QSignalSpy activated(&card, &NewsCard::activated);
+    QTest::mouseClick(&card, Qt::LeftButton);
+    QCOMPARE(activated.size(), 1);
+    QCOMPARE(activated.first().first().toString(), QString());
+}
+
+void tst_NewsCard::hostileTextsArePaintedAsText_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("markup") << u"<h1>Big</h1> <img src='x'> & <b>bold</b>"_s;
+    QTest::newRow("right to left") << u"שלום עולם العربية"_s;
+    QTest::newRow("emoji") << u"🕯🌲🌫"_s;
+    QTest::newRow("huge") << QString(10000, u'w');
+    QTest::newRow("lines") << QString(500, u'\n');
+}
+
+void tst_NewsCard::hostileTextsArePaintedAsText()
+{
+    QFETCH(const QString, text);
+    NewsArticle news = article();
+    news.title = text;
+    news.summary = text;
+    news.category = text;
+    for (const bool compact : {true, false}) {
+        NewsCard card(news, compact);
+        card.resize(600, card.minimumHeight());
+        const QSize area = compact ? QSize(168, 116) : QSize(600, 168);
+        const QImage picture = pattern(u"the-water"_s, area, card.devicePixelRatio());
+        QCOMPARE(mismatch(snapshot(card), expectation(card, news, compact, panel, 0.0, picture)), QString());
+    }
+}
+
+void tst_NewsCard::nothingIsPaintedAtRest()
+{
+    NewsCard card(article(), true);
+    card.resize(600, 116);
+    card.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&card));
+    QEvent leave(QEvent::Leave); // wherever the pointer is
+    QCoreApplication::sendEvent(&card, &leave);
+    QTRY_COMPARE(card.findChild<QVariantAnimation *>()->state(), QAbstractAnimation::Stopped);
+    QCoreApplication::processEvents();
+    PaintCounter paints(&card);
+    QTest::qWait(300); // time is what this tests
+    QCOMPARE(paints.count(), 0);
+}
+
+void tst_NewsCard::cardIsNamedByItsArticle()
+{
+    const NewsCard card(article(), true);
+    QCOMPARE(card.accessibleName(), article().title);
+    QCOMPARE(card.accessibleDescription(), article().summary);
+}
+
+int main(int argc, char **argv)
+{
+    return runPixelTest<tst_NewsCard>(argc, argv);
+}
+
+#include "tst_NewsCard.moc"
