@@ -4,7 +4,11 @@
 #include "Hand.h"
 
 #include "core/ConfigManager.h"
+#include "pages/SettingsPage.h"
 #include "shell/MainWindow.h"
+#include "shell/NavTab.h"
+#include "widgets/ChannelSelector.h"
+#include "widgets/NewsCard.h"
 #include "widgets/PrimaryButton.h"
 
 #include <QApplication>
@@ -17,6 +21,7 @@
 #include <QLabel>
 #include <QProcess>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QWindow>
@@ -109,6 +114,8 @@ bool Demo::play()
         {u"Start the launcher for the first time"_s, &Demo::firstStart},
         {u"Begin to install and cancel"_s, &Demo::cancelInstall},
         {u"Install the game"_s, &Demo::install},
+        {u"Look at every page"_s, &Demo::visitPages},
+        {u"Read the news"_s, &Demo::readNews},
         {u"Play"_s, &Demo::playGame},
         {u"Publish build 1.1.0, and 1.2.0-beta on the beta branch"_s, &Demo::publishUpdate},
         {u"Close the launcher and start it again"_s, &Demo::restart},
@@ -193,7 +200,7 @@ bool Demo::serve()
     if (!studio_.start(server, &error)) {
         return complain(error);
     }
-    studio_.setDocument(u"/api/v1/news"_s, contentOf(u":/data/news.json"_s));
+    studio_.setDocument(u"/api/v1/news"_s, contentOf(u":/demo/news.json"_s));
     studio_.setDocument(u"/api/v1/status"_s, R"({"status":"online"})");
     say(u"      "_s + studio_.url(u"/"_s).toString());
 
@@ -268,6 +275,31 @@ bool Demo::update()
     return installPending(updateVersion) && installedFilesAreThoseOf(buildFolder(updateVersion));
 }
 
+bool Demo::visitPages()
+{
+    for (const QString &tab : {u"Community"_s, u"Settings"_s, u"Home"_s}) {
+        if (!openPage(tab) || !album_.keep(launcher_->window().grab(), u"page "_s + tab)) {
+            return complain(u"The page %1 did not open."_s.arg(tab));
+        }
+    }
+    return true;
+}
+
+bool Demo::readNews()
+{
+    const auto cards = [this] { return launcher_->window().findChildren<NewsCard *>(); };
+    const auto liveFeedShown = [&cards] { return cards().size() == 5; };
+    if (!openPage(u"News"_s) || !launcher_->run([] {}, liveFeedShown, stepTimeoutMs)) {
+        return complain(u"The live feed did not arrive."_s);
+    }
+    album_.keep(launcher_->window().grab(), u"page News"_s);
+    if (!click(*cards().constFirst()) || !windowShows(u"Lantern week begins on Friday"_s)) {
+        return complain(u"The first article did not open."_s);
+    }
+    album_.keep(launcher_->window().grab(), u"article"_s);
+    return openPage(u"Home"_s);
+}
+
 bool Demo::damage()
 {
     QStringList files = largestFilesBelow(buildFolder(updateVersion));
@@ -290,7 +322,7 @@ bool Demo::damage()
 
 bool Demo::repair()
 {
-    const auto verify = [this] { launcher_->game().verifyFiles(); };
+    const auto verify = [this] { pressVerify(); };
     if (!settlesAt(verify, GameState::Installed) ||
         !passedExactly({GameState::Verifying, GameState::Repairing, GameState::Downloading, GameState::Installing,
                         GameState::Installed})) {
@@ -306,7 +338,7 @@ bool Demo::repair()
 
 bool Demo::verifyAgain()
 {
-    const auto verify = [this] { launcher_->game().verifyFiles(); };
+    const auto verify = [this] { pressVerify(); };
     return settlesAt(verify, GameState::Installed) && passedExactly({GameState::Verifying, GameState::Installed}) &&
            (launcher_->verification().filesNeedingRepair().isEmpty() || complain(u"Damage is left."_s));
 }
@@ -377,6 +409,49 @@ bool Demo::press(const QString &caption)
     return (button->text() == caption && click(*button)) || complain(u"The button does not offer "_s + caption);
 }
 
+bool Demo::openPage(const QString &tab)
+{
+    const QList<NavTab *> tabs = launcher_->window().findChildren<NavTab *>();
+    const auto found =
+        std::find_if(tabs.begin(), tabs.end(), [&tab](const NavTab *candidate) { return candidate->text() == tab; });
+    const auto opened = [&found] { return (*found)->isChecked(); };
+    return found != tabs.end() && click(**found) && launcher_->run([] {}, opened, stepTimeoutMs);
+}
+
+/// Goes to the settings and clicks on the button there; then back home, where the states are seen.
+bool Demo::pressVerify()
+{
+    if (!openPage(u"Settings"_s)) {
+        return false;
+    }
+    const QList<QPushButton *> buttons = launcher_->window().findChildren<QPushButton *>();
+    for (QPushButton *button : buttons) {
+        if (button->text() == "Verify files"_L1) {
+            launcher_->window().findChild<SettingsPage *>()->findChild<QScrollArea *>()->ensureWidgetVisible(button);
+            return click(*button);
+        }
+    }
+    return complain(u"There is no button to verify the files."_s);
+}
+
+/// Opens the list in the title bar and clicks on the branch.
+bool Demo::chooseBranch(const QString &id)
+{
+    const auto *selector = launcher_->window().findChild<ChannelSelector *>();
+    const auto opened = [] { return QApplication::activePopupWidget() != nullptr; };
+    if (!click(*selector) || !launcher_->run([] {}, opened, stepTimeoutMs)) {
+        return complain(u"The list of branches did not open."_s);
+    }
+    album_.keepScreen(u"branches"_s);
+    const QList<QWidget *> rows = QApplication::activePopupWidget()->findChildren<QWidget *>();
+    for (const QWidget *row : rows) {
+        if (row->accessibleName() == id) {
+            return click(*row);
+        }
+    }
+    return complain(u"The list does not hold the branch "_s + id);
+}
+
 /// Keeps a picture of the window in each state, and compares what it shows with the state.
 void Demo::watchWindow()
 {
@@ -409,7 +484,7 @@ bool Demo::selectChannel(const QString &id)
     const auto offered = [this, &game] {
         return launcher_->serviceStatus() != ServiceStatus::Connecting && game.state() == GameState::UpdateAvailable;
     };
-    return (launcher_->run([&game, id] { game.selectChannel(id); }, offered, stepTimeoutMs) &&
+    return (launcher_->run([this, id] { chooseBranch(id); }, offered, stepTimeoutMs) &&
             game.currentChannelId() == id) ||
            complain(u"The branch's build was not offered."_s);
 }

@@ -42,6 +42,8 @@ private:
     bool publishUpdate();
     bool restart();
     bool update();
+    bool visitPages();
+    bool readNews();
     bool damage();
     bool repair();
     bool verifyAgain();
@@ -52,6 +54,9 @@ private:
     bool writeProfile() const;
     bool startLauncher(GameState resting);
     bool press(const QString &caption);
+    bool openPage(const QString &tab);
+    bool pressVerify();
+    bool chooseBranch(const QString &id);
     void watchWindow();
     bool windowShows(const QString &text) const;
     bool installPending(const QString &version);
