@@ -1,0 +1,579 @@
+#include "pages/NewsPage.h"
+
+#include "PageProbe.h"
+#include "core/Format.h"
+#include "net/ApiClient.h"
+#include "support/LogCapture.h"
+#include "support/TestEnvironment.h"
+#include "support/TestStudio.h"
+#include "theme/Fonts.h"
+#include "theme/Palette.h"
+#include "theme/Theme.h"
+#include "widgets/NewsCard.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFrame>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLabel>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QStackedWidget>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <optional>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace velmo;
+using namespace velmo::test;
+namespace color = velmo::theme::color;
+
+namespace {
+
+const QString feedPath = u"/api/v1/news"_s;
+const QString bundledTitle = u"The water moves now"_s;
+
+QJsonObject article(const QString &id, const QString &title, const QString &date, const QString &body = {})
+{
+    return {{u"id"_s, id},
+            {u"title"_s, title},
+            {u"date"_s, date},
+            {u"category"_s, u"Update"_s},
+            {u"summary"_s, u"What it is about."_s},
+            {u"body"_s, body}};
+}
+
+QByteArray feedOf(const QJsonArray &articles)
+{
+    return QJsonDocument(QJsonObject{{u"articles"_s, articles}}).toJson(QJsonDocument::Compact);
+}
+
+QByteArray bigFeed(int count)
+{
+    QJsonArray articles;
+    for (int i = 0; i < count; ++i) {
+        articles.append(article(u"id-%1"_s.arg(i), u"Article %1"_s.arg(i),
+                                QDate(2026, 1, 1).addDays(-i).toString(Qt::ISODate), u"Some words."_s));
+    }
+    return feedOf(articles);
+}
+
+/// A page against the studio, in a window of the usual content size.
+struct Fixture {
+    Fixture()
+    {
+        page.resize(1400, 734);
+        stack = page.findChild<QStackedWidget *>();
+        listView = qobject_cast<QScrollArea *>(stack->widget(0));
+        articleView = qobject_cast<QScrollArea *>(stack->widget(1));
+        listLayout = qobject_cast<QVBoxLayout *>(listView->widget()->layout());
+        articleLayout = qobject_cast<QVBoxLayout *>(articleView->widget()->layout());
+    }
+
+    QList<NewsCard *> cards() const
+    {
+        QList<NewsCard *> result;
+        for (int i = 0; i < listLayout->count(); ++i) {
+            if (auto *card = qobject_cast<NewsCard *>(listLayout->itemAt(i)->widget())) {
+                result.append(card);
+            }
+        }
+        return result;
+    }
+    QStringList titles() const
+    {
+        QStringList result;
+        for (const NewsCard *card : cards()) {
+            result.append(card->accessibleName());
+        }
+        return result;
+    }
+    QLabel *emptyLabel() const
+    {
+        return labelReading(page,
+                            u"There is nothing to show yet.\nNews will appear here once the launcher can reach the "
+                            "Velmo Games servers."_s);
+    }
+    /// Shows the page and waits for the live feed's \a count articles.
+    bool load(int count)
+    {
+        page.show();
+        page.onPageShown();
+        return QTest::qWaitFor([this, count] { return cards().size() == count; });
+    }
+    void open(int index) { emit cards().at(index)->activated(ids.at(index)); }
+
+    ApiClient api;
+    NewsPage page{&api};
+    QStringList ids{u"a"_s, u"b"_s, u"c"_s, u"d"_s};
+    QStackedWidget *stack = nullptr;
+    QScrollArea *listView = nullptr;
+    QScrollArea *articleView = nullptr;
+    QVBoxLayout *listLayout = nullptr;
+    QVBoxLayout *articleLayout = nullptr;
+};
+
+} // namespace
+
+class tst_NewsPage : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanupTestCase();
+
+    void listViewIsBuilt();
+    void readingViewIsBuilt();
+    void nothingIsLoadedBeforeThePageIsShown();
+    void pageLoadsOnce();
+    void bundledArticlesShowAtOnce();
+    void liveFeedReplacesThem();
+    void unreachableFeedKeepsThem();
+    void emptyFeedKeepsThem();
+    void uselessFeedKeepsThem();
+    void firstCardIsTheLargeOne();
+    void rebuildLeavesOneStretch();
+
+    void cardOpensItsArticle();
+    void articleWithoutCategoryHidesTheLabel();
+    void bodyIsRendered();
+    void secondArticleReplacesTheFirst();
+    void unknownArticleChangesNothing();
+    void backKeepsTheListsPlace();
+    void nextArticleStartsAtTheTop();
+    void liveFeedLeavesTheOpenArticleAlone();
+    void pageMayGoBeforeTheReply();
+
+    void hostileFeedIsShownAsText();
+    void deepFeedDoesNoHarm();
+    void manyArticlesOpenAndScrollQuickly();
+
+private:
+    std::optional<TestStudio> studio_;
+};
+
+void tst_NewsPage::initTestCase()
+{
+    studio_.emplace();
+    writeGameProfile({{u"studio"_s, u"VELMO  GAMES o'NEIL"_s},
+                      {u"endpoints"_s, QJsonObject{{u"news"_s, studio_->url(feedPath).toString()}}}});
+    const LogCapture quiet;
+    theme::Theme::apply();
+}
+
+void tst_NewsPage::init()
+{
+    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Newest"_s, u"2026-11-10"_s, u"One."_s),
+                                              article(u"b"_s, u"Middle"_s, u"2026-11-09"_s, u"Two."_s),
+                                              article(u"c"_s, u"Oldest"_s, u"2026-11-08"_s, u"Three."_s)}));
+    (*studio_)->clearRequests();
+}
+
+void tst_NewsPage::cleanupTestCase()
+{
+    studio_.reset();
+}
+
+void tst_NewsPage::listViewIsBuilt()
+{
+    const Fixture f;
+    QCOMPARE(f.page.layout()->contentsMargins(), QMargins(0, 0, 0, 0));
+    QCOMPARE(f.stack->count(), 2);
+    QCOMPARE(f.stack->currentWidget(), f.listView);
+    for (const QScrollArea *view : {f.listView, f.articleView}) {
+        QVERIFY(view->widgetResizable());
+        QCOMPARE(view->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+        QCOMPARE(view->frameShape(), QFrame::NoFrame);
+        QCOMPARE(view->widget()->layout()->contentsMargins(), QMargins(26, 26, 26, 26));
+    }
+    QCOMPARE(f.listLayout->spacing(), 14);
+    const QLabel *heading = labelReading(f.page, u"News"_s);
+    QCOMPARE(look(*heading), plainLook(theme::titleFont(30), color::text));
+    // Each word of the studio's name begins with a capital, whatever stands between them.
+    const QLabel *intro = labelReading(f.page, u"Development updates and announcements from Velmo  Games O'neil."_s);
+    QVERIFY(intro);
+    QCOMPARE(look(*intro), plainLook(theme::bodyFont(13, 400), color::textMuted));
+    QVERIFY(f.emptyLabel()->isHidden());
+    QCOMPARE(look(*f.emptyLabel()), plainLook(theme::bodyFont(13, 400), color::textDim));
+    QCOMPARE(itemsOf(*f.listLayout), (QStringList{u"News"_s, intro->text(), u"gap 14"_s, f.emptyLabel()->text()}));
+}
+
+void tst_NewsPage::readingViewIsBuilt()
+{
+    const Fixture f;
+    QCOMPARE(f.articleLayout->spacing(), 0);
+    const QPushButton *back = buttonReading(f.page, u"Back to news"_s);
+    QCOMPARE(back->property("role").toString(), u"secondary"_s);
+    QCOMPARE(back->cursor().shape(), Qt::PointingHandCursor);
+    QCOMPARE(back->minimumWidth(), 180);
+    QCOMPARE(back->maximumWidth(), 180);
+    const auto label = [&f](int index) { return qobject_cast<QLabel *>(f.articleLayout->itemAt(index)->widget()); };
+    const auto gap = [&f](int index) { return f.articleLayout->itemAt(index)->spacerItem()->sizeHint().height(); };
+    QCOMPARE(f.articleLayout->itemAt(0)->widget(), back);
+    QCOMPARE(f.articleLayout->itemAt(0)->alignment(), Qt::AlignLeft);
+    QCOMPARE(gap(1), 26);
+    QCOMPARE(look(*label(2)), plainLook(theme::displayFont(10, 600, 2.2), color::accent));
+    QCOMPARE(gap(3), 10);
+    QCOMPARE(look(*label(4)), plainLook(theme::titleFont(38), color::text));
+    QVERIFY(label(4)->wordWrap());
+    QCOMPARE(label(4)->minimumWidth(), 720);
+    QCOMPARE(label(4)->maximumWidth(), 720);
+    QCOMPARE(label(4)->sizePolicy().horizontalPolicy(), QSizePolicy::Fixed);
+    QCOMPARE(label(4)->sizePolicy().verticalPolicy(), QSizePolicy::Minimum);
+    QCOMPARE(gap(5), 12);
+    QCOMPARE(look(*label(6)), plainLook(theme::monoFont(10, 400, 0.8), color::textDim));
+    QCOMPARE(gap(7), 22);
+    const auto *divider = qobject_cast<QFrame *>(f.articleLayout->itemAt(8)->widget());
+    QCOMPARE(divider->minimumHeight(), 1);
+    QCOMPARE(divider->maximumHeight(), 1);
+    QCOMPARE(divider->maximumWidth(), 720);
+    QCOMPARE(divider->styleSheet(), u"background-color: #202733;"_s);
+    QCOMPARE(gap(9), 24);
+    const QWidget *body = f.articleLayout->itemAt(10)->widget();
+    QCOMPARE(body->maximumWidth(), 720);
+    QCOMPARE(body->layout()->contentsMargins(), QMargins(0, 0, 0, 0));
+    QCOMPARE(body->layout()->spacing(), 0);
+    QCOMPARE(f.articleLayout->stretch(11), 1);
+    QCOMPARE(f.articleLayout->count(), 12);
+}
+
+void tst_NewsPage::nothingIsLoadedBeforeThePageIsShown()
+{
+    const Fixture f;
+    QVERIFY(f.cards().isEmpty());
+    QVERIFY((*studio_)->requests(feedPath).isEmpty());
+}
+
+void tst_NewsPage::pageLoadsOnce()
+{
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(3));
+    const QList<NewsCard *> cards = f.cards();
+    f.page.onPageShown();
+    f.page.onPageShown();
+    QTest::qWait(50); // time for a second request, were there one
+    QCOMPARE((*studio_)->requests(feedPath).size(), 1);
+    QCOMPARE(f.cards(), cards);
+}
+
+void tst_NewsPage::bundledArticlesShowAtOnce()
+{
+    const LogCapture quiet;
+    Fixture f;
+    f.page.onPageShown();
+    QCOMPARE(f.titles(), QStringList{bundledTitle}); // before any reply
+    QVERIFY(f.emptyLabel()->isHidden());
+}
+
+void tst_NewsPage::liveFeedReplacesThem()
+{
+    const LogCapture log;
+    Fixture f;
+    QVERIFY(f.load(3));
+    QCOMPARE(f.titles(), (QStringList{u"Newest"_s, u"Middle"_s, u"Oldest"_s}));
+    QVERIFY(log.texts(u"velmo.ui"_s).isEmpty());
+}
+
+void tst_NewsPage::unreachableFeedKeepsThem()
+{
+    (*studio_)->removeDocument(feedPath);
+    const LogCapture log;
+    Fixture f;
+    f.page.onPageShown();
+    QTRY_COMPARE(log.texts(u"velmo.ui"_s).size(), 1);
+    QVERIFY(log.texts(u"velmo.ui"_s)
+                .first()
+                .startsWith(u"INFO velmo.ui: News feed unavailable, showing bundled articles: \""_s));
+    QCOMPARE(f.titles(), QStringList{bundledTitle});
+}
+
+void tst_NewsPage::emptyFeedKeepsThem()
+{
+    (*studio_)->setDocument(feedPath, feedOf({}));
+    const LogCapture log;
+    Fixture f;
+    f.page.onPageShown();
+    QTRY_COMPARE(log.texts(u"velmo.ui"_s),
+                 QStringList{u"WARN velmo.ui: News feed contained no usable articles: \"\""_s});
+    QCOMPARE(f.titles(), QStringList{bundledTitle});
+}
+
+void tst_NewsPage::uselessFeedKeepsThem()
+{
+    (*studio_)->setDocument(feedPath, feedOf({QJsonObject{{u"title"_s, u"No date"_s}}}));
+    const LogCapture log;
+    Fixture f;
+    f.page.onPageShown();
+    QTRY_COMPARE(log.texts(u"velmo.ui"_s).size(), 1);
+    QCOMPARE(f.titles(), QStringList{bundledTitle});
+}
+
+void tst_NewsPage::firstCardIsTheLargeOne()
+{
+    QJsonObject featured = article(u"b"_s, u"Featured"_s, u"2026-11-09"_s);
+    featured.insert(u"featured"_s, true);
+    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Newest"_s, u"2026-11-10"_s), featured}));
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    QCOMPARE(f.cards().at(0)->height(), 300);
+    QCOMPARE(f.cards().at(1)->height(), 116); // its flag has no part in it
+    const int last = f.listLayout->count() - 1;
+    QCOMPARE(f.listLayout->stretch(last - 1), 0);
+}
+
+void tst_NewsPage::rebuildLeavesOneStretch()
+{
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(3)); // the second build, after the bundled one
+    const QStringList items = itemsOf(*f.listLayout);
+    QCOMPARE(items.filter(u"stretch"_s), QStringList{u"stretch 1"_s});
+    QCOMPARE(items.last(), u"stretch 1"_s);
+    QCOMPARE(items.mid(0, 3).last(), u"gap 14"_s);
+    QCOMPARE(items.first(), u"News"_s);
+    QCOMPARE(items.size(), 4 + 3 + 1);
+    QTRY_COMPARE(f.page.findChildren<NewsCard *>().size(), 3); // the bundled one is deleted
+}
+
+void tst_NewsPage::cardOpensItsArticle()
+{
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(3));
+    QTest::mouseClick(f.cards().at(1), Qt::LeftButton);
+    QCOMPARE(f.stack->currentWidget(), f.articleView);
+    QVERIFY(labelReading(f.page, u"Middle"_s));
+    QVERIFY(labelReading(f.page, u"UPDATE"_s));
+    QVERIFY(!labelReading(f.page, u"UPDATE"_s)->isHidden());
+    QVERIFY(labelReading(f.page, u"November 9, 2026   ·   1 MIN READ"_s));
+    QVERIFY(labelReading(f.page, u"Two."_s));
+}
+
+void tst_NewsPage::articleWithoutCategoryHidesTheLabel()
+{
+    QJsonObject plain = article(u"a"_s, u"Plain"_s, u"2026-11-10"_s);
+    plain.remove(u"category"_s);
+    (*studio_)->setDocument(feedPath, feedOf({plain, article(u"b"_s, u"Other"_s, u"2026-11-09"_s)}));
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    const QWidget *category = f.articleLayout->itemAt(2)->widget();
+    QVERIFY(category->isHidden());
+    QCOMPARE(f.articleLayout->itemAt(3)->spacerItem()->sizeHint().height(), 10);
+    f.open(1);
+    QVERIFY(!category->isHidden());
+}
+
+void tst_NewsPage::bodyIsRendered()
+{
+    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Rendered"_s, u"2026-11-10"_s,
+                                                      u"A paragraph.\n\n## A heading\n\n- A bullet"_s),
+                                              article(u"b"_s, u"Other"_s, u"2026-11-09"_s)}));
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    const auto *body = qobject_cast<QVBoxLayout *>(f.articleLayout->itemAt(10)->widget()->layout());
+    const QStringList items = itemsOf(*body);
+    QCOMPARE(items.size(), 7);
+    QCOMPARE(items.mid(0, 5), (QStringList{u"A paragraph."_s, u"gap 16"_s, u"gap 24"_s, u"A heading"_s, u"gap 12"_s}));
+    QCOMPARE(items.last(), u"gap 6"_s);
+
+    const QLabel *paragraph = labelReading(f.page, u"A paragraph."_s);
+    QCOMPARE(look(*paragraph), plainLook(theme::bodyFont(13, 400), color::textMuted));
+    QCOMPARE(paragraph->minimumWidth(), 720);
+    QCOMPARE(paragraph->alignment(), Qt::AlignLeft | Qt::AlignTop);
+    QCOMPARE(paragraph->textInteractionFlags(), Qt::TextSelectableByMouse);
+    const QLabel *heading = labelReading(f.page, u"A heading"_s);
+    QCOMPARE(look(*heading), plainLook(theme::displayFont(13, 600, 2.0), color::accent));
+    QCOMPARE(heading->minimumWidth(), 720);
+    const QLabel *bullet = labelReading(f.page, u"A bullet"_s);
+    QCOMPARE(look(*bullet), plainLook(theme::bodyFont(13, 400), color::textMuted));
+    QCOMPARE(bullet->minimumWidth(), 690);
+    QVERIFY(!bullet->textInteractionFlags().testFlag(Qt::TextSelectableByMouse));
+    for (const QLabel *label : {paragraph, heading, bullet}) {
+        QVERIFY(label->wordWrap());
+        QCOMPARE(label->maximumWidth(), label->minimumWidth());
+        QCOMPARE(label->sizePolicy().horizontalPolicy(), QSizePolicy::Fixed);
+        QCOMPARE(label->sizePolicy().verticalPolicy(), QSizePolicy::Minimum);
+    }
+    const QLabel *marker = labelReading(f.page, u"—"_s);
+    QCOMPARE(look(*marker), plainLook(theme::bodyFont(13, 400), color::accentDim));
+    QCOMPARE(marker->minimumWidth(), 14);
+    QCOMPARE(marker->alignment(), Qt::AlignLeft | Qt::AlignTop);
+    const auto *row = qobject_cast<QHBoxLayout *>(marker->parentWidget()->layout());
+    QCOMPARE(row->contentsMargins(), QMargins(2, 0, 0, 0));
+    QCOMPARE(row->spacing(), 12);
+    QCOMPARE(row->stretch(1), 1);
+}
+
+void tst_NewsPage::secondArticleReplacesTheFirst()
+{
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(3));
+    f.open(0);
+    f.open(1);
+    QTRY_VERIFY(!labelReading(f.page, u"One."_s));
+    QVERIFY(labelReading(f.page, u"Two."_s));
+    const auto *body = qobject_cast<QVBoxLayout *>(f.articleLayout->itemAt(10)->widget()->layout());
+    QCOMPARE(body->count(), 2);
+}
+
+void tst_NewsPage::unknownArticleChangesNothing()
+{
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(3));
+    emit f.cards().at(0)->activated(u"gone"_s);
+    QCOMPARE(f.stack->currentWidget(), f.listView);
+}
+
+void tst_NewsPage::backKeepsTheListsPlace()
+{
+    (*studio_)->setDocument(feedPath, bigFeed(40));
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(40));
+    QTRY_VERIFY(f.listView->verticalScrollBar()->maximum() > 500);
+    f.listView->verticalScrollBar()->setValue(431);
+    emit f.cards().at(5)->activated(u"id-5"_s);
+    QCOMPARE(f.stack->currentWidget(), f.articleView);
+    QTest::mouseClick(buttonReading(f.page, u"Back to news"_s), Qt::LeftButton);
+    QCOMPARE(f.stack->currentWidget(), f.listView);
+    QCOMPARE(f.listView->verticalScrollBar()->value(), 431);
+}
+
+void tst_NewsPage::nextArticleStartsAtTheTop()
+{
+    QString body;
+    for (int i = 0; i < 80; ++i) {
+        body += u"A paragraph.\n\n"_s;
+    }
+    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body),
+                                              article(u"b"_s, u"Also long"_s, u"2026-11-09"_s, body)}));
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    QTRY_VERIFY(f.articleView->verticalScrollBar()->maximum() > 300);
+    f.articleView->verticalScrollBar()->setValue(300);
+    f.open(1);
+    QCOMPARE(f.articleView->verticalScrollBar()->value(), 0);
+}
+
+void tst_NewsPage::liveFeedLeavesTheOpenArticleAlone()
+{
+    const LogCapture quiet;
+    Fixture f;
+    f.page.show();
+    f.page.onPageShown();
+    QTest::mouseClick(f.cards().at(0), Qt::LeftButton); // the bundled one, before the reply
+    QCOMPARE(f.stack->currentWidget(), f.articleView);
+    QTRY_COMPARE(f.cards().size(), 3);
+    QCOMPARE(f.stack->currentWidget(), f.articleView);
+    QVERIFY(labelReading(f.page, bundledTitle));
+}
+
+void tst_NewsPage::pageMayGoBeforeTheReply()
+{
+    const LogCapture log;
+    ApiClient api;
+    {
+        NewsPage page(&api);
+        page.onPageShown();
+    }
+    QTRY_COMPARE((*studio_)->requests(feedPath).size(), 1);
+    QTest::qWait(100); // for the reply, which finds nobody
+    QVERIFY(log.texts(u"velmo.ui"_s).isEmpty());
+}
+
+void tst_NewsPage::hostileFeedIsShownAsText()
+{
+    QJsonArray articles;
+    const QStringList texts{u"<h1>Big</h1><img src='file:///etc/passwd'><script>x</script>"_s, u"שלום עולם العربية"_s,
+                            u"🕯🌲🌫"_s, QString(20000, u'w'), QString(3000, u'\n')};
+    for (const QString &text : texts) {
+        QJsonObject hostile = article(text, text, u"2026-11-10"_s, text);
+        hostile.insert(u"category"_s, text);
+        hostile.insert(u"summary"_s, text);
+        hostile.insert(u"image"_s, text);
+        articles.append(hostile);
+    }
+    (*studio_)->setDocument(feedPath, feedOf(articles));
+    const LogCapture quiet;
+    Fixture f;
+    f.page.show();
+    f.page.onPageShown();
+    QTRY_VERIFY(f.cards().size() >= 4);
+    const QList<NewsCard *> cards = f.cards();
+    for (NewsCard *card : cards) {
+        QCOMPARE(card->width(), cards.first()->width());
+        emit card->activated(card->accessibleName());
+        const QList<QLabel *> labels = f.page.findChildren<QLabel *>();
+        for (const QLabel *label : labels) {
+            QCOMPARE(label->textFormat(), Qt::PlainText);
+        }
+        QVERIFY(!f.page.grab().isNull());
+        f.stack->setCurrentWidget(f.listView);
+    }
+}
+
+void tst_NewsPage::deepFeedDoesNoHarm()
+{
+    (*studio_)->setDocument(feedPath, "{\"articles\":" + QByteArray(2000, '[') + QByteArray(2000, ']') + '}');
+    const LogCapture log;
+    Fixture f;
+    f.page.onPageShown();
+    QTRY_COMPARE(log.texts(u"velmo.ui"_s).size(), 1);
+    QCOMPARE(f.titles(), QStringList{bundledTitle});
+}
+
+void tst_NewsPage::manyArticlesOpenAndScrollQuickly()
+{
+    (*studio_)->setDocument(feedPath, bigFeed(500));
+    const LogCapture quiet;
+    Fixture f;
+    f.page.show();
+    QElapsedTimer clock;
+    clock.start();
+    f.page.onPageShown();
+    f.page.grab();
+    const double openMs = static_cast<double>(clock.nsecsElapsed()) / 1e6;
+    QTRY_COMPARE(f.cards().size(), 500);
+    QCoreApplication::processEvents();
+    QScrollBar *bar = f.listView->verticalScrollBar();
+    QTRY_VERIFY(bar->maximum() > 50000);
+    QImage image(f.listView->size(), QImage::Format_ARGB32_Premultiplied);
+    QList<double> steps;
+    for (int i = 0; i < 60; ++i) {
+        clock.restart();
+        bar->setValue(bar->value() + 120);
+        f.listView->render(&image);
+        steps.append(static_cast<double>(clock.nsecsElapsed()) / 1e6);
+    }
+    std::sort(steps.begin(), steps.end());
+    const double usual = steps.at(steps.size() / 2);
+    qInfo("opened in %.1f ms; a scroll step in %.1f ms, at worst %.1f ms", openMs, usual, steps.last());
+    QVERIFY(bar->value() > 5000);
+    if (!VELMO_SLOW_BUILD) {
+        QVERIFY(openMs < 150.0);
+        QVERIFY(usual < 16.0);
+    }
+}
+
+int main(int argc, char **argv)
+{
+    return runTest<tst_NewsPage, QApplication>(argc, argv);
+}
+
+#include "tst_NewsPage.moc"
