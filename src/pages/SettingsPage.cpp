@@ -175,7 +175,7 @@ void SettingsPage::addAppearanceSection(QVBoxLayout *layout)
                      color::textMuted, scale));
 }
 
-void SettingsPage::addMaintenanceSection(QVBoxLayout *layout)
+void SettingsPage::addMaintenanceSection(QVBoxLayout *layout) const
 {
     QWidget *content = layout->parentWidget();
     addSection(layout, u"Maintenance"_s);
@@ -229,7 +229,7 @@ QCheckBox *SettingsPage::addToggle(QVBoxLayout *layout, const QString &label, co
     return box;
 }
 
-void SettingsPage::addAutostart(QVBoxLayout *layout)
+void SettingsPage::addAutostart(QVBoxLayout *layout) const
 {
     auto *row = new SettingRow(u"Start with Windows"_s,
                                u"Launch automatically when you sign in, minimised to the system tray."_s,

@@ -59,7 +59,7 @@ ChannelSelector::ChannelSelector(QWidget *parent)
 void ChannelSelector::setChannelId(const QString &channelId)
 {
     channelId_ = channelId;
-    setFixedWidth(sizeHint().width());
+    setFixedWidth(boxSize().width());
     setAccessibleDescription(shownName());
     updateGeometry();
     update();
@@ -72,7 +72,7 @@ QString ChannelSelector::shownName() const
 
 QSize ChannelSelector::sizeHint() const
 {
-    return {QFontMetrics(nameFont()).horizontalAdvance(shownName()) + namePadding, boxHeight};
+    return boxSize();
 }
 
 void ChannelSelector::enterEvent(QEnterEvent *event)
@@ -124,6 +124,11 @@ void ChannelSelector::paintEvent(QPaintEvent * /*event*/)
     chevron.lineTo(cx, cy + 2.0);
     chevron.lineTo(cx + 3.5, cy - 1.5);
     painter.drawPath(chevron);
+}
+
+QSize ChannelSelector::boxSize() const
+{
+    return {QFontMetrics(nameFont()).horizontalAdvance(shownName()) + namePadding, boxHeight};
 }
 
 void ChannelSelector::showPopup()

@@ -36,6 +36,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    QSize boxSize() const;
     void showPopup();
     QPoint popupPosition(int popupHeight) const;
 

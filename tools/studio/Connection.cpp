@@ -133,7 +133,9 @@ void Connection::sendBody()
         const qint64 rate = site_->bytesPerSecond();
         if (rate > 0) {
             most = std::min(most, bucket_.available(rate, clock_.nsecsElapsed()));
-            if (most == 0) {
+            // A hundredth of a second's worth at least: whoever sends every byte that time grants sends nothing else.
+            const qint64 worthwhile = std::clamp<qint64>(rate / 100, 1, blockBytes);
+            if (most < std::min(worthwhile, reply_.body.remaining())) {
                 refill_.start(refillTime);
                 return;
             }
