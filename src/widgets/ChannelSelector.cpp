@@ -56,6 +56,12 @@ ChannelSelector::ChannelSelector(QWidget *parent)
     setChannelId(gameProfile().defaultChannel);
 }
 
+ChannelSelector::~ChannelSelector()
+{
+    // Here and not with the other children: the list reports its end to this object, which must still be whole.
+    delete popup_;
+}
+
 void ChannelSelector::setChannelId(const QString &channelId)
 {
     channelId_ = channelId;

@@ -16,6 +16,7 @@ class ChannelSelector : public QWidget {
 
 public:
     explicit ChannelSelector(QWidget *parent = nullptr);
+    ~ChannelSelector() override;
 
     /// Shows the branch \a channelId and takes the width of its name. Emits nothing.
     void setChannelId(const QString &channelId);
