@@ -80,4 +80,9 @@ bool drag(QPoint from, QPoint to)
     return hand(steps + QStringList{u"mouseup"_s, u"1"_s});
 }
 
+bool strike(const QStringList &keys)
+{
+    return hand(QStringList{u"key"_s, u"--delay"_s, u"60"_s} + keys);
+}
+
 } // namespace velmo::demo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QPoint>
+#include <QStringList>
 
 class QWidget;
 
@@ -19,5 +20,7 @@ bool rightClickAt(QPoint point);
 bool doubleClickAt(QPoint point);
 /// Presses at \a from, moves to \a to on the way a person's hand would take, and lets go.
 bool drag(QPoint from, QPoint to);
+/// Strikes keys one after the other, each by its X11 name, say "Return".
+bool strike(const QStringList &keys);
 
 } // namespace velmo::demo

@@ -1,0 +1,155 @@
+#include "LauncherProcess.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QtTest>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::test {
+
+namespace {
+
+constexpr int patienceMs = 30 * 1000;
+constexpr qsizetype timeLength = 24; // "2026-08-31 14:25:30.042 "
+
+QStringList logFiles(const QString &folder)
+{
+    return QDir(folder + u"/logs"_s).entryList({u"launcher-*.log"_s}, QDir::Files, QDir::Name);
+}
+
+QString outputOf(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    process.waitForFinished();
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+QRect geometryOf(const QString &window)
+{
+    const QStringList values = outputOf(u"xdotool"_s, {u"getwindowgeometry"_s, u"--shell"_s, window}).split(u'\n');
+    const auto value = [&values](const QString &key) {
+        const QStringList found = values.filter(QRegularExpression(u"^%1="_s.arg(key)));
+        return found.value(0).section(u'=', 1).toInt();
+    };
+    return {value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s)};
+}
+
+} // namespace
+
+LauncherProcess::LauncherProcess(const QString &program, const QString &home, const QString &authorities)
+    : program_(program)
+    , home_(home)
+    , authorities_(authorities)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"HOME"_s, home);
+    environment.insert(u"XDG_CONFIG_HOME"_s, home + u"/.config"_s);
+    process_.setProcessEnvironment(environment);
+    process_.setProcessChannelMode(QProcess::MergedChannels);
+    process_.setStandardOutputFile(QProcess::nullDevice());
+}
+
+LauncherProcess::~LauncherProcess()
+{
+    if (process_.state() != QProcess::NotRunning) {
+        process_.kill();
+        process_.waitForFinished();
+    }
+}
+
+void LauncherProcess::start(const QStringList &arguments)
+{
+    // A log is named after the second of its start; each run shall have its own.
+    while (QDateTime::currentSecsSinceEpoch() == startedAt_) {
+        QTest::qWait(20);
+    }
+    startedAt_ = QDateTime::currentSecsSinceEpoch();
+    olderLogs_ = logFiles(dataFolder());
+    linesSeen_ = 0;
+    process_.start(QStringLiteral(VELMO_WITH_AUTHORITIES), QStringList{authorities_, program_} + arguments);
+}
+
+bool LauncherProcess::logs(const QString &text)
+{
+    return QTest::qWaitFor(
+        [&] {
+            const QStringList all = lines();
+            for (qsizetype i = linesSeen_; i < all.size(); ++i) {
+                if (all.at(i).contains(text)) {
+                    linesSeen_ = i + 1;
+                    return true;
+                }
+            }
+            return false;
+        },
+        patienceMs);
+}
+
+bool LauncherProcess::showsWindow()
+{
+    if (!QTest::qWaitFor([this] { return isWindowSeen(); }, patienceMs)) {
+        return false;
+    }
+    window_ = geometryOf(visibleWindow());
+    return window_.width() > 0;
+}
+
+QPoint LauncherProcess::trayIcon()
+{
+    constexpr int narrowestIcon = 8; // a tray without an icon is as thin as a line
+    QRect tray;
+    const bool found = QTest::qWaitFor(
+        [&tray] {
+            tray = geometryOf(outputOf(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^trayer$"_s}));
+            return tray.width() >= narrowestIcon;
+        },
+        patienceMs);
+    return found ? tray.center() : QPoint(-1, -1);
+}
+
+int LauncherProcess::waitForEnd()
+{
+    const bool ended = QTest::qWaitFor([this] { return process_.state() == QProcess::NotRunning; }, patienceMs);
+    return ended && process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
+}
+
+QStringList LauncherProcess::lines() const
+{
+    QStringList lines = QString::fromUtf8(rawLog()).split(u'\n', Qt::SkipEmptyParts);
+    for (QString &line : lines) {
+        line.remove(0, timeLength);
+    }
+    return lines;
+}
+
+QByteArray LauncherProcess::rawLog() const
+{
+    const QString name = logFile();
+    QFile file(name);
+    return !name.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QString LauncherProcess::dataFolder() const
+{
+    return home_ + u"/.config/VelmoGames/Launcher"_s;
+}
+
+/// The newest one, unless it was there before this run.
+QString LauncherProcess::logFile() const
+{
+    const QStringList files = logFiles(dataFolder());
+    return files.isEmpty() || olderLogs_.contains(files.last()) ? QString() : dataFolder() + u"/logs/"_s + files.last();
+}
+
+/// The window system's number of the main window while it is seen.
+QString LauncherProcess::visibleWindow() const
+{
+    return outputOf(u"xdotool"_s, {u"search"_s, u"--all"_s, u"--onlyvisible"_s, u"--pid"_s,
+                                   QString::number(process_.processId()), u"--name"_s, u"^HARROWFEN"_s})
+        .section(u'\n', 0, 0);
+}
+
+} // namespace velmo::test

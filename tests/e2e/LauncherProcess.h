@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QPoint>
+#include <QProcess>
+#include <QRect>
+#include <QString>
+#include <QStringList>
+
+namespace velmo::test {
+
+/// The launcher's own program, run as its player would run it, time after time: its window is driven by the real mouse,
+/// and what it did is read from the log files that it writes.
+class LauncherProcess {
+public:
+    /// \a program is the launcher; \a home becomes the user's home folder; \a authorities is the folder of the
+    /// certificate authorities that the system trusts, as `openssl rehash` leaves it.
+    LauncherProcess(const QString &program, const QString &home, const QString &authorities);
+    ~LauncherProcess();
+    Q_DISABLE_COPY_MOVE(LauncherProcess)
+
+    /// One run at a time.
+    void start(const QStringList &arguments = {});
+    /// From the next start on.
+    void setAuthorities(const QString &folder) { authorities_ = folder; }
+    /// Waits until the log of this run has a line that holds \a text, below the line that this function found last.
+    bool logs(const QString &text);
+    /// Waits until the window is seen, and remembers where.
+    bool showsWindow();
+    bool isWindowSeen() const { return !visibleWindow().isEmpty(); }
+    /// The window's place when it was shown last, in global pixels.
+    QRect window() const { return window_; }
+    /// Waits until a tray shows one icon. Its middle, in global pixels; below zero when none comes.
+    static QPoint trayIcon();
+    /// Waits for the end of this run. Its exit code, or -1 when it crashed or does not end.
+    int waitForEnd();
+
+    /// The log of this run, each line without its time; empty when there is none yet.
+    QStringList lines() const;
+    /// The log of this run as it lies on the disk.
+    QByteArray rawLog() const;
+    /// Where the launcher keeps its settings and logs.
+    QString dataFolder() const;
+
+private:
+    QString logFile() const;
+    QString visibleWindow() const;
+
+    QString program_;
+    QString home_;
+    QString authorities_;
+    QProcess process_;
+    qint64 startedAt_ = 0; ///< in seconds since 1970
+    QStringList olderLogs_;
+    qsizetype linesSeen_ = 0;
+    QRect window_;
+};
+
+} // namespace velmo::test

@@ -1,0 +1,66 @@
+#include "WindowTwin.h"
+
+#include "pages/SettingsPage.h"
+#include "shell/NavTab.h"
+#include "shell/TitleBarButton.h"
+#include "widgets/PrimaryButton.h"
+
+#include <QApplication>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::test {
+
+WindowTwin::WindowTwin(QSize size)
+    : game_(&config_, &api_, &network_)
+    , window_(&config_, &game_, &api_)
+{
+    window_.setAttribute(Qt::WA_DontShowOnScreen);
+    window_.resize(size);
+    window_.show();
+}
+
+QPoint WindowTwin::primaryButton()
+{
+    return middleOf(window_.findChild<PrimaryButton *>());
+}
+
+QPoint WindowTwin::closeButton()
+{
+    return middleOf(window_.findChildren<TitleBarButton *>().constLast());
+}
+
+QPoint WindowTwin::tab(const QString &text)
+{
+    const NavTab *tab = findTab(text);
+    return tab ? middleOf(tab) : QPoint(-1, -1);
+}
+
+QPoint WindowTwin::setting(const QString &label)
+{
+    findTab(u"Settings"_s)->click();
+    QApplication::processEvents();
+    const auto *page = window_.findChild<SettingsPage *>();
+    const QList<QWidget *> widgets = page->findChildren<QWidget *>();
+    const auto control = std::find_if(widgets.begin(), widgets.end(), [&label](const QWidget *candidate) {
+        return candidate->accessibleName() == label && candidate->parentWidget()->inherits("velmo::SettingRow");
+    });
+    return control == widgets.end() ? QPoint(-1, -1) : middleOf(*control);
+}
+
+NavTab *WindowTwin::findTab(const QString &text) const
+{
+    const QList<NavTab *> tabs = window_.findChildren<NavTab *>();
+    const auto found =
+        std::find_if(tabs.begin(), tabs.end(), [&text](const NavTab *tab) { return tab->text() == text; });
+    return found == tabs.end() ? nullptr : *found;
+}
+
+QPoint WindowTwin::middleOf(const QWidget *widget) const
+{
+    return widget->mapTo(&window_, widget->rect().center());
+}
+
+} // namespace velmo::test
