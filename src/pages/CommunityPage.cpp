@@ -14,6 +14,9 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
+#include <algorithm>
+#include <array>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo {
@@ -22,10 +25,42 @@ namespace color = theme::color;
 
 namespace {
 
-constexpr int pageMargin = 26;
 constexpr int columnWidth = 680;
-constexpr int cardGap = 14;
 constexpr int buttonWidth = 190;
+
+/// The empty room in a column, in logical pixels from top to bottom.
+struct Air {
+    QMargins margins;
+    int spacing;
+    std::array<int, 4> gaps;
+};
+
+constexpr Air pageAir{{26, 26, 26, 26}, 0, {8, 28, 14, 14}};
+constexpr Air cardAir{{24, 22, 24, 22}, 6, {14}};
+
+void leave(double part, const Air &air, QLayout *column)
+{
+    const auto share = [part](int height) { return static_cast<int>(height * part); };
+    const QMargins &full = air.margins;
+    column->setContentsMargins(full.left(), share(full.top()), full.right(), share(full.bottom()));
+    column->setSpacing(share(air.spacing));
+    auto gap = air.gaps.begin();
+    for (int i = 0; i < column->count(); ++i) {
+        QSpacerItem *spacer = column->itemAt(i)->spacerItem();
+        if (spacer && !spacer->expandingDirections()) {
+            spacer->changeSize(0, share(*gap++), QSizePolicy::Minimum, QSizePolicy::Fixed);
+        }
+    }
+    column->update();
+}
+
+/// The labels are frames too, but hold nothing.
+QList<QFrame *> cards(const QWidget &page)
+{
+    QList<QFrame *> frames = page.findChildren<QFrame *>(Qt::FindDirectChildrenOnly);
+    frames.removeIf([](const QFrame *frame) { return !frame->layout(); });
+    return frames;
+}
 
 } // namespace
 
@@ -39,24 +74,43 @@ CommunityPage::CommunityPage(QWidget *parent)
     intro->setMaximumWidth(columnWidth);
 
     auto *column = new QVBoxLayout(this);
-    column->setContentsMargins(pageMargin, pageMargin, pageMargin, pageMargin);
-    column->setSpacing(0);
     column->addWidget(makeLabel(u"Community"_s, theme::titleFont(26), color::text, this));
-    column->addSpacing(8);
+    column->addSpacing(pageAir.gaps[0]);
     column->addWidget(intro);
-    column->addSpacing(28);
+    column->addSpacing(pageAir.gaps[1]);
     const GameProfile &profile = gameProfile();
     column->addWidget(
         makeCard(u"Official Discord"_s,
                  u"Announcements, playtest sign-ups, bug reports and the people you will end up playing with."_s,
                  u"Join Discord"_s, profile.discordUrl, this));
-    column->addSpacing(cardGap);
+    column->addSpacing(pageAir.gaps[2]);
     column->addWidget(makeCard(u"Velmo Games"_s, u"The studio site, with the current state of the project."_s,
                                u"Open website"_s, profile.websiteUrl, this));
-    column->addSpacing(cardGap);
+    column->addSpacing(pageAir.gaps[3]);
     column->addWidget(makeCard(u"Support"_s, u"Trouble with the launcher or your installation."_s, u"Get support"_s,
                                profile.supportUrl, this));
     column->addStretch(1);
+    setAir(1.0);
+}
+
+/// In a low window the air between the widgets gives way before the widgets do.
+void CommunityPage::resizeEvent(QResizeEvent *event)
+{
+    Page::resizeEvent(event);
+    setAir(1.0);
+    const int full = neededHeight();
+    if (height() >= full) {
+        return;
+    }
+    setAir(0.0);
+    const int least = neededHeight();
+    setAir(std::clamp(static_cast<double>(height() - least) / (full - least), 0.0, 1.0));
+    layout()->activate();
+    // At once, or a paint could come between this and the cards' turn.
+    const QList<QFrame *> all = cards(*this);
+    for (const QFrame *card : all) {
+        card->layout()->activate();
+    }
 }
 
 QFrame *CommunityPage::makeCard(const QString &title, const QString &text, const QString &buttonText,
@@ -80,13 +134,21 @@ QFrame *CommunityPage::makeCard(const QString &title, const QString &text, const
     }
 
     auto *column = new QVBoxLayout(card);
-    column->setContentsMargins(24, 22, 24, 22);
-    column->setSpacing(6);
     column->addWidget(makeLabel(title, theme::displayFont(15, QFont::DemiBold, 1.2), color::text, card));
     column->addWidget(textLabel);
-    column->addSpacing(14);
+    column->addSpacing(cardAir.gaps[0]);
     column->addWidget(button, 0, Qt::AlignLeft);
     return card;
+}
+
+void CommunityPage::setAir(double part)
+{
+    const QList<QFrame *> all = cards(*this);
+    for (QFrame *card : all) {
+        leave(part, cardAir, card->layout());
+        card->updateGeometry(); // or the page's column would go on with the height that it knows
+    }
+    leave(part, pageAir, layout());
 }
 
 } // namespace velmo

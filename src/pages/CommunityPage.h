@@ -2,6 +2,8 @@
 
 #include "pages/Page.h"
 
+#include <QLayout>
+
 class QFrame;
 
 namespace velmo {
@@ -13,10 +15,16 @@ class CommunityPage : public Page {
 public:
     explicit CommunityPage(QWidget *parent = nullptr);
 
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
 private:
     /// An empty \a url leaves the button there, disabled.
     static QFrame *makeCard(const QString &title, const QString &text, const QString &buttonText, const QString &url,
                             QWidget *parent);
+    /// Leaves \a part of all margins and gaps, from 0 to 1.
+    void setAir(double part);
+    int neededHeight() const { return layout()->totalHeightForWidth(width()); }
 };
 
 } // namespace velmo

@@ -44,6 +44,9 @@ void addCards()
                              << malformedAddress;
 }
 
+constexpr int narrowestPage = 820;
+constexpr int lowestPage = 520 - 44 - 72; // between the bars of the smallest window
+
 } // namespace
 
 /// Runs with links of its own; the one to the support is no address at all.
@@ -193,14 +196,27 @@ void tst_CommunityPage::smallWindowCompressesWithoutScrolling()
     page.show();
     const QList<QPushButton *> buttons = page.findChildren<QPushButton *>();
     QCOMPARE(buttons.size(), 3);
-    const int smallest = page.minimumSizeHint().height();
-    QVERIFY(smallest < page.sizeHint().height());
-    page.resize(900, smallest);
-    for (const QPushButton *button : buttons) {
-        QVERIFY2(page.rect().contains(button->parentWidget()->geometry()), qPrintable(button->text()));
-        QVERIFY2(button->parentWidget()->rect().contains(button->geometry()), qPrintable(button->text()));
-        QVERIFY(button->height() >= button->fontMetrics().height());
+    const QMargins cardMargins = buttons.constFirst()->parentWidget()->layout()->contentsMargins();
+    for (const int height : {lowestPage, lowestPage + 100}) {
+        page.resize(narrowestPage, height);
+        const QList<QWidget *> widgets = page.findChildren<QWidget *>();
+        for (const QWidget *widget : widgets) {
+            QVERIFY2(widget->parentWidget()->rect().contains(widget->geometry()), qPrintable(widget->objectName()));
+            const int needed = widget->hasHeightForWidth() ? widget->heightForWidth(widget->width())
+                                                           : widget->minimumSizeHint().height();
+            QVERIFY2(widget->height() >= needed,
+                     qPrintable(u"%1: %2 of %3"_s.arg(QLatin1String(widget->metaObject()->className()))
+                                    .arg(widget->height())
+                                    .arg(needed)));
+        }
+        const int margin = page.layout()->contentsMargins().bottom();
+        QVERIFY(margin > 0 && margin < 26);
+        const int left = page.height() - margin - buttons.constLast()->parentWidget()->geometry().bottom();
+        QVERIFY2(left < 16, qPrintable(QString::number(left))); // nothing gives way without need
     }
+    page.resize(900, 900);
+    QCOMPARE(page.layout()->contentsMargins(), QMargins(26, 26, 26, 26));
+    QCOMPARE(buttons.constFirst()->parentWidget()->layout()->contentsMargins(), cardMargins);
 }
 
 int main(int argc, char **argv)
