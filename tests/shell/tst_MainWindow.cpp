@@ -548,8 +548,10 @@ void tst_MainWindow::agreedCloseCancelsTheTransfer()
 {
     Fixture f(*studio_);
     f.window->show();
-    studio_->publish({u"1.0.0"_s, 1, {gameProgramFile()}, u"bin/game"_s, {}});
+    studio_->publish(
+        {u"1.0.0"_s, 1, {gameProgramFile(), {u"data"_s, QByteArray(300'000, 'd'), false, {}}}, u"bin/game"_s, {}});
     QVERIFY(f.game.startAndCheck());
+    (*studio_)->setBytesPerSecond(50'000); // or the job could be over before the answer
     DialogSeen seen;
     bool closed = false;
     f.game.at(GameState::Downloading, [&] {
