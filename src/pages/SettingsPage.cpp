@@ -67,6 +67,16 @@ QString spaceText(const QStorageInfo &storage)
     return text;
 }
 
+QCheckBox *makeCheckBox(bool checked, SettingRow *row)
+{
+    auto *box = new QCheckBox(row);
+    box->setChecked(checked);
+    box->setCursor(Qt::PointingHandCursor);
+    // The room for a text, which it has not, goes to its left: the box itself ends where the other controls end.
+    box->setLayoutDirection(Qt::RightToLeft);
+    return box;
+}
+
 } // namespace
 
 SettingsPage::SettingsPage(ConfigManager *config, GameManager *game, QWidget *parent)
@@ -216,10 +226,8 @@ QCheckBox *SettingsPage::addToggle(QVBoxLayout *layout, const QString &label, co
                                    const char *key, bool fallback, bool planned)
 {
     auto *row = new SettingRow(label, description, layout->parentWidget());
-    auto *box = new QCheckBox(row);
     const QString setting = QString::fromLatin1(key);
-    box->setChecked(config_->boolValue(setting, fallback));
-    box->setCursor(Qt::PointingHandCursor);
+    QCheckBox *box = makeCheckBox(config_->boolValue(setting, fallback), row);
     if (!planned) {
         connect(box, &QCheckBox::toggled, this, [this, setting](bool checked) { config_->setValue(setting, checked); });
     }
@@ -234,9 +242,7 @@ void SettingsPage::addAutostart(QVBoxLayout *layout) const
     auto *row = new SettingRow(u"Start with Windows"_s,
                                u"Launch automatically when you sign in, minimised to the system tray."_s,
                                layout->parentWidget());
-    auto *box = new QCheckBox(row);
-    box->setChecked(autostartEnabled());
-    box->setCursor(Qt::PointingHandCursor);
+    QCheckBox *box = makeCheckBox(autostartEnabled(), row);
     connect(box, &QCheckBox::toggled, this, &SettingsPage::setStartWithWindows);
     addRow(layout, row, box);
 }

@@ -323,7 +323,7 @@ void tst_SettingsPage::toggleShowsAndWritesItsSetting()
     QVERIFY(box->isEnabled());
     f.page->show();
     for (const bool checked : {true, false}) {
-        QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(9, box->height() / 2));
+        QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(box->width() - 9, box->height() / 2));
         QCOMPARE(box->isChecked(), checked);
         QCOMPARE(f.game.settings().boolValue(key, !checked), checked);
     }

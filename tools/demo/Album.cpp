@@ -11,7 +11,9 @@ namespace velmo::demo {
 
 Album::Album(const QString &folder)
     : folder_(folder)
-{}
+{
+    QDir(folder_).removeRecursively();
+}
 
 bool Album::keep(const QPixmap &picture, const QString &title)
 {

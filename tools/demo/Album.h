@@ -8,7 +8,7 @@ namespace velmo::demo {
 /// Keeps pictures of the story as numbered PNG files in one folder.
 class Album {
 public:
-    /// Makes the folder when the first picture comes.
+    /// Removes what lies in \a folder; the first picture makes it anew.
     explicit Album(const QString &folder);
 
     /// False when the picture could not be written.

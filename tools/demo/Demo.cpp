@@ -7,12 +7,16 @@
 #include "pages/SettingsPage.h"
 #include "shell/MainWindow.h"
 #include "shell/NavTab.h"
+#include "shell/TitleBarButton.h"
+#include "shell/TrayIcon.h"
 #include "widgets/ChannelSelector.h"
 #include "widgets/NewsCard.h"
 #include "widgets/PrimaryButton.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -24,9 +28,12 @@
 #include <QScrollArea>
 #include <QSslCertificate>
 #include <QSslConfiguration>
+#include <QSystemTrayIcon>
+#include <QTimer>
 #include <QWindow>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <utility>
 
@@ -36,13 +43,18 @@ namespace velmo::demo {
 
 namespace {
 
-constexpr int stepTimeoutMs = 20 * 60 * 1000; // a real game may be large
-constexpr int playTimeoutMs = 20 * 1000;      // a real game may not end by itself
+constexpr int playTimeoutMs = 20 * 1000; // a real game may not end by itself
+constexpr int tabChangeMs = 300;
 constexpr qint64 lineBytesPerSecond = 40'000'000;
 
 constexpr int firstBuild = 100;
 constexpr int updateBuild = 110;
 constexpr int betaBuild = 120;
+
+constexpr std::array<Branch, 2> branches = {{
+    {u"release", u"Release", u"What everyone plays."},
+    {u"beta", u"Beta", u"The next build, a week early."},
+}};
 
 const QString firstVersion = u"1.0.0"_s;
 const QString updateVersion = u"1.1.0"_s;
@@ -102,7 +114,7 @@ bool isResting(GameState state)
 
 Demo::Demo(Options options)
     : options_(std::move(options))
-    , album_(QDir(options_.work).filePath(u"screens"_s))
+    , album_(options_.screens)
 {}
 
 bool Demo::play()
@@ -117,6 +129,7 @@ bool Demo::play()
         {u"Look at every page"_s, &Demo::visitPages},
         {u"Read the news"_s, &Demo::readNews},
         {u"Play"_s, &Demo::playGame},
+        {u"Hide in the tray and come back"_s, &Demo::hideToTray},
         {u"Publish build 1.1.0, and 1.2.0-beta on the beta branch"_s, &Demo::publishUpdate},
         {u"Close the launcher and start it again"_s, &Demo::restart},
         {u"Update"_s, &Demo::update},
@@ -125,6 +138,8 @@ bool Demo::play()
         {u"Verify once more"_s, &Demo::verifyAgain},
         {u"Switch to the beta branch"_s, &Demo::switchToBeta},
         {u"Switch back"_s, &Demo::switchBack},
+        {u"Stop the server, start the launcher and play"_s, &Demo::playOffline},
+        {u"Reset the settings"_s, &Demo::resetSettings},
     };
     int number = 0;
     for (const auto &[title, step] : story) {
@@ -191,14 +206,8 @@ bool Demo::publishFirstBuild()
 
 bool Demo::serve()
 {
-    studio::StudioServer::Options server;
-    server.root = QDir(options_.work).filePath(u"tree"_s);
-    server.certificateChain = contentOf(u":/certificates/server-chain.pem"_s);
-    server.privateKey = contentOf(u":/certificates/server.key"_s);
-    server.bytesPerSecond = lineBytesPerSecond;
-    QString error;
-    if (!studio_.start(server, &error)) {
-        return complain(error);
+    if (!startServer(0)) {
+        return false;
     }
     studio_.setDocument(u"/api/v1/news"_s, contentOf(u":/demo/news.json"_s));
     studio_.setDocument(u"/api/v1/status"_s, R"({"status":"online"})");
@@ -208,6 +217,18 @@ bool Demo::serve()
     trust.addCaCertificate(QSslCertificate(contentOf(u":/certificates/authority.pem"_s), QSsl::Pem));
     QSslConfiguration::setDefaultConfiguration(trust);
     return writeProfile();
+}
+
+bool Demo::startServer(quint16 port)
+{
+    studio::StudioServer::Options server;
+    server.root = QDir(options_.work).filePath(u"tree"_s);
+    server.certificateChain = contentOf(u":/certificates/server-chain.pem"_s);
+    server.privateKey = contentOf(u":/certificates/server.key"_s);
+    server.bytesPerSecond = lineBytesPerSecond;
+    server.port = port;
+    QString error;
+    return studio_.start(server, &error) || complain(error);
 }
 
 bool Demo::firstStart()
@@ -222,14 +243,7 @@ bool Demo::cancelInstall()
     if (!launcher_->run([this] { press(u"INSTALL"_s); }, underWay, stepTimeoutMs)) {
         return complain(u"The install did not begin."_s);
     }
-    const auto cancel = [this] {
-        const QList<QPushButton *> buttons = launcher_->window().findChildren<QPushButton *>();
-        for (const QPushButton *button : buttons) {
-            if (button->text() == "Cancel"_L1 && button->isVisible()) {
-                click(*button);
-            }
-        }
-    };
+    const auto cancel = [this] { clickButton(launcher_->window(), u"Cancel"_s); };
     return settlesAt(cancel, GameState::NotInstalled) && passedExactly({GameState::NotInstalled});
 }
 
@@ -244,6 +258,10 @@ bool Demo::playGame()
     launcher_->config().setValue(u"game.launchArguments"_s, options_.arguments);
     const auto ended = [&game] { return game.state() != GameState::Launching && game.state() != GameState::Running; };
     const auto begun = [this] { return !launcher_->passed().isEmpty(); };
+    QTimer picture;
+    picture.setSingleShot(true);
+    QObject::connect(&picture, &QTimer::timeout, &picture, [this] { album_.keepScreen(u"the game runs"_s); });
+    picture.start(1000);
     const bool endedByItself =
         launcher_->run([this] { press(u"PLAY"_s); }, [&] { return begun() && ended(); }, playTimeoutMs);
     if (!endedByItself) {
@@ -256,6 +274,37 @@ bool Demo::playGame()
         return before.size() == 2 && before.at(1).state == GameState::Running && game.state() == GameState::Installed;
     }
     return passedExactly({GameState::Launching, GameState::Running, GameState::Installed});
+}
+
+bool Demo::hideToTray()
+{
+    if (!TrayIcon::isSupported()) {
+        say(u"      there is no tray here"_s);
+        return true;
+    }
+    MainWindow &window = launcher_->window();
+    const auto boxes = window.findChildren<QCheckBox *>();
+    const auto box = std::find_if(boxes.begin(), boxes.end(), [](const QCheckBox *candidate) {
+        return candidate->accessibleName() == "Minimise to the system tray"_L1;
+    });
+    const auto iconIsThere = [&window] {
+        const auto *icon = window.findChild<QSystemTrayIcon *>();
+        return icon && icon->geometry().width() > 4 && icon->geometry().x() > 0;
+    };
+    if (box == boxes.end() || !openPage(u"Settings"_s) || !clickSetting(*box) || !waitFor(iconIsThere)) {
+        return complain(u"There is no icon in the tray."_s);
+    }
+    const auto *minimise = window.findChild<TitleBarButton *>();
+    if (!click(*minimise) || !waitFor([&window] { return window.isHidden(); })) {
+        return complain(u"The window did not hide."_s);
+    }
+    album_.keepScreen(u"in the tray"_s);
+    if (!clickAt(window.findChild<QSystemTrayIcon *>()->geometry().center()) ||
+        !waitFor([&window] { return window.isVisible() && window.windowHandle()->isExposed(); })) {
+        return complain(u"The window did not come back."_s);
+    }
+    keepWindow(u"page Settings with tray"_s);
+    return clickSetting(*box) && openPage(u"Home"_s);
 }
 
 bool Demo::publishUpdate()
@@ -278,25 +327,31 @@ bool Demo::update()
 bool Demo::visitPages()
 {
     for (const QString &tab : {u"Community"_s, u"Settings"_s, u"Home"_s}) {
-        if (!openPage(tab) || !album_.keep(launcher_->window().grab(), u"page "_s + tab)) {
-            return complain(u"The page %1 did not open."_s.arg(tab));
+        if (!openPage(tab)) {
+            return false;
         }
+        keepWindow(u"page "_s + tab);
     }
     return true;
 }
 
 bool Demo::readNews()
 {
-    const auto cards = [this] { return launcher_->window().findChildren<NewsCard *>(); };
-    const auto liveFeedShown = [&cards] { return cards().size() == 5; };
-    if (!openPage(u"News"_s) || !launcher_->run([] {}, liveFeedShown, stepTimeoutMs)) {
+    const auto cardsOf = [](const MainWindow &window) { return window.findChildren<NewsCard *>(); };
+    const auto liveFeedShown = [&] {
+        return cardsOf(launcher_->window()).size() == 5 && cardsOf(launcher_->smallestWindow()).size() == 5;
+    };
+    if (!openPage(u"News"_s) || !waitFor(liveFeedShown)) {
         return complain(u"The live feed did not arrive."_s);
     }
-    album_.keep(launcher_->window().grab(), u"page News"_s);
-    if (!click(*cards().constFirst()) || !windowShows(u"Lantern week begins on Friday"_s)) {
+    keepWindow(u"page News"_s);
+    const NewsCard *first = cardsOf(launcher_->window()).constFirst();
+    QObject::connect(first, &NewsCard::activated, cardsOf(launcher_->smallestWindow()).constFirst(),
+                     &NewsCard::activated);
+    if (!click(*first) || !windowShows(u"Lantern week begins on Friday"_s)) {
         return complain(u"The first article did not open."_s);
     }
-    album_.keep(launcher_->window().grab(), u"article"_s);
+    keepWindow(u"article"_s);
     return openPage(u"Home"_s);
 }
 
@@ -322,7 +377,7 @@ bool Demo::damage()
 
 bool Demo::repair()
 {
-    const auto verify = [this] { pressVerify(); };
+    const auto verify = [this] { verifyFiles(); };
     if (!settlesAt(verify, GameState::Installed) ||
         !passedExactly({GameState::Verifying, GameState::Repairing, GameState::Downloading, GameState::Installing,
                         GameState::Installed})) {
@@ -338,21 +393,52 @@ bool Demo::repair()
 
 bool Demo::verifyAgain()
 {
-    const auto verify = [this] { pressVerify(); };
+    const auto verify = [this] { verifyFiles(); };
     return settlesAt(verify, GameState::Installed) && passedExactly({GameState::Verifying, GameState::Installed}) &&
            (launcher_->verification().filesNeedingRepair().isEmpty() || complain(u"Damage is left."_s));
 }
 
 bool Demo::switchToBeta()
 {
-    return selectChannel(u"beta"_s) && installPending(betaVersion) &&
+    return selectBranch(branches.at(1)) && installPending(betaVersion) &&
            installedFilesAreThoseOf(buildFolder(betaVersion));
 }
 
 bool Demo::switchBack()
 {
-    return selectChannel(u"release"_s) && installPending(updateVersion) &&
+    return selectBranch(branches.at(0)) && installPending(updateVersion) &&
            installedFilesAreThoseOf(buildFolder(updateVersion));
+}
+
+bool Demo::playOffline()
+{
+    launcher_.reset();
+    const quint16 port = studio_.port();
+    studio_.stop();
+    return startLauncher(GameState::Installed, ServiceStatus::Offline) && playGame() && startServer(port);
+}
+
+bool Demo::resetSettings()
+{
+    if (!openPage(u"Settings"_s)) {
+        return false;
+    }
+    // The click holds on until the dialog is answered, so whoever answers waits already.
+    QTimer answer;
+    QObject::connect(&answer, &QTimer::timeout, &answer, [this, &answer] {
+        QWidget *dialog = QApplication::activeModalWidget();
+        if (dialog && dialog->windowHandle()->isExposed()) {
+            answer.stop();
+            album_.keepScreen(u"question"_s);
+            clickButton(*dialog, u"Reset settings"_s);
+        }
+    });
+    answer.start(200);
+    if (!clickButton(launcher_->window(), u"Reset"_s) || !launcher_->game().installPath().isEmpty() ||
+        !launcher_->config().stringValue(u"game.launchArguments"_s, {}).isEmpty()) {
+        return complain(u"The settings are not the first ones."_s);
+    }
+    return installedFilesAreThoseOf(buildFolder(updateVersion)); // the game is not touched
 }
 
 bool Demo::publish(const QString &folder, const QString &channel, const QString &version, int build)
@@ -372,9 +458,12 @@ bool Demo::publish(const QString &folder, const QString &channel, const QString 
 bool Demo::writeProfile() const
 {
     QJsonArray channels;
-    for (const QString &id : {u"release"_s, u"beta"_s}) {
-        const QString manifest = u"/harrowfen/%1/manifest.json"_s.arg(id);
-        channels.append(QJsonObject{{u"id"_s, id}, {u"name"_s, id}, {u"manifest"_s, studio_.url(manifest).toString()}});
+    for (const Branch &branch : branches) {
+        const QString manifest = u"/harrowfen/%1/manifest.json"_s.arg(branch.id);
+        channels.append(QJsonObject{{u"id"_s, branch.id.toString()},
+                                    {u"name"_s, branch.name.toString()},
+                                    {u"description"_s, branch.description.toString()},
+                                    {u"manifest"_s, studio_.url(manifest).toString()}});
     }
     const QJsonObject endpoints{{u"news"_s, studio_.url(u"/api/v1/news"_s).toString()},
                                 {u"status"_s, studio_.url(u"/api/v1/status"_s).toString()}};
@@ -386,18 +475,18 @@ bool Demo::writeProfile() const
            complain(u"The profile could not be written to "_s + file.fileName());
 }
 
-bool Demo::startLauncher(GameState resting)
+bool Demo::startLauncher(GameState resting, ServiceStatus service)
 {
     launcher_ = std::make_unique<LauncherSession>(installFolder());
     watchWindow();
     const auto checked = [this] { return launcher_->serviceStatus() != ServiceStatus::Connecting; };
     const auto exposed = [this] { return launcher_->window().windowHandle()->isExposed(); };
-    if (!launcher_->run([] {}, exposed, stepTimeoutMs)) {
+    if (!waitFor(exposed)) {
         return complain(u"The window did not appear."_s);
     }
     if (!launcher_->run([this] { launcher_->game().start(); }, checked, stepTimeoutMs) ||
-        launcher_->serviceStatus() != ServiceStatus::Online) {
-        return complain(u"The check for updates did not succeed."_s);
+        launcher_->serviceStatus() != service) {
+        return complain(u"The check for updates did not end as it should."_s);
     }
     return launcher_->game().state() == resting;
 }
@@ -409,47 +498,66 @@ bool Demo::press(const QString &caption)
     return (button->text() == caption && click(*button)) || complain(u"The button does not offer "_s + caption);
 }
 
+/// Clicks on the tab, and lets the window of the smallest pictures follow.
 bool Demo::openPage(const QString &tab)
 {
-    const QList<NavTab *> tabs = launcher_->window().findChildren<NavTab *>();
-    const auto found =
-        std::find_if(tabs.begin(), tabs.end(), [&tab](const NavTab *candidate) { return candidate->text() == tab; });
-    const auto opened = [&found] { return (*found)->isChecked(); };
-    return found != tabs.end() && click(**found) && launcher_->run([] {}, opened, stepTimeoutMs);
+    const auto tabIn = [&tab](const MainWindow &window) {
+        const QList<NavTab *> tabs = window.findChildren<NavTab *>();
+        const auto found = std::find_if(tabs.begin(), tabs.end(),
+                                        [&tab](const NavTab *candidate) { return candidate->text() == tab; });
+        return found == tabs.end() ? nullptr : *found;
+    };
+    const NavTab *real = tabIn(launcher_->window());
+    if (!real || !click(*real) || !waitFor([real] { return real->isChecked(); })) {
+        return complain(u"The page %1 did not open."_s.arg(tab));
+    }
+    tabIn(launcher_->smallestWindow())->click();
+    QElapsedTimer change; // what is seen of it takes its time
+    change.start();
+    return waitFor([&change] { return change.hasExpired(tabChangeMs); });
 }
 
-/// Goes to the settings and clicks on the button there; then back home, where the states are seen.
-bool Demo::pressVerify()
+bool Demo::verifyFiles()
 {
-    if (!openPage(u"Settings"_s)) {
-        return false;
-    }
-    const QList<QPushButton *> buttons = launcher_->window().findChildren<QPushButton *>();
-    for (QPushButton *button : buttons) {
-        if (button->text() == "Verify files"_L1) {
-            launcher_->window().findChild<SettingsPage *>()->findChild<QScrollArea *>()->ensureWidgetVisible(button);
-            return click(*button);
+    return openPage(u"Settings"_s) && clickButton(launcher_->window(), u"Verify files"_s);
+}
+
+/// Scrolls to \a control of the settings page and clicks on it.
+bool Demo::clickSetting(const QWidget *control)
+{
+    auto *page = launcher_->window().findChild<SettingsPage *>();
+    page->findChild<QScrollArea *>()->ensureWidgetVisible(const_cast<QWidget *>(control));
+    return click(*control);
+}
+
+bool Demo::clickButton(const QWidget &window, const QString &caption)
+{
+    const QList<QPushButton *> buttons = window.findChildren<QPushButton *>();
+    for (const QPushButton *button : buttons) {
+        if (button->text() == caption && button->isVisible()) {
+            const auto *page = launcher_->window().findChild<SettingsPage *>();
+            return page->isAncestorOf(button) ? clickSetting(button) : click(*button);
         }
     }
-    return complain(u"There is no button to verify the files."_s);
+    return complain(u"There is no button "_s + caption);
 }
 
 /// Opens the list in the title bar and clicks on the branch.
-bool Demo::chooseBranch(const QString &id)
+bool Demo::chooseBranch(const QString &name)
 {
     const auto *selector = launcher_->window().findChild<ChannelSelector *>();
     const auto opened = [] { return QApplication::activePopupWidget() != nullptr; };
-    if (!click(*selector) || !launcher_->run([] {}, opened, stepTimeoutMs)) {
+    if (!click(*selector) || !waitFor(opened)) {
         return complain(u"The list of branches did not open."_s);
     }
     album_.keepScreen(u"branches"_s);
     const QList<QWidget *> rows = QApplication::activePopupWidget()->findChildren<QWidget *>();
     for (const QWidget *row : rows) {
-        if (row->accessibleName() == id) {
+        if (row->accessibleName() == name) {
             return click(*row);
         }
     }
-    return complain(u"The list does not hold the branch "_s + id);
+    return complain(u"The list does not hold the branch "_s + name);
 }
 
 /// Keeps a picture of the window in each state, and compares what it shows with the state.
@@ -457,9 +565,16 @@ void Demo::watchWindow()
 {
     QObject::connect(launcher_.get(), &LauncherSession::stateShown, launcher_.get(),
                      [this](GameState state, const QString &detail) {
-                         album_.keep(launcher_->window().grab(), GameManager::stateLabel(state));
+                         keepWindow(GameManager::stateLabel(state));
                          windowDeviated_ = windowDeviated_ || !windowShows(detail);
                      });
+}
+
+/// As it stands on the screen, and at its smallest.
+void Demo::keepWindow(const QString &title)
+{
+    album_.keep(launcher_->window().grab(), title);
+    album_.keep(launcher_->smallestWindow().grab(), title + u" smallest"_s);
 }
 
 bool Demo::windowShows(const QString &text) const
@@ -478,14 +593,14 @@ bool Demo::installPending(const QString &version)
            (launcher_->game().installedVersion() == version || complain(u"Another version is installed."_s));
 }
 
-bool Demo::selectChannel(const QString &id)
+bool Demo::selectBranch(const Branch &branch)
 {
     GameManager &game = launcher_->game();
     const auto offered = [this, &game] {
         return launcher_->serviceStatus() != ServiceStatus::Connecting && game.state() == GameState::UpdateAvailable;
     };
-    return (launcher_->run([this, id] { chooseBranch(id); }, offered, stepTimeoutMs) &&
-            game.currentChannelId() == id) ||
+    return (launcher_->run([this, &branch] { chooseBranch(branch.name.toString()); }, offered, stepTimeoutMs) &&
+            game.currentChannelId() == branch.id) ||
            complain(u"The branch's build was not offered."_s);
 }
 

@@ -11,13 +11,21 @@
 
 namespace velmo::demo {
 
+/// One of the studio's branches, as the profile tells of it.
+struct Branch {
+    QStringView id;
+    QStringView name;
+    QStringView description;
+};
+
 /// The launcher's window against a studio in the same process, for a person to use or as a story that plays itself by
 /// real clicks on the real buttons: builds are published, served over TLS on loopback, installed, played, updated,
 /// damaged, repaired, and exchanged for another branch's.
 class Demo {
 public:
     struct Options {
-        QString work;      ///< emptied at the start; everything that the demo writes lies here
+        QString work;      ///< emptied at the start; everything that the demo writes but its pictures lies here
+        QString screens;   ///< emptied at the start; for the pictures
         QString game;      ///< a folder to take as the game; empty for the generated one
         QString program;   ///< the game's program in that folder; empty for the demo's own, put into it
         QString arguments; ///< for the game's program
@@ -39,6 +47,7 @@ private:
     bool cancelInstall();
     bool install();
     bool playGame();
+    bool hideToTray();
     bool publishUpdate();
     bool restart();
     bool update();
@@ -49,23 +58,35 @@ private:
     bool verifyAgain();
     bool switchToBeta();
     bool switchBack();
+    bool playOffline();
+    bool resetSettings();
 
     bool publish(const QString &folder, const QString &channel, const QString &version, int build);
     bool writeProfile() const;
-    bool startLauncher(GameState resting);
+    bool startServer(quint16 port);
+    bool startLauncher(GameState resting, ServiceStatus service = ServiceStatus::Online);
     bool press(const QString &caption);
     bool openPage(const QString &tab);
-    bool pressVerify();
-    bool chooseBranch(const QString &id);
+    bool verifyFiles();
+    bool clickSetting(const QWidget *control);
+    bool clickButton(const QWidget &window, const QString &caption);
+    bool chooseBranch(const QString &name);
+    bool waitFor(const std::function<bool()> &condition)
+    {
+        return launcher_->run([] {}, condition, stepTimeoutMs);
+    }
     void watchWindow();
+    void keepWindow(const QString &title);
     bool windowShows(const QString &text) const;
     bool installPending(const QString &version);
-    bool selectChannel(const QString &id);
+    bool selectBranch(const Branch &branch);
     bool settlesAt(const std::function<void()> &action, GameState resting);
     bool passedExactly(const QList<GameState> &expected) const;
     bool installedFilesAreThoseOf(const QString &folder) const;
     QString buildFolder(const QString &version) const;
     QString installFolder() const;
+
+    static constexpr int stepTimeoutMs = 20 * 60 * 1000; // a real game may be large
 
     Options options_;
     Album album_;

@@ -54,6 +54,7 @@ LauncherSession::LauncherSession(const QString &installFolder)
     config_->setValue(u"game.installPath"_s, installFolder);
     game_ = std::make_unique<GameManager>(config_.get(), api_.get(), network_.get());
     window_ = std::make_unique<MainWindow>(config_.get(), game_.get(), api_.get());
+    makeSmallestWindow();
     listen();
     window_->show();
 }
@@ -62,6 +63,7 @@ LauncherSession::~LauncherSession()
 {
     game_->disconnect(this);
     api_->cancelAll();
+    smallestWindow_.reset();
     window_.reset();
     game_.reset();
     api_.reset();
@@ -92,7 +94,18 @@ bool LauncherSession::run(const std::function<void()> &action, const std::functi
     return done();
 }
 
-/// After the window, so that it shows what is told when it is told.
+void LauncherSession::makeSmallestWindow()
+{
+    smallestWindow_ = std::make_unique<MainWindow>(config_.get(), game_.get(), api_.get());
+    // The real window tells of errors and has the icon in the tray.
+    disconnect(game_.get(), &GameManager::errorOccurred, smallestWindow_.get(), nullptr);
+    disconnect(config_.get(), nullptr, smallestWindow_.get(), nullptr);
+    smallestWindow_->setAttribute(Qt::WA_DontShowOnScreen);
+    smallestWindow_->resize(820, 520);
+    smallestWindow_->show();
+}
+
+/// After the windows, so that it shows what is told when it is told.
 void LauncherSession::listen()
 {
     connect(game_.get(), &GameManager::stateChanged, this, &LauncherSession::showState);

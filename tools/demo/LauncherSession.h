@@ -28,7 +28,7 @@ public:
         QString detail;
     };
 
-    /// Builds the launcher with \a installFolder as the chosen one, and shows its window.
+    /// Builds the launcher with \a installFolder as the chosen one, or none where it is empty, and shows its window.
     explicit LauncherSession(const QString &installFolder);
     /// Closes it, as the program's own stop sequence does.
     ~LauncherSession() override;
@@ -36,6 +36,8 @@ public:
     GameManager &game() { return *game_; }
     ConfigManager &config() { return *config_; }
     MainWindow &window() { return *window_; }
+    /// The window once more at its smallest, following the same engine and never on the screen: for pictures.
+    MainWindow &smallestWindow() { return *smallestWindow_; }
 
     /// Runs \a action from the event loop, then the loop until \a done holds or \a timeoutMs are over; the states of
     /// that time are in passed().
@@ -52,6 +54,7 @@ signals:
     void stateShown(velmo::GameState state, const QString &detail);
 
 private:
+    void makeSmallestWindow();
     void listen();
     void showState(GameState state, const QString &detail);
     void showError(const QString &message, const QString &detail);
@@ -65,6 +68,7 @@ private:
     std::unique_ptr<ApiClient> api_;
     std::unique_ptr<GameManager> game_;
     std::unique_ptr<MainWindow> window_;
+    std::unique_ptr<MainWindow> smallestWindow_;
     QList<Step> passed_;
     QString lastError_;
     ServiceStatus serviceStatus_ = ServiceStatus::Connecting;

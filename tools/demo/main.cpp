@@ -42,7 +42,8 @@ int main(int argc, char **argv)
         u"job by\n"
         "real clicks on the real buttons: publish, serve over TLS on loopback, install, cancel, play, update, damage,\n"
         "repair, switch the branch and back. It then exits with 0 when every step ended where it should, and keeps a\n"
-        "picture of each state. Everything it writes lies in the folder \"work\" beside this program."_s);
+        "picture of each state. Everything it writes lies in the folders \"work\" and \"screens\" beside this "
+        "program."_s);
     const QCommandLineOption gameOption(u"game"_s, u"Take the files of <dir> as the game instead of a generated one."_s,
                                         u"dir"_s);
     const QCommandLineOption runOption(
@@ -57,6 +58,9 @@ int main(int argc, char **argv)
 
     velmo::demo::Demo::Options options;
     options.work = QDir(QCoreApplication::applicationDirPath()).filePath(u"work"_s);
+    // One album for each ratio of device pixels to logical ones.
+    options.screens =
+        QDir(QCoreApplication::applicationDirPath()).filePath(u"screens/at-%1"_s.arg(app.devicePixelRatio()));
     options.game = parser.value(gameOption);
     options.program = parser.value(runOption);
     options.arguments = parser.value(argumentsOption);
