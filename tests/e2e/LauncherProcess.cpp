@@ -62,12 +62,14 @@ LauncherProcess::~LauncherProcess()
 
 void LauncherProcess::start(const QStringList &arguments)
 {
+    olderLogs_ = logFiles(dataFolder());
     // A log is named after the second of its start; each run shall have its own.
-    while (QDateTime::currentSecsSinceEpoch() == startedAt_) {
+    const auto nextName = [] {
+        return u"launcher-%1.log"_s.arg(QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_s));
+    };
+    while (olderLogs_.contains(nextName())) {
         QTest::qWait(20);
     }
-    startedAt_ = QDateTime::currentSecsSinceEpoch();
-    olderLogs_ = logFiles(dataFolder());
     linesSeen_ = 0;
     process_.start(QStringLiteral(VELMO_WITH_AUTHORITIES), QStringList{authorities_, program_} + arguments);
 }
@@ -95,6 +97,13 @@ bool LauncherProcess::showsWindow()
     }
     window_ = geometryOf(visibleWindow());
     return window_.width() > 0;
+}
+
+qsizetype LauncherProcess::visibleWindows() const
+{
+    const QString windows =
+        outputOf(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--pid"_s, QString::number(process_.processId())});
+    return windows.split(u'\n', Qt::SkipEmptyParts).size();
 }
 
 QPoint LauncherProcess::trayIcon()

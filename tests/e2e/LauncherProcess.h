@@ -27,6 +27,8 @@ public:
     /// Waits until the window is seen, and remembers where.
     bool showsWindow();
     bool isWindowSeen() const { return !visibleWindow().isEmpty(); }
+    /// Of every kind: the main window, a menu, the icon in the tray.
+    qsizetype visibleWindows() const;
     /// The window's place when it was shown last, in global pixels.
     QRect window() const { return window_; }
     /// Waits until a tray shows one icon. Its middle, in global pixels; below zero when none comes.
@@ -49,7 +51,6 @@ private:
     QString home_;
     QString authorities_;
     QProcess process_;
-    qint64 startedAt_ = 0; ///< in seconds since 1970
     QStringList olderLogs_;
     qsizetype linesSeen_ = 0;
     QRect window_;

@@ -93,7 +93,7 @@ void tst_Tray::init()
     window_ = std::make_unique<MainWindow>(config_.get(), game_.get(), api_.get());
     tray_ = window_->findChild<TrayIcon *>();
     window_->show();
-    QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+    QVERIFY(demo::bringForward(*window_));
     QVERIFY(tray_->isVisible());
 }
 

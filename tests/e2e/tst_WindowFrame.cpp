@@ -11,8 +11,12 @@
 #include "widgets/LogoView.h"
 
 #include <QNetworkAccessManager>
+#include <QScreen>
 #include <QStyleHints>
+#include <QTimer>
 
+#include <algorithm>
+#include <array>
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -26,6 +30,53 @@ bool isNear(const QRect &moved, const QRect &expected)
     const int off = (moved.topLeft() - expected.topLeft()).manhattanLength();
     return moved.size() == expected.size() && off <= QGuiApplication::styleHints()->startDragDistance();
 }
+
+constexpr QRgb desktopColor = 0xffff00ff; // in no part of the window
+
+/// A ground below every window, by which a picture of the screen tells where the window is.
+class Desktop : public QWidget {
+public:
+    Desktop()
+        : QWidget(nullptr, Qt::X11BypassWindowManagerHint)
+    {
+        setGeometry(screen()->geometry());
+        setPalette(QColor(desktopColor));
+        show();
+        lower();
+    }
+};
+
+/// What a picture of the screen shows of the window: the extent of all that is not desktop, and its four corners.
+struct WindowSeen {
+    QRect extent;
+    std::array<QRgb, 4> corners{};
+
+    explicit WindowSeen(const QImage &screen)
+    {
+        const int row = screen.height() / 2; // the window reaches over the screen's middle
+        const int column = screen.width() / 2;
+        const auto isWindow = [&screen](int x, int y) { return screen.pixel(x, y) != desktopColor; };
+        int left = column;
+        int right = column;
+        int top = row;
+        int bottom = row;
+        while (left > 0 && isWindow(left - 1, row)) {
+            --left;
+        }
+        while (right < screen.width() - 1 && isWindow(right + 1, row)) {
+            ++right;
+        }
+        while (top > 0 && isWindow(column, top - 1)) {
+            --top;
+        }
+        while (bottom < screen.height() - 1 && isWindow(column, bottom + 1)) {
+            ++bottom;
+        }
+        extent = QRect(QPoint(left, top), QPoint(right, bottom));
+        corners = {screen.pixel(left, top), screen.pixel(right, top), screen.pixel(left, bottom),
+                   screen.pixel(right, bottom)};
+    }
+};
 
 } // namespace
 
@@ -44,6 +95,7 @@ private slots:
     void bandsResizeTheWindow_data();
     void bandsResizeTheWindow();
     void resizeStopsAtTheSmallestSize();
+    void resizeShowsNoUnpaintedStrip();
     void doubleClickOnTheCaptionMaximisesAndRestores();
     void bandsShowTheirCursor_data();
     void bandsShowTheirCursor();
@@ -79,7 +131,7 @@ void tst_WindowFrame::init()
     game_ = std::make_unique<GameManager>(config_.get(), api_.get(), network_.get());
     window_ = std::make_unique<MainWindow>(config_.get(), game_.get(), api_.get());
     window_->show();
-    QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+    QVERIFY(demo::bringForward(*window_));
     QCOMPARE(window_->size(), QSize(1000, 600));
 }
 
@@ -163,6 +215,35 @@ void tst_WindowFrame::resizeStopsAtTheSmallestSize()
     QTRY_COMPARE(window_->geometry(), QRect(before.topLeft(), window_->minimumSize()));
 }
 
+void tst_WindowFrame::resizeShowsNoUnpaintedStrip()
+{
+    const Desktop desktop;
+    const QRect screen = desktop.screen()->geometry();
+    window_->setGeometry(screen.center().x() - 500, screen.center().y() - 330, 820, 520);
+    QTRY_COMPARE(window_->geometry().topLeft(), screen.center() - QPoint(500, 330));
+    const auto look = [&desktop] { return WindowSeen(desktop.screen()->grabWindow(0).toImage()); };
+    const auto isWhole = [this, &look] { return look().extent == window_->geometry(); };
+    QTRY_VERIFY(isWhole());
+    const std::array<QRgb, 4> corners = look().corners;
+
+    QList<WindowSeen> seen;
+    QTimer eye;
+    connect(&eye, &QTimer::timeout, &eye, [&] { seen.append(look()); });
+    eye.start(10);
+    const QPoint corner = window_->geometry().bottomRight() - QPoint(2, 2);
+    const QPoint far = screen.bottomRight() - QPoint(8, 8);
+    QVERIFY(demo::drag(corner, far));
+    QTRY_VERIFY(isWhole());
+    eye.stop(); // made smaller, the window shows what it has painted already
+
+    int largest = 0;
+    for (const WindowSeen &one : seen) {
+        largest = std::max(largest, one.extent.width());
+        QCOMPARE(one.corners, corners); // a strip laid bare would end the window in another colour
+    }
+    QVERIFY2(largest > 1300 && seen.size() > 10, qPrintable(u"%1 %2"_s.arg(largest).arg(seen.size())));
+}
+
 void tst_WindowFrame::doubleClickOnTheCaptionMaximisesAndRestores()
 {
     const QRect before = window_->geometry();
@@ -217,7 +298,7 @@ void tst_WindowFrame::windowButtonsAct()
     QVERIFY(demo::click(*button(u"Minimise"_s)));
     QTRY_VERIFY(window_->isMinimized());
     window_->showNormal();
-    QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+    QVERIFY(demo::bringForward(*window_));
     QVERIFY(demo::click(*button(u"Close"_s)));
     QTRY_VERIFY(!window_->isVisible());
 }

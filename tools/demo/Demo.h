@@ -87,6 +87,7 @@ private:
     QString installFolder() const;
 
     static constexpr int stepTimeoutMs = 20 * 60 * 1000; // a real game may be large
+    static constexpr int windowTimeoutMs = 60 * 1000;    // for what the window does by itself
 
     Options options_;
     Album album_;

@@ -5,6 +5,7 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QStyleHints>
+#include <QTimer>
 #include <QWidget>
 
 using namespace Qt::Literals::StringLiterals;
@@ -41,6 +42,19 @@ QStringList pause()
 bool handIsThere()
 {
     return QGuiApplication::platformName() == "xcb"_L1 && !QStandardPaths::findExecutable(u"xdotool"_s).isEmpty();
+}
+
+bool bringForward(QWidget &window)
+{
+    constexpr int timesAsked = 100;
+    constexpr int pauseMs = 100;
+    for (int i = 0; i < timesAsked && !window.isActiveWindow(); ++i) {
+        window.activateWindow();
+        QEventLoop loop;
+        QTimer::singleShot(pauseMs, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return window.isActiveWindow();
 }
 
 bool click(const QWidget &widget)

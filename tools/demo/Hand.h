@@ -12,6 +12,9 @@ namespace velmo::demo {
 
 /// Whether there is a mouse to move: an X display and the xdotool program.
 bool handIsThere();
+/// Waits until the window manager has made \a window the active one. It may need to be asked twice: one that has only
+/// just started gives no window its attention.
+bool bringForward(QWidget &window);
 /// Moves the pointer to the middle of \a widget and clicks. False when the widget cannot be clicked on.
 bool click(const QWidget &widget);
 bool moveTo(QPoint point);
