@@ -386,9 +386,11 @@ void tst_Tray::quitActionSavesAndQuits()
     // A window that is still on the screen is closed on the way out, which saves too.
     window_->showMinimized();
     QTRY_VERIFY(window_->isHidden());
-    config_->setValue(u"window.x"_s, 7);
-    config_->setValue(u"window.y"_s, 8);
-    QTimer::singleShot(0, action(4), &QAction::trigger);
+    QTimer::singleShot(0, this, [this] {
+        config_->setValue(u"window.x"_s, 7); // so that what hiding saved is not what is found
+        config_->setValue(u"window.y"_s, 8);
+        action(4)->trigger();
+    });
     QTimer::singleShot(20000, qApp, [] { QCoreApplication::exit(3); });
     QCOMPARE(QApplication::exec(), 0);
     QVERIFY(log_->contains(QtInfoMsg, u"velmo.app"_s, u"Quit requested from the tray"_s));
