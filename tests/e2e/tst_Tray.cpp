@@ -70,6 +70,8 @@ private slots:
     void menuBringsTheWindowBack();
     void otherClicksDoNothing();
     void maximizedWindowComesBackMaximized();
+    void maximizedWindowComesBackNormalWhereGeometryIsNotKept();
+    void windowThatIsBackAtOnceStays();
     void runningGameHidesTheWindow();
     void hidingTellsWhereTheWindowWent();
     void noticeIsShownOnce();
@@ -303,6 +305,26 @@ void tst_Tray::maximizedWindowComesBackMaximized()
     QTRY_VERIFY(window_->isHidden());
     window_->restoreFromTray();
     QTRY_VERIFY(window_->isVisible() && window_->isMaximized());
+}
+
+void tst_Tray::maximizedWindowComesBackNormalWhereGeometryIsNotKept()
+{
+    config_->setValue(u"launcher.rememberWindowGeometry"_s, false);
+    window_->showMaximized();
+    QTRY_VERIFY(window_->isMaximized());
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    window_->restoreFromTray();
+    QTRY_VERIFY(window_->isVisible() && !window_->isMaximized());
+    QVERIFY(!window_->isMinimized());
+}
+
+void tst_Tray::windowThatIsBackAtOnceStays()
+{
+    window_->setWindowState(Qt::WindowMinimized); // the hiding waits for the event loop
+    window_->restoreFromTray();
+    QVERIFY(!QTest::qWaitFor([this] { return window_->isHidden(); }, 300)); // time is what this tests
+    QVERIFY(!window_->isMinimized());
 }
 
 void tst_Tray::runningGameHidesTheWindow()
