@@ -144,6 +144,7 @@ private slots:
     void hoverBlendsGroundBorderAndMarker_data();
     void hoverBlendsGroundBorderAndMarker();
     void hoverRunsForATenthOfASecond();
+    void hoverIsPaintedAsItRuns();
     void articleWithoutCategoryMovesUp();
     void longTitleIsElided();
     void summaryWithoutRoomIsSkipped_data();
@@ -266,6 +267,21 @@ void tst_NewsCard::hoverRunsForATenthOfASecond()
     theme::setAnimationsEnabled(false);
     QCoreApplication::sendEvent(&card, &enter);
     QCOMPARE(colorAt(snapshot(card), QPointF(1, 58)), QColor(0x6b, 0x9b, 0xd4)); // the marker, at once
+}
+
+void tst_NewsCard::hoverIsPaintedAsItRuns()
+{
+    NewsCard card(article(), true);
+    card.resize(600, 116);
+    card.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&card));
+    QCoreApplication::processEvents();
+    PaintCounter paints(&card);
+    for (const double step : {0.25, 0.5}) {
+        paints.reset();
+        holdAt(card.findChild<QVariantAnimation *>(), step);
+        QTRY_VERIFY(paints.count() > 0);
+    }
 }
 
 void tst_NewsCard::articleWithoutCategoryMovesUp()
@@ -481,7 +497,7 @@ void tst_NewsCard::clicksReachThePageBehind()
     NewsCard card(article(), true, &page);
     page.resize(900, 200);
     card.resize(900, 116);
-    MouseCounter behind(&page);
+    const MouseCounter behind(&page);
     QTest::mousePress(&card, button, {}, QPoint(400, 50));
     QCOMPARE(behind.presses(), 1);
     QCOMPARE(behind.releases(), 0);
