@@ -17,7 +17,9 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QWidget>
 
+#include <algorithm>
 #include <cstdio>
 
 using namespace Qt::Literals::StringLiterals;
@@ -109,6 +111,13 @@ int runChild(int argc, char **argv)
     }
     if (scene == "--exit-code"_L1) {
         return runAndExit(application);
+    }
+    if (scene == "--autostart"_L1) {
+        printFlag("started", application.start());
+        const QWidgetList windows = QApplication::topLevelWidgets();
+        printFlag("shows a window", std::any_of(windows.begin(), windows.end(),
+                                                [](const QWidget *window) { return window->isVisible(); }));
+        return 0;
     }
     if (scene == "--stale-autostart"_L1) {
         StaleStore store;
@@ -235,6 +244,9 @@ private slots:
     void constructionSetsTheMetadataAndTouchesNoFile();
     void startReturnsTrueAndTheExitCodeIsThatOfTheLoop();
     void runLogsItsStepsInOrder();
+    void animationsAreSwitchedOffBeforeAnythingMoves();
+    void autostartWithoutATrayShowsTheWindow_data();
+    void autostartWithoutATrayShowsTheWindow();
     void staleAutostartEntryIsRewrittenOnTheWay();
     void closingCancelsRequestsAndSavesTheSettings();
     void stopSavesThoughNothingWasPending();
@@ -300,6 +312,48 @@ void tst_Application::runLogsItsStepsInOrder()
     QVERIFY(account < state);
     QVERIFY(state < log.indexOf(readyLine));
     QCOMPARE(log.last(), stoppedLine);
+}
+
+void tst_Application::animationsAreSwitchedOffBeforeAnythingMoves()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false},"appearance":{"animations":false}})"));
+    QProcess child;
+    installation.start(child, {u"--exit-code"_s});
+    QVERIFY(child.waitForFinished());
+    const QStringList log = installation.log();
+    QCOMPARE(log.count(u"INFO velmo.ui: Interface animations off"_s), 1);
+    // The theme stands, then the switch is set, and then the game has its first state.
+    const QStringList fonts = log.filter(QRegularExpression(u"^INFO velmo\\.ui: Type: "_s));
+    QCOMPARE(fonts.size(), 1);
+    const qsizetype type = log.indexOf(fonts.first());
+    const qsizetype animations = log.indexOf(u"INFO velmo.ui: Interface animations off"_s);
+    const qsizetype state = log.indexOf(u"INFO velmo.game: State: \"Not installed\" - \"Not installed\""_s);
+    QVERIFY(log.indexOf(installation.loadedLine()) < type);
+    QVERIFY(type < animations);
+    QVERIFY(animations < log.indexOf(installation.overrideLine()));
+    QVERIFY(animations < state);
+}
+
+void tst_Application::autostartWithoutATrayShowsTheWindow_data()
+{
+    QTest::addColumn<QByteArray>("settings");
+    QTest::newRow("the tray is off") << QByteArray(R"({"launcher":{"autoCheckUpdates":false,"minimizeToTray":false}})");
+    QTest::newRow("the desktop has none")
+        << QByteArray(R"({"launcher":{"autoCheckUpdates":false,"minimizeToTray":true}})");
+}
+
+void tst_Application::autostartWithoutATrayShowsTheWindow()
+{
+    QFETCH(const QByteArray, settings);
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(installation.writeSettings(settings));
+    QProcess child;
+    installation.start(child, {u"--autostart"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.readAllStandardOutput(), "started=yes\nshows a window=yes\n");
 }
 
 void tst_Application::staleAutostartEntryIsRewrittenOnTheWay()

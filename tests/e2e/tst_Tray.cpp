@@ -9,14 +9,18 @@
 #include "support/TestEnvironment.h"
 #include "theme/Theme.h"
 
+#include <QAbstractEventDispatcher>
 #include <QAction>
 #include <QDir>
 #include <QFile>
+#include <QLabel>
 #include <QMenu>
 #include <QNetworkAccessManager>
+#include <QPointer>
 #include <QProcess>
 #include <QScreen>
 #include <QSignalSpy>
+#include <QStyle>
 #include <QSystemTrayIcon>
 #include <QTimer>
 
@@ -25,6 +29,22 @@
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo;
 using velmo::test::LogCapture;
+
+namespace {
+
+/// The notice on the screen; null when there is none.
+QWidget *balloon()
+{
+    const QWidgetList windows = QApplication::topLevelWidgets();
+    for (QWidget *candidate : windows) {
+        if (candidate->inherits("QBalloonTip") && candidate->isVisible()) {
+            return candidate;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
 
 /// The window and its icon in a real tray, clicked on by a real mouse.
 class tst_Tray : public QObject {
@@ -41,6 +61,7 @@ private slots:
     void disablingWithoutAnIconStillEndsWithTheLastWindow();
     void menuAndToolTipTellTheStatus();
     void statusOfTheTimeWithoutAnIconIsShownAtOnce();
+    void menuGoesWithTheIcon();
     void contextMenuStandsInOrder();
 
     void minimisingHidesTheWindow();
@@ -49,8 +70,12 @@ private slots:
     void menuBringsTheWindowBack();
     void otherClicksDoNothing();
     void maximizedWindowComesBackMaximized();
+    void maximizedWindowComesBackNormalWhereGeometryIsNotKept();
+    void windowThatIsBackAtOnceStays();
     void runningGameHidesTheWindow();
+    void hidingTellsWhereTheWindowWent();
     void noticeIsShownOnce();
+    void noticeWaitsForAnIcon();
     void switchingTheTrayOffBringsTheWindowBack();
 
     void quitActionSavesAndQuits();
@@ -182,11 +207,33 @@ void tst_Tray::menuAndToolTipTellTheStatus()
 void tst_Tray::statusOfTheTimeWithoutAnIconIsShownAtOnce()
 {
     tray_->setEnabled(false);
-    emit game_->stateChanged(GameState::Running, u"dropped"_s);
+    config_->setValue(u"launcher.autoCheckUpdates"_s, false);
+    const QTemporaryDir folder;
+    QVERIFY(QDir(folder.path()).mkdir(u".velmo"_s));
+    QFile record(folder.filePath(u".velmo/installed.json"_s));
+    QVERIFY(record.open(QIODevice::WriteOnly) && record.write("{}") > 0);
+    record.close();
+    config_->setValue(u"game.installPath"_s, folder.path());
+    game_->start();
+    QCOMPARE(game_->state(), GameState::UpdateAvailable);
+    QCOMPARE(game_->detail(), u"Game files are incomplete"_s);
+    QTRY_VERIFY(!icon());
     tray_->setEnabled(true);
-    const QList<QSystemTrayIcon *> icons = window_->findChildren<QSystemTrayIcon *>();
-    // The game has not started, so that is what it says of itself.
-    QCOMPARE(icons.last()->toolTip(), u"HARROWFEN\n"_s + GameManager::stateLabel(GameState::CheckingInstallation));
+    QCOMPARE(icon()->toolTip(), u"HARROWFEN\nGame files are incomplete"_s);
+    QCOMPARE(action(0)->text(), u"Game files are incomplete"_s);
+}
+
+void tst_Tray::menuGoesWithTheIcon()
+{
+    const QPointer<QMenu> switchedOff = icon()->contextMenu();
+    QVERIFY(switchedOff);
+    tray_->setEnabled(false);
+    QTRY_VERIFY(!switchedOff);
+    tray_->setEnabled(true);
+    const QPointer<QMenu> closed = icon()->contextMenu();
+    QVERIFY(closed);
+    window_.reset();
+    QVERIFY(!closed);
 }
 
 void tst_Tray::contextMenuStandsInOrder()
@@ -220,9 +267,12 @@ void tst_Tray::clickBringsTheWindowBack()
 
 void tst_Tray::doubleClickBringsTheWindowBack()
 {
-    QSignalSpy restored(tray_, &TrayIcon::restoreRequested);
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    const QSignalSpy restored(tray_, &TrayIcon::restoreRequested);
     emit icon()->activated(QSystemTrayIcon::DoubleClick);
     QCOMPARE(restored.size(), 1);
+    QTRY_VERIFY(window_->isVisible() && !window_->isMinimized());
 }
 
 void tst_Tray::menuBringsTheWindowBack()
@@ -256,6 +306,28 @@ void tst_Tray::maximizedWindowComesBackMaximized()
     QTRY_VERIFY(window_->isVisible() && window_->isMaximized());
 }
 
+void tst_Tray::maximizedWindowComesBackNormalWhereGeometryIsNotKept()
+{
+    config_->setValue(u"launcher.rememberWindowGeometry"_s, false);
+    window_->showMaximized();
+    QTRY_VERIFY(window_->isMaximized());
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    window_->restoreFromTray();
+    QTRY_VERIFY(window_->isVisible() && !window_->isMaximized() && !window_->isMinimized());
+}
+
+void tst_Tray::windowThatIsBackAtOnceStays()
+{
+    // As the window system tells it; the hiding waits for the event loop. A real window manager would have the last
+    // word.
+    window_->overrideWindowState(Qt::WindowMinimized);
+    QVERIFY(window_->isMinimized());
+    window_->restoreFromTray();
+    QVERIFY(!QTest::qWaitFor([this] { return window_->isHidden(); }, 300)); // time is what this tests
+    QVERIFY(!window_->isMinimized());
+}
+
 void tst_Tray::runningGameHidesTheWindow()
 {
     emit game_->stateChanged(GameState::Launching, QString());
@@ -266,17 +338,36 @@ void tst_Tray::runningGameHidesTheWindow()
     QVERIFY(window_->isHidden()); // whoever closed the game opens the launcher when they want it
 }
 
+void tst_Tray::hidingTellsWhereTheWindowWent()
+{
+    QVERIFY(spot().x() > 0);
+    QVERIFY(!balloon());
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    QTRY_VERIFY(balloon());
+    QStringList texts;
+    QImage picture;
+    const QList<QLabel *> labels = balloon()->findChildren<QLabel *>();
+    for (const QLabel *label : labels) {
+        if (!label->text().isEmpty()) {
+            texts.append(label->text());
+        }
+        if (!label->pixmap().isNull()) {
+            picture = label->pixmap().toImage();
+        }
+    }
+    texts.sort();
+    QCOMPARE(texts, QStringList({u"HARROWFEN"_s, u"Still running here. Click the icon to bring the launcher back."_s}));
+    const QIcon information = QApplication::style()->standardIcon(QStyle::SP_MessageBoxInformation);
+    QVERIFY(!picture.isNull());
+    QCOMPARE(picture, information.pixmap(picture.size()).toImage());
+    const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(balloon());
+    QCOMPARE(timers.size(), 1);
+    QCOMPARE(timers.first().interval, 4000);
+}
+
 void tst_Tray::noticeIsShownOnce()
 {
-    const auto balloon = [] {
-        const QWidgetList windows = QApplication::topLevelWidgets();
-        for (QWidget *candidate : windows) {
-            if (candidate->inherits("QBalloonTip") && candidate->isVisible()) {
-                return candidate;
-            }
-        }
-        return static_cast<QWidget *>(nullptr);
-    };
     QVERIFY(spot().x() > 0);
     tray_->showHiddenNotice();
     QTRY_VERIFY(balloon());
@@ -288,6 +379,18 @@ void tst_Tray::noticeIsShownOnce()
     tray_->showHiddenNotice();
     QTest::qWait(300); // time is what this tests: nothing comes
     QVERIFY(!balloon());
+}
+
+void tst_Tray::noticeWaitsForAnIcon()
+{
+    tray_->setEnabled(false);
+    tray_->showHiddenNotice(); // nobody sees it
+    QTRY_VERIFY(!icon());
+    QVERIFY(!balloon());
+    tray_->setEnabled(true);
+    QVERIFY(spot().x() > 0);
+    tray_->showHiddenNotice();
+    QTRY_VERIFY(balloon());
 }
 
 void tst_Tray::switchingTheTrayOffBringsTheWindowBack()
@@ -303,13 +406,21 @@ void tst_Tray::quitActionSavesAndQuits()
 {
     window_->setGeometry(120, 130, 900, 600);
     QTRY_COMPARE(window_->geometry(), QRect(120, 130, 900, 600));
-    QTimer::singleShot(0, action(4), &QAction::trigger);
+    // A window that is still on the screen is closed on the way out, which saves too.
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    QTimer::singleShot(0, this, [this] {
+        config_->setValue(u"window.x"_s, 7); // so that what hiding saved is not what is found
+        config_->setValue(u"window.y"_s, 8);
+        action(4)->trigger();
+    });
     QTimer::singleShot(20000, qApp, [] { QCoreApplication::exit(3); });
     QCOMPARE(QApplication::exec(), 0);
     QVERIFY(log_->contains(QtInfoMsg, u"velmo.app"_s, u"Quit requested from the tray"_s));
     ConfigManager reread;
     reread.load();
     QCOMPARE(reread.intValue(u"window.x"_s, -1), 120);
+    QCOMPARE(reread.intValue(u"window.y"_s, -1), 130);
 }
 
 void tst_Tray::closingTheWindowQuits()

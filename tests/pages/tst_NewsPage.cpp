@@ -12,6 +12,7 @@
 #include "widgets/NewsCard.h"
 
 #include <QApplication>
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QFrame>
 #include <QImage>
@@ -311,7 +312,8 @@ void tst_NewsPage::uselessFeedKeepsThem()
     const LogCapture log;
     Fixture f;
     f.page.onPageShown();
-    QTRY_COMPARE(log.texts(u"velmo.ui"_s).size(), 1);
+    QTRY_COMPARE(log.texts(u"velmo.ui"_s),
+                 QStringList{u"WARN velmo.ui: News feed contained no usable articles: \"\""_s});
     QCOMPARE(f.titles(), QStringList{bundledTitle});
 }
 
@@ -518,7 +520,11 @@ void tst_NewsPage::hostileFeedIsShownAsText()
     const QList<NewsCard *> cards = f.cards();
     for (NewsCard *card : cards) {
         QCOMPARE(card->width(), cards.first()->width());
+        QCOMPARE(f.stack->currentWidget(), f.listView);
         emit card->activated(card->accessibleName());
+        QCOMPARE(f.stack->currentWidget(), f.articleView);
+        const auto *title = qobject_cast<QLabel *>(f.articleLayout->itemAt(4)->widget());
+        QCOMPARE(title->text(), card->accessibleName());
         const QList<QLabel *> labels = f.page.findChildren<QLabel *>();
         for (const QLabel *label : labels) {
             QCOMPARE(label->textFormat(), Qt::PlainText);
@@ -534,7 +540,9 @@ void tst_NewsPage::deepFeedDoesNoHarm()
     const LogCapture log;
     Fixture f;
     f.page.onPageShown();
-    QTRY_COMPARE(log.texts(u"velmo.ui"_s).size(), 1);
+    QTRY_COMPARE(log.texts(u"velmo.ui"_s),
+                 QStringList{u"INFO velmo.ui: News feed unavailable, showing bundled articles: \"The "
+                             "Velmo Games servers returned an unexpected response.\""_s});
     QCOMPARE(f.titles(), QStringList{bundledTitle});
 }
 
@@ -549,10 +557,17 @@ void tst_NewsPage::manyArticlesOpenAndScrollQuickly()
     f.page.onPageShown();
     f.page.grab();
     const double openMs = static_cast<double>(clock.nsecsElapsed()) / 1e6;
-    QTRY_COMPARE(f.cards().size(), 500);
-    QCoreApplication::processEvents();
+    // From the live feed's arrival until all cards stand in the list, no turn of the event loop may be a long one.
     QScrollBar *bar = f.listView->verticalScrollBar();
-    QTRY_VERIFY(bar->maximum() > 50000);
+    double buildMs = 0;
+    const QDeadlineTimer deadline(10000);
+    while (bar->maximum() <= 50000 && !deadline.hasExpired()) {
+        clock.restart();
+        QCoreApplication::processEvents();
+        buildMs = std::max(buildMs, static_cast<double>(clock.nsecsElapsed()) / 1e6);
+    }
+    QCOMPARE(f.cards().size(), 500);
+    QVERIFY(bar->maximum() > 50000);
     QImage image(f.listView->size(), QImage::Format_ARGB32_Premultiplied);
     QList<double> steps;
     for (int i = 0; i < 60; ++i) {
@@ -563,10 +578,12 @@ void tst_NewsPage::manyArticlesOpenAndScrollQuickly()
     }
     std::sort(steps.begin(), steps.end());
     const double usual = steps.at(steps.size() / 2);
-    qInfo("opened in %.1f ms; a scroll step in %.1f ms, at worst %.1f ms", openMs, usual, steps.last());
+    qInfo("opened in %.1f ms; 500 cards built in turns of %.1f ms at most; a scroll step in %.1f ms, at worst %.1f ms",
+          openMs, buildMs, usual, steps.last());
     QVERIFY(bar->value() > 5000);
     if (!VELMO_SLOW_BUILD) {
         QVERIFY(openMs < 150.0);
+        QVERIFY(buildMs < 1000.0);
         QVERIFY(usual < 16.0);
     }
 }

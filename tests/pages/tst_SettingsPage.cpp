@@ -20,6 +20,7 @@
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QSignalSpy>
@@ -117,8 +118,16 @@ public:
     int writes = 0;
 };
 
-/// Answers the confirmation that comes up next; what it said is in \a seen.
-void answerNextDialog(QStringList &seen, const QString &caption)
+/// What a dialog showed before it was answered.
+struct DialogSeen {
+    QString title;
+    QStringList texts;
+    QString details;
+    const QWidget *parent = nullptr;
+};
+
+/// Answers the dialog that comes up next by its button \a caption.
+void answerNextDialog(DialogSeen &seen, const QString &caption)
 {
     QTimer::singleShot(0, qApp, [&seen, caption] {
         auto *dialog = qobject_cast<ModalDialog *>(QApplication::activeModalWidget());
@@ -126,14 +135,51 @@ void answerNextDialog(QStringList &seen, const QString &caption)
             answerNextDialog(seen, caption);
             return;
         }
-        seen.append(dialog->windowTitle());
+        seen.title = dialog->windowTitle();
+        seen.parent = dialog->parentWidget();
+        seen.details = dialog->findChild<QPlainTextEdit *>()->toPlainText();
         const QList<QLabel *> labels = dialog->findChildren<QLabel *>();
         for (const QLabel *label : labels) {
-            seen.append(label->text());
+            seen.texts.append(label->text());
         }
         QPushButton *button = buttonReading(*dialog, caption);
         QMetaObject::invokeMethod(button, &QPushButton::click, Qt::QueuedConnection);
     });
+}
+
+/// What a folder dialog showed before it was answered.
+struct BrowsingSeen {
+    QString title;
+    QString folder;
+    const QWidget *parent = nullptr;
+    bool onlyFolders = false;
+    bool keepsLinks = false;
+};
+
+/// Clicks on the page's "Browse" and answers the dialog; by no folder when \a chosen is empty.
+BrowsingSeen browse(const SettingsPage &page, const QString &chosen)
+{
+    BrowsingSeen seen;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, &poll, [&] {
+        auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+        if (!dialog) {
+            return;
+        }
+        poll.stop();
+        seen = {dialog->windowTitle(), dialog->directory().absolutePath(), dialog->parentWidget(),
+                dialog->testOption(QFileDialog::ShowDirsOnly), dialog->testOption(QFileDialog::DontResolveSymlinks)};
+        if (chosen.isEmpty()) {
+            dialog->reject();
+            return;
+        }
+        dialog->setDirectory(chosen);
+        dialog->findChild<QLineEdit *>()->setText(chosen);
+        static_cast<QDialog *>(dialog)->done(QDialog::Accepted);
+    });
+    poll.start(10);
+    buttonReading(page, u"Browse"_s)->click();
+    return seen;
 }
 
 } // namespace
@@ -166,16 +212,19 @@ private slots:
     void verifyButtonVerifies();
     void scaleIsTheScreens();
 
+    void folderControlIsOneLine();
     void unchosenFolderIsSaid();
     void chosenFolderShowsItsSpace();
     void folderToComeIsMeasuredAboveIt();
     void folderFollowsTheGame();
     void browsingChoosesAFolder();
+    void browsingStartsWhereTheGameIs();
     void cancelledBrowsingChangesNothing();
 
     void logsAreOpened();
     void resetAsksFirst();
     void resetTakesFolderAndArgumentsBack();
+    void resetLeavesMotionAndAutostartAlone();
     void configurationFileIsNamed();
     void controlsAreNamed();
 
@@ -381,13 +430,15 @@ void tst_SettingsPage::refusedAutostartPutsTheBoxBack()
     f.page->show();
     QCheckBox *box = f.box(u"Start with Windows"_s);
     QSignalSpy changed(&f.game.settings(), &ConfigManager::changed);
-    QStringList seen;
+    DialogSeen seen;
     answerNextDialog(seen, u"Close"_s);
     box->click();
     QVERIFY(!box->isChecked());
     QVERIFY(!box->signalsBlocked());
-    QCOMPARE(seen.first(), u"Could not change startup setting"_s);
-    QVERIFY(seen.contains(u"Windows would not let the launcher update its startup entry."_s));
+    QCOMPARE(seen.title, u"Could not change startup setting"_s);
+    QVERIFY(seen.texts.contains(u"Windows would not let the launcher update its startup entry."_s));
+    QCOMPARE(seen.details, u"Registry: HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Run\\VelmoLauncher"_s);
+    QCOMPARE(seen.parent, f.page.get());
     QCOMPARE(store.writes, 1);
     QCOMPARE(changed.size(), 0);
 }
@@ -437,9 +488,24 @@ void tst_SettingsPage::verifyButtonVerifies()
 void tst_SettingsPage::scaleIsTheScreens()
 {
     const Fixture f(*studio_);
-    const QLabel *scale = labelReading(*f.row(u"Interface scale"_s), u"100%"_s);
+    const QLabel *scale = labelReading(*f.row(u"Interface scale"_s), expectedRatio() > 1.0 ? u"150%"_s : u"100%"_s);
     QVERIFY(scale);
     QCOMPARE(look(*scale), plainLook(theme::bodyFont(13, 400), color::textMuted));
+}
+
+void tst_SettingsPage::folderControlIsOneLine()
+{
+    const Fixture f(*studio_);
+    const auto *line = qobject_cast<QHBoxLayout *>(f.folder->parentWidget()->layout());
+    QVERIFY(line);
+    QCOMPARE(line->contentsMargins(), QMargins(0, 0, 0, 0));
+    QCOMPARE(line->spacing(), 8);
+    QCOMPARE(line->count(), 2);
+    const QPushButton *button = buttonReading(*f.page, u"Browse"_s);
+    QCOMPARE(line->itemAt(0)->widget(), f.folder);
+    QCOMPARE(line->itemAt(1)->widget(), button);
+    QCOMPARE(button->property("role").toString(), u"secondary"_s);
+    QCOMPARE(button->cursor().shape(), Qt::PointingHandCursor);
 }
 
 void tst_SettingsPage::unchosenFolderIsSaid()
@@ -484,24 +550,23 @@ void tst_SettingsPage::browsingChoosesAFolder()
     Fixture f(*studio_, {{u"game.installPath"_s, QString()}});
     f.page->show();
     const QString chosen = QFileInfo(f.game.folder()).canonicalFilePath();
-    QString title;
-    QTimer poll;
-    connect(&poll, &QTimer::timeout, this, [&] {
-        if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
-            poll.stop();
-            title = dialog->windowTitle();
-            QVERIFY(dialog->testOption(QFileDialog::ShowDirsOnly));
-            QVERIFY(dialog->testOption(QFileDialog::DontResolveSymlinks));
-            dialog->setDirectory(chosen);
-            dialog->findChild<QLineEdit *>()->setText(chosen);
-            static_cast<QDialog *>(dialog)->done(QDialog::Accepted);
-        }
-    });
-    poll.start(10);
-    buttonReading(*f.page, u"Browse"_s)->click();
-    QCOMPARE(title, u"Choose where to install HARROWFEN"_s);
+    const BrowsingSeen seen = browse(*f.page, chosen);
+    QCOMPARE(seen.title, u"Choose where to install HARROWFEN"_s);
+    QCOMPARE(seen.parent, f.page.get());
+    QVERIFY(seen.onlyFolders);
+    QVERIFY(seen.keepsLinks);
     QCOMPARE(f.game->installPath(), chosen);
     QCOMPARE(f.folder->text(), QDir::toNativeSeparators(chosen));
+}
+
+void tst_SettingsPage::browsingStartsWhereTheGameIs()
+{
+    QVERIFY(QDir().mkpath(defaultGamesRoot()));
+    Fixture f(*studio_, {{u"game.installPath"_s, QString()}});
+    f.page->show();
+    QCOMPARE(browse(*f.page, {}).folder, defaultGamesRoot());
+    f.game->setInstallPath(f.game.folder());
+    QCOMPARE(browse(*f.page, {}).folder, f.game.folder());
 }
 
 void tst_SettingsPage::cancelledBrowsingChangesNothing()
@@ -509,15 +574,7 @@ void tst_SettingsPage::cancelledBrowsingChangesNothing()
     Fixture f(*studio_);
     const QString before = f.game->installPath();
     f.page->show();
-    QTimer poll;
-    connect(&poll, &QTimer::timeout, this, [&poll] {
-        if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
-            poll.stop();
-            dialog->reject();
-        }
-    });
-    poll.start(10);
-    buttonReading(*f.page, u"Browse"_s)->click();
+    QCOMPARE(browse(*f.page, {}).title, u"Choose where to install HARROWFEN"_s);
     QCOMPARE(f.game->installPath(), before);
 }
 
@@ -526,7 +583,10 @@ void tst_SettingsPage::logsAreOpened()
     Fixture f(*studio_);
     const UrlCatcher desktop({u"file"_s});
     f.game.log().clear();
-    buttonReading(*f.page, u"Open logs"_s)->click();
+    QPushButton *button = buttonReading(*f.page, u"Open logs"_s);
+    QCOMPARE(button->property("role").toString(), u"secondary"_s);
+    QCOMPARE(button->cursor().shape(), Qt::PointingHandCursor);
+    button->click();
     QCOMPARE(desktop.urls(), QList<QUrl>{QUrl::fromLocalFile(logsDirectory())});
     QVERIFY(QDir(logsDirectory()).exists());
     QVERIFY(f.game.log().contains(QtInfoMsg, u"velmo.ui"_s, u"Opening log folder \"%1\""_s.arg(logsDirectory())));
@@ -537,13 +597,16 @@ void tst_SettingsPage::resetAsksFirst()
     Fixture f(*studio_, {{u"game.launchArguments"_s, u"-a"_s}});
     QPushButton *button = buttonReading(*f.page, u"Reset"_s);
     QCOMPARE(button->property("role").toString(), u"danger"_s);
+    QCOMPARE(button->cursor().shape(), Qt::PointingHandCursor);
     f.page->show();
-    QStringList seen;
+    DialogSeen seen;
     answerNextDialog(seen, u"Cancel"_s);
     button->click();
-    QCOMPARE(seen.first(), u"Reset launcher settings"_s);
-    QVERIFY(seen.contains(u"Every launcher setting will return to its default, including your chosen installation "
-                          "folder.\n\nInstalled game files are not affected."_s));
+    QCOMPARE(seen.title, u"Reset launcher settings"_s);
+    QCOMPARE(seen.parent, f.page.get());
+    QVERIFY(
+        seen.texts.contains(u"Every launcher setting will return to its default, including your chosen installation "
+                            "folder.\n\nInstalled game files are not affected."_s));
     QCOMPARE(f.game.settings().stringValue(u"game.launchArguments"_s, {}), u"-a"_s);
     QCOMPARE(f.arguments->text(), u"-a"_s);
 }
@@ -553,7 +616,7 @@ void tst_SettingsPage::resetTakesFolderAndArgumentsBack()
     Fixture f(*studio_, {{u"game.launchArguments"_s, u"-a"_s}, {u"launcher.autoCheckUpdates"_s, false}});
     f.page->show();
     f.game.log().clear();
-    QStringList seen;
+    DialogSeen seen;
     answerNextDialog(seen, u"Reset settings"_s);
     buttonReading(*f.page, u"Reset"_s)->click();
     QCOMPARE(f.game->installPath(), QString());
@@ -563,6 +626,24 @@ void tst_SettingsPage::resetTakesFolderAndArgumentsBack()
     // The boxes keep what they show until the next start, though the setting is back.
     QVERIFY(!f.box(u"Check for updates on startup"_s)->isChecked());
     QVERIFY(f.game.settings().boolValue(u"launcher.autoCheckUpdates"_s, false));
+}
+
+void tst_SettingsPage::resetLeavesMotionAndAutostartAlone()
+{
+    FakeStore store;
+    store.entry = u"\"/old/VelmoLauncher\" --autostart"_s;
+    Fixture f(*studio_);
+    f.page->show();
+    f.box(u"Interface animations"_s)->setChecked(false);
+    DialogSeen seen;
+    answerNextDialog(seen, u"Reset settings"_s);
+    buttonReading(*f.page, u"Reset"_s)->click();
+    QVERIFY(f.game.settings().boolValue(u"appearance.animations"_s, false));
+    QVERIFY(!f.box(u"Interface animations"_s)->isChecked());
+    QVERIFY(!theme::animationsEnabled()); // until the next start
+    QVERIFY(f.box(u"Start with Windows"_s)->isChecked());
+    QCOMPARE(store.entry, u"\"/old/VelmoLauncher\" --autostart"_s);
+    QCOMPARE(store.writes, 0);
 }
 
 void tst_SettingsPage::configurationFileIsNamed()

@@ -24,6 +24,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
+#include <QSignalSpy>
 #include <QStackedWidget>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -69,6 +70,12 @@ struct Fixture {
     ActionBar *actionBar = nullptr;
     ChannelSelector *selector = nullptr;
 };
+
+/// The corner of a window of the minimum size in the middle of the screen.
+QPoint centred()
+{
+    return QGuiApplication::primaryScreen()->availableGeometry().center() - QRect(0, 0, 820, 520).center();
+}
 
 /// What a dialog showed before it was answered.
 struct DialogSeen {
@@ -138,10 +145,14 @@ private slots:
 
     void sizeIsRestoredAboveTheMinimum_data();
     void sizeIsRestoredAboveTheMinimum();
+    void sizeThatIsNotStoredIsTheMinimum_data();
+    void sizeThatIsNotStoredIsTheMinimum();
     void positionIsRestoredWhereAScreenIs_data();
     void positionIsRestoredWhereAScreenIs();
     void forgottenGeometryIsCentred();
     void maximizedWindowComesBackMaximized();
+    void maximizedWindowWithoutAPlaceIsCentredBelow_data();
+    void maximizedWindowWithoutAPlaceIsCentredBelow();
     void closingSavesTheGeometry();
     void closingSavesTheNormalGeometryOfAMaximizedWindow();
     void closingSavesNoGeometryThatIsNotWanted();
@@ -257,6 +268,11 @@ void tst_MainWindow::unknownPageIsIgnored()
     emit f.titleBar->pageRequested(static_cast<NavPage>(page));
     QCOMPARE(f.stack->currentIndex(), 2);
     QVERIFY(f.tab(2)->isChecked());
+    // The title bar still knows which page is shown: its tab asks for nothing.
+    const QSignalSpy asked(f.titleBar, &TitleBar::pageRequested);
+    QTest::mouseClick(f.tab(2), Qt::LeftButton);
+    QCOMPARE(asked.size(), 0);
+    QCOMPARE(f.stack->currentIndex(), 2);
 }
 
 void tst_MainWindow::newsLoadsWhenItsPageIsFirstShown()
@@ -303,6 +319,7 @@ void tst_MainWindow::badgeFollowsTheServices()
     Fixture f(*studio_);
     const auto *badge = f.actionBar->findChild<StatusBadge *>();
     QCOMPARE(badge->accessibleName(), u"CONNECTING"_s);
+    QCOMPARE(badge->toolTip(), u"CONNECTING"_s); // told so, not merely made so
     emit f.game->serviceStatusChanged(ServiceStatus::Offline, u"No route"_s);
     QCOMPARE(badge->accessibleName(), u"OFFLINE"_s);
     QCOMPARE(badge->toolTip(), u"No route"_s);
@@ -389,31 +406,56 @@ void tst_MainWindow::sizeIsRestoredAboveTheMinimum()
     QCOMPARE(f.window->size(), restored);
 }
 
+void tst_MainWindow::sizeThatIsNotStoredIsTheMinimum_data()
+{
+    QTest::addColumn<QList<std::pair<QString, QVariant>>>("settings");
+    const QVariant null = QVariant::fromValue(nullptr);
+    QTest::newRow("nulls") << QList<std::pair<QString, QVariant>>{{u"window.width"_s, null},
+                                                                  {u"window.height"_s, null}};
+    QTest::newRow("no group") << QList<std::pair<QString, QVariant>>{{u"window"_s, 5}};
+}
+
+void tst_MainWindow::sizeThatIsNotStoredIsTheMinimum()
+{
+    using Settings = QList<std::pair<QString, QVariant>>;
+    QFETCH(const Settings, settings);
+    Fixture f(*studio_, settings);
+    QVERIFY(!f.game.settings().value(u"window.width"_s, {}).isValid());
+    QCOMPARE(f.window->size(), QSize(820, 520));
+    QCOMPARE(f.window->pos(), centred());
+    QVERIFY(f.window->isHidden());
+}
+
 void tst_MainWindow::positionIsRestoredWhereAScreenIs_data()
 {
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    // A stored size below the minimum: the place is judged by what was stored.
+    const QSize small(100, 100);
     QTest::addColumn<QPoint>("stored");
+    QTest::addColumn<QSize>("size");
     QTest::addColumn<bool>("kept");
-    QTest::newRow("on the screen") << QPoint(40, 30) << true;
-    QTest::newRow("partly on it") << QPoint(area.right() - 10, area.bottom() - 10) << true;
-    QTest::newRow("off it") << QPoint(area.right() + 1, 10) << false;
-    QTest::newRow("never saved") << QPoint(-1, -1) << false;
-    QTest::newRow("left of the primary screen") << QPoint(-40, 30) << false;
-    QTest::newRow("above the primary screen") << QPoint(40, -30) << false;
+    QTest::newRow("on the screen") << QPoint(40, 30) << small << true;
+    QTest::newRow("at its corner") << QPoint(0, 0) << small << true;
+    QTest::newRow("partly on it") << QPoint(area.right() - 10, area.bottom() - 10) << small << true;
+    QTest::newRow("on its last pixel") << area.bottomRight() << small << true;
+    QTest::newRow("off it") << QPoint(area.right() + 1, 10) << small << false;
+    QTest::newRow("below it") << QPoint(10, area.bottom() + 1) << small << false;
+    QTest::newRow("without a size") << QPoint(40, 30) << QSize(0, 0) << false;
+    QTest::newRow("never saved") << QPoint(-1, -1) << small << false;
+    QTest::newRow("left of the primary screen") << QPoint(-40, 30) << small << false;
+    QTest::newRow("above the primary screen") << QPoint(40, -30) << small << false;
 }
 
 void tst_MainWindow::positionIsRestoredWhereAScreenIs()
 {
     QFETCH(const QPoint, stored);
+    QFETCH(const QSize, size);
     QFETCH(const bool, kept);
-    // A stored size below the minimum: the place is judged by what was stored.
-    const Fixture f(*studio_, {{u"window.width"_s, 100},
-                               {u"window.height"_s, 100},
+    const Fixture f(*studio_, {{u"window.width"_s, size.width()},
+                               {u"window.height"_s, size.height()},
                                {u"window.x"_s, stored.x()},
                                {u"window.y"_s, stored.y()}});
-    const QPoint centred =
-        QGuiApplication::primaryScreen()->availableGeometry().center() - QRect(0, 0, 820, 520).center();
-    QCOMPARE(f.window->pos(), kept ? stored : centred);
+    QCOMPARE(f.window->pos(), kept ? stored : centred());
 }
 
 void tst_MainWindow::forgottenGeometryIsCentred()
@@ -433,6 +475,29 @@ void tst_MainWindow::maximizedWindowComesBackMaximized()
     const Fixture f(*studio_, {{u"window.x"_s, 5}, {u"window.y"_s, 5}, {u"window.maximized"_s, true}});
     QVERIFY(f.window->isMaximized());
     QVERIFY(f.window->isVisible()); // whoever made it need not show it
+}
+
+void tst_MainWindow::maximizedWindowWithoutAPlaceIsCentredBelow_data()
+{
+    QTest::addColumn<QPoint>("stored");
+    QTest::newRow("never saved") << QPoint(-1, -1);
+    QTest::newRow("left of the primary screen") << QPoint(-40, 30);
+    QTest::newRow("above the primary screen") << QPoint(40, -30);
+    QTest::newRow("off the screen") << QPoint(100'000, 30);
+}
+
+/// The place matters once the window is no longer maximised.
+void tst_MainWindow::maximizedWindowWithoutAPlaceIsCentredBelow()
+{
+    QFETCH(const QPoint, stored);
+    const Fixture f(*studio_, {{u"window.width"_s, 820},
+                               {u"window.height"_s, 520},
+                               {u"window.x"_s, stored.x()},
+                               {u"window.y"_s, stored.y()},
+                               {u"window.maximized"_s, true}});
+    QVERIFY(f.window->isMaximized());
+    QVERIFY(f.window->isVisible());
+    QCOMPARE(f.window->normalGeometry(), QRect(centred(), QSize(820, 520)));
 }
 
 void tst_MainWindow::closingSavesTheGeometry()
@@ -571,7 +636,11 @@ void tst_MainWindow::agreedCloseCancelsTheTransfer()
 
 void tst_MainWindow::trayIsRefusedWhereThereIsNone()
 {
+    QGuiApplication::setQuitOnLastWindowClosed(true);
     Fixture f(*studio_, {{u"launcher.minimizeToTray"_s, true}});
+    const bool ends = QGuiApplication::quitOnLastWindowClosed();
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    QVERIFY(ends); // or closing the window would leave a program without one
     QVERIFY(
         f.game.log().contains(QtWarningMsg, u"velmo.ui"_s, u"Tray requested but this desktop has no system tray"_s));
     f.window->show();

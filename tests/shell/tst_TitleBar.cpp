@@ -265,6 +265,11 @@ void tst_TitleBar::unknownPageChangesNoTab()
     f.bar.setActivePage(1);
     f.bar.setActivePage(7);
     QVERIFY(f.tabs.at(1)->isChecked());
+    // But none of them is the active one, so each of them can be asked for.
+    QSignalSpy asked(&f.bar, &TitleBar::pageRequested);
+    QTest::mouseClick(f.tabs.at(1), Qt::LeftButton);
+    QCOMPARE(asked.size(), 1);
+    QCOMPARE(asked.first().at(0).value<NavPage>(), NavPage::News);
 }
 
 void tst_TitleBar::windowButtonsAskForWhatTheyShow()

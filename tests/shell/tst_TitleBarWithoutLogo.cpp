@@ -1,3 +1,4 @@
+#include "shell/NavTab.h"
 #include "shell/TitleBar.h"
 #include "support/LogCapture.h"
 #include "support/PixelProbe.h"
@@ -6,6 +7,9 @@
 #include "widgets/LogoView.h"
 
 #include <QLabel>
+#include <QLayout>
+
+#include <algorithm>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo;
@@ -38,6 +42,14 @@ void tst_TitleBarWithoutLogo::studioNameStandsInTheLogosPlace()
     QCOMPARE((*name)->styleSheet(), u"color: #e8ebf0;"_s);
     QVERIFY((*name)->property("captionPassthrough").toBool());
     QVERIFY((*name)->testAttribute(Qt::WA_TransparentForMouseEvents));
+
+    bar.layout()->activate();
+    QCOMPARE(logo->geometry().left(), 16);
+    QCOMPARE(logo->width(), 0);
+    QCOMPARE((*name)->x(), 16);
+    QCOMPARE((*name)->width(), (*name)->sizeHint().width());
+    QVERIFY(std::abs(2 * (*name)->y() + (*name)->height() - 44) <= 1);
+    QCOMPARE(bar.findChildren<NavTab *>().first()->x(), 16 + (*name)->width() + 26);
 }
 
 int main(int argc, char **argv)

@@ -1,6 +1,8 @@
 #include "support/PixelProbe.h"
 
 #include <QEvent>
+#include <QPaintDevice>
+#include <QPaintEngine>
 #include <QVariantAnimation>
 #include <QWidget>
 
@@ -10,6 +12,66 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::test {
+
+namespace {
+
+/// Takes note of pixmaps and texts and of nothing else.
+class DrawingNotes : public QPaintEngine {
+public:
+    DrawingNotes()
+        : QPaintEngine(AllFeatures)
+    {}
+
+    bool begin(QPaintDevice * /*device*/) override { return true; }
+    bool end() override { return true; }
+    void updateState(const QPaintEngineState & /*state*/) override {}
+    void drawPath(const QPainterPath & /*path*/) override {}
+    using QPaintEngine::drawPolygon;
+    void drawPolygon(const QPointF * /*points*/, int /*count*/, PolygonDrawMode /*mode*/) override {}
+    void drawTextItem(const QPointF & /*point*/, const QTextItem &item) override { texts.append(item.text()); }
+    void drawPixmap(const QRectF & /*target*/, const QPixmap &pixmap, const QRectF & /*source*/) override
+    {
+        keys.append(pixmap.cacheKey());
+    }
+    Type type() const override { return User; }
+
+    QList<qint64> keys;
+    QStringList texts;
+};
+
+/// As large as a widget, and nothing to be seen on it.
+class NotesDevice : public QPaintDevice {
+public:
+    explicit NotesDevice(const QWidget &widget)
+        : size_(widget.size())
+    {}
+
+    QPaintEngine *paintEngine() const override { return &notes_; }
+    const DrawingNotes &notes() const { return notes_; }
+
+protected:
+    int metric(PaintDeviceMetric metric) const override
+    {
+        switch (metric) {
+        case PdmWidth:
+            return size_.width();
+        case PdmHeight:
+            return size_.height();
+        case PdmDevicePixelRatio:
+            return 1;
+        case PdmDevicePixelRatioScaled:
+            return static_cast<int>(devicePixelRatioFScale());
+        default:
+            return 96;
+        }
+    }
+
+private:
+    QSize size_;
+    mutable DrawingNotes notes_;
+};
+
+} // namespace
 
 double expectedRatio()
 {
@@ -95,6 +157,20 @@ void holdAt(QVariantAnimation *animation, double value)
     }
 }
 
+QList<qint64> drawnPixmaps(QWidget &widget)
+{
+    NotesDevice device(widget);
+    widget.render(&device, {}, {}, QWidget::DrawChildren);
+    return device.notes().keys;
+}
+
+QString drawnText(QWidget &widget)
+{
+    NotesDevice device(widget);
+    widget.render(&device, {}, {}, QWidget::DrawChildren);
+    return device.notes().texts.join(u' ');
+}
+
 PaintCounter::PaintCounter(QWidget *widget)
 {
     widget->installEventFilter(this);
@@ -104,6 +180,21 @@ bool PaintCounter::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::Paint) {
         ++count_;
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+MouseCounter::MouseCounter(QWidget *widget)
+{
+    widget->installEventFilter(this);
+}
+
+bool MouseCounter::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::MouseButtonPress) {
+        ++presses_;
+    } else if (event->type() == QEvent::MouseButtonRelease) {
+        ++releases_;
     }
     return QObject::eventFilter(watched, event);
 }

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QColor>
 #include <QImage>
+#include <QList>
 #include <QObject>
 
 class QVariantAnimation;
@@ -37,6 +38,12 @@ QString mismatch(const QImage &actual, const QImage &expected);
 /// Makes \a animation deliver \a value and stand there: a picture of any moment, whatever the clock says.
 void holdAt(QVariantAnimation *animation, double value);
 
+/// The cache keys of the pixmaps that \a widget draws at this moment: the same ones again as long as it keeps them.
+QList<qint64> drawnPixmaps(QWidget &widget);
+
+/// What \a widget writes at this moment, clipped or not, one run after the other.
+QString drawnText(QWidget &widget);
+
 /// Counts the paint events of one widget while it lives.
 class PaintCounter : public QObject {
 public:
@@ -50,6 +57,22 @@ protected:
 
 private:
     int count_ = 0;
+};
+
+/// Counts the presses and releases that reach one widget, be it from its children, while it lives.
+class MouseCounter : public QObject {
+public:
+    explicit MouseCounter(QWidget *widget);
+
+    int presses() const { return presses_; }
+    int releases() const { return releases_; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    int presses_ = 0;
+    int releases_ = 0;
 };
 
 /// runTest() for painted things: broken device pixel ratios stay as they are.

@@ -19,7 +19,10 @@
 #include <QSignalSpy>
 #include <QVBoxLayout>
 #include <QVariantAnimation>
+#include <QWindow>
 
+#include <algorithm>
+#include <initializer_list>
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -93,10 +96,23 @@ QImage boxExpectation(const QWidget &widget, const QString &name, double hover)
     return image;
 }
 
-/// Whether a coordinate is \a expected, but for the frame that the platform without windows imagines around a pop-up.
-bool isAt(int place, int expected)
+/// Where a pop-up was put: the platform without windows imagines a frame around it.
+QPoint placeOf(const QWidget &popup)
 {
-    return std::abs(place - expected) <= 2;
+    return popup.windowHandle()->framePosition();
+}
+
+/// Shows \a selector with its upper left corner at \a corner of the screen, and opens its list.
+QWidget *openListAt(ChannelSelector &selector, QPoint corner)
+{
+    selector.move(corner);
+    selector.show();
+    if (!QTest::qWaitForWindowExposed(&selector)) {
+        return nullptr;
+    }
+    selector.move(selector.pos() + corner - selector.mapToGlobal(QPoint(0, 0))); // whatever frame it has
+    QTest::mouseClick(&selector, Qt::LeftButton);
+    return popupOf(selector);
 }
 
 QImage rowExpectation(const QWidget &widget, const GameChannel &channel, bool active, bool hovered)
@@ -143,11 +159,16 @@ private slots:
     void boxLook_data();
     void boxLook();
     void hoverRunsForATenthOfASecond();
+    void hoveringRepaints();
+    void hoverIsPaintedAsItRuns();
+    void nameOfTheSameWidthRepaints();
     void boxShowsAnotherBranchOnlyWhenTold();
     void widthChangeReachesTheLayout();
 
     void clickOpensTheList_data();
     void clickOpensTheList();
+    void onlyTheLeftPressIsKept_data();
+    void onlyTheLeftPressIsKept();
     void openListIsNotOpenedAgain();
     void closedListCanBeOpenedAgain();
     void listStandsBelowTheBox();
@@ -155,6 +176,8 @@ private slots:
     void listStaysOnTheScreen();
 
     void listHasARowForEachBranch();
+    void rowsStandInTheProfilesOrder();
+    void shownBranchIsTheActiveRow();
     void listLook();
     void rowLook_data();
     void rowLook();
@@ -244,6 +267,57 @@ void tst_ChannelSelector::hoverRunsForATenthOfASecond()
     QCOMPARE(mismatch(snapshot(selector), boxExpectation(selector, selector.shownName(), 1.0)), QString());
 }
 
+void tst_ChannelSelector::hoveringRepaints()
+{
+    const LogCapture quiet;
+    theme::setAnimationsEnabled(false);
+    ChannelSelector selector;
+    ChannelRow row(gameProfile().channels.first(), false, nullptr);
+    for (QWidget *widget : std::initializer_list<QWidget *>{&selector, &row}) {
+        widget->show();
+        QVERIFY(QTest::qWaitForWindowExposed(widget));
+        sendLeave(*widget); // wherever the pointer is
+        QCoreApplication::processEvents();
+        PaintCounter paints(widget);
+        sendEnter(*widget);
+        QTRY_VERIFY2(paints.count() > 0, widget->metaObject()->className());
+        paints.reset();
+        sendLeave(*widget);
+        QTRY_VERIFY2(paints.count() > 0, widget->metaObject()->className());
+    }
+}
+
+/// Each step of the way repaints, with the pointer at rest.
+void tst_ChannelSelector::hoverIsPaintedAsItRuns()
+{
+    ChannelSelector selector;
+    selector.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&selector));
+    QCoreApplication::processEvents();
+    PaintCounter paints(&selector);
+    for (const double step : {0.25, 0.5}) {
+        paints.reset();
+        holdAt(selector.findChild<QVariantAnimation *>(), step);
+        QTRY_VERIFY(paints.count() > 0);
+    }
+}
+
+void tst_ChannelSelector::nameOfTheSameWidthRepaints()
+{
+    ChannelSelector selector;
+    selector.setChannelId(u"next"_s);
+    selector.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&selector));
+    sendLeave(selector); // wherever the pointer is
+    QTRY_COMPARE(selector.findChild<QVariantAnimation *>()->state(), QAbstractAnimation::Stopped);
+    QCoreApplication::processEvents();
+    const int width = selector.width();
+    const PaintCounter paints(&selector);
+    selector.setChannelId(u"beta"_s);
+    QCOMPARE(selector.width(), width);
+    QTRY_VERIFY(paints.count() > 0);
+}
+
 void tst_ChannelSelector::boxShowsAnotherBranchOnlyWhenTold()
 {
     ChannelSelector selector;
@@ -299,6 +373,33 @@ void tst_ChannelSelector::clickOpensTheList()
     QCOMPARE(popupOf(selector) != nullptr, opens);
 }
 
+void tst_ChannelSelector::onlyTheLeftPressIsKept_data()
+{
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::addColumn<QPoint>("release");
+    QTest::addColumn<int>("presses");
+    QTest::newRow("left") << Qt::LeftButton << QPoint(20, 13) << 0;
+    QTest::newRow("left, released outside") << Qt::LeftButton << QPoint(20, 60) << 0;
+    QTest::newRow("right") << Qt::RightButton << QPoint(20, 13) << 1;
+    QTest::newRow("middle") << Qt::MiddleButton << QPoint(20, 13) << 1;
+}
+
+void tst_ChannelSelector::onlyTheLeftPressIsKept()
+{
+    QFETCH(const Qt::MouseButton, button);
+    QFETCH(const QPoint, release);
+    QFETCH(const int, presses);
+    QWidget bar;
+    bar.resize(300, 80);
+    ChannelSelector selector(&bar);
+    bar.show();
+    const MouseCounter behind(&bar);
+    QTest::mousePress(&selector, button, {}, QPoint(20, 13));
+    QCOMPARE(behind.presses(), presses);
+    QTest::mouseRelease(&selector, button, {}, release);
+    QCOMPARE(behind.releases(), 1); // every one goes on
+}
+
 void tst_ChannelSelector::openListIsNotOpenedAgain()
 {
     ChannelSelector selector;
@@ -329,41 +430,42 @@ void tst_ChannelSelector::closedListCanBeOpenedAgain()
 void tst_ChannelSelector::listStandsBelowTheBox()
 {
     ChannelSelector selector;
-    selector.move(320, 100);
-    selector.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&selector));
-    QTest::mouseClick(&selector, Qt::LeftButton);
-    const QWidget *popup = popupOf(selector);
-    const QPoint corner = selector.mapToGlobal(QPoint(0, 0));
-    QVERIFY(isAt(popup->x() + popup->width(), corner.x() + selector.width()));
-    QVERIFY(isAt(popup->y(), corner.y() + 26 + 4));
+    const QWidget *popup = openListAt(selector, QPoint(420, 100));
+    QVERIFY(popup);
+    QCOMPARE(selector.mapToGlobal(QPoint(0, 0)), QPoint(420, 100));
+    QCOMPARE(placeOf(*popup), QPoint(420 + selector.width() - 372, 100 + 26 + 4));
 }
 
 void tst_ChannelSelector::listStaysOnTheScreen_data()
 {
     const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    const int boxWidth = ChannelSelector().width();
+    const int list = 31 + 54 * static_cast<int>(gameProfile().channels.size());
+    const int leftmost = area.left() + 8 + 372 - boxWidth;
+    const int rightmost = area.right() - 8 - boxWidth;
+    const int lowest = area.bottom() - list - 30;
     QTest::addColumn<QPoint>("box");
-    QTest::newRow("left") << QPoint(area.left(), 100);
-    QTest::newRow("right") << QPoint(area.right() - 30, 100);
-    QTest::newRow("bottom") << QPoint(400, area.bottom() - 40);
+    QTest::addColumn<QPoint>("place");
+    QTest::newRow("left") << QPoint(area.left() + 4, 100) << QPoint(area.left() + 8, 130);
+    QTest::newRow("just right of the left gap") << QPoint(leftmost + 1, 100) << QPoint(area.left() + 9, 130);
+    QTest::newRow("at the right gap") << QPoint(rightmost, 100) << QPoint(area.right() - 380, 130);
+    QTest::newRow("beyond the right gap") << QPoint(rightmost + 1, 100) << QPoint(area.right() - 380, 130);
+    QTest::newRow("right") << QPoint(area.right() - 30, 100) << QPoint(area.right() - 380, 130);
+    const int x = area.left() + 10;
+    QTest::newRow("just fits below") << QPoint(leftmost + 2, lowest) << QPoint(x, lowest + 30);
+    QTest::newRow("does not fit below") << QPoint(leftmost + 2, lowest + 1) << QPoint(x, lowest + 1 - 4 - list);
+    QTest::newRow("bottom") << QPoint(leftmost + 2, area.bottom() - 40) << QPoint(x, area.bottom() - 44 - list);
 }
 
 void tst_ChannelSelector::listStaysOnTheScreen()
 {
     QFETCH(const QPoint, box);
-    const QRect area = QGuiApplication::primaryScreen()->availableGeometry();
+    QFETCH(const QPoint, place);
     ChannelSelector selector;
-    selector.move(box);
-    selector.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&selector));
-    QTest::mouseClick(&selector, Qt::LeftButton);
-    const QWidget *popup = popupOf(selector);
-    const QPoint corner = selector.mapToGlobal(QPoint(0, 0));
-    const int wanted = corner.x() + selector.width() - 372;
-    QVERIFY(isAt(popup->x(), std::max(area.left() + 8, std::min(area.right() - 380, wanted))));
-    const bool fitsBelow = corner.y() + 30 + popup->height() <= area.bottom();
-    QVERIFY(isAt(popup->y(), fitsBelow ? corner.y() + 30 : corner.y() - popup->height() - 4));
-    QCOMPARE(fitsBelow, QLatin1StringView(QTest::currentDataTag()) != "bottom"_L1);
+    const QWidget *popup = openListAt(selector, box);
+    QVERIFY(popup);
+    QCOMPARE(selector.mapToGlobal(QPoint(0, 0)), box);
+    QCOMPARE(placeOf(*popup), place);
 }
 
 void tst_ChannelSelector::listHasARowForEachBranch()
@@ -383,6 +485,39 @@ void tst_ChannelSelector::listHasARowForEachBranch()
         QCOMPARE(row->minimumHeight(), 54);
         QCOMPARE(row->maximumHeight(), 54);
         QCOMPARE(row->cursor().shape(), Qt::PointingHandCursor);
+    }
+}
+
+void tst_ChannelSelector::rowsStandInTheProfilesOrder()
+{
+    ChannelSelector selector;
+    const QWidget *popup = openListAt(selector, QPoint(400, 100));
+    QVERIFY(popup);
+    QList<QWidget *> rows = rowsOf(*popup);
+    QCOMPARE(rows.size(), gameProfile().channels.size());
+    std::sort(rows.begin(), rows.end(), [](const QWidget *a, const QWidget *b) { return a->y() < b->y(); });
+    int y = 30;
+    for (const GameChannel &channel : gameProfile().channels) {
+        const QWidget *row = rows.takeFirst();
+        QCOMPARE(row->geometry(), QRect(1, y, 370, 54));
+        QCOMPARE(row->accessibleName(), channel.name);
+        y += 54;
+    }
+}
+
+void tst_ChannelSelector::shownBranchIsTheActiveRow()
+{
+    for (const GameChannel &channel : gameProfile().channels) {
+        ChannelSelector selector;
+        selector.setChannelId(channel.id);
+        const QWidget *popup = openListAt(selector, QPoint(400, 100));
+        QVERIFY(popup);
+        const QList<QWidget *> rows = rowsOf(*popup);
+        QCOMPARE(rows.size(), gameProfile().channels.size());
+        for (QWidget *row : rows) {
+            const bool marked = colorAt(snapshot(*row), QPointF(1, 27)) == accent;
+            QCOMPARE(marked, row->accessibleName() == channel.name);
+        }
     }
 }
 

@@ -41,6 +41,7 @@ private slots:
     void undecodableFileIsToldWithItsFullPath();
     void laterFailureClearsTheImage();
     void newLogoAsksForLayoutAndPaint();
+    void anotherImageOfTheSameSizeIsPainted();
     void nothingIsPaintedAtRest();
 };
 
@@ -217,6 +218,20 @@ void tst_LogoView::newLogoAsksForLayoutAndPaint()
     const PaintCounter paints(logo);
     logo->setLogo(u":/art/tall.png"_s, 40);
     QTRY_COMPARE(rest->x(), 20 + row->spacing());
+    QTRY_VERIFY(paints.count() > 0);
+}
+
+void tst_LogoView::anotherImageOfTheSameSizeIsPainted()
+{
+    LogoView logo;
+    logo.setLogo(u":/art/wide.png"_s, 20);
+    logo.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&logo));
+    QCoreApplication::processEvents();
+    const QSize size = logo.size();
+    const PaintCounter paints(&logo);
+    logo.setLogo(u"logos/wide.png"_s, 20);
+    QCOMPARE(logo.size(), size);
     QTRY_VERIFY(paints.count() > 0);
 }
 

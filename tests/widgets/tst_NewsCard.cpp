@@ -10,9 +10,11 @@
 #include <QEnterEvent>
 #include <QFontMetrics>
 #include <QLinearGradient>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <QRandomGenerator>
+#include <QResizeEvent>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QVariantAnimation>
@@ -142,8 +144,10 @@ private slots:
     void hoverBlendsGroundBorderAndMarker_data();
     void hoverBlendsGroundBorderAndMarker();
     void hoverRunsForATenthOfASecond();
+    void hoverIsPaintedAsItRuns();
     void articleWithoutCategoryMovesUp();
     void longTitleIsElided();
+    void summaryWithoutRoomIsSkipped_data();
     void summaryWithoutRoomIsSkipped();
     void patternComesFromTheIdOrTheTitle();
     void equalArticlesHaveEqualPatterns();
@@ -151,8 +155,12 @@ private slots:
     void pictureCoversItsArea();
     void brokenPictureGivesThePatternInSilence();
     void imageFollowsTheSize();
+    void imageIsBuiltOncePerSize();
+    void cardWithoutWidthBuildsNoImage();
     void clickActivates_data();
     void clickActivates();
+    void clicksReachThePageBehind_data();
+    void clicksReachThePageBehind();
     void articleWithoutIdActivatesEmptily();
     void hostileTextsArePaintedAsText_data();
     void hostileTextsArePaintedAsText();
@@ -261,6 +269,21 @@ void tst_NewsCard::hoverRunsForATenthOfASecond()
     QCOMPARE(colorAt(snapshot(card), QPointF(1, 58)), QColor(0x6b, 0x9b, 0xd4)); // the marker, at once
 }
 
+void tst_NewsCard::hoverIsPaintedAsItRuns()
+{
+    NewsCard card(article(), true);
+    card.resize(600, 116);
+    card.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&card));
+    QCoreApplication::processEvents();
+    PaintCounter paints(&card);
+    for (const double step : {0.25, 0.5}) {
+        paints.reset();
+        holdAt(card.findChild<QVariantAnimation *>(), step);
+        QTRY_VERIFY(paints.count() > 0);
+    }
+}
+
 void tst_NewsCard::articleWithoutCategoryMovesUp()
 {
     NewsArticle plain = article();
@@ -281,19 +304,30 @@ void tst_NewsCard::longTitleIsElided()
     QCOMPARE(mismatch(snapshot(card), expectation(card, longer, false, panel, 0.0, picture)), QString());
 }
 
+void tst_NewsCard::summaryWithoutRoomIsSkipped_data()
+{
+    QTest::addColumn<int>("room");
+    QTest::addColumn<bool>("written");
+    QTest::newRow("a line") << 20 << true;
+    QTest::newRow("hardly any") << 1 << true;
+    QTest::newRow("none") << 0 << false;
+    QTest::newRow("less than none") << -12 << false;
+}
+
 void tst_NewsCard::summaryWithoutRoomIsSkipped()
 {
-    // The compact card's text area of 84 holds category, title and date; what is left decides on the summary.
-    NewsArticle without = article();
-    without.summary.clear();
-    NewsCard card(article(), true);
-    NewsCard bare(without, true);
-    card.resize(900, 116);
-    bare.resize(900, 116);
+    QFETCH(const int, room);
+    QFETCH(const bool, written);
+    // What category, title, date and the gaps leave of the text area decides on the summary.
     const int used =
         QFontMetrics(theme::displayFont(9, 600, 2.0)).height() + 8 + QFontMetrics(theme::titleFont(17)).height();
-    const int room = 16 + 84 - 1 - 16 - used - QFontMetrics(theme::bodyFont(12, 400)).height() - 10;
-    QCOMPARE(snapshot(card) != snapshot(bare), room > 0);
+    NewsCard card(article(), true);
+    card.setFixedHeight(32 + used + room + 1 + QFontMetrics(theme::bodyFont(12, 400)).height() + 10);
+    card.resize(900, card.minimumHeight());
+    const QString text = drawnText(card);
+    QVERIFY(text.contains(article().title));
+    QVERIFY(text.contains(u"MIN READ"_s));
+    QCOMPARE(text.contains(u"Harrowfen's fen"_s), written);
 }
 
 void tst_NewsCard::patternComesFromTheIdOrTheTitle()
@@ -383,6 +417,45 @@ void tst_NewsCard::imageFollowsTheSize()
     }
 }
 
+void tst_NewsCard::imageIsBuiltOncePerSize()
+{
+    NewsCard card(article(), false);
+    card.resize(500, 300);
+    const QList<qint64> first = drawnPixmaps(card);
+    QCOMPARE(first.size(), 1);
+    holdAt(card.findChild<QVariantAnimation *>(), 0.5); // hovering paints the same image
+    QCOMPARE(drawnPixmaps(card), first);
+    QResizeEvent same(card.size(), card.size());
+    QCoreApplication::sendEvent(&card, &same);
+    QCOMPARE(drawnPixmaps(card), first);
+    card.resize(501, 300);
+    const QList<qint64> second = drawnPixmaps(card);
+    QVERIFY(second != first);
+    QCOMPARE(drawnPixmaps(card), second);
+}
+
+void tst_NewsCard::cardWithoutWidthBuildsNoImage()
+{
+    /// Qt paints no empty widget of its own accord, so the event comes by hand, and what it paints goes here.
+    class EmptyCard : public NewsCard {
+    public:
+        using NewsCard::NewsCard;
+
+    protected:
+        QPaintDevice *redirected(QPoint * /*offset*/) const override { return &sheet_; }
+
+    private:
+        mutable QImage sheet_ = QImage(400, 400, QImage::Format_ARGB32_Premultiplied);
+    };
+    EmptyCard card(article(), false);
+    card.resize(0, 300);
+    QCOMPARE(card.size(), QSize(0, 300));
+    const LogCapture log;
+    QPaintEvent event(QRect(0, 0, 0, 300));
+    QCoreApplication::sendEvent(&card, &event);
+    QCOMPARE(log.texts(), QStringList()); // an image without pixels would be complained of
+}
+
 void tst_NewsCard::clickActivates_data()
 {
     QTest::addColumn<Qt::MouseButton>("button");
@@ -407,6 +480,29 @@ void tst_NewsCard::clickActivates()
     if (count > 0) {
         QCOMPARE(activated.first().first().toString(), u"the-water"_s);
     }
+}
+
+void tst_NewsCard::clicksReachThePageBehind_data()
+{
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::newRow("left") << Qt::LeftButton;
+    QTest::newRow("right") << Qt::RightButton;
+}
+
+/// A card keeps no click to itself.
+void tst_NewsCard::clicksReachThePageBehind()
+{
+    QFETCH(const Qt::MouseButton, button);
+    QWidget page;
+    NewsCard card(article(), true, &page);
+    page.resize(900, 200);
+    card.resize(900, 116);
+    const MouseCounter behind(&page);
+    QTest::mousePress(&card, button, {}, QPoint(400, 50));
+    QCOMPARE(behind.presses(), 1);
+    QCOMPARE(behind.releases(), 0);
+    QTest::mouseRelease(&card, button, {}, QPoint(400, 50));
+    QCOMPARE(behind.releases(), 1);
 }
 
 void tst_NewsCard::articleWithoutIdActivatesEmptily()
