@@ -25,6 +25,8 @@ function(velmo_pixel_test name)
     set_tests_properties(tst_${name}_at150 PROPERTIES
         TIMEOUT 120
         ENVIRONMENT "${VELMO_TEST_ENVIRONMENT};QT_SCALE_FACTOR=1.5")
+    # Some write a game profile beside the program, and the program is the same.
+    set_tests_properties(tst_${name} tst_${name}_at150 PROPERTIES RESOURCE_LOCK tst_${name})
 endfunction()
 
 set(VELMO_TEST_ENVIRONMENT
