@@ -54,14 +54,12 @@ LauncherProcess::LauncherProcess(const QString &program, const QString &home, co
 
 LauncherProcess::~LauncherProcess()
 {
-    if (process_.state() != QProcess::NotRunning) {
-        process_.kill();
-        process_.waitForFinished();
-    }
+    kill();
 }
 
 void LauncherProcess::start(const QStringList &arguments)
 {
+    kill(); // a run that a failed test has left
     olderLogs_ = logFiles(dataFolder());
     // A log is named after the second of its start; each run shall have its own.
     const auto nextName = [] {
@@ -99,11 +97,12 @@ bool LauncherProcess::showsWindow()
     return window_.width() > 0;
 }
 
-qsizetype LauncherProcess::visibleWindows() const
+QSet<QString> LauncherProcess::visibleWindows() const
 {
     const QString windows =
         outputOf(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--pid"_s, QString::number(process_.processId())});
-    return windows.split(u'\n', Qt::SkipEmptyParts).size();
+    const QStringList numbers = windows.split(u'\n', Qt::SkipEmptyParts);
+    return {numbers.begin(), numbers.end()};
 }
 
 QPoint LauncherProcess::trayIcon()
@@ -123,6 +122,14 @@ int LauncherProcess::waitForEnd()
 {
     const bool ended = QTest::qWaitFor([this] { return process_.state() == QProcess::NotRunning; }, patienceMs);
     return ended && process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
+}
+
+void LauncherProcess::kill()
+{
+    if (process_.state() != QProcess::NotRunning) {
+        process_.kill();
+        process_.waitForFinished();
+    }
 }
 
 QStringList LauncherProcess::lines() const

@@ -3,6 +3,7 @@
 #include <QPoint>
 #include <QProcess>
 #include <QRect>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -27,8 +28,8 @@ public:
     /// Waits until the window is seen, and remembers where.
     bool showsWindow();
     bool isWindowSeen() const { return !visibleWindow().isEmpty(); }
-    /// Of every kind: the main window, a menu, the icon in the tray.
-    qsizetype visibleWindows() const;
+    /// The window system's numbers of all that is seen: the main window, a menu, a notice, the icon in the tray.
+    QSet<QString> visibleWindows() const;
     /// The window's place when it was shown last, in global pixels.
     QRect window() const { return window_; }
     /// Waits until a tray shows one icon. Its middle, in global pixels; below zero when none comes.
@@ -44,6 +45,7 @@ public:
     QString dataFolder() const;
 
 private:
+    void kill();
     QString logFile() const;
     QString visibleWindow() const;
 
