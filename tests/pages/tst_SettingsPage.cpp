@@ -1,5 +1,6 @@
 #include "pages/SettingsPage.h"
 
+#include "../game/DriveSpace.h"
 #include "../game/GameFixture.h"
 #include "PageProbe.h"
 
@@ -216,6 +217,7 @@ private slots:
     void unchosenFolderIsSaid();
     void chosenFolderShowsItsSpace();
     void folderToComeIsMeasuredAboveIt();
+    void driveThatCannotBeAskedLeavesTheLineEmpty();
     void folderFollowsTheGame();
     void browsingChoosesAFolder();
     void browsingStartsWhereTheGameIs();
@@ -534,6 +536,16 @@ void tst_SettingsPage::folderToComeIsMeasuredAboveIt()
     f.game->setInstallPath(f.game.folder() + u"/not/there/yet"_s);
     QCOMPARE(f.folder->text(), QDir::toNativeSeparators(f.game.folder() + u"/not/there/yet"_s));
     QVERIFY(f.space()->text().contains(QStorageInfo(f.game.folder()).rootPath()));
+}
+
+void tst_SettingsPage::driveThatCannotBeAskedLeavesTheLineEmpty()
+{
+    Fixture f(*studio_);
+    QVERIFY(!f.space()->text().isEmpty());
+    const DriveSpace unknown(-1);
+    QLabel *line = f.space();
+    f.game->setInstallPath(f.game.folder());
+    QVERIFY2(line->text().isEmpty(), qPrintable(line->text()));
 }
 
 void tst_SettingsPage::folderFollowsTheGame()
