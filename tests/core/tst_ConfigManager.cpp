@@ -1,5 +1,6 @@
 #include "core/ConfigManager.h"
 #include "core/Paths.h"
+#include "support/FullDrive.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
 
@@ -12,15 +13,13 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 
-#include <sys/resource.h>
-
 #include <algorithm>
-#include <csignal>
 #include <limits>
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::ConfigManager;
+using velmo::test::FullDrive;
 using velmo::test::LogCapture;
 
 namespace {
@@ -91,31 +90,6 @@ QString noDirectoryLine()
 {
     return u"WARN velmo.config: Could not create configuration directory \"%1\""_s.arg(velmo::dataDirectory());
 }
-
-/// Lets no file of this process grow, as on a full disk, while it lives.
-class FullDisk {
-public:
-    FullDisk()
-    {
-        previousAction_ = std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &previousLimit_);
-        rlimit limit = previousLimit_;
-        limit.rlim_cur = 0;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-
-    ~FullDisk()
-    {
-        setrlimit(RLIMIT_FSIZE, &previousLimit_);
-        std::signal(SIGXFSZ, previousAction_);
-    }
-
-    Q_DISABLE_COPY_MOVE(FullDisk)
-
-private:
-    void (*previousAction_)(int);
-    rlimit previousLimit_{};
-};
 
 } // namespace
 
@@ -775,7 +749,7 @@ void tst_ConfigManager::failedCommitLeavesTheOldFileIntact()
     config.setValue(u"game.launchArguments"_s, QString(u"-windowed"_s + QString(growth, u'x')));
     log->clear();
     {
-        const FullDisk disk;
+        const FullDrive drive(0);
         QVERIFY(!config.save());
     }
     QCOMPARE(log->texts().size(), 1);

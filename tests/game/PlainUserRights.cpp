@@ -1,12 +1,15 @@
 #include "PlainUserRights.h"
 
+#ifdef Q_OS_LINUX
 #include <array>
-
 #include <linux/capability.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#endif
 
 namespace velmo::test {
+
+#ifdef Q_OS_LINUX
 
 namespace {
 
@@ -48,5 +51,12 @@ PlainUserRights::~PlainUserRights()
     sets[0].effective |= taken_;
     setCapabilities(sets);
 }
+
+#else
+
+PlainUserRights::PlainUserRights() = default;
+PlainUserRights::~PlainUserRights() = default;
+
+#endif
 
 } // namespace velmo::test

@@ -1,4 +1,5 @@
 #include "game/DownloadManager.h"
+#include "support/FullDrive.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
 #include "support/TestStudio.h"
@@ -11,17 +12,13 @@
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QScopeGuard>
 #include <QTemporaryDir>
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 #include <limits>
 #include <memory>
 #include <utility>
-
-#include <sys/resource.h>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::DownloadManager;
@@ -29,6 +26,7 @@ using velmo::DownloadProgress;
 using velmo::ManifestFile;
 using velmo::studio::Fault;
 using velmo::studio::Request;
+using velmo::test::FullDrive;
 using velmo::test::LogCapture;
 using velmo::test::TestStudio;
 
@@ -102,20 +100,6 @@ QByteArray readFile(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArrayLiteral("<unreadable>");
-}
-
-/// Lets no file of this process grow beyond \a bytes, as a full disk would, while the guard lives.
-[[nodiscard]] auto limitFileSize(rlim_t bytes)
-{
-    rlimit previous{};
-    getrlimit(RLIMIT_FSIZE, &previous);
-    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limited{bytes, previous.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limited);
-    return qScopeGuard([previous, previousHandler] {
-        setrlimit(RLIMIT_FSIZE, &previous);
-        std::signal(SIGXFSZ, previousHandler);
-    });
 }
 
 } // namespace
@@ -674,7 +658,7 @@ void tst_DownloadManager::shortWriteGivesUpInSpiteOfItsRetryableFailure()
     const ManifestFile file = publish(u"a.pak"_s, QByteArray(300'000, 'x'));
     const LogCapture log;
     {
-        const auto fullDisk = limitFileSize(100'000);
+        const FullDrive drive(100'000);
         start({file});
         QVERIFY(endsWith(u"failed"_s));
     }

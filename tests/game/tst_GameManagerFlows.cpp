@@ -3,6 +3,7 @@
 
 #include "core/Format.h"
 #include "game/InstallManager.h"
+#include "support/FullDrive.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -11,9 +12,7 @@
 #include <QtTest>
 
 #include <algorithm>
-#include <csignal>
 #include <optional>
-#include <sys/resource.h>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo;
@@ -83,29 +82,6 @@ Fault notFound()
     result.status = 404;
     return result;
 }
-
-/// While it lives, no file of this program grows beyond \a bytes: what is written past it fails, as on a full drive.
-class FullDrive {
-public:
-    explicit FullDrive(rlim_t bytes)
-    {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        previousHandler_ = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limit = before_;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullDrive()
-    {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, previousHandler_);
-    }
-    Q_DISABLE_COPY_MOVE(FullDrive)
-
-private:
-    rlimit before_ = {};
-    void (*previousHandler_)(int) = nullptr;
-};
 
 /// The engine of \a t stands in the middle of the last file of slowBuild(), with some of it on the disk.
 bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio)

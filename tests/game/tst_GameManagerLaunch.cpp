@@ -10,9 +10,14 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <optional>
+
+#ifdef Q_OS_WIN
+#include <windows.h>
+#else
 #include <cerrno>
 #include <csignal>
-#include <optional>
+#endif
 
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo;
@@ -25,6 +30,18 @@ const QString filesMissing =
     "the installation."_s;
 const QString notStarted =
     u"The game could not be started.\n\nIf this keeps happening, verify the game files from Settings."_s;
+
+bool isRunning(qint64 processId)
+{
+#ifdef Q_OS_WIN
+    const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(processId));
+    const bool running = process && WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
+    CloseHandle(process);
+    return running;
+#else
+    return kill(static_cast<pid_t>(processId), 0) == 0 || errno != ESRCH;
+#endif
+}
 
 Build playableBuild(const QString &version = u"1.0.0"_s)
 {
@@ -433,11 +450,10 @@ void tst_GameManagerLaunch::endOfTheLauncherEndsTheGame()
     prepare(t, u"until-input-ends"_s);
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Running));
-    const auto game = static_cast<pid_t>(t.worker<QProcess>()->processId());
-    QCOMPARE(kill(game, 0), 0);
+    const qint64 game = t.worker<QProcess>()->processId();
+    QVERIFY(isRunning(game));
     t.close();
-    QCOMPARE(kill(game, 0), -1);
-    QCOMPARE(errno, ESRCH);
+    QVERIFY(!isRunning(game));
 }
 
 void tst_GameManagerLaunch::checkResultTakesTheStateOffRunning()

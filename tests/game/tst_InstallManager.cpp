@@ -1,6 +1,7 @@
 #include "PlainUserRights.h"
 #include "data/GameProfile.h"
 #include "game/InstallManager.h"
+#include "support/FullDrive.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
 
@@ -15,17 +16,15 @@
 #include <QStorageInfo>
 #include <QTemporaryDir>
 
-#include <csignal>
 #include <cstdlib>
 #include <limits>
 #include <memory>
-
-#include <sys/resource.h>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::InstallManager;
 using velmo::Manifest;
 using velmo::ManifestFile;
+using velmo::test::FullDrive;
 using velmo::test::LogCapture;
 using velmo::test::PlainUserRights;
 
@@ -75,20 +74,6 @@ QString openError(const QString &path)
 QStringList namesIn(const QString &folder)
 {
     return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
-}
-
-/// Lets no file of this process grow beyond \a bytes, as a full disk would, while the guard lives.
-[[nodiscard]] auto limitFileSize(rlim_t bytes)
-{
-    rlimit previous{};
-    getrlimit(RLIMIT_FSIZE, &previous);
-    const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limited{bytes, previous.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limited);
-    return qScopeGuard([previous, previousHandler] {
-        setrlimit(RLIMIT_FSIZE, &previous);
-        std::signal(SIGXFSZ, previousHandler);
-    });
 }
 
 } // namespace
@@ -311,7 +296,7 @@ void tst_InstallManager::prepareRefusesAReadOnlyFolder()
 
 void tst_InstallManager::prepareLooksOnlyAtTheOpeningOfTheProbe()
 {
-    const auto fullDisk = limitFileSize(0);
+    const FullDrive drive(0);
     const LogCapture log;
     QVERIFY(manager_->prepare(nullptr));
     QCOMPARE(namesIn(metadata()), QStringList());
@@ -638,7 +623,7 @@ void tst_InstallManager::failedCommitKeepsThePreviousRecord()
     QVERIFY(manager_->commitInstalledManifest(manifestOf({u"a"_s}, 1)));
     const QByteArray before = readFile(record());
     {
-        const auto fullDisk = limitFileSize(static_cast<rlim_t>(room));
+        const FullDrive drive(room);
         QVERIFY(!manager_->commitInstalledManifest(next));
     }
     const QList<LogCapture::Line> lines = log.lines();

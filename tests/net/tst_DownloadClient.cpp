@@ -1,5 +1,6 @@
 #include "LoopbackPeer.h"
 #include "net/DownloadClient.h"
+#include "support/FullDrive.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
 #include "support/TestStudio.h"
@@ -18,10 +19,8 @@
 #include <QTimer>
 #include <QWindow>
 
-#include <csignal>
 #include <functional>
 #include <memory>
-#include <sys/resource.h>
 #include <utility>
 
 using namespace Qt::Literals::StringLiterals;
@@ -29,6 +28,7 @@ using velmo::DownloadClient;
 using velmo::studio::Fault;
 using velmo::studio::Request;
 using velmo::test::closedPort;
+using velmo::test::FullDrive;
 using velmo::test::headerOf;
 using velmo::test::LogCapture;
 using velmo::test::LoopbackPeer;
@@ -196,29 +196,6 @@ public:
     QList<Progress> steps;
     QList<Failure> failures;
     int finishes = 0;
-};
-
-/// Takes back what the test may write to one file.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes)
-        : handler_(std::signal(SIGXFSZ, SIG_IGN))
-    {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limited{bytes, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limited);
-    }
-
-    ~FileSizeLimit()
-    {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, handler_);
-    }
-    Q_DISABLE_COPY_MOVE(FileSizeLimit)
-
-private:
-    void (*handler_)(int);
-    rlimit before_{};
 };
 
 class InputWindow : public QWindow {
@@ -1152,7 +1129,7 @@ void tst_DownloadClient::shortWriteFailsTwice()
     constexpr qint64 limit = 500001;
     Download download;
     {
-        const FileSizeLimit noMore(limit);
+        const FullDrive drive(limit);
         start(download, path_, content_.size(), hash_);
         QVERIFY(download.ends());
     }
@@ -1197,7 +1174,7 @@ void tst_DownloadClient::fullFileTakesNothingMore()
     Download download;
     writeFile(download.part(), content_.first(900000));
     {
-        const FileSizeLimit noMore(900000);
+        const FullDrive drive(900000);
         start(download, path_, content_.size(), hash_);
         QVERIFY(download.ends());
     }

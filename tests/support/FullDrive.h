@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QtGlobal>
+
+namespace velmo::test {
+
+/// While it lives, no file of this program grows beyond \a bytes: what is written past it fails, as on a full drive.
+/// Not on Windows, which bounds no program so.
+class FullDrive {
+public:
+    explicit FullDrive(qint64 bytes);
+    ~FullDrive();
+    Q_DISABLE_COPY_MOVE(FullDrive)
+
+private:
+    quint64 limitBefore_ = 0;
+    void (*handlerBefore_)(int) = nullptr;
+};
+
+} // namespace velmo::test
