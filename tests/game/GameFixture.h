@@ -54,7 +54,7 @@ public:
     ~GameStudio();
     Q_DISABLE_COPY_MOVE(GameStudio)
 
-    studio::StudioServer *operator->() { return &studio_.studio(); }
+    Studio *operator->() { return &studio_.studio(); }
 
     /// Writes the profile beside another program too; its folder is \a folder.
     bool writeProfile(const QString &folder) const;

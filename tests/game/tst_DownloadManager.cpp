@@ -162,7 +162,7 @@ private:
     QString root() const { return folder_->filePath(u"Meine Spiele/Härröwfen 沼"_s); }
     QString below(const QString &path) const { return root() + u'/' + path; }
     QUrl base() const { return server_->url(u"/build/"_s); }
-    velmo::studio::StudioServer &studio() { return server_->studio(); }
+    velmo::test::Studio &studio() { return server_->studio(); }
     /// Serves a file at its path below the manifest's folder and gives its entry.
     ManifestFile publish(const QString &path, const QByteArray &bytes);
     void start(const QList<ManifestFile> &files) { manager_->start(files, root(), base()); }

@@ -1,10 +1,12 @@
 #include "LoopbackPeer.h"
 
-#include <QFile>
-#include <QSslConfiguration>
-#include <QSslKey>
+#include <QTcpSocket>
+#ifndef Q_OS_WIN
+#include "support/LoopbackCertificates.h"
+
 #include <QSslServer>
 #include <QSslSocket>
+#endif
 
 #include <utility>
 
@@ -13,33 +15,6 @@ using namespace Qt::Literals::StringLiterals;
 namespace velmo::test {
 
 namespace {
-
-QByteArray readCertificateFile(const QString &name)
-{
-    QFile file(u":/certificates/"_s + name);
-    if (!file.open(QIODevice::ReadOnly)) {
-        qFatal("The test certificates are not linked: %s", qPrintable(file.fileName()));
-    }
-    return file.readAll();
-}
-
-std::unique_ptr<QTcpServer> makeServer(LoopbackPeer::Transport transport)
-{
-    if (transport == LoopbackPeer::Plain) {
-        return std::make_unique<QTcpServer>();
-    }
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setLocalCertificateChain(
-        QSslCertificate::fromData(readCertificateFile(u"server-chain.pem"_s), QSsl::Pem));
-    configuration.setPrivateKey(QSslKey(readCertificateFile(u"server.key"_s), QSsl::Rsa));
-    if (transport == LoopbackPeer::TlsWithHttp2) {
-        configuration.setAllowedNextProtocols(
-            {QSslConfiguration::ALPNProtocolHTTP2, QSslConfiguration::NextProtocolHttp1_1});
-    }
-    auto server = std::make_unique<QSslServer>();
-    server->setSslConfiguration(configuration);
-    return server;
-}
 
 /// How long the first request in \a received is; -1 while it is not whole.
 qsizetype requestLength(const QByteArray &received)
@@ -56,13 +31,9 @@ qsizetype requestLength(const QByteArray &received)
 
 LoopbackPeer::LoopbackPeer(Answer answer, Transport transport)
     : answer_(std::move(answer))
-    , server_(makeServer(transport))
     , scheme_(transport == Plain ? u"http"_s : u"https"_s)
 {
-    connect(server_.get(), &QTcpServer::pendingConnectionAvailable, this, &LoopbackPeer::accept);
-    if (!server_->listen(QHostAddress::LocalHost)) {
-        qFatal("The peer does not start: %s", qPrintable(server_->errorString()));
-    }
+    listen(transport);
 }
 
 QUrl LoopbackPeer::url(const QString &path) const
@@ -83,13 +54,66 @@ LoopbackPeer::Answer LoopbackPeer::replyAndStall(const QByteArray &bytes)
     return [bytes](QTcpSocket *socket, const QByteArray &) { socket->write(bytes); };
 }
 
+#ifdef Q_OS_WIN
+
+// No program serves TLS under Wine, so the Linux side does it, before a plain port of this one.
+void LoopbackPeer::listen(Transport transport)
+{
+    server_ = std::make_unique<QTcpServer>();
+    connect(server_.get(), &QTcpServer::pendingConnectionAvailable, this, &LoopbackPeer::accept);
+    if (!server_->listen(QHostAddress::LocalHost)) {
+        qFatal("The peer does not start: %s", qPrintable(server_->errorString()));
+    }
+    port_ = server_->serverPort();
+    if (transport != Plain) {
+        QString error;
+        host_ = std::make_unique<HostLink>();
+        port_ = host_->start(HostCall::StartTlsFront, error, port_, transport == TlsWithHttp2);
+        if (port_ == 0) {
+            qFatal("The peer's TLS front does not start: %s", qPrintable(error));
+        }
+    }
+}
+
+QByteArray LoopbackPeer::negotiatedProtocol()
+{
+    return host_ ? host_->ask<QByteArray>(HostCall::NegotiatedProtocol) : QByteArray();
+}
+
+#else
+
+void LoopbackPeer::listen(Transport transport)
+{
+    if (transport == Plain) {
+        server_ = std::make_unique<QTcpServer>();
+    } else {
+        auto server = std::make_unique<QSslServer>();
+        server->setSslConfiguration(loopbackServerConfiguration(transport == TlsWithHttp2));
+        server_ = std::move(server);
+    }
+    connect(server_.get(), &QTcpServer::pendingConnectionAvailable, this, &LoopbackPeer::accept);
+    if (!server_->listen(QHostAddress::LocalHost)) {
+        qFatal("The peer does not start: %s", qPrintable(server_->errorString()));
+    }
+    port_ = server_->serverPort();
+}
+
+QByteArray LoopbackPeer::negotiatedProtocol()
+{
+    return negotiatedProtocol_;
+}
+
+#endif
+
 void LoopbackPeer::accept()
 {
     while (QTcpSocket *socket = server_->nextPendingConnection()) {
         ++connections_;
+#ifndef Q_OS_WIN
         if (const auto *secure = qobject_cast<QSslSocket *>(socket)) {
             negotiatedProtocol_ = secure->sslConfiguration().nextNegotiatedProtocol();
         }
+#endif
         connect(socket, &QTcpSocket::readyRead, this, [this, socket] { read(socket); });
         connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
         read(socket); // it may have come with the handshake

@@ -10,6 +10,10 @@
 #include <functional>
 #include <memory>
 
+#ifdef Q_OS_WIN
+#include "support/HostLink.h"
+#endif
+
 class QTcpSocket;
 
 namespace velmo::test {
@@ -31,14 +35,14 @@ public:
     /// Needs velmo_test_certificates unless \a transport is Plain.
     explicit LoopbackPeer(Answer answer, Transport transport = Tls);
 
-    quint16 port() const { return server_->serverPort(); }
+    quint16 port() const { return port_; }
     /// "https://127.0.0.1:port" or, when plain, "http://127.0.0.1:port", and \a path, which begins with a slash.
     QUrl url(const QString &path) const;
     /// Every whole request so far.
     QList<QByteArray> requests() const { return requests_; }
     qsizetype connections() const { return connections_; }
     /// What the last TLS connection agreed to speak; empty when nothing was agreed.
-    QByteArray negotiatedProtocol() const { return negotiatedProtocol_; }
+    QByteArray negotiatedProtocol();
 
     /// Sends \a bytes as they are and closes the connection.
     static Answer reply(const QByteArray &bytes);
@@ -46,6 +50,7 @@ public:
     static Answer replyAndStall(const QByteArray &bytes = {});
 
 private:
+    void listen(Transport transport);
     void accept();
     void read(QTcpSocket *socket);
 
@@ -54,7 +59,12 @@ private:
     QString scheme_;
     QList<QByteArray> requests_;
     qsizetype connections_ = 0;
+    quint16 port_ = 0;
+#ifdef Q_OS_WIN
+    std::unique_ptr<HostLink> host_; ///< has the TLS front before the port, when there is one
+#else
     QByteArray negotiatedProtocol_;
+#endif
 };
 
 /// A port on 127.0.0.1 on which nobody listens.

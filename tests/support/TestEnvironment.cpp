@@ -34,6 +34,7 @@ TestEnvironment::TestEnvironment()
     const QByteArray home = QFile::encodeName(QDir::toNativeSeparators(home_.path()));
 #ifdef Q_OS_WIN
     takeQtVariables();
+    qputenv("QT_FORCE_STDERR_LOGGING", "1"); // else Qt Test tells its results to a debugger
     qputenv("VELMO_HOME", home); // where scripts/windows has put the user's local application data
 #endif
     qputenv("HOME", home);

@@ -1,5 +1,6 @@
 #include "support/TestStudio.h"
 
+#include "support/LoopbackCertificates.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -10,24 +11,11 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::test {
 
-namespace {
-
-QByteArray readCertificateFile(const QString &name)
-{
-    QFile file(u":/certificates/"_s + name);
-    if (!file.open(QIODevice::ReadOnly)) {
-        qFatal("The test certificates are not linked: %s", qPrintable(file.fileName()));
-    }
-    return file.readAll();
-}
-
-} // namespace
-
 studio::StudioServer::Options TestStudio::loopbackOptions()
 {
     studio::StudioServer::Options options;
-    options.certificateChain = readCertificateFile(u"server-chain.pem"_s);
-    options.privateKey = readCertificateFile(u"server.key"_s);
+    options.certificateChain = loopbackChain();
+    options.privateKey = loopbackKey();
     return options;
 }
 
@@ -37,8 +25,8 @@ TestStudio::TestStudio(studio::StudioServer::Options options)
     static const bool trusted = (trustTestAuthority(), true);
     Q_UNUSED(trusted)
     options_.root = tree_.path();
-    options_.certificateChain = loopbackOptions().certificateChain;
-    options_.privateKey = loopbackOptions().privateKey;
+    options_.certificateChain = loopbackChain();
+    options_.privateKey = loopbackKey();
     start();
     options_.port = server_.port();
 }

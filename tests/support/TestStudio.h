@@ -1,6 +1,9 @@
 #pragma once
 
 #include "studio/StudioServer.h"
+#ifdef Q_OS_WIN
+#include "support/RemoteStudio.h"
+#endif
 
 #include <QByteArray>
 #include <QString>
@@ -8,6 +11,12 @@
 #include <QUrl>
 
 namespace velmo::test {
+
+#ifdef Q_OS_WIN
+using Studio = RemoteStudio;
+#else
+using Studio = studio::StudioServer;
+#endif
 
 /// A running studio with a content tree of its own in a temporary folder. Every TLS connection of this process trusts
 /// it from then on. Needs velmo_test_certificates.
@@ -20,8 +29,8 @@ public:
     explicit TestStudio(velmo::studio::StudioServer::Options options = {});
     Q_DISABLE_COPY_MOVE(TestStudio)
 
-    velmo::studio::StudioServer &studio() { return server_; }
-    velmo::studio::StudioServer *operator->() { return &server_; }
+    Studio &studio() { return server_; }
+    Studio *operator->() { return &server_; }
 
     /// The address of \a path, which begins with a slash.
     QUrl url(const QString &path) const { return server_.url(path); }
@@ -40,7 +49,7 @@ private:
 
     QTemporaryDir tree_;
     velmo::studio::StudioServer::Options options_;
-    velmo::studio::StudioServer server_;
+    Studio server_;
 };
 
 } // namespace velmo::test
