@@ -1,6 +1,7 @@
 #include "core/Application.h"
 #include "core/AutostartStore.h"
 #include "core/Paths.h"
+#include "support/PlainText.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
@@ -23,6 +24,8 @@
 #include <cstdio>
 
 using namespace Qt::Literals::StringLiterals;
+using velmo::test::plainText;
+using velmo::test::TestEnvironment;
 
 namespace {
 
@@ -134,7 +137,7 @@ int runChild(int argc, char **argv)
 QByteArray contentsOf(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return file.open(QIODevice::ReadOnly) ? plainText(file.readAll()) : QByteArray();
 }
 
 /// A copy of a program in a folder of its own, with a game.json beside it and a home of its own.
@@ -147,17 +150,13 @@ public:
     }
 
     QString filePath(const QString &name) const { return folder_.filePath(name); }
-    QString dataDirectory() const { return folder_.filePath(u"home/.config/VelmoGames/Launcher"_s); }
+    QString home() const { return folder_.filePath(u"home"_s); }
+    QString dataDirectory() const { return TestEnvironment::dataLocation(home()) + u"/VelmoGames/Launcher"_s; }
     QString settingsPath() const { return dataDirectory() + u"/launcher.json"_s; }
 
     void start(QProcess &process, const QStringList &arguments) const
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"HOME"_s, folder_.filePath(u"home"_s));
-        environment.insert(u"XDG_CONFIG_HOME"_s, folder_.filePath(u"home/.config"_s));
-        environment.insert(u"XDG_DATA_HOME"_s, folder_.filePath(u"home/.local/share"_s));
-        environment.insert(u"XDG_CACHE_HOME"_s, folder_.filePath(u"home/.cache"_s));
-        process.setProcessEnvironment(environment);
+        process.setProcessEnvironment(TestEnvironment::redirected(home()));
         process.start(program_, arguments);
     }
 
@@ -166,17 +165,21 @@ public:
         return QDir().mkpath(dataDirectory()) && writeFile(settingsPath(), settings);
     }
 
-    /// The log as "LEVEL category: message", without the columns' padding.
-    QStringList log() const
+    QString logsDirectory() const { return dataDirectory() + u"/logs"_s; }
+
+    /// The logs, that of the first start first.
+    QStringList logNames() const
     {
-        const QDir logs(dataDirectory() + u"/logs"_s);
-        const QStringList names = logs.entryList({u"launcher-*.log"_s}, QDir::Files, QDir::Name);
-        if (names.size() != 1) {
-            return {};
-        }
+        return QDir(logsDirectory()).entryList({u"launcher-*.log"_s}, QDir::Files, QDir::Name);
+    }
+
+    /// The log of a start as "LEVEL category: message", without the columns' padding.
+    QStringList log(qsizetype start = 0) const
+    {
+        const QString path = logsDirectory() + u'/' + logNames().value(start);
         static const QRegularExpression pattern(uR"(^\S+ \S+ \[(\w+) ?\] (\S+) +(.*)$)"_s);
         QStringList result;
-        const QStringList lines = QString::fromUtf8(contentsOf(logs.filePath(names.first()))).split(u'\n');
+        const QStringList lines = QString::fromUtf8(contentsOf(path)).split(u'\n');
         for (const QString &line : lines) {
             const QRegularExpressionMatch match = pattern.match(line);
             if (match.hasMatch()) {
@@ -268,13 +271,13 @@ void tst_Application::constructionSetsTheMetadataAndTouchesNoFile()
     installation.start(child, {u"--metadata"_s});
     QVERIFY(child.waitForFinished());
     QCOMPARE(child.exitCode(), 0);
-    QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()), u"name=VelmoLauncher\n"
-                                                               "organization=Velmo Games\n"
-                                                               "has domain=yes\n"
-                                                               "version=0.1.0\n"
-                                                               "has icon=yes\n"
-                                                               "quits on last window=yes\n"
-                                                               "data directory=no\n"_s);
+    QCOMPARE(QString::fromUtf8(plainText(child.readAllStandardOutput())), u"name=VelmoLauncher\n"
+                                                                          "organization=Velmo Games\n"
+                                                                          "has domain=yes\n"
+                                                                          "version=0.1.0\n"
+                                                                          "has icon=yes\n"
+                                                                          "quits on last window=yes\n"
+                                                                          "data directory=no\n"_s);
     QVERIFY(!QFile::exists(installation.dataDirectory()));
 }
 
@@ -287,7 +290,7 @@ void tst_Application::startReturnsTrueAndTheExitCodeIsThatOfTheLoop()
     QVERIFY(child.waitForFinished());
     QCOMPARE(child.exitStatus(), QProcess::NormalExit);
     QCOMPARE(child.exitCode(), 42);
-    QCOMPARE(child.readAllStandardOutput(), "started=yes\n");
+    QCOMPARE(plainText(child.readAllStandardOutput()), "started=yes\n");
 }
 
 void tst_Application::runLogsItsStepsInOrder()
@@ -353,7 +356,7 @@ void tst_Application::autostartWithoutATrayShowsTheWindow()
     QProcess child;
     installation.start(child, {u"--autostart"_s});
     QVERIFY(child.waitForFinished());
-    QCOMPARE(child.readAllStandardOutput(), "started=yes\nshows a window=yes\n");
+    QCOMPARE(plainText(child.readAllStandardOutput()), "started=yes\nshows a window=yes\n");
 }
 
 void tst_Application::staleAutostartEntryIsRewrittenOnTheWay()
@@ -424,7 +427,7 @@ void tst_Application::unusableDataDirectoryDoesNotStopTheStart()
     installation.start(child, {u"--exit-code"_s});
     QVERIFY(child.waitForFinished());
     QCOMPARE(child.exitCode(), 42);
-    const QString errors = QString::fromLocal8Bit(child.readAllStandardError());
+    const QString errors = QString::fromLocal8Bit(plainText(child.readAllStandardError()));
     const QString warning =
         u"velmo.config    Could not create configuration directory \"%1\"\n"_s.arg(installation.dataDirectory());
     QCOMPARE(errors.count(warning), 2); // at the start and at the stop
@@ -553,13 +556,13 @@ void tst_Application::twoProgramsRunSideBySide()
     QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
     QProcess first;
     installation.start(first, {});
-    QTRY_VERIFY(QFile::exists(installation.settingsPath()));
+    QTRY_VERIFY(installation.log().contains(readyLine));
+    QTest::qWait(1000); // a log is named after the second of its start
     QProcess second;
-    second.setProcessChannelMode(QProcess::MergedChannels);
     installation.start(second, {});
-    QByteArray output;
-    QTRY_VERIFY((output += second.readAll()).contains("Launcher ready."));
-    QVERIFY(output.contains("Loaded configuration from"));
+    QTRY_COMPARE(installation.logNames().size(), 2);
+    QTRY_VERIFY(installation.log(1).contains(readyLine));
+    QVERIFY(installation.log(1).contains(installation.loadedLine()));
     QCOMPARE(first.state(), QProcess::Running);
     QCOMPARE(second.state(), QProcess::Running);
     first.kill();

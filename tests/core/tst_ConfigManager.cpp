@@ -2,6 +2,7 @@
 #include "core/Paths.h"
 #include "support/FullDrive.h"
 #include "support/LogCapture.h"
+#include "support/PlainText.h"
 #include "support/TestEnvironment.h"
 
 #include <QDateTime>
@@ -21,6 +22,7 @@ using namespace Qt::Literals::StringLiterals;
 using velmo::ConfigManager;
 using velmo::test::FullDrive;
 using velmo::test::LogCapture;
+using velmo::test::plainText;
 
 namespace {
 
@@ -691,8 +693,13 @@ void tst_ConfigManager::fileIsIndentedJson()
 {
     ConfigManager config;
     QVERIFY(config.save());
-    QCOMPARE(contentsOf(velmo::configFilePath()), QJsonDocument(defaults()).toJson(QJsonDocument::Indented));
-    QVERIFY(contentsOf(velmo::configFilePath()).contains("\n    \"appearance\": {\n"));
+    const QByteArray bytes = contentsOf(velmo::configFilePath());
+    QCOMPARE(plainText(bytes), QJsonDocument(defaults()).toJson(QJsonDocument::Indented));
+#ifdef Q_OS_WIN
+    QVERIFY(bytes.contains("\r\n    \"appearance\": {\r\n"));
+#else
+    QVERIFY(bytes.contains("\n    \"appearance\": {\n"));
+#endif
 }
 
 void tst_ConfigManager::saveLeavesNoOtherFile()

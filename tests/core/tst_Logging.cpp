@@ -1,6 +1,7 @@
 #include "core/Logging.h"
 #include "core/Paths.h"
 #include "support/LogCapture.h"
+#include "support/PlainText.h"
 #include "support/TestEnvironment.h"
 
 #include <QCoreApplication>
@@ -21,6 +22,7 @@
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::LogCapture;
+using velmo::test::plainText;
 using CategoryAccessor = const QLoggingCategory &(*)();
 
 Q_DECLARE_METATYPE(CategoryAccessor)
@@ -129,7 +131,7 @@ QByteArray contentsOf(const QString &path)
 
 QStringList linesOfOnlyLog()
 {
-    QStringList lines = QString::fromUtf8(contentsOf(onlyLogPath())).split(u'\n');
+    QStringList lines = QString::fromUtf8(plainText(contentsOf(onlyLogPath()))).split(u'\n');
     if (lines.last().isEmpty()) {
         lines.removeLast(); // the last line is complete
     }
@@ -202,6 +204,7 @@ private slots:
     void messageWithoutCategoryReadsDefault();
     void messageIsWrittenAsItIs_data();
     void messageIsWrittenAsItIs();
+    void linesEndAsTextFilesDoHere();
     void lineIsOnDiskAtOnce();
     void oldLogsArePrunedToTen_data();
     void oldLogsArePrunedToTen();
@@ -351,6 +354,22 @@ void tst_Logging::messageIsWrittenAsItIs()
     velmo::initLogging();
     qCInfo(velmo::lcDownload).noquote().nospace() << message;
     QCOMPARE(afterStamps(linesOfOnlyLog()), QStringList{u"[INFO ] velmo.download  "_s + message});
+}
+
+void tst_Logging::linesEndAsTextFilesDoHere()
+{
+    velmo::initLogging();
+    qCInfo(velmo::lcApp) << "one";
+    qCInfo(velmo::lcApp) << "two";
+    velmo::shutdownLogging();
+    const QByteArray bytes = contentsOf(onlyLogPath());
+#ifdef Q_OS_WIN
+    QCOMPARE(bytes.count("\r\n"), 2);
+    QVERIFY(bytes.endsWith("two\r\n"));
+#else
+    QCOMPARE(bytes.count('\r'), 0);
+    QVERIFY(bytes.endsWith("two\n"));
+#endif
 }
 
 void tst_Logging::lineIsOnDiskAtOnce()
@@ -532,8 +551,8 @@ void tst_Logging::debugGoesToStdoutAndTheRestToStderr()
 {
     const std::unique_ptr<QProcess> child = ranChild(u"--levels"_s);
     QCOMPARE(child->exitCode(), 0);
-    const QString output = QString::fromLocal8Bit(child->readAllStandardOutput());
-    const QString errors = QString::fromLocal8Bit(child->readAllStandardError());
+    const QString output = QString::fromLocal8Bit(plainText(child->readAllStandardOutput()));
+    const QString errors = QString::fromLocal8Bit(plainText(child->readAllStandardError()));
     const QStringList lines = linesOfOnlyLog();
     QCOMPARE(afterStamps(lines),
              QStringList({u"[DEBUG] velmo.app       a debug text"_s, u"[INFO ] velmo.app       an info text"_s,
@@ -571,13 +590,17 @@ void tst_Logging::fatalMessageWritesItsLineClosesTheLogAndAborts()
 {
     QFETCH(QString, scene);
     const std::unique_ptr<QProcess> child = ranChild(scene);
+#ifdef Q_OS_WIN
+    QCOMPARE(child->exitCode(), 3); // what abort ends with there
+#else
     QCOMPARE(child->exitStatus(), QProcess::CrashExit);
     QCOMPARE(child->exitCode(), SIGABRT);
-    QCOMPARE(child->readAllStandardOutput().toStdString(), shutDownFirst);
+#endif
+    QCOMPARE(plainText(child->readAllStandardOutput()).toStdString(), shutDownFirst);
     const QStringList lines = linesOfOnlyLog();
     QCOMPARE(afterStamps(lines),
              QStringList({u"[INFO ] velmo.app       alive"_s, u"[FATAL] default         nothing can go on"_s}));
-    QCOMPARE(QString::fromLocal8Bit(child->readAllStandardError()), lines.join(u'\n') + u'\n');
+    QCOMPARE(QString::fromLocal8Bit(plainText(child->readAllStandardError())), lines.join(u'\n') + u'\n');
 }
 
 int main(int argc, char **argv)

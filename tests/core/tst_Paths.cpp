@@ -29,11 +29,11 @@ void tst_Paths::everyPathHasItsPlace_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("expected");
-    const QString home = TestEnvironment::home();
-    QTest::newRow("data directory") << velmo::dataDirectory() << home + u"/.config/VelmoGames/Launcher"_s;
-    QTest::newRow("settings") << velmo::configFilePath() << home + u"/.config/VelmoGames/Launcher/launcher.json"_s;
-    QTest::newRow("logs") << velmo::logsDirectory() << home + u"/.config/VelmoGames/Launcher/logs"_s;
-    QTest::newRow("games root") << velmo::defaultGamesRoot() << home + u"/VelmoGames/Games"_s;
+    const QString data = TestEnvironment::dataLocation() + u"/VelmoGames/Launcher"_s;
+    QTest::newRow("data directory") << velmo::dataDirectory() << data;
+    QTest::newRow("settings") << velmo::configFilePath() << data + u"/launcher.json"_s;
+    QTest::newRow("logs") << velmo::logsDirectory() << data + u"/logs"_s;
+    QTest::newRow("games root") << velmo::defaultGamesRoot() << QDir::homePath() + u"/VelmoGames/Games"_s;
 }
 
 void tst_Paths::everyPathHasItsPlace()
@@ -47,29 +47,29 @@ void tst_Paths::everyPathHasItsPlace()
 
 void tst_Paths::dataDirectoryFollowsTheConfigLocation()
 {
-    const QByteArray before = qgetenv("XDG_CONFIG_HOME");
-    const auto restore = qScopeGuard([before] { qputenv("XDG_CONFIG_HOME", before); });
+    const auto restore = qScopeGuard([] { TestEnvironment::redirect(TestEnvironment::ownFolder()); });
     const QTemporaryDir elsewhere;
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(elsewhere.path()));
-    QCOMPARE(velmo::dataDirectory(), elsewhere.filePath(u"VelmoGames/Launcher"_s));
-    QCOMPARE(velmo::configFilePath(), elsewhere.filePath(u"VelmoGames/Launcher/launcher.json"_s));
-    QCOMPARE(velmo::logsDirectory(), elsewhere.filePath(u"VelmoGames/Launcher/logs"_s));
+    TestEnvironment::redirect(elsewhere.path());
+    const QString data = TestEnvironment::dataLocation(elsewhere.path()) + u"/VelmoGames/Launcher"_s;
+    QCOMPARE(velmo::dataDirectory(), data);
+    QCOMPARE(velmo::configFilePath(), data + u"/launcher.json"_s);
+    QCOMPARE(velmo::logsDirectory(), data + u"/logs"_s);
 }
 
 void tst_Paths::gamesRootFollowsTheHomeFolder()
 {
-    const QByteArray before = qgetenv("HOME");
-    const auto restore = qScopeGuard([before] { qputenv("HOME", before); });
+    const auto restore = qScopeGuard([] { TestEnvironment::redirect(TestEnvironment::ownFolder()); });
     const QTemporaryDir elsewhere;
-    qputenv("HOME", QFile::encodeName(elsewhere.path()));
+    TestEnvironment::redirect(elsewhere.path());
     QCOMPARE(velmo::defaultGamesRoot(), elsewhere.filePath(u"VelmoGames/Games"_s));
 }
 
 void tst_Paths::askingForPathsCreatesNothing()
 {
+    const bool hadGames = QFile::exists(QDir::homePath() + u"/VelmoGames/Games"_s);
     QVERIFY(!QFile::exists(velmo::dataDirectory()));
     QVERIFY(!QFile::exists(velmo::logsDirectory()));
-    QVERIFY(!QFile::exists(velmo::defaultGamesRoot()));
+    QCOMPARE(QFile::exists(velmo::defaultGamesRoot()), hadGames);
 }
 
 void tst_Paths::emptyPathIsNoDirectory()

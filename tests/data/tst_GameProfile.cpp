@@ -1,5 +1,6 @@
 #include "data/GameProfile.h"
 #include "support/LogCapture.h"
+#include "support/PlainText.h"
 #include "support/TestEnvironment.h"
 
 #include <QFile>
@@ -84,7 +85,8 @@ struct Reading {
             return false;
         }
         profile = QJsonDocument::fromJson(process.readAllStandardOutput()).object();
-        log = QString::fromLocal8Bit(process.readAllStandardError()).split(u'\n', Qt::SkipEmptyParts);
+        log = QString::fromLocal8Bit(velmo::test::plainText(process.readAllStandardError()))
+                  .split(u'\n', Qt::SkipEmptyParts);
         return !profile.isEmpty();
     }
 

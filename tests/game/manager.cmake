@@ -23,7 +23,7 @@ add_dependencies(velmo_test_game_fixture velmo_test_game)
 foreach(test GameManager GameManagerFlows GameManagerLaunch KilledInstall)
     set(sources)
     if(test STREQUAL "GameManagerFlows")
-        set(sources DriveSpace.cpp)
+        set(sources ${VELMO_DRIVE_SPACE})
     endif()
     velmo_test(${test}
         USES velmo_test_game_fixture velmo_test_certificates

@@ -234,8 +234,10 @@ void tst_GameManagerFlows::installBringsTheBuildToTheDisk()
     QCOMPARE(t.trace({u"velmo.download"_s}), expected);
     QVERIFY(folderPrepared);
     QVERIFY(t.holdsExactly(build)); // so neither ".part" files nor the write probe are left
+#ifndef Q_OS_WIN
     QVERIFY(QFileInfo(t.root() + u"/bin/game"_s).isExecutable());
     QVERIFY(!QFileInfo(t.root() + u"/data/one.dat"_s).isExecutable());
+#endif
     QCOMPARE(t.worker<InstallManager>()->loadInstalledManifest().toJson(), build.manifest().toJson());
     QCOMPARE(t->pendingDownloadBytes(), 0);
 }
@@ -752,7 +754,9 @@ void tst_GameManagerFlows::repairOfTwoFilesFetchesMissingOnesFirst()
     QVERIFY(t.steps().contains(GameFixture::Step(GameState::Repairing, u"Repairing 2 files"_s)));
     QCOMPARE(studio_->requestedFiles(), (QStringList{inRelease(u"data/old.dat"_s), inRelease(u"bin/game"_s)}));
     QVERIFY(t.holdsExactly(firstBuild()));
+#ifndef Q_OS_WIN
     QVERIFY(QFileInfo(t.root() + u"/bin/game"_s).isExecutable());
+#endif
 }
 
 void tst_GameManagerFlows::repairBringsBackAMissingProgram()
@@ -999,7 +1003,13 @@ void tst_GameManagerFlows::fullDriveEndsTheJobAndTheRestFollowsLater()
     QCOMPARE(t.errors().size(), 1);
     QCOMPARE(t.errors().first().first, message);
     QVERIFY(t.errors().first().second.startsWith(u"Short write to %1/data/old.dat.part: wrote "_s.arg(t.root())));
-    QCOMPARE(t.readFile(u"data/old.dat.part"_s), build.content(u"data/old.dat"_s).first(200000));
+    const QByteArray kept = t.readFile(u"data/old.dat.part"_s);
+#ifdef Q_OS_WIN
+    QVERIFY(kept.size() <= 200000); // a write goes through whole or not at all
+#else
+    QCOMPARE(kept.size(), 200000);
+#endif
+    QVERIFY(build.content(u"data/old.dat"_s).startsWith(kept));
     QVERIFY(t.record().isNull());
 
     t->primaryAction();
@@ -1007,7 +1017,8 @@ void tst_GameManagerFlows::fullDriveEndsTheJobAndTheRestFollowsLater()
     (*studio_)->clearRequests();
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE(rangeOf((*studio_)->requests(inRelease(u"data/old.dat"_s)).last()), "bytes=200000-");
+    const QByteArray range = kept.isEmpty() ? QByteArray() : "bytes=" + QByteArray::number(kept.size()) + '-';
+    QCOMPARE(rangeOf((*studio_)->requests(inRelease(u"data/old.dat"_s)).last()), range);
     QVERIFY(t.holdsExactly(build));
 }
 
@@ -1074,7 +1085,10 @@ void tst_GameManagerFlows::serverThatHangsUpEarlyIsAskedForTheRest()
     QVERIFY(t.waitForState(GameState::Installed));
     const QList<studio::Request> requests = (*studio_)->requests(inRelease(u"data/old.dat"_s));
     QCOMPARE(requests.size(), 2);
-    QCOMPARE(rangeOf(requests.last()), "bytes=123456-");
+    const QByteArray range = rangeOf(requests.last());
+    QVERIFY(range.startsWith("bytes=") && range.endsWith('-'));
+    const qsizetype kept = range.sliced(6, range.size() - 7).toLongLong();
+    QVERIFY(kept >= 123456 - lostAtACut && kept <= 123456);
     QCOMPARE(requests.last().status, 206);
     QVERIFY(t.holdsExactly(build));
     QVERIFY(t.errors().isEmpty());

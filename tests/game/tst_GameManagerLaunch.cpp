@@ -212,11 +212,11 @@ void tst_GameManagerLaunch::failedStartCanBeTriedAgain()
 {
     GameFixture t(*studio_);
     prepare(t, {});
-    QVERIFY(QFile::setPermissions(program(t), QFileDevice::ReadOwner));
+    t.writeFile(u"bin/game"_s, "no program");
     t->primaryAction();
     QVERIFY(t.waitForError());
     QCOMPARE(t->state(), GameState::Installed);
-    QVERIFY(QFile::setPermissions(program(t), QFileDevice::ReadOwner | QFileDevice::ExeOwner));
+    t.install(playableBuild());
     t.clearTrace();
     t->primaryAction();
     QVERIFY(t.waitUntilPast(GameState::Running));

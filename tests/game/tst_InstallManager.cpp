@@ -2,6 +2,7 @@
 #include "data/GameProfile.h"
 #include "game/InstallManager.h"
 #include "support/FullDrive.h"
+#include "support/HeldFile.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
 
@@ -25,6 +26,7 @@ using velmo::InstallManager;
 using velmo::Manifest;
 using velmo::ManifestFile;
 using velmo::test::FullDrive;
+using velmo::test::HeldFile;
 using velmo::test::LogCapture;
 using velmo::test::PlainUserRights;
 
@@ -332,6 +334,10 @@ void tst_InstallManager::freeSpaceIsThatOfTheRootsOwnDrive()
 
 void tst_InstallManager::freeSpaceIsUnknownWhereThereIsNoDrive()
 {
+#ifdef Q_OS_WIN
+    manager_->setInstallRoot(u"Q:/Games/Harrowfen"_s);
+    QCOMPARE(manager_->availableBytes(), -1);
+#else
     // A working folder that is gone has no path any more, and so no drive can be told for what lies below it.
     const QString previousFolder = QDir::currentPath();
     const QString gone = folder_->filePath(u"gone"_s);
@@ -341,6 +347,7 @@ void tst_InstallManager::freeSpaceIsUnknownWhereThereIsNoDrive()
     QVERIFY(QDir().rmdir(gone));
     manager_->setInstallRoot(u"Games/Harrowfen"_s);
     QCOMPARE(manager_->availableBytes(), -1);
+#endif
 }
 
 void tst_InstallManager::requiredBytesAddTheMargin_data()
@@ -719,12 +726,17 @@ void tst_InstallManager::staleFileThatCannotBeDeletedIsForgotten()
     const Manifest next = manifestOf({u"new.dll"_s}, 2);
     writeFile(below(u"Locked/held.dll"_s), "content");
     writeFile(below(u"free.dll"_s), "content");
+#ifdef Q_OS_WIN
+    const HeldFile held(below(u"Locked/held.dll"_s), HeldFile::ReadingAndWriting);
+    QVERIFY(held.isOpen());
+#else
     const QFileDevice::Permissions readOnly = QFileDevice::ReadOwner | QFileDevice::ExeOwner;
     const QString locked = below(u"Locked"_s);
     QVERIFY(QFile::setPermissions(locked, readOnly));
     const auto restore =
         qScopeGuard([locked, readOnly] { QFile::setPermissions(locked, readOnly | QFileDevice::WriteOwner); });
     const PlainUserRights plainUser;
+#endif
 
     const LogCapture log;
     QCOMPARE(manager_->removeStaleFiles(previous, next), 1);

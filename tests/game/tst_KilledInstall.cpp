@@ -24,9 +24,14 @@ using namespace velmo::test;
 namespace {
 
 constexpr quint32 seed = 20240229;
+#ifdef Q_OS_WIN
+constexpr int killsPerOperation = 6; // a program takes long to start under Wine
+constexpr int fewestRealKills = 3;
+#else
 constexpr int killsPerOperation = 18;
 constexpr int fewestRealKills = 14; // a run can end just before its kill
-constexpr double runSeconds = 0.6;  // of transfer, when the rate is limited
+#endif
+constexpr double runSeconds = 0.6; // of transfer, when the rate is limited
 constexpr int waitMs = 30000;
 
 QString installerProgram()
@@ -134,12 +139,7 @@ public:
 
     void start(QProcess &launcher, const QString &operation) const
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        const QString home = folder_.filePath(u"home"_s);
-        environment.insert(u"HOME"_s, home);
-        environment.insert(u"XDG_CONFIG_HOME"_s, home + u"/.config"_s);
-        environment.insert(u"XDG_DATA_HOME"_s, home + u"/.local/share"_s);
-        environment.insert(u"XDG_CACHE_HOME"_s, home + u"/.cache"_s);
+        QProcessEnvironment environment = TestEnvironment::redirected(folder_.filePath(u"home"_s));
         // The launcher of this test ends within milliseconds of its last reply, while the network's own thread still
         // tears down; leaks are looked for by the tests that end in peace.
         environment.insert(u"ASAN_OPTIONS"_s, u"detect_leaks=0"_s);
@@ -212,7 +212,8 @@ private:
 
     QString problemWithSettings() const
     {
-        const QString fileName = folder_.filePath(u"home/.config/VelmoGames/Launcher/launcher.json"_s);
+        const QString fileName =
+            TestEnvironment::dataLocation(folder_.filePath(u"home"_s)) + u"/VelmoGames/Launcher/launcher.json"_s;
         if (QFile::exists(fileName) && !QJsonDocument::fromJson(readBytes(fileName)).isObject()) {
             return u"the settings are damaged"_s;
         }
@@ -222,8 +223,9 @@ private:
     /// Files stand only where they belong. A replacement that was being written may be left beside its target.
     QString problemWithPlaces() const
     {
-        static const QRegularExpression own(u"^(home/\\.config/VelmoGames/Launcher/launcher\\.json(\\.[A-Za-z]{6})?"
-                                            "|root/\\.velmo/(installed\\.json(\\.[A-Za-z]{6})?|write-test\\.tmp))$"_s);
+        static const QRegularExpression own(
+            u"^(home/(\\.config|Local)/VelmoGames/Launcher/launcher\\.json(\\.[A-Za-z]{6})?"
+            "|root/\\.velmo/(installed\\.json(\\.[A-Za-z]{6})?|write-test\\.tmp))$"_s);
         const QStringList paths = pathsBelow(folder_.path());
         for (const QString &path : paths) {
             QString inBuild = path.mid(5);
@@ -336,16 +338,19 @@ void tst_KilledInstall::killAtAnyMomentLosesNothing()
     studio_->reset();
     studio_->publish(operation == "update"_L1 ? secondBuild() : firstBuild());
 
-    // How long a run takes that nobody disturbs.
+    // How long a run takes that nobody disturbs: the shorter of two, since the first may have to warm up.
     (*studio_)->setBytesPerSecond(limitedRate);
-    const std::unique_ptr<Player> undisturbed = makePlayer(operation);
-    QElapsedTimer clock;
-    clock.start();
-    QProcess first;
-    undisturbed->start(first, operation);
-    QVERIFY2(first.waitForFinished(waitMs) && first.exitCode() == 0, first.readAll().constData());
-    const auto runMs = static_cast<double>(clock.elapsed());
-    QCOMPARE(undisturbed->problemAtTheEnd(), QString());
+    double runMs = waitMs;
+    for (int run = 0; run < 2; ++run) {
+        const std::unique_ptr<Player> undisturbed = makePlayer(operation);
+        QElapsedTimer clock;
+        clock.start();
+        QProcess launcher;
+        undisturbed->start(launcher, operation);
+        QVERIFY2(launcher.waitForFinished(waitMs) && launcher.exitCode() == 0, launcher.readAll().constData());
+        runMs = std::min(runMs, static_cast<double>(clock.elapsed()));
+        QCOMPARE(undisturbed->problemAtTheEnd(), QString());
+    }
 
     QRandomGenerator random(seed);
     int kills = 0;

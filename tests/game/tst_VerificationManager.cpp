@@ -1,5 +1,6 @@
 #include "PlainUserRights.h"
 #include "game/VerificationManager.h"
+#include "support/HeldFile.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
 
@@ -19,11 +20,18 @@
 #include <thread>
 #include <utility>
 
+#ifdef Q_OS_WIN
+#include <windows.h>
+
+#include <tlhelp32.h>
+#endif
+
 using namespace Qt::Literals::StringLiterals;
 using velmo::Manifest;
 using velmo::ManifestFile;
 using velmo::VerificationManager;
 using velmo::VerificationResult;
+using velmo::test::HeldFile;
 using velmo::test::LogCapture;
 using velmo::test::PlainUserRights;
 
@@ -70,7 +78,19 @@ QStringList pathsOf(const QList<ManifestFile> &files)
 /// The threads of this process.
 qsizetype threadCount()
 {
+#ifdef Q_OS_WIN
+    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+    THREADENTRY32 thread{};
+    thread.dwSize = sizeof(thread);
+    qsizetype count = 0;
+    for (BOOL more = Thread32First(snapshot, &thread); more; more = Thread32Next(snapshot, &thread)) {
+        count += thread.th32OwnerProcessID == GetCurrentProcessId() ? 1 : 0;
+    }
+    CloseHandle(snapshot);
+    return count;
+#else
     return QDir(u"/proc/self/task"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size();
+#endif
 }
 
 /// Holds the worker in the middle of logging that it cannot open a file, until the gate is released. Make it after the
@@ -451,11 +471,19 @@ void tst_VerificationManager::unreadableFileIsCorruptAndThePassGoesOn()
 {
     QFETCH(bool, isFolder);
     const QString path = below(u"Locked file"_s);
+#ifdef Q_OS_WIN
+    std::optional<HeldFile> held;
+#endif
     if (isFolder) {
         QVERIFY(QDir().mkpath(path));
     } else {
         write(u"Locked file"_s, "hello");
+#ifdef Q_OS_WIN
+        held.emplace(path, HeldFile::Nothing);
+        QVERIFY(held->isOpen());
+#else
         QVERIFY(QFile::setPermissions(path, {}));
+#endif
     }
     const QList<ManifestFile> files{{u"Locked file"_s, sha256Of("hello"), isFolder ? 0 : 5, {}, false},
                                     add(u"next"_s, "next")};

@@ -1,6 +1,7 @@
 #include "LoopbackPeer.h"
 #include "net/DownloadClient.h"
 #include "support/FullDrive.h"
+#include "support/HeldFile.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
 #include "support/TestStudio.h"
@@ -8,6 +9,7 @@
 #include <QCryptographicHash>
 #include <QCursor>
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QNetworkAccessManager>
@@ -21,7 +23,12 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
+
+#ifdef Q_OS_WIN
+#include <windows.h>
+#endif
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::DownloadClient;
@@ -30,8 +37,10 @@ using velmo::studio::Request;
 using velmo::test::closedPort;
 using velmo::test::FullDrive;
 using velmo::test::headerOf;
+using velmo::test::HeldFile;
 using velmo::test::LogCapture;
 using velmo::test::LoopbackPeer;
+using velmo::test::lostAtACut;
 using velmo::test::TestStudio;
 
 namespace {
@@ -93,12 +102,22 @@ void writeZeros(const QString &path, qint64 size)
 QStringList openFilesIn(const QString &folder)
 {
     QStringList files;
+#ifdef Q_OS_WIN
+    QDirIterator all(folder, QDir::Files, QDirIterator::Subdirectories);
+    while (all.hasNext()) {
+        const QString file = all.next();
+        if (!HeldFile(file, HeldFile::Nothing).isOpen()) {
+            files.append(file);
+        }
+    }
+#else
     const QFileInfoList descriptors = QDir(u"/proc/self/fd"_s).entryInfoList(QDir::Files | QDir::System);
     for (const QFileInfo &descriptor : descriptors) {
         if (descriptor.symLinkTarget().startsWith(folder)) {
             files.append(descriptor.symLinkTarget());
         }
     }
+#endif
     return files;
 }
 
@@ -538,7 +557,10 @@ void tst_DownloadClient::unwritableFolderFails()
     Download download;
     writeFile(download.path(u"game"_s), "a file where the folder should be");
     start(download, path_, content_.size(), hash_);
-    expectFailure(download, cannotWrite, u"Cannot open %1 for writing: Not a directory"_s.arg(download.part()), false);
+    QFile part(download.part());
+    QVERIFY(!part.open(QIODevice::WriteOnly));
+    expectFailure(download, cannotWrite, u"Cannot open %1 for writing: %2"_s.arg(download.part(), part.errorString()),
+                  false);
     QCOMPARE(download.log.texts().size(), 1);
     QVERIFY(!download.network.findChild<QNetworkReply *>());
 }
@@ -916,16 +938,19 @@ void tst_DownloadClient::cutConnectionKeepsWhatCame()
     // The reply had begun well, so its status says nothing against another attempt.
     expectFailure(download, transferFailed, u"Connection closed (HTTP 200) for "_s + studio_->url(path_).toString(),
                   true);
-    QCOMPARE(download.steps.last().received, 300000);
-    QVERIFY(readFile(download.part()) == content_.first(300000));
+    const QByteArray kept = readFile(download.part());
+    QVERIFY(kept.size() >= 300000 - lostAtACut && kept.size() <= 300000);
+    QVERIFY(content_.startsWith(kept));
+    QCOMPARE(download.steps.last().received, kept.size());
 
     (*studio_)->clearFaults();
     download.forget();
     start(download, path_, content_.size(), hash_);
     QVERIFY(download.ends());
     expectSuccess(download, content_);
-    QCOMPARE((*studio_)->requests().last().headers.value("range"), QByteArray("bytes=300000-"));
-    QVERIFY(download.steps.first().received > 300000);
+    QCOMPARE((*studio_)->requests().last().headers.value("range"),
+             QByteArray("bytes=" + QByteArray::number(kept.size()) + '-'));
+    QVERIFY(download.steps.first().received > kept.size());
 }
 
 void tst_DownloadClient::cutConnectionOfAResumeKeepsBoth()
@@ -937,7 +962,9 @@ void tst_DownloadClient::cutConnectionOfAResumeKeepsBoth()
     QVERIFY(download.ends());
     expectFailure(download, transferFailed, u"Connection closed (HTTP 206) for "_s + studio_->url(path_).toString(),
                   true);
-    QVERIFY(readFile(download.part()) == content_.first(400000));
+    const QByteArray kept = readFile(download.part());
+    QVERIFY(kept.size() >= 400000 - lostAtACut && kept.size() <= 400000);
+    QVERIFY(content_.startsWith(kept));
 }
 
 void tst_DownloadClient::redirectWithinHttpsIsFollowed()
@@ -1069,7 +1096,13 @@ void tst_DownloadClient::wrongRangeIsFoundByTheHash()
 void tst_DownloadClient::missingPartFileCannotBeHashed()
 {
     Download download;
+#ifdef Q_OS_WIN
+    // An open file cannot be removed there, but another program may have it for itself.
+    std::optional<HeldFile> held;
+    download.beforeFinalisation([&] { held.emplace(download.part(), HeldFile::Writing); });
+#else
     download.beforeFinalisation([&download] { QFile::remove(download.part()); });
+#endif
     start(download, path_, 0, hash_);
     QVERIFY(download.ends());
     expectFailure(download, unreadable, u"Failed to hash "_s + download.part(), true);
@@ -1079,7 +1112,11 @@ void tst_DownloadClient::missingPartFileCannotBeHashed()
 void tst_DownloadClient::missingPartFileOfKnownSizeIsIncomplete()
 {
     Download download;
+#ifdef Q_OS_WIN
+    download.beforeFinalisation([&download] { QFile::resize(download.part(), 0); }); // nor here
+#else
     download.beforeFinalisation([&download] { QFile::remove(download.part()); });
+#endif
     start(download, path_, content_.size(), hash_);
     QVERIFY(download.ends());
     expectFailure(download, incomplete,
@@ -1116,7 +1153,12 @@ void tst_DownloadClient::failedRenameLosesTheOldFile()
 {
     Download download;
     writeFile(download.destination(), "the build before");
+#ifdef Q_OS_WIN
+    std::optional<HeldFile> held; // a virus scanner's, say
+    download.whileHashing([&] { held.emplace(download.part(), HeldFile::ReadingAndWriting); });
+#else
     download.whileHashing([&download] { QFile::remove(download.part()); });
+#endif
     start(download, path_, content_.size(), hash_);
     QVERIFY(download.ends());
     expectFailure(download, notFinished, u"Rename %1 -> %2 failed"_s.arg(download.part(), download.destination()),
@@ -1159,14 +1201,21 @@ void tst_DownloadClient::shortWriteFailsTwice()
     for (const Download::Progress &step : std::as_const(download.steps)) {
         QVERIFY(step.received < limit); // what was written in part is not told
     }
-    QVERIFY(readFile(download.part()) == content_.first(limit));
+    const QByteArray kept = readFile(download.part());
+#ifdef Q_OS_WIN
+    QVERIFY(kept.size() <= limit); // a write goes through whole or not at all
+#else
+    QCOMPARE(kept.size(), limit);
+#endif
+    QVERIFY(content_.startsWith(kept));
 
     // With room again, the file goes on where it stopped.
     download.forget();
     start(download, path_, content_.size(), hash_);
     QVERIFY(download.ends());
     expectSuccess(download, content_);
-    QCOMPARE((*studio_)->requests().last().headers.value("range"), QByteArray("bytes=500001-"));
+    const QByteArray range = kept.isEmpty() ? QByteArray() : "bytes=" + QByteArray::number(kept.size()) + '-';
+    QCOMPARE((*studio_)->requests().last().headers.value("range"), range);
 }
 
 void tst_DownloadClient::fullFileTakesNothingMore()
@@ -1184,7 +1233,12 @@ void tst_DownloadClient::fullFileTakesNothingMore()
     QVERIFY(!download.failures.last().retryable);
     const QString detail = download.failures.last().detail;
     QVERIFY2(detail.startsWith(u"Short write to %1: wrote -1 of "_s.arg(download.part())), qPrintable(detail));
-    QVERIFY2(detail.endsWith(u" bytes (File too large)"_s), qPrintable(detail));
+#ifdef Q_OS_WIN
+    const QString reason = qt_error_string(ERROR_DISK_FULL);
+#else
+    const QString reason = u"File too large"_s;
+#endif
+    QVERIFY2(detail.endsWith(u" bytes (%1)"_s.arg(reason)), qPrintable(detail));
     QVERIFY(download.steps.isEmpty());
     QVERIFY(readFile(download.part()) == content_.first(900000));
 }

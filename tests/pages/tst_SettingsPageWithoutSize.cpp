@@ -37,7 +37,7 @@ void tst_SettingsPageWithoutSize::onlyTheFreeSpaceIsShown()
     GameManager game(&config, &api, &network);
     const SettingsPage page(&config, &game);
     const QList<QLabel *> labels = page.findChildren<QLabel *>();
-    static const QRegularExpression wanted(u"^[0-9.]+ [kMGT]?B free on /.*$"_s);
+    static const QRegularExpression wanted(u"^[0-9.]+ [kMGT]?B free on (/|[A-Z]:\\\\).*$"_s);
     const auto found = std::find_if(labels.begin(), labels.end(),
                                     [](const QLabel *label) { return wanted.match(label->text()).hasMatch(); });
     QVERIFY(found != labels.end());

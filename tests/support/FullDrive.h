@@ -5,7 +5,8 @@
 namespace velmo::test {
 
 /// While it lives, no file of this program grows beyond \a bytes: what is written past it fails, as on a full drive.
-/// Not on Windows, which bounds no program so.
+/// On
+/// Windows this holds for what Qt writes.
 class FullDrive {
 public:
     explicit FullDrive(qint64 bytes);
@@ -13,8 +14,10 @@ public:
     Q_DISABLE_COPY_MOVE(FullDrive)
 
 private:
+#ifdef Q_OS_UNIX
     quint64 limitBefore_ = 0;
     void (*handlerBefore_)(int) = nullptr;
+#endif
 };
 
 } // namespace velmo::test

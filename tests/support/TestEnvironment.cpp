@@ -2,9 +2,10 @@
 
 #include <QDir>
 #include <QFile>
-#include <QProcessEnvironment>
 #include <QSslCertificate>
 #include <QSslConfiguration>
+
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -27,25 +28,64 @@ void takeQtVariables()
 }
 #endif
 
+QString own;
+
+using Variables = QList<std::pair<const char *, QString>>;
+
+/// What tells a launcher where its user's folders are.
+Variables variablesOf(const QString &folder)
+{
+    return {
+        {"VELMO_HOME", QDir::toNativeSeparators(folder)}, // scripts/windows says so to Wine's registry
+        {"HOME", folder},
+        {"XDG_CONFIG_HOME", folder + u"/.config"_s},
+        {"XDG_DATA_HOME", folder + u"/.local/share"_s},
+        {"XDG_CACHE_HOME", folder + u"/.cache"_s},
+    };
+}
+
 } // namespace
 
 TestEnvironment::TestEnvironment()
 {
-    const QByteArray home = QFile::encodeName(QDir::toNativeSeparators(home_.path()));
 #ifdef Q_OS_WIN
     takeQtVariables();
     qputenv("QT_FORCE_STDERR_LOGGING", "1"); // else Qt Test tells its results to a debugger
-    qputenv("VELMO_HOME", home); // where scripts/windows has put the user's local application data
 #endif
-    qputenv("HOME", home);
-    qputenv("XDG_CONFIG_HOME", home + "/.config");
-    qputenv("XDG_DATA_HOME", home + "/.local/share");
-    qputenv("XDG_CACHE_HOME", home + "/.cache");
+    own = folder_.path();
+    redirect(own);
 }
 
-QString TestEnvironment::home()
+void TestEnvironment::redirect(const QString &folder)
 {
-    return QDir::homePath();
+    const Variables variables = variablesOf(folder);
+    for (const auto &[name, value] : variables) {
+        qputenv(name, QFile::encodeName(value));
+    }
+}
+
+QProcessEnvironment TestEnvironment::redirected(const QString &folder)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const Variables variables = variablesOf(folder);
+    for (const auto &[name, value] : variables) {
+        environment.insert(QString::fromLatin1(name), value);
+    }
+    return environment;
+}
+
+QString TestEnvironment::dataLocation(const QString &folder)
+{
+#ifdef Q_OS_WIN
+    return folder + u"/Local"_s;
+#else
+    return folder + u"/.config"_s;
+#endif
+}
+
+QString TestEnvironment::ownFolder()
+{
+    return own;
 }
 
 void trustTestAuthority()

@@ -1,7 +1,12 @@
 #pragma once
 
+#include <QProcessEnvironment>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#ifdef Q_OS_WIN
+#include "support/WindowsSkips.h"
+#endif
 
 namespace velmo::test {
 
@@ -11,11 +16,17 @@ class TestEnvironment {
 public:
     TestEnvironment();
 
-    /// The home folder of this test run.
-    static QString home();
+    /// Moves what the launcher keeps for a user below \a folder, from now on and in this process.
+    static void redirect(const QString &folder);
+    /// This process's environment, for a launcher that keeps what it keeps below \a folder.
+    static QProcessEnvironment redirected(const QString &folder);
+    /// Where such a launcher has the data directories of programs: below \a folder, or below this test run's own.
+    static QString dataLocation(const QString &folder = ownFolder());
+    /// The folder of this test run.
+    static QString ownFolder();
 
 private:
-    QTemporaryDir home_;
+    QTemporaryDir folder_;
 };
 
 /// Lets every TLS connection of this process trust the loopback test authority. Needs velmo_test_certificates.
@@ -31,6 +42,12 @@ int runTest(int argc, char **argv)
     QCoreApplication::setApplicationName(QStringLiteral("VelmoLauncher"));
     QCoreApplication::setApplicationVersion(QStringLiteral("0.1.0"));
     Test test;
+#ifdef Q_OS_WIN
+    const QStringList functions = functionsForWindows(Test::staticMetaObject);
+    if (argc == 1 && !functions.isEmpty()) {
+        return QTest::qExec(&test, QCoreApplication::arguments() + functions);
+    }
+#endif
     return QTest::qExec(&test, argc, argv);
 }
 

@@ -36,8 +36,12 @@ void tst_BareTheme::noFontFolderIsSilent()
 
 void tst_BareTheme::familiesFallToTheirLastResort()
 {
-    // Of fonts, the machine has generic names alone.
+    // Of fonts, the machine has generic names alone, or none.
+#ifdef Q_OS_WIN
+    QCOMPARE(QFontDatabase::families(), QStringList());
+#else
     QCOMPARE(QFontDatabase::families(), QStringList({u"Monospace"_s, u"Sans Serif"_s, u"Serif"_s}));
+#endif
     QCOMPARE(titleFamily(), u"Arial"_s);
     QCOMPARE(displayFamily(), u"Segoe UI"_s);
     QCOMPARE(bodyFamily(), u"Arial"_s);

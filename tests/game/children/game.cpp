@@ -3,7 +3,7 @@
 //   wait=MILLISECONDS  waits
 //   until-input-ends   waits until its standard input is closed
 //   exit=CODE          ends with that code
-//   crash              ends by a signal
+//   crash              ends by a signal or, on Windows, as after an access violation
 // Anything else is ignored; with nothing left to do it ends with code 0.
 
 #include <chrono>
@@ -15,6 +15,10 @@
 #include <string_view>
 #include <thread>
 #include <vector>
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -33,12 +37,22 @@ void record(const std::string &fileName, const std::vector<std::string> &argumen
     const std::string unfinished = fileName + ".unfinished";
     {
         std::ofstream file(unfinished, std::ios::binary);
-        file << std::filesystem::current_path().string() << '\n';
+        const std::u8string folder = std::filesystem::current_path().generic_u8string();
+        file << std::string(folder.begin(), folder.end()) << '\n';
         for (const std::string &argument : arguments) {
             file << argument << '\n';
         }
     }
     std::filesystem::rename(unfinished, fileName);
+}
+
+[[noreturn]] void crash()
+{
+#ifdef _WIN32
+    ExitProcess(STATUS_ACCESS_VIOLATION);
+#else
+    std::abort();
+#endif
 }
 
 void waitForEndOfInput()
@@ -62,7 +76,7 @@ int main(int argc, char **argv)
         } else if (argument.starts_with(exitKey)) {
             return numberAfter(exitKey, argument);
         } else if (argument == "crash") {
-            std::abort();
+            crash();
         }
     }
     return 0;

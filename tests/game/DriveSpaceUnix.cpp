@@ -1,15 +1,11 @@
 #include "DriveSpace.h"
 
-#ifdef Q_OS_UNIX
 #include <cerrno>
 #include <dlfcn.h>
 #include <optional>
 #include <sys/statvfs.h>
-#endif
 
 namespace velmo::test {
-
-#ifdef Q_OS_UNIX
 
 namespace {
 
@@ -51,22 +47,9 @@ DriveSpace::~DriveSpace()
     pretendedBytes.reset();
 }
 
-#else
-
-DriveSpace::DriveSpace(qint64 /*freeBytes*/)
-{
-    qFatal("No drive can be made to seem other than it is here");
-}
-
-DriveSpace::~DriveSpace() = default;
-
-#endif
-
 } // namespace velmo::test
 
-#ifdef Q_OS_UNIX
 extern "C" int statvfs64(const char *path, struct statvfs64 *volume) noexcept
 {
     return velmo::test::answer(path, volume);
 }
-#endif

@@ -1,13 +1,9 @@
 #include "support/FullDrive.h"
 
-#ifdef Q_OS_UNIX
 #include <csignal>
 #include <sys/resource.h>
-#endif
 
 namespace velmo::test {
-
-#ifdef Q_OS_UNIX
 
 namespace {
 
@@ -34,16 +30,5 @@ FullDrive::~FullDrive()
     setBound(limitBefore_);
     std::signal(SIGXFSZ, handlerBefore_);
 }
-
-#else
-
-FullDrive::FullDrive(qint64 /*bytes*/)
-{
-    qFatal("No drive can be made to seem full here");
-}
-
-FullDrive::~FullDrive() = default;
-
-#endif
 
 } // namespace velmo::test
