@@ -20,7 +20,11 @@ target_compile_definitions(velmo_test_game_fixture PRIVATE VELMO_TEST_GAME="$<TA
 target_link_libraries(velmo_test_game_fixture PUBLIC velmo_game velmo_test_studio)
 add_dependencies(velmo_test_game_fixture velmo_test_game)
 
-foreach(test GameManager GameManagerFlows GameManagerLaunch KilledInstall)
+set(tests GameManager GameManagerFlows GameManagerLaunch KilledInstall)
+if(WIN32)
+    list(APPEND tests WindowsFiles)
+endif()
+foreach(test ${tests})
     set(sources)
     if(test STREQUAL "GameManagerFlows")
         set(sources ${VELMO_DRIVE_SPACE})

@@ -1,5 +1,6 @@
 // Stands for the game in the launch tests. Each argument is one thing to do, in order:
 //   record=FILE        writes its working directory, then its arguments, one to a line
+//   hold=FILE          opens FILE and keeps it open
 //   wait=MILLISECONDS  waits
 //   until-input-ends   waits until its standard input is closed
 //   exit=CODE          ends with that code
@@ -23,6 +24,7 @@
 namespace {
 
 constexpr std::string_view recordKey = "record=";
+constexpr std::string_view holdKey = "hold=";
 constexpr std::string_view waitKey = "wait=";
 constexpr std::string_view exitKey = "exit=";
 
@@ -66,8 +68,11 @@ void waitForEndOfInput()
 int main(int argc, char **argv)
 {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
+    std::vector<std::ifstream> held;
     for (const std::string &argument : arguments) {
-        if (argument.starts_with(recordKey)) {
+        if (argument.starts_with(holdKey)) {
+            held.emplace_back(argument.substr(holdKey.size()));
+        } else if (argument.starts_with(recordKey)) {
             record(argument.substr(recordKey.size()), arguments);
         } else if (argument.starts_with(waitKey)) {
             std::this_thread::sleep_for(std::chrono::milliseconds(numberAfter(waitKey, argument)));
