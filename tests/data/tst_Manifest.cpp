@@ -812,8 +812,14 @@ void tst_Manifest::manyFilesAreReadInLinearTime()
 #else
     constexpr double allowedSeconds = 2.0;
 #endif
-    const double ofTenThousand = secondsToRead(documentOfFiles(10'000), 10'000);
-    const double ofHundredThousand = secondsToRead(documentOfFiles(100'000), 100'000);
+    const QByteArray small = documentOfFiles(10'000);
+    const QByteArray large = documentOfFiles(100'000);
+    double ofTenThousand = allowedSeconds;
+    double ofHundredThousand = allowedSeconds;
+    for (int run = 0; run < 3; ++run) { // the shortest of each, beside whatever else the machine does
+        ofTenThousand = std::min(ofTenThousand, secondsToRead(small, 10'000));
+        ofHundredThousand = std::min(ofHundredThousand, secondsToRead(large, 100'000));
+    }
     QVERIFY2(ofHundredThousand < allowedSeconds, qPrintable(QString::number(ofHundredThousand)));
     const double ratio = ofHundredThousand / ofTenThousand;
     QVERIFY2(ratio < 15.0, qPrintable(QString::number(ratio)));
