@@ -1,5 +1,5 @@
-; The launcher's setup program, for one user and without administrator rights. scripts/package defines VERSION, SIZE_KB,
-; STAGE (the files to install), FILES (their list as commands), ART, ICON, SIGN and OUTPUT.
+; The launcher's setup program, for one user and without administrator rights. make-setup defines VERSION, SIZE_KB,
+; COMMANDS (which unpack the files into .new), LIST (of their names), ART, ICON, SIGN and OUTPUT.
 ;
 ; An upgrade unpacks beside the installed files and then swaps by renaming, so that what fails or is cut off leaves the
 ; old launcher or, at worst, something that the next run of a setup puts back. The end of the process says what happened:
@@ -313,8 +313,10 @@ Section
     InitPluginsDir
     SetOverwrite try
     ClearErrors
-    !include "${FILES}"
-    File "/oname=$PLUGINSDIR\files.txt" "${STAGE}/files.txt"
+    !include "${COMMANDS}"
+    SetOutPath "$INSTDIR\.new"
+    File "/oname=files.txt" "${LIST}"
+    File "/oname=$PLUGINSDIR\files.txt" "${LIST}"
     SetOutPath "$INSTDIR"
     WriteUninstaller "$INSTDIR\.new\Uninstall.exe"
     ${IfThen} ${Errors} ${|} Call GiveUp ${|}
