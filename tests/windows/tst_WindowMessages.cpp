@@ -121,6 +121,7 @@ private slots:
     void everyPointOfTheMaximizedWindowIsKnown();
     void positionLeftOfTheScreenIsSigned();
     void captionHoldsItsControls();
+    void passThroughChildOfACaptionDrags();
 
     void firstShowAddsTheFramesStyle();
     void laterShowLeavesTheStyleAlone();
@@ -329,17 +330,36 @@ void tst_WindowMessages::captionHoldsItsControls()
     QCOMPARE(hit(900 - 22, 3), LRESULT(HTTOP)); // above a button, the window's edge resizes
 }
 
+void tst_WindowMessages::passThroughChildOfACaptionDrags()
+{
+    FramelessWindow window;
+    QWidget bar(&window);
+    bar.setGeometry(0, 0, 400, 44);
+    QWidget control(&bar);
+    control.setGeometry(100, 0, 50, 44);
+    QWidget ornament(&bar);
+    ornament.setGeometry(200, 0, 50, 44);
+    ornament.setProperty("captionPassthrough", true);
+    window.addCaptionRegion(&bar);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    const auto hit = [&](int x) { return hitAt(window, windowRect(window).topLeft() + QPoint(scaled(x), scaled(20))); };
+    QCOMPARE(hit(50), LRESULT(HTCAPTION));
+    QCOMPARE(hit(120), LRESULT(HTCLIENT));
+    QCOMPARE(hit(220), LRESULT(HTCAPTION));
+    QCOMPARE(hit(500), LRESULT(HTCLIENT));
+}
+
 void tst_WindowMessages::firstShowAddsTheFramesStyle()
 {
     constexpr LONG_PTR frame = WS_CAPTION | WS_SYSMENU | WS_THICKFRAME | WS_MINIMIZEBOX | WS_MAXIMIZEBOX;
     FramelessWindow bare;
     bare.setWindowFlags(Qt::Window | Qt::FramelessWindowHint);
     bare.winId();
-    QVERIFY((GetWindowLongPtrW(handleOf(bare), GWL_STYLE) & frame) != frame);
+    const LONG_PTR before = GetWindowLongPtrW(handleOf(bare), GWL_STYLE);
+    QVERIFY(before != 0 && (before & frame) != frame);
     bare.show();
-    const LONG_PTR style = GetWindowLongPtrW(handleOf(bare), GWL_STYLE);
-    QCOMPARE(style & frame, frame);
-    QVERIFY((style & WS_VISIBLE) != 0);           // added to what was there
+    QCOMPARE(GetWindowLongPtrW(handleOf(bare), GWL_STYLE), before | frame | WS_VISIBLE); // added to what was there
     QCOMPARE(clientRect(bare), windowRect(bare)); // and the frame was taken up at once
 }
 
@@ -426,6 +446,7 @@ void tst_WindowMessages::systemCommandsMaximizeAndRestore()
     QSignalSpy changed(window_.get(), &FramelessWindow::maximizedChanged);
     SendMessageW(handleOf(*window_), WM_SYSCOMMAND, SC_MAXIMIZE, 0);
     QTRY_VERIFY(window_->isMaximized());
+    QCOMPARE(window_->restoredGeometry(), QRect(200, 100, 900, 560));
     SendMessageW(handleOf(*window_), WM_SYSCOMMAND, SC_RESTORE, 0);
     QTRY_VERIFY(!window_->isMaximized());
     QCOMPARE(QList<QVariantList>(changed), QList<QVariantList>({{true}, {false}}));
