@@ -84,6 +84,7 @@ bool Application::start()
                             config->boolValue(u"launcher.minimizeToTray"_s, false) && TrayIcon::isSupported();
     if (openToTray) {
         qCInfo(lcApp) << "Autostart: opening to the tray";
+        window->winId(); // without a native window, a setup program has nothing that it could ask to close
     } else {
         window->show();
     }

@@ -49,6 +49,15 @@ void FramelessWindow::addCaptionRegion(QWidget *region)
     }
 }
 
+/// Where the frame is native, normalGeometry() takes off the margins of a frame that the restored window does not have.
+QRect FramelessWindow::restoredGeometry() const
+{
+    if (!isMaximized()) {
+        return geometry();
+    }
+    return WindowSystem::instance().hasNativeFrame() ? lastRestored : normalGeometry();
+}
+
 FramelessWindow::Hit FramelessWindow::hitTest(const QPoint &position) const
 {
     const WindowSystem &system = WindowSystem::instance();
@@ -135,6 +144,18 @@ void FramelessWindow::changeEvent(QEvent *event)
     }
 }
 
+void FramelessWindow::moveEvent(QMoveEvent *event)
+{
+    QWidget::moveEvent(event);
+    rememberPlace();
+}
+
+void FramelessWindow::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    rememberPlace();
+}
+
 void FramelessWindow::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
@@ -211,6 +232,16 @@ void FramelessWindow::applyFrame()
     system.recalculateFrame(*this);
     if (clientFrame) {
         clientFrame->attach();
+    }
+}
+
+void FramelessWindow::rememberPlace()
+{
+    // The system maximises first, moves and resizes then, and isMaximized() says so last. A window that is maximised
+    // before it is first shown tells its own place first.
+    const bool isOwnPlace = !isMaximized() && !isMinimized() && !WindowSystem::instance().isZoomed(*this);
+    if (isOwnPlace || lastRestored.isNull()) {
+        lastRestored = geometry();
     }
 }
 

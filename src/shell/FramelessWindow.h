@@ -39,6 +39,9 @@ public:
     /// "captionPassthrough" is true. Null is ignored; a region that is gone is skipped.
     void addCaptionRegion(QWidget *region);
 
+    /// The place that a maximised window goes back to; the present one of any other. Without a frame, as geometry() is.
+    QRect restoredGeometry() const;
+
     /// What the screen position \a position, in physical pixels, is.
     Hit hitTest(const QPoint &position) const;
 
@@ -52,6 +55,8 @@ signals:
 
 protected:
     void changeEvent(QEvent *event) override;
+    void moveEvent(QMoveEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
     void showEvent(QShowEvent *event) override;
 
 private:
@@ -60,11 +65,13 @@ private:
     QRect clientArea(QRect proposed) const;
     bool hasHiddenTaskbar() const;
     void applyFrame();
+    void rememberPlace();
 
     QList<QPointer<QWidget>> captionRegions;
     bool resizable = true;
     bool maximized = false;             ///< as last reported
     bool frameApplied = false;          ///< by the first show
+    QRect lastRestored;                 ///< the last geometry that was not maximised
     ClientFrame *clientFrame = nullptr; ///< where there is no native frame
 };
 

@@ -232,7 +232,7 @@ void MainWindow::restoreGeometryFromConfig()
     // Negative means never saved; a window on a monitor to the left of or above the primary one comes back centred.
     const bool saved = position.x() >= 0 && position.y() >= 0;
     if (saved && reachesAnyScreen(QRect(position, stored))) {
-        move(position);
+        placeAt(position);
     } else {
         centreOnPrimaryScreen();
     }
@@ -247,7 +247,7 @@ void MainWindow::saveGeometryToConfig()
         return;
     }
     config->setValue(u"window.maximized"_s, isMaximized());
-    const QRect rect = isMaximized() ? normalGeometry() : geometry();
+    const QRect rect = restoredGeometry();
     config->setValue(u"window.width"_s, rect.width());
     config->setValue(u"window.height"_s, rect.height());
     config->setValue(u"window.x"_s, rect.x());
@@ -256,7 +256,13 @@ void MainWindow::saveGeometryToConfig()
 
 void MainWindow::centreOnPrimaryScreen()
 {
-    move(QGuiApplication::primaryScreen()->availableGeometry().center() - rect().center());
+    placeAt(QGuiApplication::primaryScreen()->availableGeometry().center() - rect().center());
+}
+
+/// A position as it is saved. move() would leave room for a native caption, which the window paints over.
+void MainWindow::placeAt(const QPoint &position)
+{
+    setGeometry(QRect(position, size()));
 }
 
 void MainWindow::presentError(const QString &message, const QString &detail)

@@ -48,6 +48,7 @@ private:
     void restoreGeometryFromConfig();
     void saveGeometryToConfig();
     void centreOnPrimaryScreen();
+    void placeAt(const QPoint &position);
     void presentError(const QString &message, const QString &detail);
 
     ConfigManager *config;

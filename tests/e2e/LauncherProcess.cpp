@@ -1,9 +1,13 @@
 #include "LauncherProcess.h"
 
+#include "Machine.h"
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QtTest>
+
+#include <algorithm>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -39,15 +43,11 @@ QRect geometryOf(const QString &window)
 
 } // namespace
 
-LauncherProcess::LauncherProcess(const QString &program, const QString &home, const QString &authorities)
-    : program_(program)
-    , home_(home)
+LauncherProcess::LauncherProcess(const Machine &machine, const QString &authorities)
+    : machine_(machine)
     , authorities_(authorities)
 {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"HOME"_s, home);
-    environment.insert(u"XDG_CONFIG_HOME"_s, home + u"/.config"_s);
-    process_.setProcessEnvironment(environment);
+    process_.setProcessEnvironment(machine.environment());
     process_.setProcessChannelMode(QProcess::MergedChannels);
     process_.setStandardOutputFile(QProcess::nullDevice());
 }
@@ -60,7 +60,7 @@ LauncherProcess::~LauncherProcess()
 void LauncherProcess::start(const QStringList &arguments)
 {
     kill(); // a run that a failed test has left
-    olderLogs_ = logFiles(dataFolder());
+    olderLogs_ = logFiles(machine_.dataFolder());
     // A log is named after the second of its start; each run shall have its own.
     const auto nextName = [] {
         return u"launcher-%1.log"_s.arg(QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_s));
@@ -69,7 +69,8 @@ void LauncherProcess::start(const QStringList &arguments)
         QTest::qWait(20);
     }
     linesSeen_ = 0;
-    process_.start(QStringLiteral(VELMO_WITH_AUTHORITIES), QStringList{authorities_, program_} + arguments);
+    process_.start(QStringLiteral(VELMO_WITH_AUTHORITIES),
+                   QStringList{authorities_} + machine_.runner() + QStringList{machine_.program()} + arguments);
 }
 
 bool LauncherProcess::logs(const QString &text)
@@ -93,8 +94,14 @@ bool LauncherProcess::showsWindow()
     if (!QTest::qWaitFor([this] { return isWindowSeen(); }, patienceMs)) {
         return false;
     }
-    window_ = geometryOf(visibleWindow());
+    window_ = geometryOf(visibleWindow(u"HARROWFEN"));
     return window_.width() > 0;
+}
+
+QRect LauncherProcess::otherWindow(const QString &title) const
+{
+    const bool seen = QTest::qWaitFor([this, &title] { return isOtherWindowSeen(title); }, patienceMs);
+    return seen ? geometryOf(visibleWindow(title)) : QRect();
 }
 
 QSet<QString> LauncherProcess::visibleWindows() const
@@ -134,9 +141,14 @@ void LauncherProcess::kill()
 
 QStringList LauncherProcess::lines() const
 {
-    QStringList lines = QString::fromUtf8(rawLog()).split(u'\n', Qt::SkipEmptyParts);
-    for (QString &line : lines) {
-        line.remove(0, timeLength);
+    QStringList lines;
+    const QStringList all =
+        QString::fromUtf8(rawLog()).split(QLatin1StringView(machine_.lineEnd()), Qt::SkipEmptyParts);
+    for (const QString &line : all) {
+        const QString text = line.sliced(std::min(timeLength, line.size()));
+        if (!machine_.isSystemsLine(text)) {
+            lines.append(text);
+        }
     }
     return lines;
 }
@@ -148,23 +160,19 @@ QByteArray LauncherProcess::rawLog() const
     return !name.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-QString LauncherProcess::dataFolder() const
-{
-    return home_ + u"/.config/VelmoGames/Launcher"_s;
-}
-
 /// The newest one, unless it was there before this run.
 QString LauncherProcess::logFile() const
 {
-    const QStringList files = logFiles(dataFolder());
-    return files.isEmpty() || olderLogs_.contains(files.last()) ? QString() : dataFolder() + u"/logs/"_s + files.last();
+    const QString folder = machine_.dataFolder();
+    const QStringList files = logFiles(folder);
+    return files.isEmpty() || olderLogs_.contains(files.last()) ? QString() : folder + u"/logs/"_s + files.last();
 }
 
-/// The window system's number of the main window while it is seen.
-QString LauncherProcess::visibleWindow() const
+/// The window system's number of the window \a title while it is seen; the main window's title may go on with a state.
+QString LauncherProcess::visibleWindow(QStringView title) const
 {
     return outputOf(u"xdotool"_s, {u"search"_s, u"--all"_s, u"--onlyvisible"_s, u"--pid"_s,
-                                   QString::number(process_.processId()), u"--name"_s, u"^HARROWFEN"_s})
+                                   QString::number(process_.processId()), u"--name"_s, u"^%1( - .*)?$"_s.arg(title)})
         .section(u'\n', 0, 0);
 }
 

@@ -9,13 +9,15 @@
 
 namespace velmo::test {
 
+class Machine;
+
 /// The launcher's own program, run as its player would run it, time after time: its window is driven by the real mouse,
 /// and what it did is read from the log files that it writes.
 class LauncherProcess {
 public:
-    /// \a program is the launcher; \a home becomes the user's home folder; \a authorities is the folder of the
-    /// certificate authorities that the system trusts, as `openssl rehash` leaves it.
-    LauncherProcess(const QString &program, const QString &home, const QString &authorities);
+    /// \a machine has the launcher installed and must outlive this; \a authorities is the folder of the certificate
+    /// authorities that it trusts, as /etc/ssl/certs is.
+    LauncherProcess(const Machine &machine, const QString &authorities);
     ~LauncherProcess();
     Q_DISABLE_COPY_MOVE(LauncherProcess)
 
@@ -27,30 +29,32 @@ public:
     bool logs(const QString &text);
     /// Waits until the window is seen, and remembers where.
     bool showsWindow();
-    bool isWindowSeen() const { return !visibleWindow().isEmpty(); }
+    bool isWindowSeen() const { return !visibleWindow(u"HARROWFEN").isEmpty(); }
+    /// Waits for another window of the launcher, which has exactly this title. Its place in global pixels.
+    QRect otherWindow(const QString &title) const;
+    bool isOtherWindowSeen(const QString &title) const { return !visibleWindow(title).isEmpty(); }
     /// The window system's numbers of all that is seen: the main window, a menu, a notice, the icon in the tray.
     QSet<QString> visibleWindows() const;
     /// The window's place when it was shown last, in global pixels.
     QRect window() const { return window_; }
     /// Waits until a tray shows one icon. Its middle, in global pixels; below zero when none comes.
     static QPoint trayIcon();
+    bool isRunning() const { return process_.state() != QProcess::NotRunning; }
     /// Waits for the end of this run. Its exit code, or -1 when it crashed or does not end.
     int waitForEnd();
 
-    /// The log of this run, each line without its time; empty when there is none yet.
+    /// The log of this run, each line without its time and its end; empty when there is none yet. What the machine's
+    /// system has to say is left out.
     QStringList lines() const;
     /// The log of this run as it lies on the disk.
     QByteArray rawLog() const;
-    /// Where the launcher keeps its settings and logs.
-    QString dataFolder() const;
 
 private:
     void kill();
     QString logFile() const;
-    QString visibleWindow() const;
+    QString visibleWindow(QStringView title) const;
 
-    QString program_;
-    QString home_;
+    const Machine &machine_;
     QString authorities_;
     QProcess process_;
     QStringList olderLogs_;

@@ -3,9 +3,11 @@
 #include "pages/SettingsPage.h"
 #include "shell/NavTab.h"
 #include "shell/TitleBarButton.h"
+#include "widgets/ModalDialog.h"
 #include "widgets/PrimaryButton.h"
 
 #include <QApplication>
+#include <QPushButton>
 
 #include <algorithm>
 
@@ -13,23 +15,32 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::test {
 
-WindowTwin::WindowTwin(QSize size)
+WindowTwin::WindowTwin(QSize size, bool startsAtSignIn)
     : game_(&config_, &api_, &network_)
-    , window_(&config_, &game_, &api_)
 {
-    window_.setAttribute(Qt::WA_DontShowOnScreen);
-    window_.resize(size);
-    window_.show();
+    if (startsAtSignIn) {
+        AutostartStore::replaceInstance(&signInPlace_);
+    }
+    window_ = std::make_unique<MainWindow>(&config_, &game_, &api_);
+    window_->setAttribute(Qt::WA_DontShowOnScreen);
+    window_->resize(size);
+    window_->show();
+}
+
+WindowTwin::~WindowTwin()
+{
+    window_.reset();
+    AutostartStore::replaceInstance(nullptr);
 }
 
 QPoint WindowTwin::primaryButton()
 {
-    return middleOf(window_.findChild<PrimaryButton *>());
+    return middleOf(window_->findChild<PrimaryButton *>());
 }
 
 QPoint WindowTwin::closeButton()
 {
-    return middleOf(window_.findChildren<TitleBarButton *>().constLast());
+    return middleOf(window_->findChildren<TitleBarButton *>().constLast());
 }
 
 QPoint WindowTwin::tab(const QString &text)
@@ -42,7 +53,7 @@ QPoint WindowTwin::setting(const QString &label)
 {
     findTab(u"Settings"_s)->click();
     QApplication::processEvents();
-    const auto *page = window_.findChild<SettingsPage *>();
+    const auto *page = window_->findChild<SettingsPage *>();
     const QList<QWidget *> widgets = page->findChildren<QWidget *>();
     const auto control = std::find_if(widgets.begin(), widgets.end(), [&label](const QWidget *candidate) {
         return candidate->accessibleName() == label && candidate->parentWidget()->inherits("velmo::SettingRow");
@@ -50,9 +61,28 @@ QPoint WindowTwin::setting(const QString &label)
     return control == widgets.end() ? QPoint(-1, -1) : middleOf(*control);
 }
 
+QPoint WindowTwin::questionButton(const QString &text)
+{
+    ModalDialog dialog(
+        ModalDialog::Confirm, u"Close the launcher"_s,
+        u"A download is still in progress.\n\nClosing now keeps everything downloaded so far and resumes "
+        "where it left off the next time you open the launcher."_s);
+    const QList<QPushButton *> buttons = dialog.findChildren<QPushButton *>();
+    for (QPushButton *button : buttons) {
+        if (button->text() == u"Confirm"_s) {
+            button->setText(u"Close anyway"_s);
+        }
+    }
+    dialog.setAttribute(Qt::WA_DontShowOnScreen);
+    dialog.show();
+    const auto found = std::find_if(buttons.begin(), buttons.end(),
+                                    [&text](const QPushButton *button) { return button->text() == text; });
+    return found == buttons.end() ? QPoint(-1, -1) : (*found)->mapTo(&dialog, (*found)->rect().center());
+}
+
 NavTab *WindowTwin::findTab(const QString &text) const
 {
-    const QList<NavTab *> tabs = window_.findChildren<NavTab *>();
+    const QList<NavTab *> tabs = window_->findChildren<NavTab *>();
     const auto found =
         std::find_if(tabs.begin(), tabs.end(), [&text](const NavTab *tab) { return tab->text() == text; });
     return found == tabs.end() ? nullptr : *found;
@@ -60,7 +90,7 @@ NavTab *WindowTwin::findTab(const QString &text) const
 
 QPoint WindowTwin::middleOf(const QWidget *widget) const
 {
-    return widget->mapTo(&window_, widget->rect().center());
+    return widget->mapTo(window_.get(), widget->rect().center());
 }
 
 } // namespace velmo::test

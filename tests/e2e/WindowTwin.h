@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/AutostartStore.h"
 #include "core/ConfigManager.h"
 #include "game/GameManager.h"
 #include "net/ApiClient.h"
@@ -9,6 +10,8 @@
 #include <QPoint>
 #include <QSize>
 #include <QString>
+
+#include <memory>
 
 namespace velmo {
 class NavTab;
@@ -20,7 +23,10 @@ namespace velmo::test {
 /// program cannot be asked.
 class WindowTwin {
 public:
-    explicit WindowTwin(QSize size);
+    /// \a startsAtSignIn says whether the real one's platform has a place for that.
+    WindowTwin(QSize size, bool startsAtSignIn);
+    ~WindowTwin();
+    Q_DISABLE_COPY_MOVE(WindowTwin)
 
     // Each is the middle of a widget, in the window's own pixels; a point below zero when there is no such widget.
     QPoint primaryButton();
@@ -28,16 +34,26 @@ public:
     QPoint tab(const QString &text);
     /// The control of a row of the settings page, which is scrolled to its start.
     QPoint setting(const QString &label);
+    /// A button of the question that is asked before a transfer is given up, in the dialog's own pixels.
+    static QPoint questionButton(const QString &text);
 
 private:
     NavTab *findTab(const QString &text) const;
     QPoint middleOf(const QWidget *widget) const;
 
+    struct SignInPlace : AutostartStore {
+        bool supported() const override { return true; }
+        QString read() const override { return {}; }
+        QSettings::Status write(const QString & /*command*/) override { return QSettings::NoError; }
+        QSettings::Status remove() override { return QSettings::NoError; }
+    };
+
+    SignInPlace signInPlace_;
     ConfigManager config_;
     QNetworkAccessManager network_;
     ApiClient api_;
     GameManager game_;
-    MainWindow window_;
+    std::unique_ptr<MainWindow> window_;
 };
 
 } // namespace velmo::test

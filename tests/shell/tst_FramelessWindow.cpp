@@ -103,6 +103,8 @@ private slots:
 
     void maximizedChangeIsToldOnce();
     void toggleGoesThereAndBack();
+    void restoredGeometryIsTheLastThatWasNotMaximized();
+    void restoredGeometryWaitsForNoState();
 
 private:
     double ratio() const { return window_->devicePixelRatio(); }
@@ -569,6 +571,28 @@ void tst_FramelessWindow::toggleGoesThereAndBack()
     QVERIFY(window_->isMaximized());
     window_->toggleMaximized();
     QVERIFY(!window_->isMaximized());
+}
+
+void tst_FramelessWindow::restoredGeometryIsTheLastThatWasNotMaximized()
+{
+    window_->setGeometry(40, 50, 900, 600);
+    QCOMPARE(window_->restoredGeometry(), QRect(40, 50, 900, 600));
+    window_->setGeometry(60, 70, 950, 610);
+    window_->showMaximized();
+    QTRY_VERIFY(window_->geometry() != QRect(60, 70, 950, 610));
+    QCOMPARE(window_->restoredGeometry(), QRect(60, 70, 950, 610));
+    window_->showNormal();
+    QCOMPARE(window_->restoredGeometry(), window_->geometry());
+}
+
+/// The system maximises the window, and its state follows.
+void tst_FramelessWindow::restoredGeometryWaitsForNoState()
+{
+    window_->setGeometry(60, 70, 950, 610);
+    system_->zoomed = true;
+    window_->setGeometry(0, 0, 1920, 1040);
+    window_->setWindowState(Qt::WindowMaximized);
+    QCOMPARE(window_->restoredGeometry(), QRect(60, 70, 950, 610));
 }
 
 int main(int argc, char **argv)

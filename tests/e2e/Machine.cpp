@@ -1,0 +1,156 @@
+#include "Machine.h"
+
+#include "GameFixture.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+
+#include <algorithm>
+#include <array>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::test {
+
+namespace {
+
+const QString runKey = uR"(HKCU\Software\Microsoft\Windows\CurrentVersion\Run)"_s;
+const QString entryName = u"VelmoLauncher"_s;
+
+/// What Qt says of services of Windows that Wine does not have: one for each new window, one for the picture in a
+/// notice.
+constexpr std::array<QStringView, 2> wineLines = {
+    u"[ERROR] default         EnableNonClientDpiScaling() failed",
+    u"[ERROR] default         QPixmap::fromWinHICON(), failed to GetIconInfo()",
+};
+
+QString drive()
+{
+    return qEnvironmentVariable("WINEPREFIX") + u"/drive_c"_s;
+}
+
+QString windowsUser()
+{
+    return QDir(drive() + u"/users"_s).entryList({qEnvironmentVariable("USER", u"root"_s)}).value(0);
+}
+
+} // namespace
+
+Machine::Machine()
+    : setup_(qEnvironmentVariable("VELMO_WINDOWS_SETUP"))
+{}
+
+bool Machine::install()
+{
+    if (isWindows()) {
+        return run({setup_, u"/S"_s}) && QFile::exists(program());
+    }
+    return QDir().mkpath(home()) && QDir().mkpath(programFolder()) &&
+           QFile::copy(QStringLiteral(VELMO_LAUNCHER), program());
+}
+
+QString Machine::program() const
+{
+    return programFolder() + (isWindows() ? u"/VelmoLauncher.exe"_s : u"/VelmoLauncher"_s);
+}
+
+QString Machine::programFolder() const
+{
+    return isWindows() ? home() + u"/AppData/Local/Programs/VelmoLauncher"_s : folder_.filePath(u"program"_s);
+}
+
+QString Machine::home() const
+{
+    return isWindows() ? drive() + u"/users/"_s + windowsUser() : folder_.filePath(u"home"_s);
+}
+
+QString Machine::dataFolder() const
+{
+    return home() + (isWindows() ? u"/AppData/Local"_s : u"/.config"_s) + u"/VelmoGames/Launcher"_s;
+}
+
+QString Machine::nameOf(const QString &path) const
+{
+    return isWindows() ? u"C:"_s + path.sliced(drive().size()) : path;
+}
+
+QString Machine::gamePath() const
+{
+    return isWindows() ? u"bin/game.exe"_s : u"bin/game"_s;
+}
+
+QByteArray Machine::gameProgram() const
+{
+    if (!isWindows()) {
+        return gameProgramFile().content;
+    }
+    QFile file(qEnvironmentVariable("VELMO_WINDOWS_GAME"));
+    if (!file.open(QIODevice::ReadOnly)) {
+        qFatal("The game for Windows is missing: %s", qPrintable(file.fileName()));
+    }
+    return file.readAll();
+}
+
+QStringList Machine::runner() const
+{
+    return isWindows() ? QStringList{u"wine"_s} : QStringList();
+}
+
+QProcessEnvironment Machine::environment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    if (isWindows()) {
+        // Where the drive's registry puts the user's local application data.
+        environment.insert(u"VELMO_HOME"_s, uR"(C:\users\%1\AppData)"_s.arg(windowsUser()));
+    } else {
+        environment.insert(u"HOME"_s, home());
+        environment.insert(u"XDG_CONFIG_HOME"_s, home() + u"/.config"_s);
+    }
+    return environment;
+}
+
+void Machine::forgetAuthorities()
+{
+    // Wine takes the authorities up once, into a part of the registry that lives as long as its server.
+    if (isWindows()) {
+        QProcess::execute(u"wineserver"_s, {u"-k"_s});
+        QProcess::execute(u"wineserver"_s, {u"-w"_s});
+    }
+}
+
+QString Machine::signInCommand() const
+{
+    QByteArray answer;
+    if (!isWindows() || !run({u"reg"_s, u"query"_s, runKey, u"/v"_s, entryName}, &answer)) {
+        return {};
+    }
+    return QString::fromUtf8(answer).section(u"REG_SZ"_s, 1).trimmed();
+}
+
+bool Machine::setSignInCommand(const QString &command)
+{
+    return run({u"reg"_s, u"add"_s, runKey, u"/v"_s, entryName, u"/d"_s, command, u"/f"_s});
+}
+
+bool Machine::isSystemsLine(const QString &line) const
+{
+    return isWindows() && std::any_of(wineLines.begin(), wineLines.end(),
+                                      [&line](QStringView known) { return line.startsWith(known); });
+}
+
+bool Machine::run(const QStringList &command, QByteArray *output) const
+{
+    constexpr int patienceMs = 120 * 1000;
+    const QStringList all = runner() + command;
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    process.start(all.first(), all.sliced(1));
+    const bool ended = process.waitForFinished(patienceMs);
+    if (output) {
+        *output = process.readAllStandardOutput();
+    }
+    return ended && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+} // namespace velmo::test

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QByteArray>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+namespace velmo::test {
+
+/// The player's machine, with a launcher on it: this one with the program of this build, or, where VELMO_WINDOWS_SETUP
+/// names the launcher's setup program, Windows as Wine plays it on the drive WINEPREFIX. All that a story may find
+/// different there is in this one place. Paths are this machine's unless said otherwise.
+class Machine {
+public:
+    Machine();
+
+    bool isWindows() const { return !setup_.isEmpty(); }
+    /// Brings the launcher to where players have it.
+    bool install();
+
+    /// The launcher's program, and its folder.
+    QString program() const;
+    QString programFolder() const;
+    /// The user's home folder.
+    QString home() const;
+    /// Where the launcher keeps its settings and logs.
+    QString dataFolder() const;
+    /// How programs of the machine call the file \a path.
+    QString nameOf(const QString &path) const;
+
+    /// The game's program in a build, and its bytes.
+    QString gamePath() const;
+    QByteArray gameProgram() const;
+
+    /// What begins the command line of a program that is to run there.
+    QStringList runner() const;
+    QProcessEnvironment environment() const;
+    /// Makes the machine trust no authority that it has read already. Nothing may run on it.
+    void forgetAuthorities();
+    /// The command that starts at sign-in, as it is stored; empty when there is none or no place for one.
+    QString signInCommand() const;
+    bool setSignInCommand(const QString &command);
+
+    /// What ends a line of a text file.
+    QByteArray lineEnd() const { return isWindows() ? "\r\n" : "\n"; }
+    /// Whether \a line of a log is this system's own word and none of the launcher's.
+    bool isSystemsLine(const QString &line) const;
+
+private:
+    bool run(const QStringList &command, QByteArray *output = nullptr) const;
+
+    QString setup_;
+    QTemporaryDir folder_; ///< of the home and the program, where they are not Wine's
+};
+
+} // namespace velmo::test
