@@ -32,7 +32,7 @@ InstallDir "$LOCALAPPDATA\Programs\VelmoLauncher"
 InstallDirRegKey HKCU "${UNINSTALL_KEY}" "InstallLocation"
 ShowInstDetails nevershow
 ShowUninstDetails nevershow
-!uninstfinalize '"${SIGN}" "%1"'
+!uninstfinalize '"${SIGN}" "%1"' = 0
 
 VIProductVersion "${VERSION}.0"
 VIFileVersion "${VERSION}.0"
@@ -86,6 +86,17 @@ Var removeData  ; 1 when the player wants the settings and logs to go too
 
 ; What setup and uninstaller have in common; the uninstaller's functions begin with "un.".
 !macro Shared un Find
+
+; Ends the process when another one changes the files, or is about to.
+Function ${un}BeAlone
+    System::Call 'kernel32::CreateMutexW(p 0, i 0, w "VelmoLauncherSetup") p .r0 ?e'
+    Pop $1
+    ${If} $1 = 183 ; it exists already
+        SetErrorLevel ${EXIT_BUSY}
+        MessageBox MB_OK|MB_ICONEXCLAMATION "Another setup of ${TITLE} is running." /SD IDOK
+        Quit
+    ${EndIf}
+FunctionEnd
 
 ; Leaves in $0 the program of the process that $window belongs to; nothing when that may not be asked.
 Function ${un}ProgramOfWindow
@@ -158,9 +169,9 @@ FunctionEnd
 
 ; Calls the function at $R1 with each line of the file $R2 in $line, until one fails.
 Function ${un}ForEachLine
-    ClearErrors
     FileOpen $R3 $R2 r
     ${Do}
+        ClearErrors ; of the line before; only the end of the file is to end this
         FileRead $R3 $line
         ${IfThen} ${Errors} ${|} ${ExitDo} ${|}
         ${TrimNewLines} $line $line
@@ -274,13 +285,7 @@ Function .onInit
         MessageBox MB_OK|MB_ICONSTOP "${TITLE} needs Windows 10 or 11." /SD IDOK
         Quit
     ${EndIf}
-    System::Call 'kernel32::CreateMutexW(p 0, i 0, w "VelmoLauncherSetup") p .r0 ?e'
-    Pop $1
-    ${If} $1 = 183 ; it exists already
-        SetErrorLevel ${EXIT_BUSY}
-        MessageBox MB_OK|MB_ICONEXCLAMATION "Another setup of ${TITLE} is running." /SD IDOK
-        Quit
-    ${EndIf}
+    Call BeAlone
     ReadRegStr $0 HKCU "${UNINSTALL_KEY}" "InstallLocation"
     ${If} $0 != ""
     ${AndIf} $0 != $INSTDIR
@@ -310,6 +315,7 @@ Section
     ${IfThen} $unrestored = 1 ${|} Call GiveUp ${|}
 
     DetailPrint "Unpacking"
+    SetErrorLevel ${EXIT_FILES} ; a full drive ends the unpacking without asking this section
     InitPluginsDir
     SetOverwrite try
     ClearErrors
@@ -320,6 +326,7 @@ Section
     SetOutPath "$INSTDIR"
     WriteUninstaller "$INSTDIR\.new\Uninstall.exe"
     ${IfThen} ${Errors} ${|} Call GiveUp ${|}
+    SetErrorLevel 0
 
     Call CloseLauncher ; the player may have opened it meanwhile
     StrCpy $8 "$INSTDIR\files.txt"
@@ -349,13 +356,14 @@ Section
     WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoRepair" 1
 SectionEnd
 
-; A full drive ends the unpacking without asking the section.
+; What the unpacking that ended so has left.
 Function .onInstFailed
     RMDir /r "$INSTDIR\.new"
     RMDir "$INSTDIR"
 FunctionEnd
 
 Function un.onInit
+    Call un.BeAlone
     ${GetParameters} $0
     ClearErrors
     ${GetOptions} $0 "/REMOVEDATA" $1
