@@ -18,6 +18,7 @@
 !define DATA "$LOCALAPPDATA\VelmoGames"
 !define CLOSE_WAIT_MS 15000
 !define CLOSE_POLL_MS 250
+!define QUESTION_MS 1000
 
 Unicode true
 Target amd64-unicode
@@ -79,6 +80,7 @@ UninstPage custom un.ChooseData un.KeepChoice
 !insertmacro MUI_LANGUAGE "English"
 
 Var window      ; one of the top-level windows, while they are gone through
+Var owner       ; its owner, or 0
 Var line        ; a file's path below $INSTDIR, while a list is gone through
 Var failed      ; 1 when moving, placing or removing a file did not work
 Var unrestored  ; 1 when a file of the old launcher could not be put back
@@ -110,25 +112,42 @@ Function ${un}ProgramOfWindow
     ${EndIf}
 FunctionEnd
 
-; Asks each main window of the launcher in $INSTDIR to close; one that is hidden in the tray too. Its dialogs belong to
-; another window and are left alone: they are questions to the player.
-Function ${un}AskLauncherToClose
+; Calls the function at $R1 with each window of the launcher in $INSTDIR in $window, and with its owner in $owner. Those
+; that are hidden are among them, since the launcher may sit in the tray.
+Function ${un}ForEachWindow
     GetFullPathName $3 "$INSTDIR\${PROGRAM}"
     StrCpy $window 0
     ${Do}
         FindWindow $window "" "" 0 $window
         ${IfThen} $window P= 0 ${|} ${ExitDo} ${|}
         System::Call 'user32::GetClassNameW(p $window, w .r4, i ${NSIS_MAX_STRLEN})'
-        ${${Find}} $5 $4 "QWindow" ">"
-        System::Call 'user32::GetWindow(p $window, i 4) p .r6' ; its owner
+        ${${Find}} $5 $4 "QWindow" ">" ; Qt's windows for the tray, the clipboard and the like are called otherwise
         ${If} $5 != ""
-        ${AndIf} $6 P= 0
             Call ${un}ProgramOfWindow
             ${If} $0 == $3
-                System::Call 'user32::PostMessageW(p $window, i ${WM_CLOSE}, p 0, p 0)'
+                System::Call 'user32::GetWindow(p $window, i 4) p .s'
+                Pop $owner
+                Call $R1
             ${EndIf}
         ${EndIf}
     ${Loop}
+FunctionEnd
+
+; A window that another one owns is a dialog: a question to the player, which is not for this program to answer.
+Function ${un}AskToClose
+    ${If} $owner P= 0
+        System::Call 'user32::PostMessageW(p $window, i ${WM_CLOSE}, p 0, p 0)'
+    ${EndIf}
+FunctionEnd
+
+Function ${un}ShowQuestion
+    System::Call 'user32::IsWindowVisible(p $window) i .r0'
+    ${If} $owner P<> 0
+    ${AndIf} $0 <> 0
+        System::Call 'user32::SetForegroundWindow(p $window)'
+        ; That gives it the keyboard; on top, it may need help.
+        System::Call 'user32::SetWindowPos(p $window, p 0, i 0, i 0, i 0, i 0, i 0x43)'
+    ${EndIf}
 FunctionEnd
 
 ; Leaves 1 in $0 while the installed program runs: Windows then refuses to open its file for writing, and says why.
@@ -149,18 +168,25 @@ Function ${un}CloseLauncher
         Call ${un}LauncherRuns
         ${IfThen} $0 = 0 ${|} ${ExitDo} ${|}
         DetailPrint "Asking the launcher to close"
-        Call ${un}AskLauncherToClose
+        GetFunctionAddress $R1 ${un}AskToClose
+        Call ${un}ForEachWindow
         StrCpy $7 0
         ${DoWhile} $7 < ${CLOSE_WAIT_MS}
             Sleep ${CLOSE_POLL_MS}
             IntOp $7 $7 + ${CLOSE_POLL_MS}
             Call ${un}LauncherRuns
             ${IfThen} $0 = 0 ${|} ${ExitDo} ${|}
+            ${If} $7 = ${QUESTION_MS}
+            ${AndIfNot} ${Silent}
+                GetFunctionAddress $R1 ${un}ShowQuestion ; or it stands behind this program's window
+                Call ${un}ForEachWindow
+                StrCpy $0 1
+            ${EndIf}
         ${Loop}
         ${IfThen} $0 = 0 ${|} ${ExitDo} ${|}
-        ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION "The launcher is still open.$\r$\n$\r$\nIt may be \
-                asking you whether to close during a download. Answer it or close the launcher, then press Retry." \
-                /SD IDCANCEL IDCANCEL`
+        ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION|MB_SETFOREGROUND "The launcher is still \
+                open.$\r$\n$\r$\nIt may be asking you whether to close during a download. Answer it or close the \
+                launcher, then press Retry." /SD IDCANCEL IDCANCEL`
             SetErrorLevel ${EXIT_RUNNING}
             Abort "The launcher is still open. Nothing was changed."
         ${EndIf}
