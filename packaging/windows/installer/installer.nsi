@@ -2,9 +2,10 @@
 ; COMMANDS (which unpack the files into .new), LIST (of their names), ART, ICON, SIGN and OUTPUT.
 ;
 ; An upgrade unpacks beside the installed files and then swaps by renaming, so that what fails or is cut off leaves the
-; old launcher or, at worst, something that the next run of a setup puts back. The end of the process says what happened:
+; old launcher or, at worst, something that the next run of a setup puts back. The process ends with 0 or says what stood
+; in its way:
 !define EXIT_RUNNING 3   ; the launcher was asked to close and did not
-!define EXIT_ELSEWHERE 4 ; it is installed in another folder
+!define EXIT_ELSEWHERE 4 ; it is installed in another folder, or this one has files of others with the same names
 !define EXIT_FILES 5     ; a file could not be written, moved or removed
 !define EXIT_SYSTEM 6    ; this Windows is too old
 !define EXIT_BUSY 7      ; another setup is at work
@@ -65,8 +66,8 @@ ${UnStrLoc}
 !define MUI_ABORTWARNING
 
 !define MUI_WELCOMEPAGE_TITLE "${TITLE} ${VERSION}"
-!define MUI_WELCOMEPAGE_TEXT "This installs the launcher for you alone; it needs no administrator.$\r$\n$\r$\nA launcher \
-    that is running is asked to close first. Your games, settings and logs stay as they are.$\r$\n$\r$\n$_CLICK"
+!define MUI_WELCOMEPAGE_TEXT "This installs the launcher for you alone; it needs no administrator.$\r$\n$\r$\nA \
+    launcher that is running is asked to close first. Your games, settings and logs stay as they are.$\r$\n$\r$\n$_CLICK"
 !insertmacro MUI_PAGE_WELCOME
 !define MUI_PAGE_CUSTOMFUNCTION_PRE SkipWhenInstalled
 !insertmacro MUI_PAGE_DIRECTORY
@@ -327,6 +328,28 @@ Function SkipWhenInstalled
     ${IfThen} ${FileExists} "$INSTDIR\${PROGRAM}" ${|} Abort ${|}
 FunctionEnd
 
+Function LookForForeign
+    ${IfThen} ${FileExists} "$INSTDIR\$line" ${|} StrCpy $failed 1 ${|}
+FunctionEnd
+
+; A folder without a launcher may belong to another program, whose Uninstall.exe is not ours to replace.
+Function RefuseForeignFolder
+    ${If} ${FileExists} "$INSTDIR\${PROGRAM}"
+    ${OrIf} ${FileExists} "$INSTDIR\.old\swap.txt"
+        Return
+    ${EndIf}
+    StrCpy $failed 0
+    GetFunctionAddress $R1 LookForForeign
+    StrCpy $R2 "$PLUGINSDIR\files.txt"
+    Call ForEachLine
+    ${If} $failed = 1
+        SetErrorLevel ${EXIT_ELSEWHERE}
+        MessageBox MB_OK|MB_ICONSTOP "$INSTDIR holds files of another program that have the same names as the \
+            launcher's. Choose another folder." /SD IDOK
+        Abort "Nothing was changed."
+    ${EndIf}
+FunctionEnd
+
 Function PlaceNew
     ${GetParent} "$INSTDIR\$line" $0
     CreateDirectory $0
@@ -336,20 +359,21 @@ Function PlaceNew
 FunctionEnd
 
 Section
+    SetErrorLevel ${EXIT_FILES} ; a full drive ends the unpacking without asking this section
+    SetOverwrite try
+    InitPluginsDir
+    File "/oname=$PLUGINSDIR\files.txt" "${LIST}"
+    Call RefuseForeignFolder
     Call CloseLauncher
     Call UndoSwap
     ${IfThen} $unrestored = 1 ${|} Call GiveUp ${|}
 
     DetailPrint "Unpacking"
-    SetErrorLevel ${EXIT_FILES} ; a full drive ends the unpacking without asking this section
-    InitPluginsDir
-    SetOverwrite try
     ClearErrors
     !include "${COMMANDS}"
     SetOutPath "$INSTDIR\.new"
     File "/oname=files.txt" "${LIST}"
-    File "/oname=$PLUGINSDIR\files.txt" "${LIST}"
-    SetOutPath "$INSTDIR"
+    SetOutPath "$TEMP" ; a folder that a program stands in cannot go
     WriteUninstaller "$INSTDIR\.new\Uninstall.exe"
     ${IfThen} ${Errors} ${|} Call GiveUp ${|}
     SetErrorLevel 0
@@ -369,6 +393,7 @@ Section
     ${IfThen} $failed = 1 ${|} Call GiveUp ${|}
     Call FinishSwap
 
+    SetOutPath "$INSTDIR" ; where the shortcut starts the program
     CreateShortCut "${SHORTCUT}" "$INSTDIR\${PROGRAM}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayName" "${TITLE}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
@@ -384,6 +409,7 @@ SectionEnd
 
 ; What the unpacking that ended so has left.
 Function .onInstFailed
+    SetOutPath "$TEMP"
     RMDir /r "$INSTDIR\.new"
     RMDir "$INSTDIR"
 FunctionEnd
@@ -405,8 +431,8 @@ Function un.ChooseData
     Pop $0
     ${NSD_CreateLabel} 0 0 100% 24u "${TITLE} is removed from:$\r$\n$INSTDIR"
     Pop $0
-    ${NSD_CreateLabel} 0 34u 100% 24u "Games that you have installed stay where they are. So do your settings and logs, \
-        unless you say otherwise."
+    ${NSD_CreateLabel} 0 34u 100% 24u "Games that you have installed stay where they are. So do your settings and \
+        logs, unless you say otherwise."
     Pop $0
     ${NSD_CreateCheckBox} 0 66u 100% 12u "&Remove my settings and logs too"
     Pop $R5
