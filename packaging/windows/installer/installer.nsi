@@ -2,9 +2,10 @@
 ; COMMANDS (which unpack the files into .new), LIST (of their names), ART, ICON, SIGN and OUTPUT.
 ;
 ; An upgrade unpacks beside the installed files and then swaps by renaming, so that what fails or is cut off leaves the
-; old launcher or, at worst, something that the next run of a setup puts back. The end of the process says what happened:
+; old launcher or, at worst, something that the next run of a setup puts back. The process ends with 0 or says what stood
+; in its way:
 !define EXIT_RUNNING 3   ; the launcher was asked to close and did not
-!define EXIT_ELSEWHERE 4 ; it is installed in another folder
+!define EXIT_ELSEWHERE 4 ; it is installed in another folder, or this one has files of others with the same names
 !define EXIT_FILES 5     ; a file could not be written, moved or removed
 !define EXIT_SYSTEM 6    ; this Windows is too old
 !define EXIT_BUSY 7      ; another setup is at work
@@ -18,6 +19,7 @@
 !define DATA "$LOCALAPPDATA\VelmoGames"
 !define CLOSE_WAIT_MS 15000
 !define CLOSE_POLL_MS 250
+!define QUESTION_MS 1000
 
 Unicode true
 Target amd64-unicode
@@ -32,7 +34,7 @@ InstallDir "$LOCALAPPDATA\Programs\VelmoLauncher"
 InstallDirRegKey HKCU "${UNINSTALL_KEY}" "InstallLocation"
 ShowInstDetails nevershow
 ShowUninstDetails nevershow
-!uninstfinalize '"${SIGN}" "%1"'
+!uninstfinalize '"${SIGN}" "%1"' = 0
 
 VIProductVersion "${VERSION}.0"
 VIFileVersion "${VERSION}.0"
@@ -64,8 +66,8 @@ ${UnStrLoc}
 !define MUI_ABORTWARNING
 
 !define MUI_WELCOMEPAGE_TITLE "${TITLE} ${VERSION}"
-!define MUI_WELCOMEPAGE_TEXT "This installs the launcher for you alone; it needs no administrator.$\r$\n$\r$\nA launcher \
-    that is running is asked to close first. Your games, settings and logs stay as they are.$\r$\n$\r$\n$_CLICK"
+!define MUI_WELCOMEPAGE_TEXT "This installs the launcher for you alone; it needs no administrator.$\r$\n$\r$\nA \
+    launcher that is running is asked to close first. Your games, settings and logs stay as they are.$\r$\n$\r$\n$_CLICK"
 !insertmacro MUI_PAGE_WELCOME
 !define MUI_PAGE_CUSTOMFUNCTION_PRE SkipWhenInstalled
 !insertmacro MUI_PAGE_DIRECTORY
@@ -79,6 +81,7 @@ UninstPage custom un.ChooseData un.KeepChoice
 !insertmacro MUI_LANGUAGE "English"
 
 Var window      ; one of the top-level windows, while they are gone through
+Var owner       ; its owner, or 0
 Var line        ; a file's path below $INSTDIR, while a list is gone through
 Var failed      ; 1 when moving, placing or removing a file did not work
 Var unrestored  ; 1 when a file of the old launcher could not be put back
@@ -86,6 +89,17 @@ Var removeData  ; 1 when the player wants the settings and logs to go too
 
 ; What setup and uninstaller have in common; the uninstaller's functions begin with "un.".
 !macro Shared un Find
+
+; Ends the process when another one changes the files, or is about to.
+Function ${un}BeAlone
+    System::Call 'kernel32::CreateMutexW(p 0, i 0, w "VelmoLauncherSetup") p .r0 ?e'
+    Pop $1
+    ${If} $1 = 183 ; it exists already
+        SetErrorLevel ${EXIT_BUSY}
+        MessageBox MB_OK|MB_ICONEXCLAMATION "Another setup of ${TITLE} is running." /SD IDOK
+        Quit
+    ${EndIf}
+FunctionEnd
 
 ; Leaves in $0 the program of the process that $window belongs to; nothing when that may not be asked.
 Function ${un}ProgramOfWindow
@@ -99,25 +113,42 @@ Function ${un}ProgramOfWindow
     ${EndIf}
 FunctionEnd
 
-; Asks each main window of the launcher in $INSTDIR to close; one that is hidden in the tray too. Its dialogs belong to
-; another window and are left alone: they are questions to the player.
-Function ${un}AskLauncherToClose
+; Calls the function at $R1 with each window of the launcher in $INSTDIR in $window, and with its owner in $owner. Those
+; that are hidden are among them, since the launcher may sit in the tray.
+Function ${un}ForEachWindow
     GetFullPathName $3 "$INSTDIR\${PROGRAM}"
     StrCpy $window 0
     ${Do}
         FindWindow $window "" "" 0 $window
         ${IfThen} $window P= 0 ${|} ${ExitDo} ${|}
         System::Call 'user32::GetClassNameW(p $window, w .r4, i ${NSIS_MAX_STRLEN})'
-        ${${Find}} $5 $4 "QWindow" ">"
-        System::Call 'user32::GetWindow(p $window, i 4) p .r6' ; its owner
+        ${${Find}} $5 $4 "QWindow" ">" ; Qt's windows for the tray, the clipboard and the like are called otherwise
         ${If} $5 != ""
-        ${AndIf} $6 P= 0
             Call ${un}ProgramOfWindow
             ${If} $0 == $3
-                System::Call 'user32::PostMessageW(p $window, i ${WM_CLOSE}, p 0, p 0)'
+                System::Call 'user32::GetWindow(p $window, i 4) p .s'
+                Pop $owner
+                Call $R1
             ${EndIf}
         ${EndIf}
     ${Loop}
+FunctionEnd
+
+; A window that another one owns is a dialog: a question to the player, which is not for this program to answer.
+Function ${un}AskToClose
+    ${If} $owner P= 0
+        System::Call 'user32::PostMessageW(p $window, i ${WM_CLOSE}, p 0, p 0)'
+    ${EndIf}
+FunctionEnd
+
+Function ${un}ShowQuestion
+    System::Call 'user32::IsWindowVisible(p $window) i .r0'
+    ${If} $owner P<> 0
+    ${AndIf} $0 <> 0
+        System::Call 'user32::SetForegroundWindow(p $window)'
+        ; That gives it the keyboard; on top, it may need help.
+        System::Call 'user32::SetWindowPos(p $window, p 0, i 0, i 0, i 0, i 0, i 0x43)'
+    ${EndIf}
 FunctionEnd
 
 ; Leaves 1 in $0 while the installed program runs: Windows then refuses to open its file for writing, and says why.
@@ -138,18 +169,25 @@ Function ${un}CloseLauncher
         Call ${un}LauncherRuns
         ${IfThen} $0 = 0 ${|} ${ExitDo} ${|}
         DetailPrint "Asking the launcher to close"
-        Call ${un}AskLauncherToClose
+        GetFunctionAddress $R1 ${un}AskToClose
+        Call ${un}ForEachWindow
         StrCpy $7 0
         ${DoWhile} $7 < ${CLOSE_WAIT_MS}
             Sleep ${CLOSE_POLL_MS}
             IntOp $7 $7 + ${CLOSE_POLL_MS}
             Call ${un}LauncherRuns
             ${IfThen} $0 = 0 ${|} ${ExitDo} ${|}
+            ${If} $7 = ${QUESTION_MS}
+            ${AndIfNot} ${Silent}
+                GetFunctionAddress $R1 ${un}ShowQuestion ; or it stands behind this program's window
+                Call ${un}ForEachWindow
+                StrCpy $0 1
+            ${EndIf}
         ${Loop}
         ${IfThen} $0 = 0 ${|} ${ExitDo} ${|}
-        ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION "The launcher is still open.$\r$\n$\r$\nIt may be \
-                asking you whether to close during a download. Answer it or close the launcher, then press Retry." \
-                /SD IDCANCEL IDCANCEL`
+        ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION|MB_SETFOREGROUND "The launcher is still \
+                open.$\r$\n$\r$\nIt may be asking you whether to close during a download. Answer it or close the \
+                launcher, then press Retry." /SD IDCANCEL IDCANCEL`
             SetErrorLevel ${EXIT_RUNNING}
             Abort "The launcher is still open. Nothing was changed."
         ${EndIf}
@@ -158,9 +196,9 @@ FunctionEnd
 
 ; Calls the function at $R1 with each line of the file $R2 in $line, until one fails.
 Function ${un}ForEachLine
-    ClearErrors
     FileOpen $R3 $R2 r
     ${Do}
+        ClearErrors ; of the line before; only the end of the file is to end this
         FileRead $R3 $line
         ${IfThen} ${Errors} ${|} ${ExitDo} ${|}
         ${TrimNewLines} $line $line
@@ -274,13 +312,7 @@ Function .onInit
         MessageBox MB_OK|MB_ICONSTOP "${TITLE} needs Windows 10 or 11." /SD IDOK
         Quit
     ${EndIf}
-    System::Call 'kernel32::CreateMutexW(p 0, i 0, w "VelmoLauncherSetup") p .r0 ?e'
-    Pop $1
-    ${If} $1 = 183 ; it exists already
-        SetErrorLevel ${EXIT_BUSY}
-        MessageBox MB_OK|MB_ICONEXCLAMATION "Another setup of ${TITLE} is running." /SD IDOK
-        Quit
-    ${EndIf}
+    Call BeAlone
     ReadRegStr $0 HKCU "${UNINSTALL_KEY}" "InstallLocation"
     ${If} $0 != ""
     ${AndIf} $0 != $INSTDIR
@@ -296,6 +328,28 @@ Function SkipWhenInstalled
     ${IfThen} ${FileExists} "$INSTDIR\${PROGRAM}" ${|} Abort ${|}
 FunctionEnd
 
+Function LookForForeign
+    ${IfThen} ${FileExists} "$INSTDIR\$line" ${|} StrCpy $failed 1 ${|}
+FunctionEnd
+
+; A folder without a launcher may belong to another program, whose Uninstall.exe is not ours to replace.
+Function RefuseForeignFolder
+    ${If} ${FileExists} "$INSTDIR\${PROGRAM}"
+    ${OrIf} ${FileExists} "$INSTDIR\.old\swap.txt"
+        Return
+    ${EndIf}
+    StrCpy $failed 0
+    GetFunctionAddress $R1 LookForForeign
+    StrCpy $R2 "$PLUGINSDIR\files.txt"
+    Call ForEachLine
+    ${If} $failed = 1
+        SetErrorLevel ${EXIT_ELSEWHERE}
+        MessageBox MB_OK|MB_ICONSTOP "$INSTDIR holds files of another program that have the same names as the \
+            launcher's. Choose another folder." /SD IDOK
+        Abort "Nothing was changed."
+    ${EndIf}
+FunctionEnd
+
 Function PlaceNew
     ${GetParent} "$INSTDIR\$line" $0
     CreateDirectory $0
@@ -305,21 +359,24 @@ Function PlaceNew
 FunctionEnd
 
 Section
+    SetErrorLevel ${EXIT_FILES} ; a full drive ends the unpacking without asking this section
+    SetOverwrite try
+    InitPluginsDir
+    File "/oname=$PLUGINSDIR\files.txt" "${LIST}"
+    Call RefuseForeignFolder
     Call CloseLauncher
     Call UndoSwap
     ${IfThen} $unrestored = 1 ${|} Call GiveUp ${|}
 
     DetailPrint "Unpacking"
-    InitPluginsDir
-    SetOverwrite try
     ClearErrors
     !include "${COMMANDS}"
     SetOutPath "$INSTDIR\.new"
     File "/oname=files.txt" "${LIST}"
-    File "/oname=$PLUGINSDIR\files.txt" "${LIST}"
-    SetOutPath "$INSTDIR"
+    SetOutPath "$TEMP" ; a folder that a program stands in cannot go
     WriteUninstaller "$INSTDIR\.new\Uninstall.exe"
     ${IfThen} ${Errors} ${|} Call GiveUp ${|}
+    SetErrorLevel 0
 
     Call CloseLauncher ; the player may have opened it meanwhile
     StrCpy $8 "$INSTDIR\files.txt"
@@ -336,6 +393,7 @@ Section
     ${IfThen} $failed = 1 ${|} Call GiveUp ${|}
     Call FinishSwap
 
+    SetOutPath "$INSTDIR" ; where the shortcut starts the program
     CreateShortCut "${SHORTCUT}" "$INSTDIR\${PROGRAM}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayName" "${TITLE}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
@@ -349,13 +407,15 @@ Section
     WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoRepair" 1
 SectionEnd
 
-; A full drive ends the unpacking without asking the section.
+; What the unpacking that ended so has left.
 Function .onInstFailed
+    SetOutPath "$TEMP"
     RMDir /r "$INSTDIR\.new"
     RMDir "$INSTDIR"
 FunctionEnd
 
 Function un.onInit
+    Call un.BeAlone
     ${GetParameters} $0
     ClearErrors
     ${GetOptions} $0 "/REMOVEDATA" $1
@@ -371,8 +431,8 @@ Function un.ChooseData
     Pop $0
     ${NSD_CreateLabel} 0 0 100% 24u "${TITLE} is removed from:$\r$\n$INSTDIR"
     Pop $0
-    ${NSD_CreateLabel} 0 34u 100% 24u "Games that you have installed stay where they are. So do your settings and logs, \
-        unless you say otherwise."
+    ${NSD_CreateLabel} 0 34u 100% 24u "Games that you have installed stay where they are. So do your settings and \
+        logs, unless you say otherwise."
     Pop $0
     ${NSD_CreateCheckBox} 0 66u 100% 12u "&Remove my settings and logs too"
     Pop $R5
