@@ -7,35 +7,37 @@
 #include <QTimer>
 #include <QWidget>
 
-#include <ctime>
-
 #include <cstdio>
 
 namespace velmo::bench {
 
-/// Prints when the first window of this process has been painted, on the clock that the caller shares, then the memory
-/// at rest half a second later, and ends the program.
-class FirstFrame : public QObject {
+/// An application of type \a App that tells its caller, by a line, when its first window has been painted, then the
+/// memory at rest half a second later, and ends.
+template<typename App>
+class FirstFrame : public App {
 public:
-    FirstFrame() { QCoreApplication::instance()->installEventFilter(this); }
+    using App::App;
 
-    bool eventFilter(QObject *watched, QEvent *event) override
+    bool notify(QObject *receiver, QEvent *event) override
     {
-        const auto *widget = qobject_cast<QWidget *>(watched);
-        if (!painted_ && event->type() == QEvent::Paint && widget && widget->isWindow()) {
-            painted_ = true;
-            // The children paint in the same pass; the next turn of the loop finds the frame complete.
-            QTimer::singleShot(0, this, [this] { report(); });
+        const auto *widget = qobject_cast<QWidget *>(receiver);
+        painted_ = painted_ || (event->type() == QEvent::Paint && widget && widget->isWindow());
+        ++depth_;
+        const bool handled = App::notify(receiver, event);
+        --depth_;
+        // The children paint in the same pass, and what made the window paint brings it to the screen at its end.
+        if (painted_ && depth_ == 0 && !told_) {
+            told_ = true;
+            tell();
         }
-        return QObject::eventFilter(watched, event);
+        return handled;
     }
 
 private:
-    static void report()
+    static void tell()
     {
-        timespec now{};
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        std::printf("painted %lld.%09ld\n", static_cast<long long>(now.tv_sec), now.tv_nsec);
+        std::puts("painted");
+        std::fflush(stdout);
         constexpr int restMs = 500;
         QTimer::singleShot(restMs, [] {
             QFile status(QStringLiteral("/proc/self/status"));
@@ -49,7 +51,9 @@ private:
         });
     }
 
+    int depth_ = 0;
     bool painted_ = false;
+    bool told_ = false;
 };
 
 } // namespace velmo::bench

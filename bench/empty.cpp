@@ -7,8 +7,7 @@
 
 int main(int argc, char **argv)
 {
-    QApplication app(argc, argv);
-    velmo::bench::FirstFrame firstFrame;
+    const velmo::bench::FirstFrame<QApplication> app(argc, argv);
     QWidget window;
     window.resize(1400, 850);
     window.show();

@@ -2,6 +2,7 @@
 // whole paint.
 
 #include "FirstFrame.h"
+#include "Rest.h"
 
 #include "core/Application.h"
 #include "shell/MainWindow.h"
@@ -10,10 +11,9 @@
 #include <QImage>
 #include <QPainter>
 
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <cstdio>
+#include <string_view>
 #include <vector>
 
 using namespace Qt::Literals::StringLiterals;
@@ -29,40 +29,6 @@ velmo::MainWindow *mainWindow()
         }
     }
     return nullptr;
-}
-
-double processorMs()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto ms = [](const timeval &time) {
-        return static_cast<double>(time.tv_sec) * 1000.0 + static_cast<double>(time.tv_usec) / 1000.0;
-    };
-    return ms(usage.ru_utime) + ms(usage.ru_stime);
-}
-
-long wakeUps()
-{
-    rusage usage{};
-    getrusage(RUSAGE_THREAD, &usage);
-    return usage.ru_nvcsw;
-}
-
-/// Lets the start settle, then watches the process do nothing for \a seconds.
-void watchRest(int seconds)
-{
-    constexpr int settleMs = 3000;
-    QTimer::singleShot(settleMs, [seconds] {
-        const double cpuBefore = processorMs();
-        const long wakeUpsBefore = wakeUps();
-        QTimer::singleShot(seconds * 1000, [=] {
-            const double used = processorMs() - cpuBefore;
-            std::printf("rest %d s: %.2f ms of processor time, %.4f %%, %ld wake-ups of the main thread\n", seconds,
-                        used, used / (seconds * 10.0), wakeUps() - wakeUpsBefore);
-            std::fflush(stdout);
-            QCoreApplication::quit();
-        });
-    });
 }
 
 /// Paints the whole window again and again into an image.
@@ -88,25 +54,31 @@ void measurePaint(int rounds)
     });
 }
 
+/// Runs the launcher as its own main function does, inside an application of type \a App.
+template<typename App>
+int run(int argc, char **argv)
+{
+    App application(argc, argv);
+    const QString mode = App::arguments().value(1);
+    const int number = App::arguments().value(2).toInt();
+    application.start();
+    if (mode == "paint"_L1) {
+        measurePaint(number);
+    }
+#ifdef Q_OS_UNIX
+    if (mode == "rest"_L1) {
+        velmo::bench::watchRest(number);
+    }
+#endif
+    return App::exec();
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
-    velmo::Application application(argc, argv);
-    const QStringList arguments = velmo::Application::arguments();
-    const QString mode = arguments.value(1);
-    const int number = arguments.value(2).toInt();
-    velmo::bench::FirstFrame *firstFrame = nullptr;
-    if (mode == "startup"_L1) {
-        firstFrame = new velmo::bench::FirstFrame;
-        firstFrame->setParent(&application);
-    }
-    application.start();
-    if (mode == "rest"_L1) {
-        watchRest(number);
-    } else if (mode == "paint"_L1) {
-        measurePaint(number);
-    }
-    return velmo::Application::exec();
+    const bool startup = argc > 1 && std::string_view(argv[1]) == "startup";
+    return startup ? run<velmo::bench::FirstFrame<velmo::Application>>(argc, argv)
+                   : run<velmo::Application>(argc, argv);
 }

@@ -87,6 +87,8 @@ bool Application::start()
         window->winId(); // without a native window, a setup program has nothing that it could ask to close
     } else {
         window->show();
+        // The player sees the window before the first request is made: to read the system's authorities can take long.
+        processEvents(QEventLoop::ExcludeUserInputEvents);
     }
     account->start();
     game->start();

@@ -91,6 +91,26 @@ public:
     QSettings::Status remove() override { return QSettings::NoError; }
 };
 
+/// Tells at the window's first paint how far the start has come.
+class FirstPaint : public QObject {
+public:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        const auto *widget = qobject_cast<QWidget *>(watched);
+        if (!painted_ && event->type() == QEvent::Paint && widget && widget->isWindow()) {
+            painted_ = true;
+            const QDir logs(velmo::logsDirectory());
+            QFile log(logs.filePath(logs.entryList({u"launcher-*.log"_s}).value(0)));
+            printFlag("painted", log.open(QIODevice::ReadOnly));
+            printFlag("first state is told", log.readAll().contains("State: "));
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    bool painted_ = false;
+};
+
 int runAndExit(velmo::Application &application)
 {
     printFlag("started", application.start());
@@ -114,6 +134,12 @@ int runChild(int argc, char **argv)
     }
     if (scene == "--exit-code"_L1) {
         return runAndExit(application);
+    }
+    if (scene == "--first-paint"_L1) {
+        FirstPaint watch;
+        application.installEventFilter(&watch);
+        printFlag("started", application.start());
+        return 0;
     }
     if (scene == "--autostart"_L1) {
         printFlag("started", application.start());
@@ -247,6 +273,7 @@ private slots:
     void constructionSetsTheMetadataAndTouchesNoFile();
     void startReturnsTrueAndTheExitCodeIsThatOfTheLoop();
     void runLogsItsStepsInOrder();
+    void windowIsPaintedBeforeTheGameIsLookedAt();
     void animationsAreSwitchedOffBeforeAnythingMoves();
     void autostartWithoutATrayShowsTheWindow_data();
     void autostartWithoutATrayShowsTheWindow();
@@ -315,6 +342,17 @@ void tst_Application::runLogsItsStepsInOrder()
     QVERIFY(account < state);
     QVERIFY(state < log.indexOf(readyLine));
     QCOMPARE(log.last(), stoppedLine);
+}
+
+void tst_Application::windowIsPaintedBeforeTheGameIsLookedAt()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QProcess child;
+    installation.start(child, {u"--first-paint"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitCode(), 0);
+    QCOMPARE(plainText(child.readAllStandardOutput()), "painted=yes\nfirst state is told=no\nstarted=yes\n");
 }
 
 void tst_Application::animationsAreSwitchedOffBeforeAnythingMoves()
