@@ -17,6 +17,11 @@
 #include <QRegularExpression>
 
 #include <malloc.h>
+#ifdef Q_OS_WIN
+#include <windows.h>
+
+#include <psapi.h>
+#endif
 
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo;
@@ -26,6 +31,13 @@ namespace {
 
 double residentMib()
 {
+#ifdef Q_OS_WIN
+    _heapmin(); // what the allocator merely keeps for later is not ours
+    PROCESS_MEMORY_COUNTERS memory{};
+    memory.cb = sizeof(memory);
+    K32GetProcessMemoryInfo(GetCurrentProcess(), &memory, memory.cb);
+    return static_cast<double>(memory.WorkingSetSize) / (1024.0 * 1024.0);
+#else
     malloc_trim(0); // what the allocator merely keeps for later is not ours
     QFile status(u"/proc/self/status"_s);
     if (!status.open(QIODevice::ReadOnly)) {
@@ -33,6 +45,7 @@ double residentMib()
     }
     static const QRegularExpression pattern(u"VmRSS:\\s+(\\d+) kB"_s);
     return pattern.match(QString::fromLatin1(status.readAll())).captured(1).toDouble() / 1024.0;
+#endif
 }
 
 /// Lets paint, layout and deferred deletion have their turn.
