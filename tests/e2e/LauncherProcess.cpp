@@ -41,6 +41,29 @@ QRect geometryOf(const QString &window)
     return {value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s)};
 }
 
+constexpr int narrowestIcon = 8; // a tray without an icon is as thin as a line
+
+QRect trayGeometry()
+{
+    return geometryOf(outputOf(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^trayer$"_s}));
+}
+
+/// Wine's own program puts the icons of the others into the tray.
+QRect iconInWineTray()
+{
+    const QRect tray = trayGeometry();
+    const QStringList windows =
+        outputOf(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^explorer.exe$"_s})
+            .split(u'\n', Qt::SkipEmptyParts);
+    for (const QString &window : windows) {
+        const QRect place = geometryOf(window);
+        if (place.width() < tray.width() && tray.contains(place)) {
+            return place;
+        }
+    }
+    return {};
+}
+
 } // namespace
 
 LauncherProcess::LauncherProcess(const Machine &machine, const QString &authorities)
@@ -60,6 +83,7 @@ LauncherProcess::~LauncherProcess()
 void LauncherProcess::start(const QStringList &arguments)
 {
     kill(); // a run that a failed test has left
+    machine_.comeToRest();
     olderLogs_ = logFiles(machine_.dataFolder());
     // A log is named after the second of its start; each run shall have its own.
     const auto nextName = [] {
@@ -112,17 +136,16 @@ QSet<QString> LauncherProcess::visibleWindows() const
     return {numbers.begin(), numbers.end()};
 }
 
-QPoint LauncherProcess::trayIcon()
+QPoint LauncherProcess::trayIcon() const
 {
-    constexpr int narrowestIcon = 8; // a tray without an icon is as thin as a line
-    QRect tray;
+    QRect icon;
     const bool found = QTest::qWaitFor(
-        [&tray] {
-            tray = geometryOf(outputOf(u"xdotool"_s, {u"search"_s, u"--onlyvisible"_s, u"--class"_s, u"^trayer$"_s}));
-            return tray.width() >= narrowestIcon;
+        [this, &icon] {
+            icon = machine_.isWindows() ? iconInWineTray() : trayGeometry();
+            return icon.width() >= narrowestIcon;
         },
         patienceMs);
-    return found ? tray.center() : QPoint(-1, -1);
+    return found ? icon.center() : QPoint(-1, -1);
 }
 
 int LauncherProcess::waitForEnd()

@@ -38,7 +38,7 @@ public:
     /// The window's place when it was shown last, in global pixels.
     QRect window() const { return window_; }
     /// Waits until a tray shows one icon. Its middle, in global pixels; below zero when none comes.
-    static QPoint trayIcon();
+    QPoint trayIcon() const;
     bool isRunning() const { return process_.state() != QProcess::NotRunning; }
     /// Waits for the end of this run. Its exit code, or -1 when it crashed or does not end.
     int waitForEnd();

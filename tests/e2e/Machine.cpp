@@ -15,6 +15,8 @@ namespace velmo::test {
 
 namespace {
 
+constexpr int patienceMs = 120 * 1000;
+
 const QString runKey = uR"(HKCU\Software\Microsoft\Windows\CurrentVersion\Run)"_s;
 const QString entryName = u"VelmoLauncher"_s;
 
@@ -110,12 +112,12 @@ QProcessEnvironment Machine::environment() const
     return environment;
 }
 
-void Machine::forgetAuthorities()
+void Machine::comeToRest() const
 {
-    // Wine takes the authorities up once, into a part of the registry that lives as long as its server.
     if (isWindows()) {
-        QProcess::execute(u"wineserver"_s, {u"-k"_s});
-        QProcess::execute(u"wineserver"_s, {u"-w"_s});
+        QProcess waiting;
+        waiting.start(u"wineserver"_s, {u"-w"_s});
+        waiting.waitForFinished(patienceMs);
     }
 }
 
@@ -141,7 +143,6 @@ bool Machine::isSystemsLine(const QString &line) const
 
 bool Machine::run(const QStringList &command, QByteArray *output) const
 {
-    constexpr int patienceMs = 120 * 1000;
     const QStringList all = runner() + command;
     QProcess process;
     process.setProcessEnvironment(environment());

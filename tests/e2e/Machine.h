@@ -36,8 +36,9 @@ public:
     /// What begins the command line of a program that is to run there.
     QStringList runner() const;
     QProcessEnvironment environment() const;
-    /// Makes the machine trust no authority that it has read already. Nothing may run on it.
-    void forgetAuthorities();
+    /// Waits until nothing runs there any more, not even what the system keeps for a while. A start before that could
+    /// put its icon into a tray that is about to end, and would trust the authorities of the run before.
+    void comeToRest() const;
     /// The command that starts at sign-in, as it is stored; empty when there is none or no place for one.
     QString signInCommand() const;
     bool setSignInCommand(const QString &command);

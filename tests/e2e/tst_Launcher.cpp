@@ -411,7 +411,7 @@ void tst_Launcher::signInOpensToTheTray()
 {
     launcher_->start({u"--autostart"_s});
     QVERIFY(launcher_->logs(u"No update available"_s));
-    const QPoint icon = LauncherProcess::trayIcon();
+    const QPoint icon = launcher_->trayIcon();
     QVERIFY(icon.x() > 0);
     QVERIFY(!launcher_->isWindowSeen());
     QVERIFY(demo::clickAt(icon));
@@ -452,7 +452,6 @@ void tst_Launcher::strangersCertificateIsNotTrusted()
 {
     const QTemporaryDir nobody;
     launcher_->setAuthorities(nobody.path());
-    machine_.forgetAuthorities();
     QVERIFY(open());
     QVERIFY(launcher_->logs(u"continuing in offline mode"_s));
     QVERIFY(closeWindow());

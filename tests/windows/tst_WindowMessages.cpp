@@ -115,6 +115,7 @@ private slots:
 
     void ratioIsTheOneAskedFor();
     void placeIsTheOneAskedFor();
+    void placeIsTheOneAskedForOfAWindowMadeLongBefore();
     void placeIsKeptFromStartToStart();
     void placeIsKeptBehindAMaximizedWindow();
     void everyPointOfTheRestoredWindowIsKnown();
@@ -209,6 +210,18 @@ void tst_WindowMessages::placeIsTheOneAskedFor()
 {
     QCOMPARE(window_->geometry(), QRect(200, 100, 900, 560));
     QCOMPARE(windowRect(*window_), QRect(scaled(200), scaled(100), scaled(900), scaled(560)));
+}
+
+/// As after a start into the tray.
+void tst_WindowMessages::placeIsTheOneAskedForOfAWindowMadeLongBefore()
+{
+    window_ = std::make_unique<MainWindow>(config_.get(), game_.get(), api_.get());
+    window_->winId();
+    QTest::qWait(100);
+    window_->restoreFromTray();
+    QVERIFY(QTest::qWaitForWindowExposed(window_.get()));
+    QTRY_COMPARE(window_->geometry(), QRect(200, 100, 900, 560));
+    QCOMPARE(clientRect(*window_), windowRect(*window_));
 }
 
 void tst_WindowMessages::placeIsKeptFromStartToStart()
