@@ -17,6 +17,7 @@
 #include <QRegularExpression>
 #include <QScreen>
 #include <QUuid>
+#include <QtEndian>
 
 #include <algorithm>
 #include <memory>
@@ -85,6 +86,7 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
 
+    void programNeedsNoConsole();
     void firstStartInstallsAndPlays();
     void nextStartFindsNothingToDo();
     void newBuildIsInstalled();
@@ -93,6 +95,7 @@ private slots:
     void nextStartGoesOnWithTheDownload();
     void gameGetsItsArgumentsAndItsFolder();
     void closingTheLauncherEndsTheGame();
+    void pagesAreShown();
     void signInIsSwitchedOnAndOff();
     void staleSignInCommandIsRewritten();
     void signInOpensToTheTray();
@@ -130,7 +133,9 @@ void tst_Launcher::initTestCase()
     QVERIFY(pictureFolder().removeRecursively() && pictureFolder().mkpath(u"."_s));
     const LogCapture quiet;
     theme::Theme::apply();
-    studio_ = std::make_unique<GameStudio>(QJsonObject{{u"executable"_s, machine_.gamePath()}});
+    studio_ = std::make_unique<GameStudio>(
+        QJsonObject{{u"executable"_s, machine_.gamePath()},
+                    {u"endpoints"_s, QJsonObject{{u"news"_s, u"https://127.0.0.1:9/news"_s}}}});
     QVERIFY(machine_.install());
     QVERIFY(studio_->writeProfile(machine_.programFolder()));
     // Each file by its hash, and all in one: there are systems that look for the one and for the other.
@@ -145,6 +150,24 @@ void tst_Launcher::cleanupTestCase()
     launcher_.reset();
     twin_.reset();
     studio_.reset();
+}
+
+void tst_Launcher::programNeedsNoConsole()
+{
+    if (!machine_.isWindows()) {
+        QSKIP("a console is a matter of Windows programs");
+    }
+    QFile file(machine_.program());
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QByteArray program = file.read(4096);
+    constexpr qsizetype headerOffsetPlace = 0x3C; // where the file says at which place its second header begins
+    constexpr qsizetype subsystemPlace = 0x5C;    // of that header
+    constexpr quint16 windowsWithoutConsole = 2;
+    QVERIFY(program.startsWith("MZ"));
+    const auto header = qsizetype(qFromLittleEndian<quint32>(program.constData() + headerOffsetPlace));
+    QVERIFY(header + subsystemPlace + 2 <= program.size());
+    QCOMPARE(program.sliced(header, 4), QByteArray("PE\0\0", 4));
+    QCOMPARE(qFromLittleEndian<quint16>(program.constData() + header + subsystemPlace), windowsWithoutConsole);
 }
 
 void tst_Launcher::firstStartInstallsAndPlays()
@@ -356,6 +379,20 @@ void tst_Launcher::closingTheLauncherEndsTheGame()
     QTRY_VERIFY(!isProcessThere(mark));
     QVERIFY(presetSetting(u"game"_s, u"launchArguments"_s, QString()));
     QVERIFY(presetSetting(u"launcher"_s, u"minimizeToTray"_s, true));
+}
+
+void tst_Launcher::pagesAreShown()
+{
+    QVERIFY(open());
+    QVERIFY(launcher_->logs(u"No update available"_s));
+    QVERIFY(click(twin_->tab(u"News"_s)));
+    QVERIFY(launcher_->logs(u"Request failed"_s)); // the news are the ones that the launcher brings
+    QVERIFY(keepPicture(u"news"_s));
+    QVERIFY(click(twin_->tab(u"Community"_s)));
+    QVERIFY(keepPicture(u"community"_s));
+    QVERIFY(click(twin_->tab(u"Home"_s)));
+    QVERIFY(keepPicture(u"home"_s));
+    QVERIFY(closeWindow());
 }
 
 void tst_Launcher::signInIsSwitchedOnAndOff()
