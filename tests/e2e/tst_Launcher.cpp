@@ -520,9 +520,8 @@ bool tst_Launcher::closeWindow()
 bool tst_Launcher::answerQuestion(const QString &button)
 {
     const QString title = u"Close the launcher"_s;
-    const QRect dialog = launcher_->otherWindow(title);
-    return dialog.isValid() && keepPicture(u"question"_s) &&
-           demo::clickAt(dialog.topLeft() + WindowTwin::questionButton(button)) &&
+    return launcher_->otherWindow(title).isValid() && keepPicture(u"question"_s) &&
+           demo::clickAt(launcher_->otherWindow(title).topLeft() + WindowTwin::questionButton(button)) &&
            QTest::qWaitFor([&] { return !launcher_->isOtherWindowSeen(title); }, 30'000);
 }
 

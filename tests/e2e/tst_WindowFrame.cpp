@@ -9,8 +9,10 @@
 #include "support/TestEnvironment.h"
 #include "theme/Theme.h"
 #include "widgets/LogoView.h"
+#include "widgets/ModalDialog.h"
 
 #include <QNetworkAccessManager>
+#include <QPushButton>
 #include <QScreen>
 #include <QStyleHints>
 #include <QTimer>
@@ -101,6 +103,8 @@ private slots:
     void bandsShowTheirCursor();
     void closedWindowLeavesNoCursorBehind();
     void windowButtonsAct();
+    void questionIsAnsweredByOneClick_data();
+    void questionIsAnsweredByOneClick();
 
 private:
     /// Between the tabs and the window buttons, where nothing is.
@@ -301,6 +305,44 @@ void tst_WindowFrame::windowButtonsAct()
     QVERIFY(demo::bringForward(*window_));
     QVERIFY(demo::click(*button(u"Close"_s)));
     QTRY_VERIFY(!window_->isVisible());
+}
+
+void tst_WindowFrame::questionIsAnsweredByOneClick_data()
+{
+    QTest::addColumn<QString>("caption");
+    QTest::addColumn<bool>("agreed");
+    QTest::newRow("yes") << u"Close anyway"_s << true;
+    QTest::newRow("no") << u"Cancel"_s << false;
+}
+
+void tst_WindowFrame::questionIsAnsweredByOneClick()
+{
+    QFETCH(const QString, caption);
+    QFETCH(const bool, agreed);
+    constexpr int settlingMs = 300;
+    constexpr int patienceMs = 10'000;
+    bool givenUp = false;
+    const auto answer = [&caption] {
+        const QList<QPushButton *> buttons = QApplication::activeModalWidget()->findChildren<QPushButton *>();
+        const auto found = std::find_if(buttons.begin(), buttons.end(),
+                                        [&caption](const QPushButton *button) { return button->text() == caption; });
+        QVERIFY(found != buttons.end() && demo::click(**found));
+    };
+    const auto giveUp = [&givenUp] {
+        givenUp = true;
+        QApplication::activeModalWidget()->close();
+    };
+    for (int i = 0; i < 5 && !givenUp; ++i) { // a manager does not place each dialog in the same way
+        QTimer patience;
+        patience.setSingleShot(true);
+        connect(&patience, &QTimer::timeout, this, giveUp);
+        patience.start(patienceMs);
+        QTimer::singleShot(settlingMs, this, answer);
+        QCOMPARE(ModalDialog::confirm(window_.get(), u"Close the launcher"_s, u"A download is still in progress."_s,
+                                      u"Close anyway"_s),
+                 agreed);
+    }
+    QVERIFY(!givenUp);
 }
 
 int main(int argc, char **argv)

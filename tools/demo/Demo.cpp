@@ -429,15 +429,16 @@ bool Demo::resetSettings()
     if (!openPage(u"Settings"_s)) {
         return false;
     }
-    // The click holds on until the dialog is answered, so whoever answers waits already.
+    // The click holds on until the dialog is answered, so whoever answers waits already, and clicks again if need be.
     QTimer answer;
+    answer.setSingleShot(true);
     QObject::connect(&answer, &QTimer::timeout, &answer, [this, &answer] {
         QWidget *dialog = QApplication::activeModalWidget();
         if (dialog && dialog->windowHandle()->isExposed()) {
-            answer.stop();
             album_.keepScreen(u"question"_s);
             clickButton(*dialog, u"Reset settings"_s);
         }
+        answer.start();
     });
     answer.start(200);
     if (!clickButton(launcher_->window(), u"Reset"_s) || !launcher_->game().installPath().isEmpty() ||

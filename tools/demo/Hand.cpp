@@ -25,10 +25,20 @@ bool hand(const QStringList &arguments)
     return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
-QStringList move(QPointF point)
+QStringList pixels(QPointF point)
 {
     const QPointF spot = point * qApp->devicePixelRatio();
-    return {u"mousemove"_s, QString::number(qRound(spot.x())), QString::number(qRound(spot.y()))};
+    return {QString::number(qRound(spot.x())), QString::number(qRound(spot.y()))};
+}
+
+QStringList move(QPointF point)
+{
+    return QStringList{u"mousemove"_s} + pixels(point);
+}
+
+QStringList clickOnce()
+{
+    return {u"click"_s, u"1"_s};
 }
 
 /// What the window manager needs to take a press up before the pointer goes on.
@@ -59,7 +69,13 @@ bool bringForward(QWidget &window)
 
 bool click(const QWidget &widget)
 {
-    return widget.isVisible() && widget.isEnabled() && clickAt(widget.mapToGlobal(widget.rect().center()));
+    if (!widget.isVisible() || !widget.isEnabled()) {
+        return false;
+    }
+    // In the window's own measure: under some managers Qt takes a dialog without a frame to be at the screen's corner.
+    const QWidget *window = widget.window();
+    return hand(QStringList{u"mousemove"_s, u"--window"_s, QString::number(window->winId())} +
+                pixels(widget.mapTo(window, widget.rect().center())) + clickOnce());
 }
 
 bool moveTo(QPoint point)
@@ -69,7 +85,7 @@ bool moveTo(QPoint point)
 
 bool clickAt(QPoint point)
 {
-    return hand(move(point) + QStringList{u"click"_s, u"1"_s});
+    return hand(move(point) + clickOnce());
 }
 
 bool rightClickAt(QPoint point)
