@@ -25,13 +25,14 @@ namespace {
 
 constexpr quint32 seed = 20240229;
 constexpr double runSeconds = 0.6; // of transfer, when the rate is limited
+constexpr int killsAmidAFile = 2;
 #ifdef Q_OS_WIN
-constexpr int killsAtRandom = 4; // a program takes long to start under Wine
+constexpr int killsAtRandom = 6; // a program takes long to start under Wine
+constexpr int fewestRealKills = 3 + killsAmidAFile;
 #else
 constexpr int killsAtRandom = 18;
+constexpr int fewestRealKills = 14 + killsAmidAFile; // a run can end just before a kill at random
 #endif
-constexpr int killsAmidAFile = 2;
-constexpr int fewestRealKills = killsAtRandom * 3 / 4 + killsAmidAFile - 1; // a run can end just before its kill
 constexpr int waitMs = 30000;
 
 QString installerProgram()
@@ -377,7 +378,8 @@ void tst_KilledInstall::killAtAnyMomentLosesNothing()
         QProcess launcher;
         player->start(launcher, operation);
         QVERIFY2(launcher.waitForStarted(waitMs), qPrintable(where + launcher.errorString()));
-        if (!(isAimed ? endedBeforeAPart(launcher, *player) : launcher.waitForFinished(delayMs))) {
+        const bool endedBefore = isAimed ? endedBeforeAPart(launcher, *player) : launcher.waitForFinished(delayMs);
+        if (!endedBefore) {
             launcher.kill();
             QVERIFY(launcher.waitForFinished(waitMs));
         }
@@ -397,7 +399,7 @@ void tst_KilledInstall::killAtAnyMomentLosesNothing()
         QVERIFY2(problem.isEmpty(), qPrintable(where + problem));
     }
     QVERIFY2(kills >= fewestRealKills, qPrintable(u"only %1 kills in time"_s.arg(kills)));
-    QVERIFY2(killsMidFile > 0, "no kill amid a file");
+    QVERIFY2(killsMidFile >= killsAmidAFile, qPrintable(u"only %1 kills amid a file"_s.arg(killsMidFile)));
 }
 
 int main(int argc, char **argv)
