@@ -136,6 +136,20 @@ QSet<QString> LauncherProcess::visibleWindows() const
     return {numbers.begin(), numbers.end()};
 }
 
+QRect LauncherProcess::menuBeside(const QSet<QString> &known) const
+{
+    constexpr int higherThanAnyToolTip = 60;
+    QRect menu;
+    const auto isSeen = [&] {
+        const QSet<QString> others = visibleWindows() - known;
+        return std::any_of(others.begin(), others.end(), [&menu](const QString &window) {
+            menu = geometryOf(window);
+            return menu.height() > higherThanAnyToolTip;
+        });
+    };
+    return QTest::qWaitFor(isSeen, patienceMs) ? menu : QRect();
+}
+
 QPoint LauncherProcess::trayIcon() const
 {
     QRect icon;

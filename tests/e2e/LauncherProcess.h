@@ -35,6 +35,8 @@ public:
     bool isOtherWindowSeen(const QString &title) const { return !visibleWindow(title).isEmpty(); }
     /// The window system's numbers of all that is seen: the main window, a menu, a notice, the icon in the tray.
     QSet<QString> visibleWindows() const;
+    /// Waits for a menu that is not among \a known. Its place in global pixels.
+    QRect menuBeside(const QSet<QString> &known) const;
     /// The window's place when it was shown last, in global pixels.
     QRect window() const { return window_; }
     /// Waits until a tray shows one icon. Its middle, in global pixels; below zero when none comes.
