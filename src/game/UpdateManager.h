@@ -25,6 +25,8 @@ public:
     void checkForUpdates(const Manifest &installed);
     /// The manifest's folder, against which relative file addresses resolve.
     QUrl manifestBaseUrl() const;
+    /// The files of \a latest that \a installed lacks or has with another hash, in the order of \a latest.
+    static QList<ManifestFile> changedFiles(const Manifest &installed, const Manifest &latest);
 
 signals:
     void checkStarted();
@@ -36,7 +38,6 @@ signals:
 
 private:
     void handleReply(const ApiResult &result, const Manifest &installed);
-    static QList<ManifestFile> changedFiles(const Manifest &installed, const Manifest &latest);
 
     ApiClient *api_;
     QString manifestUrl_;

@@ -89,22 +89,6 @@ QByteArray documentOfFiles(int count)
     return QJsonDocument(document(files)).toJson();
 }
 
-/// The least processor time, of three tries, that reading \a json takes, from the bytes to the checked manifest.
-double secondsToRead(const QByteArray &json, int expectedFiles)
-{
-    double best = std::numeric_limits<double>::infinity();
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        const std::clock_t start = std::clock();
-        const Manifest manifest = read(parsed(json));
-        const std::clock_t end = std::clock();
-        if (!manifest.valid || manifest.files.size() != expectedFiles) {
-            return std::numeric_limits<double>::infinity();
-        }
-        best = std::min(best, static_cast<double>(end - start) / CLOCKS_PER_SEC);
-    }
-    return best;
-}
-
 } // namespace
 
 class tst_Manifest : public QObject {
@@ -169,7 +153,7 @@ private slots:
     void anyValidManifestIsNewerThanAnInvalidOne();
 
     void deepNestingIsNoManifest();
-    void manyFilesAreReadInLinearTime();
+    void manyFilesAreReadQuickly();
 };
 
 void tst_Manifest::defaults()
@@ -805,24 +789,21 @@ void tst_Manifest::deepNestingIsNoManifest()
     QCOMPARE(objection(parsed(deep)), invalidEntry(QString()));
 }
 
-void tst_Manifest::manyFilesAreReadInLinearTime()
+void tst_Manifest::manyFilesAreReadQuickly()
 {
-#ifdef __SANITIZE_ADDRESS__
-    constexpr double allowedSeconds = 20.0; // every access is checked
-#else
-    constexpr double allowedSeconds = 2.0;
-#endif
-    const QByteArray small = documentOfFiles(10'000);
-    const QByteArray large = documentOfFiles(100'000);
-    double ofTenThousand = allowedSeconds;
-    double ofHundredThousand = allowedSeconds;
-    for (int run = 0; run < 3; ++run) { // the shortest of each, beside whatever else the machine does
-        ofTenThousand = std::min(ofTenThousand, secondsToRead(small, 10'000));
-        ofHundredThousand = std::min(ofHundredThousand, secondsToRead(large, 100'000));
+    const QByteArray json = documentOfFiles(100'000);
+    double best = std::numeric_limits<double>::infinity();
+    for (int run = 0; run < 3; ++run) { // the shortest, beside whatever else the machine does
+        const std::clock_t start = std::clock();
+        const Manifest manifest = read(parsed(json));
+        best = std::min(best, static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+        QVERIFY(manifest.valid);
+        QCOMPARE(manifest.files.size(), 100'000);
     }
-    QVERIFY2(ofHundredThousand < allowedSeconds, qPrintable(QString::number(ofHundredThousand)));
-    const double ratio = ofHundredThousand / ofTenThousand;
-    QVERIFY2(ratio < 15.0, qPrintable(QString::number(ratio)));
+    // How the time grows is bench/growth's to say: it counts instructions, which no neighbour changes.
+    if (!VELMO_SLOW_BUILD) {
+        QVERIFY2(best < 2.0, qPrintable(QString::number(best)));
+    }
 }
 
 int main(int argc, char **argv)

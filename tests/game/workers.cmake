@@ -7,10 +7,3 @@ if(VELMO_SANITIZE MATCHES "thread")
     target_sources(tst_VerificationManager PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/QtThreadOrder.cpp)
     target_link_libraries(tst_VerificationManager PRIVATE ${CMAKE_DL_LIBS})
 endif()
-
-# The bound on the time of a long check holds for an optimised build; sanitizers cost a multiple of it.
-set(slow_build 0)
-if(VELMO_SANITIZE)
-    set(slow_build 1)
-endif()
-target_compile_definitions(tst_UpdateManager PRIVATE VELMO_SLOW_BUILD=${slow_build})
