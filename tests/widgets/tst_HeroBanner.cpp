@@ -269,7 +269,7 @@ void tst_HeroBanner::sceneLooksAsPublished_data()
 void tst_HeroBanner::sceneLooksAsPublished()
 {
     QFETCH(const QSize, size);
-    const QString path = QFINDTESTDATA(u"golden/hero-%1.png"_s.arg(QLatin1StringView(QTest::currentDataTag())));
+    const QString path = u":/golden/hero-%1.png"_s.arg(QLatin1StringView(QTest::currentDataTag()));
     const QImage golden(path);
     QVERIFY2(!golden.isNull(), qPrintable(path));
     HeroBanner banner;
