@@ -122,7 +122,8 @@ void Connection::send(Reply reply, bool saysClose)
     idle_.stop();
     state_ = Sending;
     reply_ = std::move(reply);
-    closesAfterReply_ = saysClose || reply_.ending == Reply::Close;
+    lingersAfterReply_ = lingersAfterReply_ || reply_.ending == Reply::Linger;
+    closesAfterReply_ = saysClose || lingersAfterReply_ || reply_.ending == Reply::Close;
     socket_->write(reply_.head(saysClose));
 }
 

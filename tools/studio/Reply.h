@@ -15,7 +15,8 @@ struct Reply {
     enum Ending {
         KeepOpen, ///< the next request is read
         Close,
-        Stall, ///< nothing more is sent, and the connection stays open
+        Linger, ///< closed a while later, so that the client has met the whole body before it meets the end
+        Stall,  ///< nothing more is sent, and the connection stays open
     };
 
     Reply() = default;

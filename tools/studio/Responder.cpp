@@ -166,7 +166,7 @@ void Responder::spoilBody(Reply &reply) const
     const Fault *length = firstFault({Fault::LengthOffset});
     if (length && reply.contentLength >= 0) {
         reply.contentLength = std::max<qint64>(reply.contentLength + length->bytes, 0);
-        reply.ending = Reply::Close;
+        reply.ending = Reply::Linger;
     }
     if (const Fault *cut = firstFault({Fault::CloseAfter, Fault::Stall})) {
         reply.body.cut(cut->bytes);

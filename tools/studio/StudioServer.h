@@ -24,7 +24,7 @@ struct Fault {
         Corrupt,      ///< flips the bits of the one byte at offset `bytes` of the file, wherever the reply begins
         Redirect,     ///< answers 302 to `location`
         LengthOffset, ///< announces a Content-Length that is `bytes` more (or, negative, less) than what is sent,
-                      ///< and closes the connection after the body
+                      ///< and closes the connection a while after the body
         WrongRange,   ///< answers 206 to a Range request, with as many bytes from offset 0 instead
         RangeRefused, ///< answers 416 to every Range request
     };
