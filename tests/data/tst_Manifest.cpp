@@ -791,6 +791,7 @@ void tst_Manifest::deepNestingIsNoManifest()
 
 void tst_Manifest::manyFilesAreReadQuickly()
 {
+    constexpr double allowedSeconds = VELMO_SLOW_BUILD ? 20.0 : 2.0;
     const QByteArray json = documentOfFiles(100'000);
     double best = std::numeric_limits<double>::infinity();
     for (int run = 0; run < 3; ++run) { // the shortest, beside whatever else the machine does
@@ -801,9 +802,7 @@ void tst_Manifest::manyFilesAreReadQuickly()
         QCOMPARE(manifest.files.size(), 100'000);
     }
     // How the time grows is bench/growth's to say: it counts instructions, which no neighbour changes.
-    if (!VELMO_SLOW_BUILD) {
-        QVERIFY2(best < 2.0, qPrintable(QString::number(best)));
-    }
+    QVERIFY2(best < allowedSeconds, qPrintable(QString::number(best)));
 }
 
 int main(int argc, char **argv)
