@@ -18,12 +18,37 @@
 #include <QNetworkAccessManager>
 #include <QSslSocket>
 #include <QSysInfo>
+#include <QTimer>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo {
 
 namespace {
+
+constexpr int longestHoldMs = 1000;
+
+/// Lets the requests go once the window that it watches has its first picture.
+class FirstPaint : public QObject {
+public:
+    explicit FirstPaint(ApiClient *api)
+        : QObject(api)
+        , api_(api)
+    {}
+
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint) {
+            watched->removeEventFilter(this);
+            QTimer::singleShot(0, api_, &ApiClient::release); // the picture reaches the screen when this event is over
+            deleteLater();
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    ApiClient *api_;
+};
 
 void logBanner()
 {
@@ -87,13 +112,21 @@ bool Application::start()
         window->winId(); // without a native window, a setup program has nothing that it could ask to close
     } else {
         window->show();
-        // The player sees the window before the first request is made: to read the system's authorities can take long.
-        processEvents(QEventLoop::ExcludeUserInputEvents);
+        holdRequestsUntilPainted();
     }
     account->start();
     game->start();
     qCInfo(lcApp) << "Launcher ready. Game profile:" << gameProfile().title;
     return true;
+}
+
+/// The player sees the window before the first request leaves: to read the system's authorities for it can take long.
+void Application::holdRequestsUntilPainted()
+{
+    api->hold();
+    window->installEventFilter(new FirstPaint(api.get()));
+    // A window that opens minimised, or where nobody looks, is not painted; the check for updates goes on without it.
+    QTimer::singleShot(longestHoldMs, api.get(), &ApiClient::release);
 }
 
 } // namespace velmo

@@ -27,6 +27,8 @@ public:
     bool start();
 
 private:
+    void holdRequestsUntilPainted();
+
     // No QObject parents between them: the order of the stop sequence is the only order.
     std::unique_ptr<ConfigManager> config;
     std::unique_ptr<QNetworkAccessManager> network; ///< for file downloads; ApiClient has its own

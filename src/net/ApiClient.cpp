@@ -135,7 +135,7 @@ void ApiClient::getJson(const QString &url, Callback callback)
     }
     const QNetworkRequest request = buildRequest(url);
     qCInfo(lcNet) << "GET" << url;
-    track(network->get(request), true, std::move(callback));
+    send([this, request, callback = std::move(callback)] { track(network->get(request), true, callback); });
 }
 
 void ApiClient::postJson(const QString &url, const QJsonObject &body, Callback callback)
@@ -147,17 +147,34 @@ void ApiClient::postJson(const QString &url, const QJsonObject &body, Callback c
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     const QByteArray bytes = QJsonDocument(body).toJson(QJsonDocument::Compact);
     qCInfo(lcNet) << "POST" << url << bytes.size() << "bytes";
-    track(network->post(request, bytes), false, std::move(callback));
+    send([this, request, bytes, callback = std::move(callback)] {
+        track(network->post(request, bytes), false, callback);
+    });
 }
 
 void ApiClient::cancelAll()
 {
+    release(); // a request that never left fails in the same words as one that did
     // Each abort runs its callback at once, which may start a request that is no longer ours to cancel.
     const QList<QPointer<QNetworkReply>> inFlight = std::exchange(pending, {});
     for (const QPointer<QNetworkReply> &reply : inFlight) {
         if (reply) {
             reply->abort();
         }
+    }
+}
+
+void ApiClient::hold()
+{
+    holding = true;
+}
+
+void ApiClient::release()
+{
+    holding = false;
+    const QList<std::function<void()>> requests = std::exchange(held, {});
+    for (const std::function<void()> &request : requests) {
+        request();
     }
 }
 
@@ -189,6 +206,15 @@ QNetworkRequest ApiClient::buildRequest(const QString &url) const
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
     request.setTransferTimeout(timeoutMs);
     return request;
+}
+
+void ApiClient::send(std::function<void()> request)
+{
+    if (holding) {
+        held.append(std::move(request));
+    } else {
+        request();
+    }
 }
 
 void ApiClient::track(QNetworkReply *reply, bool logSuccess, Callback callback)

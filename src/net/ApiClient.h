@@ -39,18 +39,27 @@ public:
     void getJson(const QString &url, Callback callback);
     /// One POST of \a body; the callback as for getJson.
     void postJson(const QString &url, const QJsonObject &body, Callback callback);
-    /// Aborts everything in flight.
+    /// Aborts everything in flight, and what is still held back.
     void cancelAll();
+
+    /// Holds back what is requested from now on: it is logged and answered like any other request, but leaves, and
+    /// takes what Qt needs for the first secure connection, only at release().
+    void hold();
+    /// Sends what was held back, in its order, and holds nothing any more. Does nothing when nothing is held.
+    void release();
 
 private:
     bool refuse(const QString &url, const Callback &callback);
     QNetworkRequest buildRequest(const QString &url) const;
+    void send(std::function<void()> request);
     void track(QNetworkReply *reply, bool logSuccess, Callback callback);
     void finish(QNetworkReply *reply, bool logSuccess, const Callback &callback);
 
     QNetworkAccessManager *network;
     QList<QPointer<QNetworkReply>> pending;
     int timeoutMs; ///< without transfer progress, of every request
+    QList<std::function<void()>> held;
+    bool holding = false;
 };
 
 } // namespace velmo

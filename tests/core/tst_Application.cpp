@@ -1,6 +1,12 @@
 #include "core/Application.h"
 #include "core/AutostartStore.h"
+#include "core/ConfigManager.h"
 #include "core/Paths.h"
+#include "game/DownloadManager.h"
+#include "game/GameManager.h"
+#include "net/AccountManager.h"
+#include "net/ApiClient.h"
+#include "shell/MainWindow.h"
 #include "support/PlainText.h"
 #include "support/TestEnvironment.h"
 
@@ -11,7 +17,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QProcess>
+#include <QSet>
 #include <QSslSocket>
 #include <QSysInfo>
 #include <QTcpServer>
@@ -22,12 +31,65 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <stdexcept>
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::plainText;
 using velmo::test::TestEnvironment;
 
+// The program's own objects are its private affair, and the order in which they go is what it is judged by. An explicit
+// instantiation may name what is private, which opens them here and nowhere else.
+namespace velmo {
+
+template<typename Tag, auto member>
+struct Opening {
+    friend auto *openedBy(Tag /*tag*/, Application &application) { return (application.*member).get(); }
+};
+
+struct ConfigMember {
+    friend auto *openedBy(ConfigMember tag, Application &application);
+};
+template struct Opening<ConfigMember, &Application::config>;
+
+struct NetworkMember {
+    friend auto *openedBy(NetworkMember tag, Application &application);
+};
+template struct Opening<NetworkMember, &Application::network>;
+
+struct ApiMember {
+    friend auto *openedBy(ApiMember tag, Application &application);
+};
+template struct Opening<ApiMember, &Application::api>;
+
+struct AccountMember {
+    friend auto *openedBy(AccountMember tag, Application &application);
+};
+template struct Opening<AccountMember, &Application::account>;
+
+struct GameMember {
+    friend auto *openedBy(GameMember tag, Application &application);
+};
+template struct Opening<GameMember, &Application::game>;
+
+struct WindowMember {
+    friend auto *openedBy(WindowMember tag, Application &application);
+};
+template struct Opening<WindowMember, &Application::window>;
+
+template<typename Tag>
+auto *opened(Application &application)
+{
+    return openedBy(Tag(), application);
+}
+
+} // namespace velmo
+
 namespace {
+
+constexpr int terminatedByAnException = 17;
 
 // What this program does as a child: one Application in one process, as in the launcher itself.
 
@@ -91,24 +153,130 @@ public:
     QSettings::Status remove() override { return QSettings::NoError; }
 };
 
-/// Tells at the window's first paint how far the start has come.
+/// Tells at the window's first paint whether a request has left by then; it can also keep the window from painting.
 class FirstPaint : public QObject {
 public:
+    explicit FirstPaint(bool painting)
+        : painting_(painting)
+    {}
+
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        const auto *widget = qobject_cast<QWidget *>(watched);
-        if (!painted_ && event->type() == QEvent::Paint && widget && widget->isWindow()) {
-            painted_ = true;
-            const QDir logs(velmo::logsDirectory());
-            QFile log(logs.filePath(logs.entryList({u"launcher-*.log"_s}).value(0)));
-            printFlag("painted", log.open(QIODevice::ReadOnly));
-            printFlag("first state is told", log.readAll().contains("State: "));
+        if (auto *network = qobject_cast<QNetworkAccessManager *>(watched)) {
+            networks_.insert(network);
         }
-        return QObject::eventFilter(watched, event);
+        const auto *widget = qobject_cast<QWidget *>(watched);
+        if (event->type() != QEvent::Paint || !widget || !widget->isWindow()) {
+            return QObject::eventFilter(watched, event);
+        }
+        if (!std::exchange(painted_, true)) {
+            printFlag("a request has left", std::any_of(networks_.begin(), networks_.end(), [](const QObject *network) {
+                          return network->findChild<QNetworkReply *>();
+                      }));
+        }
+        return !painting_;
     }
 
 private:
+    bool painting_;
     bool painted_ = false;
+    QSet<QNetworkAccessManager *> networks_;
+};
+
+/// Runs until a client comes to the server of the check for updates, which is told then.
+int runUntilTheRequestArrives(velmo::Application &application, bool painting)
+{
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    const QString override = QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s);
+    if (!writeFile(override, profileWithManifestAt(server.serverPort()))) {
+        return 1;
+    }
+    FirstPaint watch(painting);
+    application.installEventFilter(&watch);
+    QObject::connect(&server, &QTcpServer::newConnection, &application, [] {
+        print("the request", u"arrives"_s);
+        QCoreApplication::quit();
+    });
+    return application.start() ? velmo::Application::exec() : 1;
+}
+
+/// The program's own objects, told in the order in which they go; and what the stop does between.
+int runAndTellTheStop(velmo::Application &application)
+{
+    using velmo::opened;
+    QTcpServer silent;
+    silent.listen(QHostAddress::LocalHost);
+    const QString override = QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s);
+    if (!writeFile(override, profileWithManifestAt(silent.serverPort())) || !application.start()) {
+        return 1;
+    }
+    const auto tellEnd = [](QObject *object, const char *name) {
+        QObject::connect(object, &QObject::destroyed, object, [name] {
+            print(name, u"is gone"_s);
+            // What is saved after this is there again.
+            printFlag("settings saved since", QFile::exists(velmo::configFilePath()));
+            QFile::remove(velmo::configFilePath());
+        });
+    };
+    tellEnd(opened<velmo::WindowMember>(application), "window");
+    tellEnd(opened<velmo::GameMember>(application), "game");
+    tellEnd(opened<velmo::AccountMember>(application), "account");
+    tellEnd(opened<velmo::ApiMember>(application), "api");
+    tellEnd(opened<velmo::NetworkMember>(application), "network");
+    tellEnd(opened<velmo::ConfigMember>(application), "config");
+    QObject::connect(&silent, &QTcpServer::newConnection, &application, [&application] {
+        for (const QNetworkReply *reply : opened<velmo::ApiMember>(application)->findChildren<QNetworkReply *>()) {
+            QObject::connect(reply, &QNetworkReply::finished, reply, [] { print("request", u"ends"_s); });
+        }
+        QFile::remove(velmo::configFilePath());
+        QCoreApplication::exit(); // a quit would close the window first, which saves as well
+    });
+    return velmo::Application::exec();
+}
+
+/// A download goes through the manager that the program has for downloads, and not through that of the requests.
+int runADownload(velmo::Application &application)
+{
+    using velmo::opened;
+    if (!application.start()) {
+        return 1;
+    }
+    opened<velmo::ApiMember>(application)->cancelAll();
+    const auto count = [](const QNetworkAccessManager *network, const char *name) {
+        QObject::connect(network, &QNetworkAccessManager::finished, network, [name](const QNetworkReply *reply) {
+            print(name, reply->url().fileName());
+            QCoreApplication::quit();
+        });
+    };
+    count(opened<velmo::NetworkMember>(application), "downloads");
+    count(opened<velmo::ApiMember>(application)->findChild<QNetworkAccessManager *>(), "requests");
+    velmo::ManifestFile file;
+    file.path = u"a.pak"_s;
+    file.url = u"https://127.0.0.1:1/a.pak"_s;
+    file.sha256 = QString(64, u'a');
+    file.size = 1;
+    const QTemporaryDir root;
+    opened<velmo::GameMember>(application)
+        ->findChild<velmo::DownloadManager *>()
+        ->start({file}, root.path(), QUrl(u"https://127.0.0.1:1/"_s));
+    return velmo::Application::exec();
+}
+
+/// Tells whether the window stands when the entry at sign-in is looked after.
+class WatchedStore : public StaleStore {
+public:
+    QString read() const override
+    {
+        printFlag("the window stands", !QApplication::topLevelWidgets().isEmpty());
+        return StaleStore::read();
+    }
+};
+
+/// Something that no part of the launcher expects, from within its start.
+class ThrowingStore : public StaleStore {
+public:
+    QString read() const override { throw std::runtime_error("the store is broken"); }
 };
 
 int runAndExit(velmo::Application &application)
@@ -135,11 +303,18 @@ int runChild(int argc, char **argv)
     if (scene == "--exit-code"_L1) {
         return runAndExit(application);
     }
-    if (scene == "--first-paint"_L1) {
-        FirstPaint watch;
-        application.installEventFilter(&watch);
-        printFlag("started", application.start());
-        return 0;
+    if (scene == "--first-paint"_L1 || scene == "--never-painted"_L1) {
+        return runUntilTheRequestArrives(application, scene == "--first-paint"_L1);
+    }
+    if (scene == "--quit-at-once"_L1) {
+        QMetaObject::invokeMethod(&application, &QCoreApplication::quit, Qt::QueuedConnection);
+        return application.start() ? velmo::Application::exec() : 1;
+    }
+    if (scene == "--stop"_L1) {
+        return runAndTellTheStop(application);
+    }
+    if (scene == "--download"_L1) {
+        return runADownload(application);
     }
     if (scene == "--autostart"_L1) {
         printFlag("started", application.start());
@@ -149,7 +324,7 @@ int runChild(int argc, char **argv)
         return 0;
     }
     if (scene == "--stale-autostart"_L1) {
-        StaleStore store;
+        WatchedStore store;
         velmo::AutostartStore::replaceInstance(&store);
         const int exitCode = runAndExit(application);
         velmo::AutostartStore::replaceInstance(nullptr);
@@ -273,7 +448,12 @@ private slots:
     void constructionSetsTheMetadataAndTouchesNoFile();
     void startReturnsTrueAndTheExitCodeIsThatOfTheLoop();
     void runLogsItsStepsInOrder();
-    void windowIsPaintedBeforeTheGameIsLookedAt();
+    void windowIsPaintedBeforeARequestLeaves();
+    void requestLeavesThoughTheWindowIsNeverPainted();
+    void quitThatComesBeforeTheLoopEndsTheLauncher();
+    void stopTakesTheObjectsDownInOrder();
+    void downloadsHaveANetworkManagerOfTheirOwn();
+    void exceptionStillRunsTheStopSequence();
     void animationsAreSwitchedOffBeforeAnythingMoves();
     void autostartWithoutATrayShowsTheWindow_data();
     void autostartWithoutATrayShowsTheWindow();
@@ -344,15 +524,79 @@ void tst_Application::runLogsItsStepsInOrder()
     QCOMPARE(log.last(), stoppedLine);
 }
 
-void tst_Application::windowIsPaintedBeforeTheGameIsLookedAt()
+void tst_Application::windowIsPaintedBeforeARequestLeaves()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
     QProcess child;
     installation.start(child, {u"--first-paint"_s});
     QVERIFY(child.waitForFinished());
     QCOMPARE(child.exitCode(), 0);
-    QCOMPARE(plainText(child.readAllStandardOutput()), "painted=yes\nfirst state is told=no\nstarted=yes\n");
+    QCOMPARE(plainText(child.readAllStandardOutput()), "a request has left=no\nthe request=arrives\n");
+}
+
+void tst_Application::requestLeavesThoughTheWindowIsNeverPainted()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QProcess child;
+    installation.start(child, {u"--never-painted"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitCode(), 0);
+    QCOMPARE(plainText(child.readAllStandardOutput()), "a request has left=no\nthe request=arrives\n");
+}
+
+void tst_Application::quitThatComesBeforeTheLoopEndsTheLauncher()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QProcess child;
+    installation.start(child, {u"--quit-at-once"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(child.exitCode(), 0);
+    QVERIFY(installation.log().contains(readyLine));
+    QCOMPARE(installation.log().last(), stoppedLine);
+}
+
+void tst_Application::stopTakesTheObjectsDownInOrder()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QProcess child;
+    installation.start(child, {u"--stop"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitCode(), 0);
+    QCOMPARE(plainText(child.readAllStandardOutput()), "request=ends\n"
+                                                       "window=is gone\nsettings saved since=no\n"
+                                                       "game=is gone\nsettings saved since=no\n"
+                                                       "account=is gone\nsettings saved since=no\n"
+                                                       "api=is gone\nsettings saved since=no\n"
+                                                       "network=is gone\nsettings saved since=no\n"
+                                                       "config=is gone\nsettings saved since=yes\n");
+}
+
+void tst_Application::downloadsHaveANetworkManagerOfTheirOwn()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})"));
+    QProcess child;
+    installation.start(child, {u"--download"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitCode(), 0);
+    QCOMPARE(plainText(child.readAllStandardOutput()), "downloads=a.pak\n");
+}
+
+/// It ends the program as any other would, but not before the settings are safe and the log says that all is over.
+void tst_Application::exceptionStillRunsTheStopSequence()
+{
+    const Installation installation(QCoreApplication::applicationFilePath());
+    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    QVERIFY(installation.writeSettings(R"({"schema":99})"));
+    QProcess child;
+    installation.start(child, {u"--exception"_s});
+    QVERIFY(child.waitForFinished());
+    QCOMPARE(child.exitCode(), terminatedByAnException);
+    QCOMPARE(installation.log().last(), stoppedLine);
+    QCOMPARE(settingsOf(installation).value("schema"_L1).toInt(), 1);
 }
 
 void tst_Application::animationsAreSwitchedOffBeforeAnythingMoves()
@@ -411,6 +655,8 @@ void tst_Application::staleAutostartEntryIsRewrittenOnTheWay()
     // After the game has read its channel, before anything starts.
     QVERIFY(log.at(rewriting - 1).startsWith(u"INFO velmo.game: Update channel is"_s));
     QVERIFY(rewriting < log.indexOf(accountLine));
+    // The entry is looked after before the window; the window's settings page then asks for it, too.
+    QCOMPARE(plainText(child.readAllStandardOutput()), "the window stands=no\nthe window stands=yes\nstarted=yes\n");
 }
 
 void tst_Application::closingCancelsRequestsAndSavesTheSettings()
@@ -565,7 +811,6 @@ void tst_Application::programTakesTheAutostartArgument_data()
     QTest::addColumn<QString>("argument");
     QTest::addColumn<bool>("minimizeToTray");
     QTest::newRow("lower case") << u"--autostart"_s << false;
-    QTest::newRow("upper case") << u"--AUTOSTART"_s << false;
     QTest::newRow("tray wanted on a desktop without one") << u"--autostart"_s << true;
 }
 
@@ -609,8 +854,17 @@ void tst_Application::twoProgramsRunSideBySide()
     QVERIFY(second.waitForFinished());
 }
 
+/// The program's own entry point, under the name that it has in this program.
+int launcherMain(int argc, char **argv);
+
 int main(int argc, char **argv)
 {
+    if (argc == 2 && QLatin1StringView(argv[1]) == "--exception"_L1) {
+        std::set_terminate([] { std::_Exit(terminatedByAnException); }); // no crash report for what is meant
+        ThrowingStore store;
+        velmo::AutostartStore::replaceInstance(&store);
+        return launcherMain(argc, argv);
+    }
     if (argc == 2 && QLatin1StringView(argv[1]).startsWith("--"_L1)) {
         return runChild(argc, argv);
     }
