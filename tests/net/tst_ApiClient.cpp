@@ -147,6 +147,9 @@ private slots:
     void requestMadeWhileCancellingGoesOn();
     void destructionCancels();
 
+    void heldRequestsLeaveInTheirOrderAtTheRelease();
+    void cancelledHeldRequestFailsLikeOneThatLeft();
+
 private:
     static ApiResult get(const QUrl &url);
     static QString closedAddress() { return u"https://127.0.0.1:%1/api"_s.arg(closedPort()); }
@@ -856,6 +859,51 @@ void tst_ApiClient::destructionCancels()
     QCoreApplication::processEvents();
     QCOMPARE(outcomes[0].calls(), 1);
     QCOMPARE(outcomes[1].calls(), 1);
+}
+
+/// A held request says at once that it was made, yet nothing of it leaves until the release.
+void tst_ApiClient::heldRequestsLeaveInTheirOrderAtTheRelease()
+{
+    ApiClient client;
+    const LogCapture log;
+    const QString url = studio_->url(u"/api"_s).toString();
+    Outcome get;
+    Outcome post;
+    client.hold();
+    client.getJson(url, get.callback());
+    client.postJson(url, {}, post.callback());
+    QCoreApplication::processEvents();
+    QCOMPARE(log.texts(), QStringList({u"INFO velmo.net: GET \"%1\""_s.arg(url),
+                                       u"INFO velmo.net: POST \"%1\" 2 bytes"_s.arg(url)}));
+    QCOMPARE(client.findChildren<QNetworkReply *>().size(), 0);
+
+    client.release();
+    const QList<QNetworkReply *> replies = client.findChildren<QNetworkReply *>();
+    QCOMPARE(replies.size(), 2);
+    QCOMPARE(replies.first()->operation(), QNetworkAccessManager::GetOperation);
+    QCOMPARE(replies.last()->operation(), QNetworkAccessManager::PostOperation);
+    QVERIFY(get.arrives());
+    QVERIFY(post.arrives());
+
+    Outcome later;
+    const qsizetype before = client.findChildren<QNetworkReply *>().size();
+    client.getJson(url, later.callback());
+    QCOMPARE(client.findChildren<QNetworkReply *>().size(), before + 1); // nothing is held any more
+    QVERIFY(later.arrives());
+}
+
+void tst_ApiClient::cancelledHeldRequestFailsLikeOneThatLeft()
+{
+    ApiClient client;
+    const QString url = studio_->url(u"/api"_s).toString();
+    Outcome outcome;
+    client.hold();
+    client.getJson(url, outcome.callback());
+    QCOMPARE(outcome.calls(), 0);
+    client.cancelAll();
+    QVERIFY(outcome.arrives());
+    QCOMPARE(outcome.result().message, outOfReach);
+    QCOMPARE(outcome.result().detail, errorDetail(u"Operation canceled"_s, 5, 0, QUrl(url)));
 }
 
 int main(int argc, char **argv)
