@@ -1,11 +1,12 @@
 #include "publish/CommandLine.h"
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
-
-#include <QProcess>
+#include "tools/publish/PublishRun.h"
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::PublishFixture;
+using velmo::test::PublishRun;
+using velmo::test::runPublish;
 
 /// velmo-publish as a script or a person runs it.
 class tst_PublishProgram : public QObject {
@@ -24,24 +25,6 @@ private slots:
 
 namespace {
 
-struct Run {
-    int exitCode = -1;
-    QString output;
-    QString errors;
-};
-
-Run runProgram(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(VELMO_PUBLISH_PROGRAM), arguments);
-    process.waitForFinished();
-    Run run;
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.output = QString::fromUtf8(process.readAllStandardOutput());
-    run.errors = QString::fromUtf8(process.readAllStandardError());
-    return run;
-}
-
 QStringList publishArguments(const PublishFixture &fixture, int build = 1)
 {
     return {u"--source"_s, fixture.build(), u"--out"_s, fixture.tree(), u"--channel"_s,
@@ -52,7 +35,7 @@ QStringList publishArguments(const PublishFixture &fixture, int build = 1)
 
 void tst_PublishProgram::helpGoesToTheOutput()
 {
-    const Run run = runProgram({u"--help"_s});
+    const PublishRun run = runPublish({u"--help"_s});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.output, velmo::publish::commandLineHelp());
     QCOMPARE(run.errors, QString());
@@ -73,7 +56,7 @@ void tst_PublishProgram::mistakeGivesTwo()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, sentence);
-    const Run run = runProgram(arguments);
+    const PublishRun run = runPublish(arguments);
     QCOMPARE(run.exitCode, 2);
     QCOMPARE(run.output, QString());
     QCOMPARE(run.errors, sentence + u"\nSee velmo-publish --help.\n"_s);
@@ -86,7 +69,7 @@ void tst_PublishProgram::publishingGivesZero()
     fixture.write(u"data"_s, "12345");
     QStringList arguments = publishArguments(fixture);
     arguments += {u"--executable"_s, u"game"_s, u"--prune"_s, u"--jobs"_s, u"1"_s};
-    const Run run = runProgram(arguments);
+    const PublishRun run = runPublish(arguments);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.output, u"Hashed 2 files, 12 B.\n"
@@ -102,7 +85,7 @@ void tst_PublishProgram::namesBeyondAsciiPassTheCommandLine()
     fixture.write(u"Füße/地 図"_s, "x");
     QStringList arguments = publishArguments(fixture);
     arguments += {u"--executable"_s, u"Füße/地 図"_s, u"--notes"_s, u"Für alle"_s};
-    QCOMPARE(runProgram(arguments).exitCode, 0);
+    QCOMPARE(runPublish(arguments).exitCode, 0);
     QCOMPARE(fixture.manifest().executable, u"Füße/地 図"_s);
     QCOMPARE(fixture.manifest().notes, u"Für alle"_s);
 }
@@ -111,7 +94,7 @@ void tst_PublishProgram::refusalGivesOneAndNamesThePath()
 {
     const PublishFixture fixture;
     fixture.link(u"nothing"_s, u"Data/ä link"_s);
-    const Run run = runProgram(publishArguments(fixture));
+    const PublishRun run = runPublish(publishArguments(fixture));
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.errors, u"\"Data/ä link\" is a symbolic link that leads nowhere.\nNothing was published.\n"_s);
     QCOMPARE(run.output, QString());
@@ -123,7 +106,7 @@ void tst_PublishProgram::checkOfAGoodTreeGivesZero()
     const PublishFixture fixture;
     fixture.write(u"data"_s, "12345");
     QCOMPARE(fixture.publish().problems, QStringList());
-    const Run run = runProgram({u"--check"_s, fixture.tree()});
+    const PublishRun run = runPublish({u"--check"_s, fixture.tree()});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.output, u"Checked 1 file, 5 B.\nThe tree is good. Manifests: 1; files: 1.\n"_s);
@@ -135,7 +118,7 @@ void tst_PublishProgram::checkOfABadTreeGivesOneAndNamesThePath()
     fixture.write(u"data"_s, "12345");
     QCOMPARE(fixture.publish().problems, QStringList());
     QVERIFY(QFile::remove(fixture.storedPath("12345")));
-    const Run run = runProgram({u"--check"_s, fixture.tree()});
+    const PublishRun run = runPublish({u"--check"_s, fixture.tree()});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.errors, u"release: \"data\": \"%1\" is missing.\n"_s.arg(fixture.storedPath("12345")));
     QVERIFY(!run.output.contains("good"_L1));
