@@ -1,11 +1,11 @@
 #include "publish/Publisher.h"
 
 #include "publish/ParallelFor.h"
+#include "publish/TreeLock.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-#include <QLockFile>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QSet>
@@ -79,13 +79,13 @@ PublishResult Publisher::run()
         result_.problems.append(u"The folder \"%1\" cannot be made."_s.arg(tree_.gameFolder()));
         return result_;
     }
-    // Two at a time would race for the build number, and one would prune what the other is about to name.
-    QLockFile lock(QDir(tree_.gameFolder()).filePath(u".publish.lock"_s));
-    lock.setStaleLockTime(0); // a large build takes its time; only a process that is gone loses its lock
-    if (!lock.tryLock()) {
-        result_.problems.append(u"\"%1\" is being published into by another velmo-publish, or cannot be written."_s.arg(
-            tree_.gameFolder()));
+    TreeLock lock(tree_.gameFolder());
+    if (!lock.take()) {
+        result_.problems.append(lock.refusal());
         return result_;
+    }
+    if (!lock.warning().isEmpty()) {
+        result_.warnings.append(lock.warning());
     }
     result_.problems = publishFiles();
     if (result_.problems.isEmpty() && order_.prune) {

@@ -27,6 +27,7 @@ struct PublishOrder {
 
 struct PublishResult {
     QStringList problems; ///< sentences that name the path; empty when all was done
+    QStringList warnings; ///< sentences on what somebody should look at, though it did not keep the build back
     Manifest manifest;    ///< what was put in place; invalid when nothing was
     qsizetype copied = 0; ///< content files that the tree did not hold yet
     PruneResult pruned;

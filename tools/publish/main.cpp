@@ -64,6 +64,7 @@ int publish(const velmo::publish::PublishOrder &order, QTextStream &out, QTextSt
     if (result.manifest.valid) {
         printPublished(out, order, result);
     }
+    printProblems(errors, result.warnings);
     printProblems(errors, result.problems);
     if (!result.manifest.valid) {
         errors << u"Nothing was published."_s << Qt::endl;
