@@ -37,7 +37,7 @@ ContentTree::ContentTree(const QString &tree, const QString &game)
 
 bool ContentTree::isFolderName(const QString &name)
 {
-    static const QRegularExpression pattern(u"\\A[a-z0-9-]+\\z"_s);
+    static const QRegularExpression pattern(u"\\A[a-z0-9][a-z0-9-]*\\z"_s);
     return pattern.match(name).hasMatch();
 }
 

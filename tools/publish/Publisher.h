@@ -8,6 +8,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace velmo::publish {
 
 /// What is to be published, and how.
@@ -52,7 +54,8 @@ private:
     QStringList prune();
 
     QString placeRefusal() const;
-    QString publishedRefusal() const;
+    std::optional<ChannelManifest> published() const;
+    QStringList publishedRefusals(const std::optional<ChannelManifest> &published) const;
     QStringList pruneRefusals() const;
     QStringList changedFiles() const;
     QList<qsizetype> filesToCopy() const;

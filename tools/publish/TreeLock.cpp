@@ -21,7 +21,7 @@ struct Holder {
     QString program;
 
     bool isElsewhere() const { return host != QSysInfo::machineHostName(); }
-    QString description() const { return u"%1, process %2 on \"%3\""_s.arg(program).arg(process).arg(host); }
+    QString description() const { return u"%1, process %2 on \"%3\""_s.arg(program, QString::number(process), host); }
 };
 
 Holder holderOf(const QLockFile &lock)
@@ -67,9 +67,8 @@ bool TreeLock::replaceLeftOver()
         return false;
     }
     if (holder.known) {
-        warning_ = u"The lock \"%1\" of %2 is %3 hours old; it was taken for left over and replaced."_s
-                       .arg(lock_.fileName(), holder.description())
-                       .arg(hours);
+        warning_ = u"The lock \"%1\" of %2 is %3 hours old; it was taken for left over and replaced."_s.arg(
+            lock_.fileName(), holder.description(), QString::number(hours));
     }
     return true;
 }

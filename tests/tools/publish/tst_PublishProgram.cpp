@@ -3,6 +3,9 @@
 #include "tools/publish/PublishFixture.h"
 #include "tools/publish/PublishRun.h"
 
+#include <QDateTime>
+#include <QFile>
+
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::PublishFixture;
 using velmo::test::PublishRun;
@@ -19,6 +22,9 @@ private slots:
     void publishingGivesZero();
     void namesBeyondAsciiPassTheCommandLine();
     void refusalGivesOneAndNamesThePath();
+    void reasonIsOneLineWhateverTheNameHolds();
+    void mistakeIsOneLineWhateverTheArgumentHolds();
+    void leftOverLockOfAnotherHostIsAWarning();
     void checkOfAGoodTreeGivesZero();
     void checkOfABadTreeGivesOneAndNamesThePath();
 };
@@ -49,7 +55,7 @@ void tst_PublishProgram::mistakeGivesTwo_data()
     QTest::newRow("unknown option") << QStringList{u"--force"_s} << u"Unknown option 'force'."_s;
     QTest::newRow("channel") << QStringList{u"--source"_s, u"a"_s,         u"--out"_s, u"b"_s,       u"--channel"_s,
                                             u"../x"_s,     u"--version"_s, u"1"_s,     u"--build"_s, u"1"_s}
-                             << u"--channel takes letters a to z, digits and hyphens, not \"../x\"."_s;
+                             << u"--channel takes letters a to z, digits and hyphens, no hyphen first, not \"../x\"."_s;
 }
 
 void tst_PublishProgram::mistakeGivesTwo()
@@ -72,7 +78,8 @@ void tst_PublishProgram::publishingGivesZero()
     const PublishRun run = runPublish(arguments);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.exitCode, 0);
-    QCOMPARE(run.output, u"Hashed 2 files, 12 B.\n"
+    QCOMPARE(run.output, u"Scanned 2 files, 12 B.\n"
+                         "Hashed 2 files, 12 B.\n"
                          "Copied 2 files, 12 B.\n"
                          "Published 1.0 build 1 on release. Files: 2, 12 B; new to the tree: 2.\n"
                          "Pruned files: 0, 0 B.\n"_s);
@@ -99,6 +106,53 @@ void tst_PublishProgram::refusalGivesOneAndNamesThePath()
     QCOMPARE(run.errors, u"\"Data/ä link\" is a symbolic link that leads nowhere.\nNothing was published.\n"_s);
     QCOMPARE(run.output, QString());
     QVERIFY(!QFile::exists(fixture.tree()));
+}
+
+void tst_PublishProgram::reasonIsOneLineWhateverTheNameHolds()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a\nNothing is wrong.\n"_s, "x");
+    fixture.write(u"\x1b[2Jb"_s, "x");
+    const PublishRun run = runPublish(publishArguments(fixture));
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY(!run.errors.contains(u'\x1b'));
+    const QStringList lines = run.errors.split(u'\n');
+    QCOMPARE(lines.size(), 4);
+    QVERIFY(lines.at(0).startsWith("\"\\x1b[2Jb\" is not a path that the launcher takes"_L1));
+    QVERIFY(lines.at(1).startsWith("\"a\\nNothing is wrong.\\n\" is not a path that the launcher takes"_L1));
+    QCOMPARE(lines.at(2), u"Nothing was published."_s);
+}
+
+void tst_PublishProgram::mistakeIsOneLineWhateverTheArgumentHolds()
+{
+    const PublishRun run = runPublish({u"a\n\x1b[2J"_s});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.errors, u"\"a\\n\\x1b[2J\" stands alone; every value follows its option.\n"
+                         "See velmo-publish --help.\n"_s);
+}
+
+void tst_PublishProgram::leftOverLockOfAnotherHostIsAWarning()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "12345");
+    const QString lock = fixture.contentTree().gameFolder() + u"/.publish.lock"_s;
+    velmo::test::writeFile(lock, "77\nvelmo-publish\nbuild-7\n");
+    QStringList arguments = publishArguments(fixture);
+    const PublishRun refused = runPublish(arguments);
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(refused.errors.contains(lock) && refused.errors.contains("on \"build-7\""_L1),
+             qUtf8Printable(refused.errors));
+
+    QFile file(lock);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(QDateTime::currentDateTime().addDays(-3), QFile::FileModificationTime));
+    file.close();
+    const PublishRun run = runPublish(arguments);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.errors,
+             u"The lock \"%1\" of velmo-publish, process 77 on \"build-7\" is 72 hours old; it was taken for "
+             "left over and replaced.\n"_s.arg(lock));
+    QCOMPARE(fixture.manifest().build, 1);
 }
 
 void tst_PublishProgram::checkOfAGoodTreeGivesZero()
