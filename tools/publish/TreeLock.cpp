@@ -20,7 +20,7 @@ struct Holder {
     QString host;
     QString program;
 
-    bool isElsewhere() const { return host != QSysInfo::machineHostName(); }
+    bool isElsewhere() const { return host.compare(QSysInfo::machineHostName(), Qt::CaseInsensitive) != 0; }
     QString description() const { return u"%1, process %2 on \"%3\""_s.arg(program, QString::number(process), host); }
 };
 

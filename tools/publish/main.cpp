@@ -42,13 +42,10 @@ void printPublished(QTextStream &out, const velmo::publish::PublishOrder &order,
                     const velmo::publish::PublishResult &result)
 {
     const velmo::Manifest &manifest = result.manifest;
-    out << u"Published %1 build %2 on %3. Files: %4, %5; new to the tree: %6."_s
-               .arg(velmo::publish::onOneLine(manifest.version))
-               .arg(manifest.build)
-               .arg(manifest.channel)
-               .arg(manifest.files.size())
-               .arg(velmo::formatBytes(manifest.totalSize()))
-               .arg(result.copied)
+    out << u"Published %1 build %2 on %3. Files: %4, %5; new to the tree: %6."_s.arg(
+               velmo::publish::onOneLine(manifest.version), QString::number(manifest.build), manifest.channel,
+               QString::number(manifest.files.size()), velmo::formatBytes(manifest.totalSize()),
+               QString::number(result.copied))
         << Qt::endl;
     if (order.prune) {
         out << u"Pruned files: %1, %2."_s.arg(result.pruned.files).arg(velmo::formatBytes(result.pruned.bytes))

@@ -24,6 +24,7 @@ private slots:
     void refusalGivesOneAndNamesThePath();
     void reasonIsOneLineWhateverTheNameHolds();
     void mistakeIsOneLineWhateverTheArgumentHolds();
+    void resultIsOneLineWhateverTheVersionHolds();
     void leftOverLockOfAnotherHostIsAWarning();
     void checkOfAGoodTreeGivesZero();
     void checkOfABadTreeGivesOneAndNamesThePath();
@@ -129,6 +130,18 @@ void tst_PublishProgram::mistakeIsOneLineWhateverTheArgumentHolds()
     QCOMPARE(run.exitCode, 2);
     QCOMPARE(run.errors, u"\"a\\n\\x1b[2J\" stands alone; every value follows its option.\n"
                          "See velmo-publish --help.\n"_s);
+}
+
+void tst_PublishProgram::resultIsOneLineWhateverTheVersionHolds()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    QStringList arguments = publishArguments(fixture);
+    arguments.replace(arguments.indexOf(u"1.0"_s), u"1.0\n\x1b[2J %2"_s);
+    const PublishRun run = runPublish(arguments);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.output.split(u'\n').at(3),
+             u"Published 1.0\\n\\x1b[2J %2 build 1 on release. Files: 1, 1 B; new to the tree: 1."_s);
 }
 
 void tst_PublishProgram::leftOverLockOfAnotherHostIsAWarning()
