@@ -1,6 +1,7 @@
 #include "publish/BuildScanner.h"
 
 #include "publish/PathRules.h"
+#include "publish/ProgressMeter.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -16,6 +17,8 @@ using namespace Qt::Literals::StringLiterals;
 namespace velmo::publish {
 
 namespace {
+
+constexpr qsizetype filesPerReport = 256;
 
 struct DecodedName {
     QString text; ///< with replacement characters where it is not lossless
@@ -57,9 +60,10 @@ bool BuildFile::hasChanged() const
     return !now.isFile() || now.size() != size || now.lastModified().toMSecsSinceEpoch() != modified;
 }
 
-BuildScanner::BuildScanner(const QString &source)
+BuildScanner::BuildScanner(const QString &source, ProgressMeter *meter)
     : source_(source)
     , root_(QFileInfo(source).canonicalFilePath())
+    , meter_(meter)
 {}
 
 BuildScan BuildScanner::scan()
@@ -70,6 +74,7 @@ BuildScan BuildScanner::scan()
         return scan_;
     }
     ancestors_ = {root_};
+    visits_.clear();
     walk({});
     std::sort(scan_.files.begin(), scan_.files.end(), precedesByBytes);
     scan_.refusals += caseClashes(pathsOf(scan_.files));
@@ -141,6 +146,15 @@ void BuildScanner::visitFolder(const QString &path, const QString &canonical)
         scan_.refusals.append(u"\"%1\" is a symbolic link that leads back to a folder around it."_s.arg(path));
         return;
     }
+    const int visits = ++visits_[canonical];
+    if (visits > mostPathsOfAFolder) {
+        if (visits == mostPathsOfAFolder + 1) { // one sentence is enough for all the paths that follow
+            scan_.refusals.append(
+                u"\"%1\" leads to the folder \"%2\", which symbolic links already put under %3 other "
+                "paths; more are not followed."_s.arg(path, canonical, QString::number(mostPathsOfAFolder)));
+        }
+        return;
+    }
     ancestors_.append(canonical);
     walk(path);
     ancestors_.removeLast();
@@ -158,6 +172,19 @@ void BuildScanner::addFile(const QString &path)
     const QFileInfo info(location);
     scan_.files.append({path, location, info.size(), info.lastModified().toMSecsSinceEpoch(),
                         (info.permissions() & anyRun) != QFile::Permissions()});
+    count(scan_.files.constLast());
+}
+
+void BuildScanner::count(const BuildFile &file)
+{
+    if (!meter_) {
+        return;
+    }
+    meter_->addBytes(file.size);
+    meter_->addFile();
+    if (scan_.files.size() % filesPerReport == 0) {
+        meter_->report();
+    }
 }
 
 bool BuildScanner::isInside(const QString &canonical) const

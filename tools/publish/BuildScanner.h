@@ -1,10 +1,13 @@
 #pragma once
 
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
 
 namespace velmo::publish {
+
+class ProgressMeter;
 
 /// A file as it stood when the build folder was walked.
 struct BuildFile {
@@ -26,7 +29,12 @@ struct BuildScan {
 /// Walks a build folder and lists its files, together with all the reasons why it cannot be published. Reads only.
 class BuildScanner {
 public:
-    explicit BuildScanner(const QString &source);
+    /// Under how many paths one folder is walked at most. Links to folders that hold links to folders would otherwise
+    /// double the paths with every level.
+    static constexpr int mostPathsOfAFolder = 64;
+
+    /// What is found is counted on \a meter, which may be null and reports as the walk goes on.
+    explicit BuildScanner(const QString &source, ProgressMeter *meter = nullptr);
 
     BuildScan scan();
 
@@ -36,12 +44,15 @@ private:
     void visit(const QString &path);
     void visitFolder(const QString &path, const QString &canonical);
     void addFile(const QString &path);
+    void count(const BuildFile &file);
     bool isInside(const QString &canonical) const;
     QString locationOf(const QString &path) const;
 
     QString source_;
-    QString root_;          ///< the canonical form of source_
-    QStringList ancestors_; ///< canonical folders that lead to the one being walked, for loops of links
+    QString root_; ///< the canonical form of source_
+    ProgressMeter *meter_;
+    QStringList ancestors_;      ///< canonical folders that lead to the one being walked, for loops of links
+    QHash<QString, int> visits_; ///< of each canonical folder so far
     BuildScan scan_;
 };
 

@@ -1,5 +1,7 @@
 #include "publish/CommandLine.h"
 
+#include "publish/PathRules.h"
+
 #include <QCommandLineParser>
 #include <QThread>
 
@@ -25,7 +27,8 @@ To publish:
   --source DIR       The build folder. Every file in it is published, hidden ones too; empty
                      folders are not. Symbolic links are followed as long as they stay inside.
   --out TREE         The content tree, outside the build folder. It is made when it is missing.
-  --channel NAME     The channel, such as release or beta: a to z, 0 to 9 and hyphens.
+  --channel NAME     The channel, such as release or beta: a to z, 0 to 9 and hyphens, no hyphen
+                     first, and no name that Windows reserves.
   --version TEXT     The version that players see, such as 1.2.0.
   --build N          The build number, 0 to 2147483647. It must be above the channel's present one.
   --executable PATH  The game's program, as a path of the build with forward slashes.
@@ -60,16 +63,21 @@ A build is refused, with a sentence for each reason and before anything is writt
   - paths that differ only in letter case, in the file or in a folder: A/x and a/y
   - a name that ends in .part, or .velmo at the top: the launcher uses these itself
   - a symbolic link that leaves the build, leads nowhere or leads into itself
+  - a folder that symbolic links put under more than 64 paths
   - anything that is neither a file nor a folder, such as a socket
   - no file at --executable
+It is refused because of the channel's present manifest, since players could not update, if it has:
+  - a path that the manifest has in other letter case: Data/A.pak there and data/a.pak here
+  - a folder with the name of a file of the manifest, or a file with the name of a folder of it
+The sentence says what to do, most often: first publish a build without that path.
 It is also refused if the build number is not above the published one, if the channel's manifest is
 damaged, if another channel's is and --prune is given, or if the build lies in the tree or the tree
-in the build.
+in the build. It fails if a file of the build changes, goes or comes while it is being published.
 
 Exit codes:
   0  All was done; with --check, the tree is good.
   1  Refused or failed; with --check, something is wrong with the tree. The reasons are on the
-     error output, a line for each.
+     error output, a line for each, with control characters of names shown as \n or \x1b.
   2  The command line is wrong; nothing was looked at.
 
 Examples:
@@ -111,12 +119,21 @@ QString isolatedMistake(const QCommandLineParser &parser)
     return {};
 }
 
+/// For a name that becomes a folder of the tree.
+QString folderMistake(const QString &option, const QString &name)
+{
+    if (!ContentTree::isFolderName(name)) {
+        return u"%1 takes letters a to z, digits and hyphens, no hyphen first, not \"%2\"."_s.arg(option, name);
+    }
+    if (isReservedByWindows(name)) {
+        return u"%1 cannot be \"%2\": Windows reserves that name for a device."_s.arg(option, name);
+    }
+    return {};
+}
+
 QString gameMistake(const QCommandLineParser &parser)
 {
-    const QString game = parser.value(u"game"_s);
-    return ContentTree::isFolderName(game)
-               ? QString()
-               : u"--game takes letters a to z, digits and hyphens, not \"%1\"."_s.arg(game);
+    return folderMistake(u"--game"_s, parser.value(u"game"_s));
 }
 
 QString jobsMistake(const QCommandLineParser &parser)
@@ -149,8 +166,8 @@ QString publishMistake(const QCommandLineParser &parser)
         }
     }
     const QString channel = parser.value(u"channel"_s);
-    if (!ContentTree::isFolderName(channel)) {
-        return u"--channel takes letters a to z, digits and hyphens, not \"%1\"."_s.arg(channel);
+    if (const QString mistake = folderMistake(u"--channel"_s, channel); !mistake.isEmpty()) {
+        return mistake;
     }
     if (channel == ContentTree::contentFolderName()) {
         return u"--channel cannot be \"%1\": the content files lie in that folder."_s.arg(channel);

@@ -68,7 +68,7 @@ bool ContentStore::add(const QString &source, const FileDigest &expected, Progre
         return false;
     }
     QSaveFile file(target);
-    if (!file.open(QIODevice::WriteOnly)) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         *error = u"\"%1\" cannot be written: %2."_s.arg(target, file.errorString());
         return false;
     }

@@ -1,5 +1,6 @@
 #include "publish/ContentTree.h"
 
+#include "core/SaveFile.h"
 #include "publish/ContentStore.h"
 
 #include <QDir>
@@ -36,7 +37,7 @@ ContentTree::ContentTree(const QString &tree, const QString &game)
 
 bool ContentTree::isFolderName(const QString &name)
 {
-    static const QRegularExpression pattern(u"\\A[a-z0-9-]+\\z"_s);
+    static const QRegularExpression pattern(u"\\A[a-z0-9][a-z0-9-]*\\z"_s);
     return pattern.match(name).hasMatch();
 }
 
@@ -115,7 +116,13 @@ bool ContentTree::writeManifest(const Manifest &manifest, QString *error) const
         return false;
     }
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(json) != json.size() || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+        *error = u"\"%1\" cannot be written: %2."_s.arg(path, file.errorString());
+        return false;
+    }
+    writeAll(file, json);
+    // Asked before the commit, which forgets why a write failed.
+    if (file.error() != QFileDevice::NoError || !file.commit()) {
         *error = u"\"%1\" cannot be written: %2."_s.arg(path, file.errorString());
         return false;
     }

@@ -20,7 +20,8 @@ class ContentTree {
 public:
     ContentTree(const QString &tree, const QString &game);
 
-    /// Whether \a name may be a game's or a channel's folder: letters a to z, digits and hyphens.
+    /// Whether \a name may be a game's or a channel's folder: letters a to z, digits and hyphens, no hyphen first,
+    /// which would make it an option to many a program. Whether Windows reserves it is not looked at.
     static bool isFolderName(const QString &name);
     /// The name of the folder of content files, which no channel may take.
     static QString contentFolderName();

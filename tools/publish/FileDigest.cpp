@@ -1,9 +1,11 @@
 #include "publish/FileDigest.h"
 
+#include "core/SaveFile.h"
 #include "publish/ProgressMeter.h"
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QSaveFile>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -22,7 +24,7 @@ FileDigest failed(const QString &what, const QFile &file, const QString &reason)
 
 } // namespace
 
-FileDigest digestFile(const QString &path, ProgressMeter &meter, QIODevice *copy)
+FileDigest digestFile(const QString &path, ProgressMeter &meter, QSaveFile *copy)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
@@ -39,10 +41,13 @@ FileDigest digestFile(const QString &path, ProgressMeter &meter, QIODevice *copy
         if (count == 0) {
             break;
         }
-        const QByteArrayView read(block.constData(), static_cast<qsizetype>(count));
+        const QByteArray read = QByteArray::fromRawData(block.constData(), static_cast<qsizetype>(count));
         hash.addData(read);
-        if (copy && copy->write(read.data(), count) != count) {
-            return failed(u"copied"_s, file, copy->errorString());
+        if (copy) {
+            writeAll(*copy, read);
+            if (copy->error() != QFileDevice::NoError) {
+                return failed(u"copied to \"%1\""_s.arg(copy->fileName()), file, copy->errorString());
+            }
         }
         digest.size += count;
         meter.addBytes(count);

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-class QIODevice;
+class QSaveFile;
 
 namespace velmo::publish {
 
@@ -16,7 +16,7 @@ struct FileDigest {
 };
 
 /// Reads \a path in blocks and hashes it; what is read goes to \a copy as well, if one is given. Counts the bytes on
-/// \a meter.
-FileDigest digestFile(const QString &path, ProgressMeter &meter, QIODevice *copy = nullptr);
+/// \a meter. The copy is open Unbuffered, see writeAll, and its commit() has the last word on whether it is whole.
+FileDigest digestFile(const QString &path, ProgressMeter &meter, QSaveFile *copy = nullptr);
 
 } // namespace velmo::publish

@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QRegularExpression>
+#include <QSet>
 
 #include <algorithm>
 
@@ -17,14 +18,6 @@ struct Holder {
     QString name; ///< a path or one of its folders, as written
     QString path; ///< the path that brought it in
 };
-
-/// Devices in every folder of Windows, whatever stands behind the first dot.
-bool isReservedByWindows(QStringView segment)
-{
-    static const QRegularExpression pattern(u"^(con|prn|aux|nul|conin\\$|conout\\$|(com|lpt)[1-9¹²³]) *(\\.|$)"_s,
-                                            QRegularExpression::CaseInsensitiveOption);
-    return pattern.match(segment.toString()).hasMatch();
-}
 
 bool isDownloadInFlight(QStringView segment)
 {
@@ -67,7 +60,50 @@ QString clashOf(const QString &path, QHash<QString, Holder> &taken)
     return {};
 }
 
+/// What a build puts on a player's drive, each name as Windows looks it up and as it is written.
+struct NamesOnDrive {
+    QHash<QString, QString> files;
+    QHash<QString, QString> folders;
+};
+
+NamesOnDrive namesOnDrive(const QStringList &paths)
+{
+    NamesOnDrive names;
+    for (const QString &path : paths) {
+        names.files.insert(foldedLetters(path), path);
+        const QStringList around = foldersAndPath(path);
+        for (qsizetype level = 0; level + 1 < around.size(); ++level) {
+            names.folders.insert(foldedLetters(around.at(level)), around.at(level));
+        }
+    }
+    return names;
+}
+
+/// What becomes of \a path, which leaves the build, where \a next holds its name in another way; empty if it does not.
+QString departureClash(const QString &path, const NamesOnDrive &next)
+{
+    const QString key = foldedLetters(path);
+    if (const QString file = next.files.value(key); !file.isEmpty()) {
+        return u"\"%1\" is \"%2\" in the published build: Windows takes them for one file, which would be deleted "
+               "after the update. Keep the old name, or first publish a build without this file."_s.arg(file, path);
+    }
+    if (const QString folder = next.folders.value(key); !folder.isEmpty()) {
+        return u"The folder \"%1\" is the file \"%2\" in the published build, and nothing can be put into a file. "
+               u"First "
+               "publish a build without \"%2\", or give the folder another name."_s.arg(folder, path);
+    }
+    return {};
+}
+
 } // namespace
+
+/// Whatever stands behind the first dot.
+bool isReservedByWindows(QStringView name)
+{
+    static const QRegularExpression pattern(u"^(con|prn|aux|nul|conin\\$|conout\\$|(com|lpt)[1-9¹²³]) *(\\.|$)"_s,
+                                            QRegularExpression::CaseInsensitiveOption);
+    return pattern.match(name.toString()).hasMatch();
+}
 
 QString pathRefusal(const QString &path)
 {
@@ -94,6 +130,28 @@ QStringList caseClashes(const QStringList &paths)
         const QString clash = clashOf(path, taken);
         if (!clash.isEmpty()) {
             clashes.append(clash);
+        }
+    }
+    return clashes;
+}
+
+QStringList updateClashes(const QStringList &published, const QStringList &next)
+{
+    const NamesOnDrive before = namesOnDrive(published);
+    const NamesOnDrive after = namesOnDrive(next);
+    const QSet<QString> kept(next.begin(), next.end());
+    QStringList clashes;
+    for (const QString &path : published) {
+        const QString clash = kept.contains(path) ? QString() : departureClash(path, after);
+        if (!clash.isEmpty()) {
+            clashes.append(clash);
+        }
+    }
+    for (const QString &path : next) {
+        if (const QString folder = before.folders.value(foldedLetters(path)); !folder.isEmpty()) {
+            clashes.append(
+                u"The file \"%1\" is the folder \"%2\" in the published build, and the launcher leaves a folder "
+                "standing even when it is empty. Give the file another name."_s.arg(path, folder));
         }
     }
     return clashes;

@@ -18,8 +18,8 @@ struct Wording {
 };
 
 /// In the order of PublishStep.
-constexpr std::array<Wording, 3> wordings = {
-    {{u"Hashing", u"Hashed"}, {u"Copying", u"Copied"}, {u"Checking", u"Checked"}}};
+constexpr std::array<Wording, 4> wordings = {
+    {{u"Scanning", u"Scanned"}, {u"Hashing", u"Hashed"}, {u"Copying", u"Copied"}, {u"Checking", u"Checked"}}};
 
 const Wording &wordingOf(PublishStep step)
 {
@@ -28,14 +28,19 @@ const Wording &wordingOf(PublishStep step)
 
 QString summary(const PublishProgress &progress)
 {
-    const QString noun = progress.files == 1 ? u"file"_s : u"files"_s;
+    const QString noun = progress.filesDone == 1 ? u"file"_s : u"files"_s;
     return u"%1 %2 %3, %4."_s.arg(wordingOf(progress.step).done)
-        .arg(progress.files)
-        .arg(noun, formatBytes(progress.bytes));
+        .arg(progress.filesDone)
+        .arg(noun, formatBytes(progress.bytesDone));
 }
 
 QString position(const PublishProgress &progress)
 {
+    if (progress.step == PublishStep::Scan) {
+        return u"%1: %2 files, %3"_s.arg(wordingOf(progress.step).running)
+            .arg(progress.filesDone)
+            .arg(formatBytes(progress.bytesDone));
+    }
     return u"%1: %2 of %3 files, %4 of %5"_s.arg(wordingOf(progress.step).running)
         .arg(progress.filesDone)
         .arg(progress.files)

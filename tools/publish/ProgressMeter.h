@@ -7,12 +7,12 @@
 
 namespace velmo::publish {
 
-enum class PublishStep { Hash, Copy, Check };
+enum class PublishStep { Scan, Hash, Copy, Check };
 
 /// How far one step has come.
 struct PublishProgress {
     PublishStep step = PublishStep::Hash;
-    qsizetype files = 0;
+    qsizetype files = 0; ///< to be done, as bytes; 0 while a scan is still finding out
     qint64 bytes = 0;
     qsizetype filesDone = 0;
     qint64 bytesDone = 0;

@@ -1,11 +1,12 @@
 #include "publish/Publisher.h"
 
 #include "publish/ParallelFor.h"
+#include "publish/PathRules.h"
+#include "publish/TreeLock.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-#include <QLockFile>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QSet>
@@ -33,6 +34,18 @@ QString canonicalTarget(const QString &path)
 bool isSameOrInside(const QString &path, const QString &folder)
 {
     return path == folder || path.startsWith(folder.endsWith(u'/') ? folder : QString(folder + u'/'));
+}
+
+/// Of build files or of files of a manifest.
+template<typename File>
+QStringList pathsOf(const QList<File> &files)
+{
+    QStringList paths;
+    paths.reserve(files.size());
+    for (const File &file : files) {
+        paths.append(file.path);
+    }
+    return paths;
 }
 
 /// Whole seconds, since that is what the manifest's text form keeps.
@@ -79,13 +92,13 @@ PublishResult Publisher::run()
         result_.problems.append(u"The folder \"%1\" cannot be made."_s.arg(tree_.gameFolder()));
         return result_;
     }
-    // Two at a time would race for the build number, and one would prune what the other is about to name.
-    QLockFile lock(QDir(tree_.gameFolder()).filePath(u".publish.lock"_s));
-    lock.setStaleLockTime(0); // a large build takes its time; only a process that is gone loses its lock
-    if (!lock.tryLock()) {
-        result_.problems.append(u"\"%1\" is being published into by another velmo-publish, or cannot be written."_s.arg(
-            tree_.gameFolder()));
+    TreeLock lock(tree_.gameFolder());
+    if (!lock.take()) {
+        result_.problems.append(lock.refusal());
         return result_;
+    }
+    if (!lock.warning().isEmpty()) {
+        result_.warnings.append(lock.warning());
     }
     result_.problems = publishFiles();
     if (result_.problems.isEmpty() && order_.prune) {
@@ -99,26 +112,30 @@ QStringList Publisher::refusals()
     if (const QString refusal = placeRefusal(); !refusal.isEmpty()) {
         return {refusal};
     }
-    const BuildScan scan = BuildScanner(order_.source).scan();
+    // Seen before the walk, which takes its time; what is put in place meanwhile is for the second look.
+    const std::optional<ChannelManifest> publishedBefore = published();
+    ProgressMeter meter(progress_);
+    meter.begin(PublishStep::Scan, 0, 0);
+    const BuildScan scan = BuildScanner(order_.source, &meter).scan();
+    if (scan.refusals.isEmpty()) {
+        meter.finish();
+    }
     files_ = scan.files;
     QStringList refusals = scan.refusals;
     const auto isProgram = [this](const BuildFile &file) { return file.path == order_.executable; };
     if (!order_.executable.isEmpty() && std::none_of(files_.cbegin(), files_.cend(), isProgram)) {
         refusals.append(u"The executable \"%1\" is not in the build."_s.arg(order_.executable));
     }
-    if (const QString refusal = publishedRefusal(); !refusal.isEmpty()) {
-        refusals.append(refusal);
-    }
-    return refusals + pruneRefusals();
+    return refusals + publishedRefusals(publishedBefore) + pruneRefusals();
 }
 
 QStringList Publisher::publishFiles()
 {
     // Another publisher may have been faster since the refusals were looked for.
-    if (const QString refusal = publishedRefusal(); !refusal.isEmpty()) {
-        return {refusal};
+    QStringList problems = publishedRefusals(published());
+    if (problems.isEmpty()) {
+        problems = hashFiles();
     }
-    QStringList problems = hashFiles();
     if (problems.isEmpty()) {
         problems = copyFiles();
     }
@@ -232,22 +249,30 @@ QString Publisher::placeRefusal() const
     return {};
 }
 
-QString Publisher::publishedRefusal() const
+/// The channel's manifest as it stands now, if it has one.
+std::optional<ChannelManifest> Publisher::published() const
 {
-    if (order_.allowOlder || !tree_.hasManifest(order_.channel)) {
+    return tree_.hasManifest(order_.channel) ? std::optional(tree_.readManifest(order_.channel)) : std::nullopt;
+}
+
+/// What keeps the build from following \a published. Nobody can install over clashing paths, so those have no option.
+QStringList Publisher::publishedRefusals(const std::optional<ChannelManifest> &published) const
+{
+    if (!published) {
         return {};
     }
-    const ChannelManifest published = tree_.readManifest(order_.channel);
-    if (!published.error.isEmpty()) {
-        return published.error + u" With --allow-older it is replaced."_s;
+    if (!published->error.isEmpty()) {
+        return order_.allowOlder ? QStringList()
+                                 : QStringList{published->error + u" With --allow-older it is replaced."_s};
     }
-    if (order_.build <= published.manifest.build) {
-        return u"Build %1 is not above build %2, which \"%3\" publishes. With --allow-older it is replaced."_s
-            .arg(order_.build)
-            .arg(published.manifest.build)
-            .arg(published.path);
+    QStringList refusals;
+    if (!order_.allowOlder && order_.build <= published->manifest.build) {
+        refusals.append(u"Build %1 is not above build %2, which \"%3\" publishes. With --allow-older it is replaced."_s
+                            .arg(order_.build)
+                            .arg(published->manifest.build)
+                            .arg(published->path));
     }
-    return {};
+    return refusals + updateClashes(pathsOf(published->manifest.files), pathsOf(files_));
 }
 
 /// The channel's own manifest is about to be replaced, so only the others can stand in the way.
@@ -264,9 +289,20 @@ QStringList Publisher::pruneRefusals() const
     return refusals;
 }
 
+/// The build is walked once more: what has come meanwhile would be missing from what goes out.
 QStringList Publisher::changedFiles() const
 {
-    QStringList changed;
+    ProgressMeter meter(progress_);
+    meter.begin(PublishStep::Scan, 0, 0);
+    const BuildScan now = BuildScanner(order_.source, &meter).scan();
+    QStringList changed = now.refusals;
+    const QStringList paths = pathsOf(files_);
+    const QSet<QString> seen(paths.begin(), paths.end());
+    for (const BuildFile &file : now.files) {
+        if (!seen.contains(file.path)) {
+            changed.append(u"\"%1\" appeared while the build was being published."_s.arg(file.location));
+        }
+    }
     for (const BuildFile &file : files_) {
         if (file.hasChanged()) {
             changed.append(u"\"%1\" changed while it was being published."_s.arg(file.location));

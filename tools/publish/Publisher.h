@@ -8,6 +8,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+
 namespace velmo::publish {
 
 /// What is to be published, and how.
@@ -27,6 +29,7 @@ struct PublishOrder {
 
 struct PublishResult {
     QStringList problems; ///< sentences that name the path; empty when all was done
+    QStringList warnings; ///< sentences on what somebody should look at, though it did not keep the build back
     Manifest manifest;    ///< what was put in place; invalid when nothing was
     qsizetype copied = 0; ///< content files that the tree did not hold yet
     PruneResult pruned;
@@ -51,7 +54,8 @@ private:
     QStringList prune();
 
     QString placeRefusal() const;
-    QString publishedRefusal() const;
+    std::optional<ChannelManifest> published() const;
+    QStringList publishedRefusals(const std::optional<ChannelManifest> &published) const;
     QStringList pruneRefusals() const;
     QStringList changedFiles() const;
     QList<qsizetype> filesToCopy() const;

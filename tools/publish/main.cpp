@@ -1,5 +1,6 @@
 #include "core/Format.h"
 #include "publish/CommandLine.h"
+#include "publish/OneLine.h"
 #include "publish/ProgressLine.h"
 #include "publish/Publisher.h"
 #include "publish/TreeCheck.h"
@@ -33,7 +34,7 @@ bool isOutputATerminal()
 void printProblems(QTextStream &errors, const QStringList &problems)
 {
     for (const QString &problem : problems) {
-        errors << problem << Qt::endl;
+        errors << velmo::publish::onOneLine(problem) << Qt::endl;
     }
 }
 
@@ -41,12 +42,10 @@ void printPublished(QTextStream &out, const velmo::publish::PublishOrder &order,
                     const velmo::publish::PublishResult &result)
 {
     const velmo::Manifest &manifest = result.manifest;
-    out << u"Published %1 build %2 on %3. Files: %4, %5; new to the tree: %6."_s.arg(manifest.version)
-               .arg(manifest.build)
-               .arg(manifest.channel)
-               .arg(manifest.files.size())
-               .arg(velmo::formatBytes(manifest.totalSize()))
-               .arg(result.copied)
+    out << u"Published %1 build %2 on %3. Files: %4, %5; new to the tree: %6."_s.arg(
+               velmo::publish::onOneLine(manifest.version), QString::number(manifest.build), manifest.channel,
+               QString::number(manifest.files.size()), velmo::formatBytes(manifest.totalSize()),
+               QString::number(result.copied))
         << Qt::endl;
     if (order.prune) {
         out << u"Pruned files: %1, %2."_s.arg(result.pruned.files).arg(velmo::formatBytes(result.pruned.bytes))
@@ -64,6 +63,7 @@ int publish(const velmo::publish::PublishOrder &order, QTextStream &out, QTextSt
     if (result.manifest.valid) {
         printPublished(out, order, result);
     }
+    printProblems(errors, result.warnings);
     printProblems(errors, result.problems);
     if (!result.manifest.valid) {
         errors << u"Nothing was published."_s << Qt::endl;
@@ -103,7 +103,7 @@ int main(int argc, char **argv)
     case velmo::publish::CommandLine::Task::Check:
         return check(line.order, out, errors);
     case velmo::publish::CommandLine::Task::Mistake:
-        errors << line.mistake << Qt::endl << u"See velmo-publish --help."_s << Qt::endl;
+        errors << velmo::publish::onOneLine(line.mistake) << Qt::endl << u"See velmo-publish --help."_s << Qt::endl;
         return wrongUsage;
     }
     return wrongUsage;

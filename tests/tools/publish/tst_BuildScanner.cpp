@@ -1,4 +1,5 @@
 #include "publish/BuildScanner.h"
+#include "publish/ProgressMeter.h"
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
 
@@ -45,6 +46,9 @@ private slots:
     void linkLoopIsRefused_data();
     void linkLoopIsRefused();
     void loopOverTwoFoldersIsRefused();
+    void folderUnderAsManyPathsAsAllowedIsPublished();
+    void linksThatDoubleThePathsAreRefusedAfterABoundedWalk();
+    void walkReportsAsItGoesOn();
     void sourceGivenThroughALinkIsPublished();
     void specialFileIsRefused();
     void socketIsRefused();
@@ -329,6 +333,63 @@ void tst_BuildScanner::loopOverTwoFoldersIsRefused()
     QCOMPARE(scanOf(fixture).refusals,
              QStringList({u"\"a/to-b/to-a\" is a symbolic link that leads back to a folder around it."_s,
                           u"\"b/to-a/to-b\" is a symbolic link that leads back to a folder around it."_s}));
+}
+
+void tst_BuildScanner::folderUnderAsManyPathsAsAllowedIsPublished()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/a"_s, "x");
+    for (int number = 1; number < velmo::publish::BuildScanner::mostPathsOfAFolder; ++number) {
+        fixture.link(u"Data"_s, u"link%1"_s.arg(number));
+    }
+    velmo::publish::BuildScan scan = scanOf(fixture);
+    QCOMPARE(scan.refusals, QStringList());
+    QCOMPARE(scan.files.size(), 64);
+
+    fixture.link(u"Data"_s, u"one more"_s);
+    fixture.link(u"Data"_s, u"yet one more"_s);
+    scan = scanOf(fixture);
+    const QString canonical = QFileInfo(fixture.build() + u"/Data"_s).canonicalFilePath();
+    QCOMPARE(scan.refusals, QStringList{u"\"one more\" leads to the folder \"%1\", which symbolic links already put "
+                                        "under 64 other paths; more are not followed."_s.arg(canonical)});
+    QCOMPARE(scan.files.size(), 64);
+}
+
+void tst_BuildScanner::linksThatDoubleThePathsAreRefusedAfterABoundedWalk()
+{
+    constexpr int levels = 12; // 4095 paths for as many files
+    const PublishFixture fixture;
+    for (int level = 0; level < levels; ++level) {
+        fixture.write(u"%1/file"_s.arg(level, 2, 10, QChar(u'0')), "x");
+        if (level > 0) {
+            fixture.link(u"../%1"_s.arg(level, 2, 10, QChar(u'0')), u"%1/a"_s.arg(level - 1, 2, 10, QChar(u'0')));
+            fixture.link(u"../%1"_s.arg(level, 2, 10, QChar(u'0')), u"%1/b"_s.arg(level - 1, 2, 10, QChar(u'0')));
+        }
+    }
+    const velmo::publish::BuildScan scan = scanOf(fixture);
+    QVERIFY(!scan.refusals.isEmpty());
+    QVERIFY2(scan.refusals.size() < levels, "one sentence for a folder, not for each of its paths");
+    QVERIFY(velmo::test::anyContains(scan.refusals, u"other paths; more are not followed."_s));
+    QVERIFY(scan.files.size() <= levels * velmo::publish::BuildScanner::mostPathsOfAFolder);
+}
+
+void tst_BuildScanner::walkReportsAsItGoesOn()
+{
+    const PublishFixture fixture;
+    for (int number = 0; number < 600; ++number) {
+        fixture.write(QString::number(number), "xy");
+    }
+    QList<velmo::publish::PublishProgress> reports;
+    velmo::publish::ProgressMeter meter(
+        [&reports](const velmo::publish::PublishProgress &progress) { reports.append(progress); });
+    meter.begin(velmo::publish::PublishStep::Scan, 0, 0);
+    QCOMPARE(velmo::publish::BuildScanner(fixture.build(), &meter).scan().files.size(), 600);
+    meter.finish();
+    QCOMPARE(reports.size(), 4);
+    QCOMPARE(reports.at(1).filesDone, 256);
+    QCOMPARE(reports.at(2).filesDone, 512);
+    QCOMPARE(reports.at(2).bytesDone, 1024);
+    QCOMPARE(reports.at(3).filesDone, 600);
 }
 
 void tst_BuildScanner::sourceGivenThroughALinkIsPublished()

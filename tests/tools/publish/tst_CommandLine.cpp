@@ -114,13 +114,21 @@ void tst_CommandLine::mistakeIsNamed_data()
         QTest::newRow(qUtf8Printable(name + " missing"_L1)) << goodArguments(name) << name + u" is missing."_s;
         QTest::newRow(qUtf8Printable(name + " empty"_L1)) << goodArguments(name, u""_s) << name + u" is missing."_s;
     }
-    for (const QString &channel : {u"Release"_s, u".."_s, u"a/b"_s, u"a b"_s, u"ä"_s, u"a.b"_s, u"a\n"_s}) {
+    for (const QString &channel :
+         {u"Release"_s, u".."_s, u"a/b"_s, u"a b"_s, u"ä"_s, u"a.b"_s, u"a\n"_s, u"-"_s, u"-beta"_s}) {
         QTest::newRow(qUtf8Printable("channel "_L1 + channel))
             << goodArguments(u"--channel"_s, channel)
-            << u"--channel takes letters a to z, digits and hyphens, not \"%1\"."_s.arg(channel);
+            << u"--channel takes letters a to z, digits and hyphens, no hyphen first, not \"%1\"."_s.arg(channel);
     }
     QTest::newRow("channel files") << goodArguments(u"--channel"_s, u"files"_s)
                                    << u"--channel cannot be \"files\": the content files lie in that folder."_s;
+    for (const QString &name : {u"con"_s, u"prn"_s, u"aux"_s, u"nul"_s, u"com1"_s, u"lpt9"_s}) {
+        for (const QString &option : {u"--channel"_s, u"--game"_s}) {
+            QTest::newRow(qUtf8Printable(option + u' ' + name))
+                << goodArguments(option, name)
+                << u"%1 cannot be \"%2\": Windows reserves that name for a device."_s.arg(option, name);
+        }
+    }
     for (const QString &build : {u"x"_s, u"1.5"_s, u"2147483648"_s, u"12a"_s}) {
         QTest::newRow(qUtf8Printable("build "_L1 + build))
             << goodArguments(u"--build"_s, build)
@@ -133,10 +141,10 @@ void tst_CommandLine::mistakeIsNamed_data()
             << goodArguments() + QStringList{u"--jobs"_s, jobs}
             << u"--jobs takes a number from 1 to 256, not \"%1\"."_s.arg(jobs);
     }
-    for (const QString &game : {u"../x"_s, u""_s}) {
+    for (const QString &game : {u"../x"_s, u"-"_s, u""_s}) {
         QTest::newRow(qUtf8Printable("game "_L1 + game))
             << goodArguments() + QStringList{u"--game"_s, game}
-            << u"--game takes letters a to z, digits and hyphens, not \"%1\"."_s.arg(game);
+            << u"--game takes letters a to z, digits and hyphens, no hyphen first, not \"%1\"."_s.arg(game);
     }
     QTest::newRow("nothing") << QStringList() << u"--source is missing."_s;
     QTest::newRow("unknown") << QStringList{u"--force"_s} << u"Unknown option 'force'."_s;

@@ -60,7 +60,8 @@ void tst_ContentTree::folderNamesAreSafe_data()
     for (const QString &name : {u"release"_s, u"rc-2"_s, u"1"_s}) {
         QTest::newRow(qUtf8Printable(name)) << name << true;
     }
-    for (const QString &name : {u""_s, u"."_s, u".."_s, u"a/b"_s, u"A"_s, u"a_b"_s, u"a b"_s, u"é"_s, u"a\n"_s}) {
+    for (const QString &name :
+         {u""_s, u"."_s, u".."_s, u"a/b"_s, u"A"_s, u"-"_s, u"-a"_s, u"a_b"_s, u"a b"_s, u"é"_s, u"a\n"_s}) {
         QTest::newRow(qUtf8Printable("not "_L1 + name)) << name << false;
     }
 }

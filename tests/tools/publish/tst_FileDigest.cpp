@@ -1,9 +1,10 @@
 #include "publish/FileDigest.h"
 #include "publish/ProgressMeter.h"
+#include "support/FullDrive.h"
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
 
-#include <QBuffer>
+#include <QSaveFile>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -14,7 +15,8 @@ private slots:
     void digestCountsAndCopiesEveryByte_data();
     void digestCountsAndCopiesEveryByte();
     void unreadableFileIsNamed();
-    void copyThatTakesNothingIsNoticed();
+    void copyThatTakesTooLittleIsNoticed_data();
+    void copyThatTakesTooLittleIsNoticed();
 };
 
 void tst_FileDigest::digestCountsAndCopiesEveryByte_data()
@@ -39,15 +41,16 @@ void tst_FileDigest::digestCountsAndCopiesEveryByte()
     velmo::test::writeFile(path, bytes);
     velmo::publish::PublishProgress last;
     velmo::publish::ProgressMeter meter([&last](const velmo::publish::PublishProgress &progress) { last = progress; });
-    QBuffer copy;
-    QVERIFY(copy.open(QIODevice::WriteOnly));
+    QSaveFile copy(folder.filePath(u"copy"_s));
+    QVERIFY(copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
 
     const velmo::publish::FileDigest digest = velmo::publish::digestFile(path, meter, &copy);
     meter.report();
     QCOMPARE(digest.error, QString());
     QCOMPARE(digest.size, size);
     QCOMPARE(digest.sha256, velmo::test::sha256Of(bytes));
-    QVERIFY(copy.data() == bytes);
+    QVERIFY(copy.commit());
+    QVERIFY(velmo::test::contentOf(copy.fileName()) == bytes);
     QCOMPARE(last.bytesDone, size);
 }
 
@@ -60,16 +63,30 @@ void tst_FileDigest::unreadableFileIsNamed()
              u"\"%1\" cannot be read: No such file or directory."_s.arg(path));
 }
 
-void tst_FileDigest::copyThatTakesNothingIsNoticed()
+void tst_FileDigest::copyThatTakesTooLittleIsNoticed_data()
 {
+    QTest::addColumn<qint64>("room");
+    QTest::newRow("nothing") << qint64{0};
+    QTest::newRow("a part of a block") << qint64{500'000};
+    QTest::newRow("all but the last byte") << qint64{1024} * 1024;
+}
+
+void tst_FileDigest::copyThatTakesTooLittleIsNoticed()
+{
+    QFETCH(qint64, room);
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"file"_s);
-    velmo::test::writeFile(path, QByteArray(qsizetype{1024} * 1024, 'x'));
-    QFile full(u"/dev/full"_s);
-    QVERIFY(full.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    velmo::test::writeFile(path, QByteArray(qsizetype{1024} * 1024 + 1, 'x'));
+    QSaveFile copy(folder.filePath(u"copy"_s));
+    QVERIFY(copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
     velmo::publish::ProgressMeter meter({});
-    QCOMPARE(velmo::publish::digestFile(path, meter, &full).error,
-             u"\"%1\" cannot be copied: No space left on device."_s.arg(path));
+    QString error;
+    {
+        const velmo::test::FullDrive drive(room);
+        error = velmo::publish::digestFile(path, meter, &copy).error;
+    }
+    QCOMPARE(error, u"\"%1\" cannot be copied to \"%2\": File too large."_s.arg(path, copy.fileName()));
+    QVERIFY(!copy.commit());
 }
 
 int main(int argc, char **argv)

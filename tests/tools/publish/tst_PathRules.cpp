@@ -16,6 +16,11 @@ private slots:
     void namesThatDifferInMoreThanCaseStandTogether_data();
     void namesThatDifferInMoreThanCaseStandTogether();
     void eachClashingPathIsReportedOnce();
+    void updateThatFailsOnWindowsSaysWhatToDo_data();
+    void updateThatFailsOnWindowsSaysWhatToDo();
+    void updateThatLeavesOtherNamesAloneIsTaken_data();
+    void updateThatLeavesOtherNamesAloneIsTaken();
+    void everyClashOfAnUpdateIsReported();
 };
 
 void tst_PathRules::goodPathIsTaken_data()
@@ -117,6 +122,72 @@ void tst_PathRules::eachClashingPathIsReportedOnce()
     QCOMPARE(clashes.size(), 2);
     QVERIFY(clashes.at(0).startsWith("\"a/b/X\""_L1));
     QVERIFY(clashes.at(1).startsWith("\"a/c\""_L1));
+}
+
+void tst_PathRules::updateThatFailsOnWindowsSaysWhatToDo_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("after");
+    QTest::addColumn<QString>("sentence");
+    const QString renamed =
+        u"\"%2\" is \"%1\" in the published build: Windows takes them for one file, which would be "
+        "deleted after the update. Keep the old name, or first publish a build without this file."_s;
+    QTest::newRow("file") << u"Readme"_s << u"README"_s << renamed.arg(u"Readme"_s, u"README"_s);
+    QTest::newRow("folder") << u"Data/A.pak"_s << u"data/A.pak"_s << renamed.arg(u"Data/A.pak"_s, u"data/A.pak"_s);
+    QTest::newRow("both") << u"Data/A.pak"_s << u"data/a.pak"_s << renamed.arg(u"Data/A.pak"_s, u"data/a.pak"_s);
+    QTest::newRow("beyond ASCII") << u"Ärger"_s << u"ärger"_s << renamed.arg(u"Ärger"_s, u"ärger"_s);
+    const QString filled =
+        u"The folder \"%2\" is the file \"%1\" in the published build, and nothing can be put into a "
+        "file. First publish a build without \"%1\", or give the folder another name."_s;
+    QTest::newRow("file to folder") << u"Data"_s << u"Data/x"_s << filled.arg(u"Data"_s, u"Data"_s);
+    QTest::newRow("file to folder far up") << u"a/b"_s << u"a/b/c/d/e"_s << filled.arg(u"a/b"_s, u"a/b"_s);
+    QTest::newRow("file to folder in other case") << u"data"_s << u"Data/x"_s << filled.arg(u"data"_s, u"Data"_s);
+    const QString emptied =
+        u"The file \"%2\" is the folder \"%1\" in the published build, and the launcher leaves a folder "
+        "standing even when it is empty. Give the file another name."_s;
+    QTest::newRow("folder to file") << u"Data/x"_s << u"Data"_s << emptied.arg(u"Data"_s, u"Data"_s);
+    QTest::newRow("inner folder to file") << u"a/b/c/d"_s << u"a/b"_s << emptied.arg(u"a/b"_s, u"a/b"_s);
+    QTest::newRow("folder to file in other case") << u"Data/x"_s << u"data"_s << emptied.arg(u"Data"_s, u"data"_s);
+}
+
+void tst_PathRules::updateThatFailsOnWindowsSaysWhatToDo()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, after);
+    QFETCH(QString, sentence);
+    QCOMPARE(velmo::publish::updateClashes({u"a/same"_s, before}, {u"a/same"_s, after}), QStringList{sentence});
+}
+
+void tst_PathRules::updateThatLeavesOtherNamesAloneIsTaken_data()
+{
+    QTest::addColumn<QStringList>("before");
+    QTest::addColumn<QStringList>("after");
+    QTest::newRow("the same") << QStringList{u"A/x"_s, u"b"_s} << QStringList{u"A/x"_s, u"b"_s};
+    QTest::newRow("the first") << QStringList() << QStringList{u"A/x"_s};
+    QTest::newRow("gone") << QStringList{u"A/x"_s, u"b"_s} << QStringList{u"b"_s};
+    QTest::newRow("come") << QStringList{u"b"_s} << QStringList{u"A/x"_s, u"b"_s};
+    QTest::newRow("a folder in other case with other files") << QStringList{u"Data/x"_s} << QStringList{u"data/y"_s};
+    QTest::newRow("a name that another begins with") << QStringList{u"Data"_s} << QStringList{u"Data.pak/x"_s};
+    QTest::newRow("the name in another folder") << QStringList{u"A/x"_s} << QStringList{u"B/X"_s};
+}
+
+void tst_PathRules::updateThatLeavesOtherNamesAloneIsTaken()
+{
+    QFETCH(QStringList, before);
+    QFETCH(QStringList, after);
+    QCOMPARE(velmo::publish::updateClashes(before, after), QStringList());
+}
+
+void tst_PathRules::everyClashOfAnUpdateIsReported()
+{
+    // The published one comes from another tool, which let two names of one file through.
+    const QStringList clashes = velmo::publish::updateClashes({u"B"_s, u"C/x"_s, u"C/y"_s, u"a"_s, u"A"_s, u"d"_s},
+                                                              {u"A"_s, u"b/1"_s, u"b/2"_s, u"C"_s, u"D"_s});
+    QCOMPARE(clashes.size(), 4);
+    QVERIFY(clashes.at(0).startsWith("The folder \"b\" is the file \"B\""_L1));
+    QVERIFY(clashes.at(1).startsWith("\"A\" is \"a\""_L1));
+    QVERIFY(clashes.at(2).startsWith("\"D\" is \"d\""_L1));
+    QVERIFY(clashes.at(3).startsWith("The file \"C\" is the folder \"C\""_L1));
 }
 
 int main(int argc, char **argv)

@@ -13,6 +13,7 @@ class tst_ProgressLine : public QObject {
 private slots:
     void terminalRewritesOneLineAndSumsUp();
     void elsewhereOnlyTheSumIsWritten();
+    void scanShowsWhatItHasFoundSoFar();
     void stepsAreNamed_data();
     void stepsAreNamed();
     void shorterTextCoversTheLonger();
@@ -49,10 +50,19 @@ void tst_ProgressLine::elsewhereOnlyTheSumIsWritten()
     QCOMPARE(text, u"Hashed 2 files, 3.0 KB.\n"_s);
 }
 
+void tst_ProgressLine::scanShowsWhatItHasFoundSoFar()
+{
+    QString text;
+    QTextStream out(&text);
+    velmo::publish::ProgressLine(out, true).show({PublishStep::Scan, 0, 0, 256, 3000, false});
+    QCOMPARE(text, u"\rScanning: 256 files, 3.0 KB"_s);
+}
+
 void tst_ProgressLine::stepsAreNamed_data()
 {
     QTest::addColumn<PublishProgress>("progress");
     QTest::addColumn<QString>("line");
+    QTest::newRow("scan") << PublishProgress{PublishStep::Scan, 0, 0, 2, 5, true} << u"Scanned 2 files, 5 B.\n"_s;
     QTest::newRow("hash") << PublishProgress{PublishStep::Hash, 1, 5, 1, 5, true} << u"Hashed 1 file, 5 B.\n"_s;
     QTest::newRow("copy") << PublishProgress{PublishStep::Copy, 0, 0, 0, 0, true} << u"Copied 0 files, 0 B.\n"_s;
     QTest::newRow("check") << PublishProgress{PublishStep::Check, 2, 5, 2, 5, true} << u"Checked 2 files, 5 B.\n"_s;

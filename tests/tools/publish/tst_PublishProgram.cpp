@@ -1,11 +1,15 @@
 #include "publish/CommandLine.h"
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
+#include "tools/publish/PublishRun.h"
 
-#include <QProcess>
+#include <QDateTime>
+#include <QFile>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::PublishFixture;
+using velmo::test::PublishRun;
+using velmo::test::runPublish;
 
 /// velmo-publish as a script or a person runs it.
 class tst_PublishProgram : public QObject {
@@ -18,29 +22,15 @@ private slots:
     void publishingGivesZero();
     void namesBeyondAsciiPassTheCommandLine();
     void refusalGivesOneAndNamesThePath();
+    void reasonIsOneLineWhateverTheNameHolds();
+    void mistakeIsOneLineWhateverTheArgumentHolds();
+    void resultIsOneLineWhateverTheVersionHolds();
+    void leftOverLockOfAnotherHostIsAWarning();
     void checkOfAGoodTreeGivesZero();
     void checkOfABadTreeGivesOneAndNamesThePath();
 };
 
 namespace {
-
-struct Run {
-    int exitCode = -1;
-    QString output;
-    QString errors;
-};
-
-Run runProgram(const QStringList &arguments)
-{
-    QProcess process;
-    process.start(QStringLiteral(VELMO_PUBLISH_PROGRAM), arguments);
-    process.waitForFinished();
-    Run run;
-    run.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    run.output = QString::fromUtf8(process.readAllStandardOutput());
-    run.errors = QString::fromUtf8(process.readAllStandardError());
-    return run;
-}
 
 QStringList publishArguments(const PublishFixture &fixture, int build = 1)
 {
@@ -52,7 +42,7 @@ QStringList publishArguments(const PublishFixture &fixture, int build = 1)
 
 void tst_PublishProgram::helpGoesToTheOutput()
 {
-    const Run run = runProgram({u"--help"_s});
+    const PublishRun run = runPublish({u"--help"_s});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.output, velmo::publish::commandLineHelp());
     QCOMPARE(run.errors, QString());
@@ -66,14 +56,14 @@ void tst_PublishProgram::mistakeGivesTwo_data()
     QTest::newRow("unknown option") << QStringList{u"--force"_s} << u"Unknown option 'force'."_s;
     QTest::newRow("channel") << QStringList{u"--source"_s, u"a"_s,         u"--out"_s, u"b"_s,       u"--channel"_s,
                                             u"../x"_s,     u"--version"_s, u"1"_s,     u"--build"_s, u"1"_s}
-                             << u"--channel takes letters a to z, digits and hyphens, not \"../x\"."_s;
+                             << u"--channel takes letters a to z, digits and hyphens, no hyphen first, not \"../x\"."_s;
 }
 
 void tst_PublishProgram::mistakeGivesTwo()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, sentence);
-    const Run run = runProgram(arguments);
+    const PublishRun run = runPublish(arguments);
     QCOMPARE(run.exitCode, 2);
     QCOMPARE(run.output, QString());
     QCOMPARE(run.errors, sentence + u"\nSee velmo-publish --help.\n"_s);
@@ -86,10 +76,11 @@ void tst_PublishProgram::publishingGivesZero()
     fixture.write(u"data"_s, "12345");
     QStringList arguments = publishArguments(fixture);
     arguments += {u"--executable"_s, u"game"_s, u"--prune"_s, u"--jobs"_s, u"1"_s};
-    const Run run = runProgram(arguments);
+    const PublishRun run = runPublish(arguments);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.exitCode, 0);
-    QCOMPARE(run.output, u"Hashed 2 files, 12 B.\n"
+    QCOMPARE(run.output, u"Scanned 2 files, 12 B.\n"
+                         "Hashed 2 files, 12 B.\n"
                          "Copied 2 files, 12 B.\n"
                          "Published 1.0 build 1 on release. Files: 2, 12 B; new to the tree: 2.\n"
                          "Pruned files: 0, 0 B.\n"_s);
@@ -102,7 +93,7 @@ void tst_PublishProgram::namesBeyondAsciiPassTheCommandLine()
     fixture.write(u"Füße/地 図"_s, "x");
     QStringList arguments = publishArguments(fixture);
     arguments += {u"--executable"_s, u"Füße/地 図"_s, u"--notes"_s, u"Für alle"_s};
-    QCOMPARE(runProgram(arguments).exitCode, 0);
+    QCOMPARE(runPublish(arguments).exitCode, 0);
     QCOMPARE(fixture.manifest().executable, u"Füße/地 図"_s);
     QCOMPARE(fixture.manifest().notes, u"Für alle"_s);
 }
@@ -111,11 +102,70 @@ void tst_PublishProgram::refusalGivesOneAndNamesThePath()
 {
     const PublishFixture fixture;
     fixture.link(u"nothing"_s, u"Data/ä link"_s);
-    const Run run = runProgram(publishArguments(fixture));
+    const PublishRun run = runPublish(publishArguments(fixture));
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.errors, u"\"Data/ä link\" is a symbolic link that leads nowhere.\nNothing was published.\n"_s);
     QCOMPARE(run.output, QString());
     QVERIFY(!QFile::exists(fixture.tree()));
+}
+
+void tst_PublishProgram::reasonIsOneLineWhateverTheNameHolds()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a\nNothing is wrong.\n"_s, "x");
+    fixture.write(u"\x1b[2Jb"_s, "x");
+    const PublishRun run = runPublish(publishArguments(fixture));
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY(!run.errors.contains(u'\x1b'));
+    const QStringList lines = run.errors.split(u'\n');
+    QCOMPARE(lines.size(), 4);
+    QVERIFY(lines.at(0).startsWith("\"\\x1b[2Jb\" is not a path that the launcher takes"_L1));
+    QVERIFY(lines.at(1).startsWith("\"a\\nNothing is wrong.\\n\" is not a path that the launcher takes"_L1));
+    QCOMPARE(lines.at(2), u"Nothing was published."_s);
+}
+
+void tst_PublishProgram::mistakeIsOneLineWhateverTheArgumentHolds()
+{
+    const PublishRun run = runPublish({u"a\n\x1b[2J"_s});
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.errors, u"\"a\\n\\x1b[2J\" stands alone; every value follows its option.\n"
+                         "See velmo-publish --help.\n"_s);
+}
+
+void tst_PublishProgram::resultIsOneLineWhateverTheVersionHolds()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    QStringList arguments = publishArguments(fixture);
+    arguments.replace(arguments.indexOf(u"1.0"_s), u"1.0\n\x1b[2J %2"_s);
+    const PublishRun run = runPublish(arguments);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.output.split(u'\n').at(3),
+             u"Published 1.0\\n\\x1b[2J %2 build 1 on release. Files: 1, 1 B; new to the tree: 1."_s);
+}
+
+void tst_PublishProgram::leftOverLockOfAnotherHostIsAWarning()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "12345");
+    const QString lock = fixture.contentTree().gameFolder() + u"/.publish.lock"_s;
+    velmo::test::writeFile(lock, "77\nvelmo-publish\nbuild-7\n");
+    QStringList arguments = publishArguments(fixture);
+    const PublishRun refused = runPublish(arguments);
+    QCOMPARE(refused.exitCode, 1);
+    QVERIFY2(refused.errors.contains(lock) && refused.errors.contains("on \"build-7\""_L1),
+             qUtf8Printable(refused.errors));
+
+    QFile file(lock);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(QDateTime::currentDateTime().addDays(-3), QFile::FileModificationTime));
+    file.close();
+    const PublishRun run = runPublish(arguments);
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.errors,
+             u"The lock \"%1\" of velmo-publish, process 77 on \"build-7\" is 72 hours old; it was taken for "
+             "left over and replaced.\n"_s.arg(lock));
+    QCOMPARE(fixture.manifest().build, 1);
 }
 
 void tst_PublishProgram::checkOfAGoodTreeGivesZero()
@@ -123,7 +173,7 @@ void tst_PublishProgram::checkOfAGoodTreeGivesZero()
     const PublishFixture fixture;
     fixture.write(u"data"_s, "12345");
     QCOMPARE(fixture.publish().problems, QStringList());
-    const Run run = runProgram({u"--check"_s, fixture.tree()});
+    const PublishRun run = runPublish({u"--check"_s, fixture.tree()});
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.output, u"Checked 1 file, 5 B.\nThe tree is good. Manifests: 1; files: 1.\n"_s);
@@ -135,7 +185,7 @@ void tst_PublishProgram::checkOfABadTreeGivesOneAndNamesThePath()
     fixture.write(u"data"_s, "12345");
     QCOMPARE(fixture.publish().problems, QStringList());
     QVERIFY(QFile::remove(fixture.storedPath("12345")));
-    const Run run = runProgram({u"--check"_s, fixture.tree()});
+    const PublishRun run = runPublish({u"--check"_s, fixture.tree()});
     QCOMPARE(run.exitCode, 1);
     QCOMPARE(run.errors, u"release: \"data\": \"%1\" is missing.\n"_s.arg(fixture.storedPath("12345")));
     QVERIFY(!run.output.contains("good"_L1));

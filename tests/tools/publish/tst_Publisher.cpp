@@ -40,7 +40,7 @@ private slots:
     void otherGameHasItsOwnFolder();
     void heldFileOfTheRightSizeIsKept();
     void heldFileOfAnotherSizeIsReplaced();
-    void progressGoesFromHashingToCopying();
+    void progressGoesFromScanningToCopyingAndALastLook();
 
     void badBuildIsRefusedBeforeAnythingIsWritten();
     void missingExecutableIsRefused();
@@ -54,6 +54,12 @@ private slots:
     void damagedManifestIsRefused();
     void allowOlderReplacesADamagedManifest();
     void allReasonsAreGivenTogether();
+    void buildThatPlayersCannotUpdateToIsRefused_data();
+    void buildThatPlayersCannotUpdateToIsRefused();
+    void buildBetweenLetsTheNameChange();
+    void otherChannelsNamesAreNotCompared();
+    void buildPublishedDuringTheWalkIsSeenAtTheSecondLook_data();
+    void buildPublishedDuringTheWalkIsSeenAtTheSecondLook();
     void secondPublisherIsRefused();
     void lockIsGoneAfterwards();
     void treeThatCannotBeMadeIsNamed();
@@ -63,6 +69,9 @@ private slots:
     void fileThatChangesAfterHashingIsNoticed();
     void fileThatChangesToTheSameSizeAndTimeIsNoticed();
     void fileThatVanishesWhileHashingIsNoticed();
+    void fileThatAppearsIsNoticed();
+    void whatAppearsAndCannotBePublishedIsNoticed();
+    void fileThatGoesAfterCopyingIsNoticed();
     void manifestThatCannotBePutInPlaceIsNamed();
 
     void pruneRemovesWhatOnlyTheOldBuildNamed();
@@ -94,18 +103,33 @@ QStringList stored(const PublishFixture &fixture)
     return PublishFixture::filesBelow(fixture.contentTree().contentFolder());
 }
 
-/// Runs \a order and calls \a action when the step begins.
-PublishResult runWithActionAt(PublishStep step, const PublishOrder &order, const std::function<void()> &action)
+/// Runs \a order and calls \a action at the first report that is \a wanted.
+PublishResult runWithAction(const PublishOrder &order, const std::function<bool(const PublishProgress &)> &wanted,
+                            const std::function<void()> &action)
 {
     Publisher publisher(order);
     bool acted = false;
-    publisher.setProgress([step, &action, &acted](const PublishProgress &progress) {
-        if (progress.step == step && !acted) {
+    publisher.setProgress([&wanted, &action, &acted](const PublishProgress &progress) {
+        if (!acted && wanted(progress)) {
             acted = true;
             action();
         }
     });
     return publisher.run();
+}
+
+/// Runs \a order and calls \a action when the step begins.
+PublishResult runWithActionAt(PublishStep step, const PublishOrder &order, const std::function<void()> &action)
+{
+    return runWithAction(
+        order, [step](const PublishProgress &progress) { return progress.step == step; }, action);
+}
+
+/// Runs \a order and calls \a action when the step is done.
+PublishResult runWithActionAfter(PublishStep step, const PublishOrder &order, const std::function<void()> &action)
+{
+    return runWithAction(
+        order, [step](const PublishProgress &progress) { return progress.step == step && progress.finished; }, action);
 }
 
 } // namespace
@@ -309,7 +333,7 @@ void tst_Publisher::heldFileOfAnotherSizeIsReplaced()
     QCOMPARE(velmo::test::contentOf(fixture.storedPath("data")), "data");
 }
 
-void tst_Publisher::progressGoesFromHashingToCopying()
+void tst_Publisher::progressGoesFromScanningToCopyingAndALastLook()
 {
     const PublishFixture fixture;
     fixture.write(u"a"_s, "same");
@@ -318,18 +342,29 @@ void tst_Publisher::progressGoesFromHashingToCopying()
     Publisher publisher(fixture.order());
     publisher.setProgress([&reports](const PublishProgress &progress) { reports.append(progress); });
     QCOMPARE(publisher.run().problems, QStringList());
-    QVERIFY(reports.size() >= 4);
-    QCOMPARE(reports.first().step, PublishStep::Hash);
-    QCOMPARE(reports.first().files, 2);
-    QCOMPARE(reports.first().bytes, 8);
-    QCOMPARE(reports.first().filesDone, 0);
-    QCOMPARE(reports.last().step, PublishStep::Copy);
-    QCOMPARE(reports.last().files, 1);
-    QCOMPARE(reports.last().filesDone, 1);
-    QCOMPARE(reports.last().bytesDone, 4);
-    const auto finished = std::count_if(reports.cbegin(), reports.cend(),
-                                        [](const PublishProgress &progress) { return progress.finished; });
-    QCOMPARE(finished, 2);
+    QList<PublishStep> begun;
+    QList<PublishProgress> finished;
+    for (const PublishProgress &progress : reports) {
+        if (begun.isEmpty() || begun.last() != progress.step) {
+            QCOMPARE(progress.filesDone, 0);
+            begun.append(progress.step);
+        }
+        if (progress.finished) {
+            finished.append(progress);
+        }
+    }
+    QCOMPARE(begun, QList({PublishStep::Scan, PublishStep::Hash, PublishStep::Copy, PublishStep::Scan}));
+    QCOMPARE(finished.size(), 3);
+    QCOMPARE(finished.at(0).step, PublishStep::Scan);
+    QCOMPARE(finished.at(0).filesDone, 2);
+    QCOMPARE(finished.at(0).bytesDone, 8);
+    QCOMPARE(finished.at(1).step, PublishStep::Hash);
+    QCOMPARE(finished.at(1).files, 2);
+    QCOMPARE(finished.at(1).bytes, 8);
+    QCOMPARE(finished.at(2).step, PublishStep::Copy);
+    QCOMPARE(finished.at(2).files, 1);
+    QCOMPARE(finished.at(2).filesDone, 1);
+    QCOMPARE(finished.at(2).bytesDone, 4);
 }
 
 void tst_Publisher::badBuildIsRefusedBeforeAnythingIsWritten()
@@ -481,6 +516,101 @@ void tst_Publisher::allReasonsAreGivenTogether()
     QCOMPARE(Publisher(order).run().problems.size(), 3);
 }
 
+void tst_Publisher::buildThatPlayersCannotUpdateToIsRefused_data()
+{
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QString>("after");
+    QTest::addColumn<QString>("beginning");
+    QTest::addColumn<bool>("allowOlder");
+    for (const bool allowOlder : {false, true}) {
+        const char *how = allowOlder ? ", rolled back" : "";
+        QTest::addRow("other case%s", how)
+            << u"Data/A.pak"_s << u"data/a.pak"_s << u"\"data/a.pak\" is \"Data/A.pak\" in the published build"_s
+            << allowOlder;
+        QTest::addRow("file to folder%s", how)
+            << u"Data"_s << u"Data/a.pak"_s << u"The folder \"Data\" is the file \"Data\""_s << allowOlder;
+        QTest::addRow("folder to file%s", how)
+            << u"Data/a.pak"_s << u"Data"_s << u"The file \"Data\" is the folder \"Data\""_s << allowOlder;
+    }
+}
+
+void tst_Publisher::buildThatPlayersCannotUpdateToIsRefused()
+{
+    QFETCH(QString, before);
+    QFETCH(QString, after);
+    QFETCH(QString, beginning);
+    QFETCH(bool, allowOlder);
+    const PublishFixture fixture;
+    fixture.write(before, "x");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    const QByteArray published = velmo::test::contentOf(manifestPath(fixture));
+    QVERIFY(QDir(fixture.build()).removeRecursively());
+    fixture.write(after, "y");
+    PublishOrder order = secondOrder(fixture);
+    order.allowOlder = allowOlder;
+    const QStringList problems = Publisher(order).run().problems;
+    QCOMPARE(problems.size(), 1);
+    QVERIFY2(problems.first().startsWith(beginning), qUtf8Printable(problems.first()));
+    QCOMPARE(velmo::test::contentOf(manifestPath(fixture)), published);
+    QVERIFY2(!QFile::exists(fixture.storedPath("y")), "refused before anything is written");
+}
+
+void tst_Publisher::buildBetweenLetsTheNameChange()
+{
+    const PublishFixture fixture;
+    fixture.write(u"always"_s, "x");
+    fixture.write(u"Data/A.pak"_s, "x");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    QVERIFY(QFile::remove(fixture.build() + u"/Data/A.pak"_s));
+    QVERIFY(QDir(fixture.build()).rmdir(u"Data"_s));
+    PublishOrder order = secondOrder(fixture);
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+    fixture.write(u"data/a.pak"_s, "x");
+    order.build = 3;
+    QCOMPARE(Publisher(order).run().problems, QStringList());
+}
+
+void tst_Publisher::otherChannelsNamesAreNotCompared()
+{
+    const PublishFixture fixture;
+    fixture.write(u"Data/A.pak"_s, "x");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    QVERIFY(QDir(fixture.build()).removeRecursively());
+    fixture.write(u"data/a.pak"_s, "x");
+    PublishOrder beta = fixture.order();
+    beta.channel = u"beta"_s;
+    QCOMPARE(Publisher(beta).run().problems, QStringList());
+}
+
+void tst_Publisher::buildPublishedDuringTheWalkIsSeenAtTheSecondLook_data()
+{
+    QTest::addColumn<int>("build");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("part");
+    QTest::newRow("by its number") << 2 << u"other"_s << u"Build 2 is not above build 2"_s;
+    QTest::newRow("by its names") << 1 << u"DATA"_s << u"\"data\" is \"DATA\" in the published build"_s;
+}
+
+void tst_Publisher::buildPublishedDuringTheWalkIsSeenAtTheSecondLook()
+{
+    QFETCH(int, build);
+    QFETCH(QString, path);
+    QFETCH(QString, part);
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "mine");
+    PublishOrder faster = secondOrder(fixture);
+    faster.build = build;
+    faster.source = fixture.folder() + u"/faster"_s;
+    writeFile(faster.source + u'/' + path, "theirs");
+    const PublishResult result = runWithActionAfter(PublishStep::Scan, secondOrder(fixture), [&faster] {
+        QCOMPARE(Publisher(faster).run().problems, QStringList());
+    });
+    QCOMPARE(result.problems.size(), 1);
+    QVERIFY2(result.problems.first().startsWith(part), qUtf8Printable(result.problems.first()));
+    QCOMPARE(fixture.manifest().files.first().path, path);
+    QVERIFY2(!QFile::exists(fixture.storedPath("mine")), "nothing was copied");
+}
+
 void tst_Publisher::secondPublisherIsRefused()
 {
     const PublishFixture fixture;
@@ -489,9 +619,10 @@ void tst_Publisher::secondPublisherIsRefused()
     QVERIFY(QDir().mkpath(game));
     QLockFile first(game + u"/.publish.lock"_s);
     QVERIFY(first.lock());
-    QCOMPARE(
-        fixture.publish().problems,
-        QStringList{u"\"%1\" is being published into by another velmo-publish, or cannot be written."_s.arg(game)});
+    const QStringList problems = fixture.publish().problems;
+    QCOMPARE(problems.size(), 1);
+    QVERIFY(problems.first().startsWith(
+        u"Another build is being published: the lock \"%1\" is held by "_s.arg(first.fileName())));
     first.unlock();
     QCOMPARE(fixture.publish().problems, QStringList());
 }
@@ -597,6 +728,41 @@ void tst_Publisher::fileThatVanishesWhileHashingIsNoticed()
     const PublishResult result =
         runWithActionAt(PublishStep::Hash, fixture.order(), [&path] { QVERIFY(QFile::remove(path)); });
     QCOMPARE(result.problems, QStringList{u"\"%1\" cannot be read: No such file or directory."_s.arg(path)});
+    QVERIFY(!QFile::exists(manifestPath(fixture)));
+}
+
+void tst_Publisher::fileThatAppearsIsNoticed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    fixture.write(u"data"_s, "newer");
+    const PublishResult result =
+        runWithActionAfter(PublishStep::Copy, secondOrder(fixture), [&fixture] { fixture.write(u"Maps/late"_s, "x"); });
+    QCOMPARE(result.problems, QStringList{u"\"%1/Maps/late\" appeared while the build was being published."_s.arg(
+                                  QFileInfo(fixture.build()).canonicalFilePath())});
+    QCOMPARE(fixture.manifest().build, 1);
+}
+
+void tst_Publisher::whatAppearsAndCannotBePublishedIsNoticed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    const PublishResult result =
+        runWithActionAfter(PublishStep::Copy, fixture.order(), [&fixture] { fixture.link(u"nothing"_s, u"late"_s); });
+    QCOMPARE(result.problems, QStringList{u"\"late\" is a symbolic link that leads nowhere."_s});
+    QVERIFY(!QFile::exists(manifestPath(fixture)));
+}
+
+void tst_Publisher::fileThatGoesAfterCopyingIsNoticed()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    fixture.write(u"gone"_s, "y");
+    const QString path = QFileInfo(fixture.build() + u"/gone"_s).canonicalFilePath();
+    const PublishResult result =
+        runWithActionAfter(PublishStep::Copy, fixture.order(), [&path] { QVERIFY(QFile::remove(path)); });
+    QCOMPARE(result.problems, QStringList{u"\"%1\" changed while it was being published."_s.arg(path)});
     QVERIFY(!QFile::exists(manifestPath(fixture)));
 }
 

@@ -1,0 +1,234 @@
+#include "publish/TreeLock.h"
+#include "support/TestEnvironment.h"
+#include "tools/publish/PublishFixture.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+#include <QSysInfo>
+
+#include <sys/stat.h>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::publish::TreeLock;
+using velmo::test::contentOf;
+using velmo::test::writeFile;
+
+class tst_TreeLock : public QObject {
+    Q_OBJECT
+
+private slots:
+    void lockIsThereWhileItLives();
+    void lockOfALivingProcessHoldsHoweverOld();
+    void lockOfAProcessThatIsGoneGivesWayWithoutAWord();
+    void lockWithoutAHolderGivesWay_data();
+    void lockWithoutAHolderGivesWay();
+    void youngLockOfAnotherHostHolds();
+    void lockOfAnotherHostGivesWayAfterADayWithAWarning();
+    void oldLockOfAnotherHostThatIsAliveHolds();
+    void lockThatCannotBeWrittenIsNamed();
+    void somethingElseInTheLocksPlaceIsNamed();
+};
+
+namespace {
+
+constexpr qint64 hour = qint64{60} * 60; // s
+
+/// A folder with a place for its lock.
+class LockFixture {
+public:
+    LockFixture() { velmo::test::openToAll(folder_.path()); }
+
+    QString folder() const { return folder_.path(); }
+    QString path() const { return folder_.filePath(u".publish.lock"_s); }
+
+    /// Leaves a lock behind that nobody holds open, as a crash does, and that was made \a age seconds ago.
+    void leave(const QByteArray &text, qint64 age) const
+    {
+        writeFile(path(), text);
+        makeOlder(age);
+    }
+    void makeOlder(qint64 age) const
+    {
+        QFile file(path());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-age), QFile::FileModificationTime));
+    }
+    /// Whether a lock can be taken now, and what is said about it.
+    bool take(QString *refusal, QString *warning = nullptr) const
+    {
+        TreeLock lock(folder());
+        const bool taken = lock.take();
+        *refusal = lock.refusal();
+        if (warning) {
+            *warning = lock.warning();
+        }
+        return taken;
+    }
+
+private:
+    QTemporaryDir folder_;
+};
+
+/// What a lock of this very process says.
+QByteArray ownLockText()
+{
+    const LockFixture fixture;
+    TreeLock lock(fixture.folder());
+    return lock.take() ? contentOf(fixture.path()) : QByteArray();
+}
+
+/// The lines of a lock file are process, program, host and what tells machines of one name apart.
+QByteArray withLine(const QByteArray &text, qsizetype line, const QByteArray &value)
+{
+    QByteArrayList lines = text.split('\n');
+    lines[line] = value;
+    return lines.join('\n');
+}
+
+QByteArray lockTextOfAnotherHost()
+{
+    QByteArray text = withLine(ownLockText(), 2, "build-7");
+    text = withLine(text, 3, "0123456789abcdef0123456789abcdef");
+    return withLine(text, 4, "01234567-89ab-cdef-0123-456789abcdef");
+}
+
+/// The holder as sentences name it, when it is this process.
+QString ownDescription(const QString &host)
+{
+    const QString program = QString::fromUtf8(ownLockText().split('\n').at(1));
+    return u"%1, process %2 on \"%3\""_s.arg(program).arg(QCoreApplication::applicationPid()).arg(host);
+}
+
+} // namespace
+
+void tst_TreeLock::lockIsThereWhileItLives()
+{
+    const LockFixture fixture;
+    {
+        TreeLock lock(fixture.folder());
+        QVERIFY(lock.take());
+        QVERIFY(QFile::exists(fixture.path()));
+        QCOMPARE(lock.refusal(), QString());
+        QCOMPARE(lock.warning(), QString());
+    }
+    QVERIFY(!QFile::exists(fixture.path()));
+}
+
+void tst_TreeLock::lockOfALivingProcessHoldsHoweverOld()
+{
+    const LockFixture fixture;
+    fixture.leave(ownLockText(), 1000 * hour);
+    QString refusal;
+    QVERIFY(!fixture.take(&refusal));
+    QCOMPARE(refusal, u"Another build is being published: the lock \"%1\" is held by %2."_s.arg(
+                          fixture.path(), ownDescription(QSysInfo::machineHostName())));
+    QCOMPARE(contentOf(fixture.path()), ownLockText());
+}
+
+void tst_TreeLock::lockOfAProcessThatIsGoneGivesWayWithoutAWord()
+{
+    QProcess process;
+    process.start(u"true"_s, QStringList());
+    QVERIFY(process.waitForStarted(-1));
+    const qint64 gone = process.processId();
+    QVERIFY(process.waitForFinished(-1));
+    const LockFixture fixture;
+    fixture.leave(withLine(ownLockText(), 0, QByteArray::number(gone)), 0);
+    QString refusal;
+    QString warning;
+    QVERIFY2(fixture.take(&refusal, &warning), qUtf8Printable(refusal));
+    QCOMPARE(warning, QString());
+}
+
+void tst_TreeLock::lockWithoutAHolderGivesWay_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::newRow("empty") << QByteArray();
+    QTest::newRow("cut") << QByteArray("1234\n");
+    QTest::newRow("zeros") << QByteArray(100, '\0');
+    QTest::newRow("something else") << QByteArray("not a lock\nat all\n");
+}
+
+void tst_TreeLock::lockWithoutAHolderGivesWay()
+{
+    QFETCH(QByteArray, text);
+    const LockFixture fixture;
+    fixture.leave(text, 0);
+    QString refusal;
+    QString warning;
+    QVERIFY2(fixture.take(&refusal, &warning), qUtf8Printable(refusal));
+    QCOMPARE(warning, QString());
+    QVERIFY(!QFile::exists(fixture.path()));
+}
+
+void tst_TreeLock::youngLockOfAnotherHostHolds()
+{
+    const LockFixture fixture;
+    const QByteArray text = lockTextOfAnotherHost();
+    fixture.leave(text, 23 * hour);
+    QString refusal;
+    QVERIFY(!fixture.take(&refusal));
+    QCOMPARE(refusal,
+             u"Another build is being published: the lock \"%1\" is held by %2. If that machine is gone, delete "
+             "the lock."_s.arg(fixture.path(), ownDescription(u"build-7"_s)));
+    QCOMPARE(contentOf(fixture.path()), text);
+}
+
+void tst_TreeLock::lockOfAnotherHostGivesWayAfterADayWithAWarning()
+{
+    const LockFixture fixture;
+    fixture.leave(lockTextOfAnotherHost(), 25 * hour);
+    QString refusal;
+    QString warning;
+    QVERIFY2(fixture.take(&refusal, &warning), qUtf8Printable(refusal));
+    QCOMPARE(warning, u"The lock \"%1\" of %2 is 25 hours old; it was taken for left over and replaced."_s.arg(
+                          fixture.path(), ownDescription(u"build-7"_s)));
+    QVERIFY(!QFile::exists(fixture.path()));
+}
+
+/// Two containers of one machine share its kernel, which knows that the file is still held.
+void tst_TreeLock::oldLockOfAnotherHostThatIsAliveHolds()
+{
+    const LockFixture fixture;
+    TreeLock held(fixture.folder());
+    QVERIFY(held.take());
+    writeFile(fixture.path(), lockTextOfAnotherHost()); // the same file, so its holder stays
+    fixture.makeOlder(25 * hour);
+    QString refusal;
+    QVERIFY(!fixture.take(&refusal));
+    QVERIFY2(refusal.contains(u"on \"build-7\""_s), qUtf8Printable(refusal));
+    QVERIFY(QFile::exists(fixture.path()));
+}
+
+void tst_TreeLock::lockThatCannotBeWrittenIsNamed()
+{
+    const LockFixture fixture;
+    const QString folder = fixture.folder() + u"/shut"_s;
+    QVERIFY(QDir().mkdir(folder));
+    QCOMPARE(chmod(QFile::encodeName(folder).constData(), 0555), 0);
+    const velmo::test::UnprivilegedFileAccess access;
+    TreeLock lock(folder);
+    QVERIFY(!lock.take());
+    QCOMPARE(lock.refusal(), u"The lock \"%1/.publish.lock\" cannot be written: Permission denied."_s.arg(folder));
+}
+
+void tst_TreeLock::somethingElseInTheLocksPlaceIsNamed()
+{
+    const LockFixture fixture;
+    QVERIFY(QDir().mkdir(fixture.path()));
+    QString refusal;
+    QVERIFY(!fixture.take(&refusal));
+    QCOMPARE(refusal,
+             u"The lock \"%1\" names no holder and cannot be replaced. Delete it if nobody is publishing."_s.arg(
+                 fixture.path()));
+    QVERIFY(QFileInfo(fixture.path()).isDir());
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_TreeLock>(argc, argv);
+}
+
+#include "tst_TreeLock.moc"

@@ -1,0 +1,94 @@
+#include "publish/TreeLock.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <QSysInfo>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::publish {
+
+namespace {
+
+constexpr int waitMs = 200;         // a lock that is just being made is empty for a moment
+constexpr qint64 longestHours = 24; // for which a lock of another machine holds, whose processes nobody here can see
+
+struct Holder {
+    bool known = false;
+    qint64 process = 0;
+    QString host;
+    QString program;
+
+    bool isElsewhere() const { return host.compare(QSysInfo::machineHostName(), Qt::CaseInsensitive) != 0; }
+    QString description() const { return u"%1, process %2 on \"%3\""_s.arg(program, QString::number(process), host); }
+};
+
+Holder holderOf(const QLockFile &lock)
+{
+    Holder holder;
+    holder.known = lock.getLockInfo(&holder.process, &holder.host, &holder.program);
+    return holder;
+}
+
+qint64 hoursSinceMade(const QLockFile &lock)
+{
+    constexpr qint64 msPerHour = qint64{60} * 60 * 1000;
+    return QFileInfo(lock.fileName()).lastModified().msecsTo(QDateTime::currentDateTime()) / msPerHour;
+}
+
+} // namespace
+
+TreeLock::TreeLock(const QString &gameFolder)
+    : lock_(QDir(gameFolder).filePath(u".publish.lock"_s))
+{
+    lock_.setStaleLockTime(0); // a large build takes its time; here only a process that is gone loses its lock
+}
+
+bool TreeLock::take()
+{
+    if (lock_.tryLock(waitMs) || (lock_.error() == QLockFile::LockFailedError && replaceLeftOver())) {
+        return true;
+    }
+    refusal_ = lockError();
+    return false;
+}
+
+/// What QLockFile itself never takes for left over: a lock that a crash or a full drive left without its text, and one
+/// of a machine, such as a container, that is no more.
+bool TreeLock::replaceLeftOver()
+{
+    const Holder holder = holderOf(lock_);
+    const qint64 hours = hoursSinceMade(lock_);
+    if (holder.known && (!holder.isElsewhere() || hours < longestHours)) {
+        return false;
+    }
+    if (!lock_.removeStaleLockFile() || !lock_.tryLock()) {
+        return false;
+    }
+    if (holder.known) {
+        warning_ = u"The lock \"%1\" of %2 is %3 hours old; it was taken for left over and replaced."_s.arg(
+            lock_.fileName(), holder.description(), QString::number(hours));
+    }
+    return true;
+}
+
+QString TreeLock::lockError() const
+{
+    if (lock_.error() == QLockFile::PermissionError) {
+        return u"The lock \"%1\" cannot be written: Permission denied."_s.arg(lock_.fileName());
+    }
+    if (lock_.error() != QLockFile::LockFailedError) {
+        return u"The lock \"%1\" cannot be written; the drive may be full."_s.arg(lock_.fileName());
+    }
+    const Holder holder = holderOf(lock_);
+    if (!holder.known) {
+        return u"The lock \"%1\" names no holder and cannot be replaced. Delete it if nobody is publishing."_s.arg(
+            lock_.fileName());
+    }
+    const QString held = u"Another build is being published: the lock \"%1\" is held by %2."_s.arg(
+        lock_.fileName(), holder.description());
+    return holder.isElsewhere() ? held + u" If that machine is gone, delete the lock."_s : held;
+}
+
+} // namespace velmo::publish
