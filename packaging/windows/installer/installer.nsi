@@ -396,8 +396,9 @@ Function ${un}CloseLauncher
     ${Loop}
 FunctionEnd
 
-; Leaves 1 in $0 when $line may name a file below $INSTDIR and nothing else: no way up, no drive, no stream, none of the
-; signs that stand for others, no root, and not so long that a path with it would be cut.
+; Leaves 1 in $0 when $line may name a launcher's file below $INSTDIR and nothing else: no way up, no drive, no stream, none
+; of the signs that stand for others, no root, nothing in the setup's own folders, and not so long that a path with it would
+; be cut.
 Function ${un}IsLineSound
     StrCpy $1 0
     StrCpy $0 $line 1
@@ -407,10 +408,12 @@ Function ${un}IsLineSound
     ${EndIf}
     StrCpy $0 $line "" $1
     StrLen $2 $0
+    StrCpy $3 $0 7
     StrCpy $0 $0 1
     ${If} $2 = 0
     ${OrIf} $2 > ${LONGEST_LINE}
     ${OrIf} $0 == "\"
+    ${OrIf} $3 == ".velmo-"
         StrCpy $0 0
         Return
     ${EndIf}
