@@ -38,7 +38,7 @@ bool isSameOrInside(const QString &path, const QString &folder)
 /// Whole seconds, since that is what the manifest's text form keeps.
 QDateTime currentSecondUtc()
 {
-    return QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), Qt::UTC);
+    return QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch()).toUTC();
 }
 
 /// Problems that several workers meet.
