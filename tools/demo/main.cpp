@@ -20,7 +20,7 @@ void redirectUserFolders(const QString &work)
 {
     const QByteArray home = QFile::encodeName(QDir(work).filePath(u"home"_s));
     qputenv("HOME", home);
-    qputenv("XDG_CONFIG_HOME", home + "/.config");
+    qputenv("XDG_CONFIG_HOME", QByteArray(home + "/.config"));
 }
 
 /// The launcher's log lines would drown the story.
