@@ -1,4 +1,5 @@
 #include "Demo.h"
+#include "FolderLock.h"
 #include "Hand.h"
 
 #include "theme/Theme.h"
@@ -67,6 +68,12 @@ int main(int argc, char **argv)
     const bool hasGame = !options.game.isEmpty();
     if ((hasGame && !QDir(options.game).exists()) || (!hasGame && !options.program.isEmpty())) {
         parser.showHelp(2);
+    }
+    const QString folder = QCoreApplication::applicationDirPath();
+    if (!velmo::demo::lockFolder(folder)) {
+        std::fprintf(stderr, "velmo-demo: another demo runs in %s and would be spoilt; end that one first\n",
+                     qUtf8Printable(QDir::toNativeSeparators(folder)));
+        return 1;
     }
     redirectUserFolders(options.work);
     qInstallMessageHandler(discardMessage);
