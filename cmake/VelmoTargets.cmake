@@ -13,7 +13,10 @@ target_compile_definitions(velmo_options INTERFACE
 
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(velmo_options INTERFACE
-        -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Werror)
+        -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion)
+    if(VELMO_WERROR)
+        target_compile_options(velmo_options INTERFACE -Werror)
+    endif()
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
         target_compile_options(velmo_options INTERFACE -Wshadow=local)
     endif()

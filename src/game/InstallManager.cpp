@@ -77,7 +77,7 @@ qint64 InstallManager::availableBytes() const
     while (!QFileInfo(path).isDir() && QFileInfo(path).path() != path) {
         path = QFileInfo(path).path(); // QDir::cdUp would stay where the parent is missing too
     }
-    const QStorageInfo storage(path);
+    const QStorageInfo storage{QDir(path)}; // a bare "." counts as a drive where the working folder is gone
     return storage.isValid() ? storage.bytesAvailable() : -1;
 }
 

@@ -334,7 +334,7 @@ void SettingsPage::refreshInstallLocation()
         spaceLabel_->setText(u"Choose a folder to see how much space is available."_s);
         return;
     }
-    const QStorageInfo storage(folder);
+    const QStorageInfo storage{QDir(folder)};
     spaceLabel_->setText(storage.isValid() ? spaceText(storage) : QString());
 }
 

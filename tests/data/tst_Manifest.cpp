@@ -5,6 +5,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <ctime>
@@ -196,7 +197,7 @@ void tst_Manifest::everyMemberIsRead()
     QCOMPARE(manifest.channel, u"beta"_s);
     QCOMPARE(manifest.executable, u"bin/game.exe"_s);
     QCOMPARE(manifest.notes, u"Line\nNext"_s);
-    QCOMPARE(manifest.released, QDateTime(QDate(2026, 8, 31), QTime(14, 25, 30), Qt::UTC));
+    QCOMPARE(manifest.released, QDateTime(QDate(2026, 8, 31), QTime(14, 25, 30), QTimeZone::utc()));
     QCOMPARE(manifest.files.size(), 1);
     const ManifestFile &file = manifest.files.first();
     QCOMPARE(file.path, u"bin/game.exe"_s);
@@ -315,9 +316,10 @@ void tst_Manifest::released_data()
     QTest::addColumn<QJsonValue>("value");
     QTest::addColumn<QDateTime>("expected");
     const QDate date(2026, 8, 31);
-    QTest::newRow("UTC") << QJsonValue(u"2026-08-31T14:25:30Z"_s) << QDateTime(date, QTime(14, 25, 30), Qt::UTC);
+    QTest::newRow("UTC") << QJsonValue(u"2026-08-31T14:25:30Z"_s)
+                         << QDateTime(date, QTime(14, 25, 30), QTimeZone::utc());
     QTest::newRow("offset") << QJsonValue(u"2026-08-31T14:25:30+02:00"_s)
-                            << QDateTime(date, QTime(12, 25, 30), Qt::UTC);
+                            << QDateTime(date, QTime(12, 25, 30), QTimeZone::utc());
     QTest::newRow("date alone") << QJsonValue(u"2026-08-31"_s) << date.startOfDay();
     QTest::newRow("unparsable") << QJsonValue(u"last Monday"_s) << QDateTime();
     QTest::newRow("empty") << QJsonValue(QString()) << QDateTime();
@@ -673,7 +675,7 @@ void tst_Manifest::serialisesEveryMember()
     manifest.channel = u"beta"_s;
     manifest.executable = u"bin/game"_s;
     manifest.notes = u"n"_s;
-    manifest.released = QDateTime(QDate(2026, 8, 31), QTime(14, 25, 30), Qt::UTC);
+    manifest.released = QDateTime(QDate(2026, 8, 31), QTime(14, 25, 30), QTimeZone::utc()).toUTC();
     manifest.files = {{u"a"_s, validHash, 5000000000, u"u"_s, true}, {u"b"_s, validHash, 0, QString(), false}};
     const QJsonObject expected{
         {u"version"_s, u"1.2"_s},

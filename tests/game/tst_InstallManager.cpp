@@ -16,6 +16,7 @@
 #include <QScopeGuard>
 #include <QStorageInfo>
 #include <QTemporaryDir>
+#include <QTimeZone>
 
 #include <cstdlib>
 #include <limits>
@@ -523,7 +524,7 @@ void tst_InstallManager::committedRecordIsReadBack()
     manifest.channel = u"beta"_s;
     manifest.executable = u"Content/a b.pak"_s;
     manifest.notes = u"Zweite Zeile:\n沼"_s;
-    manifest.released = QDateTime(QDate(2026, 2, 3), QTime(4, 5, 6), Qt::UTC);
+    manifest.released = QDateTime(QDate(2026, 2, 3), QTime(4, 5, 6), QTimeZone::utc()).toUTC();
     manifest.files[1].size = 5'000'000'000;
     manifest.files[1].executable = true;
     manifest.files[1].url = u"https://127.0.0.1/x"_s;

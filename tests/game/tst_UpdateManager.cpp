@@ -8,6 +8,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTimeZone>
 
 #include <algorithm>
 #include <ctime>
@@ -386,7 +387,7 @@ void tst_UpdateManager::outcomeCarriesTheWholeManifest()
     latest.channel = u"beta"_s;
     latest.executable = u"Bin/game.exe"_s;
     latest.notes = u"Neues aus dem Moor 沼"_s;
-    latest.released = QDateTime(QDate(2026, 2, 3), QTime(4, 5, 6), Qt::UTC);
+    latest.released = QDateTime(QDate(2026, 2, 3), QTime(4, 5, 6), QTimeZone::utc()).toUTC();
     serve(latest);
     const LogCapture log;
     check({});

@@ -37,21 +37,50 @@ void watchDeliveries()
 
 Q_COREAPP_STARTUP_FUNCTION(watchDeliveries)
 
-/// Stands before QMetaObject::invokeMethodImpl(), through which QMetaObject::invokeMethod() posts.
+namespace {
+
+// QMetaObject::invokeMethod() posts through QMetaObject::invokeMethodImpl(), which takes more since Qt 6.7.
+#define VELMO_POST "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14ConnectionType"
+#if QT_VERSION < QT_VERSION_CHECK(6, 7, 0)
+#define VELMO_POST_SYMBOL VELMO_POST "EPv"
+#else
+#define VELMO_POST_SYMBOL VELMO_POST "ExPKPKvPKPKcPKPKNS2_18QMetaTypeInterfaceE"
+#endif
+
+template<typename... Rest>
+bool postInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type, Rest... rest)
+{
+    using Post = bool (*)(QObject *, QtPrivate::QSlotObjectBase *, Qt::ConnectionType, Rest...);
+    static const Post post = reinterpret_cast<Post>(dlsym(RTLD_NEXT, VELMO_POST_SYMBOL));
+    slot->ref(); // never deleted: which thread does that last is the queue's business too
+    __tsan_release(&order);
+    return post(object, slot, type, rest...);
+}
+
+} // namespace
+
+/// Stands before QMetaObject::invokeMethodImpl().
+#if QT_VERSION < QT_VERSION_CHECK(6, 7, 0)
 extern "C" bool velmoPostInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type,
-                                 void *result) asm("_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlot"
-                                                   "ObjectBaseEN2Qt14ConnectionTypeEPv");
+                                 void *result) asm(VELMO_POST_SYMBOL);
 
 bool velmoPostInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type, void *result)
 {
-    using Post = bool (*)(QObject *, QtPrivate::QSlotObjectBase *, Qt::ConnectionType, void *);
-    static const Post post = reinterpret_cast<Post>(
-        dlsym(RTLD_NEXT, "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14Connection"
-                         "TypeEPv"));
-    slot->ref(); // never deleted: which thread does that last is the queue's business too
-    __tsan_release(&order);
-    return post(object, slot, type, result);
+    return postInOrder(object, slot, type, result);
 }
+#else
+using MetaTypes = const QtPrivate::QMetaTypeInterface *const *;
+
+extern "C" bool velmoPostInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type,
+                                 qsizetype count, const void *const *parameters, const char *const *names,
+                                 MetaTypes metaTypes) asm(VELMO_POST_SYMBOL);
+
+bool velmoPostInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type, qsizetype count,
+                      const void *const *parameters, const char *const *names, MetaTypes metaTypes)
+{
+    return postInOrder(object, slot, type, count, parameters, names, metaTypes);
+}
+#endif
 
 /// Stands before QThread::wait(): what a thread did before its last posted call is done when it has ended.
 extern "C" bool velmoWaitInOrder(QThread *thread, QDeadlineTimer deadline) asm("_ZN7QThread4waitE14QDeadlineTimer");

@@ -1,4 +1,5 @@
 #include "Demo.h"
+#include "FolderLock.h"
 #include "Hand.h"
 
 #include "theme/Theme.h"
@@ -20,7 +21,7 @@ void redirectUserFolders(const QString &work)
 {
     const QByteArray home = QFile::encodeName(QDir(work).filePath(u"home"_s));
     qputenv("HOME", home);
-    qputenv("XDG_CONFIG_HOME", home + "/.config");
+    qputenv("XDG_CONFIG_HOME", QByteArray(home + "/.config"));
 }
 
 /// The launcher's log lines would drown the story.
@@ -67,6 +68,12 @@ int main(int argc, char **argv)
     const bool hasGame = !options.game.isEmpty();
     if ((hasGame && !QDir(options.game).exists()) || (!hasGame && !options.program.isEmpty())) {
         parser.showHelp(2);
+    }
+    const QString folder = QCoreApplication::applicationDirPath();
+    if (!velmo::demo::lockFolder(folder)) {
+        std::fprintf(stderr, "velmo-demo: another demo runs in %s and would be spoilt; end that one first\n",
+                     qUtf8Printable(QDir::toNativeSeparators(folder)));
+        return 1;
     }
     redirectUserFolders(options.work);
     qInstallMessageHandler(discardMessage);

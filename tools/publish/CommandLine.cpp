@@ -111,9 +111,9 @@ QString isolatedMistake(const QCommandLineParser &parser)
     if (!positional.isEmpty()) {
         return u"\"%1\" stands alone; every value follows its option."_s.arg(positional.first());
     }
-    for (const QString &name : parser.optionNames()) {
-        if (parser.values(name).size() > 1) {
-            return u"--%1 is given more than once."_s.arg(name);
+    for (const QCommandLineOption &option : allOptions()) {
+        if (!option.valueName().isEmpty() && parser.values(option).size() > 1) {
+            return u"--%1 is given more than once."_s.arg(option.names().first());
         }
     }
     return {};

@@ -51,7 +51,7 @@ QStringList pathsOf(const QList<File> &files)
 /// Whole seconds, since that is what the manifest's text form keeps.
 QDateTime currentSecondUtc()
 {
-    return QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), Qt::UTC);
+    return QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch()).toUTC();
 }
 
 /// Problems that several workers meet.

@@ -161,7 +161,7 @@ void tst_Publisher::manifestIsReadBackWhole()
     order.build = 120;
     order.executable = u"Bin/game"_s;
     order.notes = u"A quieter fen — and \"warmer\" lanterns.\n"_s;
-    const QDateTime before = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch(), Qt::UTC);
+    const QDateTime before = QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch()).toUTC();
     const PublishResult result = Publisher(order).run();
     QCOMPARE(result.problems, QStringList());
 

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
+#include <QTimeZone>
 
 #include <sys/stat.h>
 
@@ -93,7 +94,8 @@ void tst_StudioContent::setTime(const QString &path, int year)
 {
     QFile file(studio_->root() + path);
     QVERIFY(file.open(QIODevice::ReadWrite));
-    QVERIFY(file.setFileTime(QDateTime(QDate(year, 2, 9), QTime(8, 7, 6), Qt::UTC), QFile::FileModificationTime));
+    QVERIFY(
+        file.setFileTime(QDateTime(QDate(year, 2, 9), QTime(8, 7, 6), QTimeZone::utc()), QFile::FileModificationTime));
 }
 
 void tst_StudioContent::init()
@@ -251,7 +253,7 @@ void tst_StudioContent::replyIsDated()
     QCOMPARE(reply.headers.value("accept-ranges"), "bytes");
     QDateTime date =
         QLocale::c().toDateTime(QString::fromLatin1(reply.headers.value("date")), u"ddd, dd MMM yyyy hh:mm:ss 'GMT'"_s);
-    date.setTimeSpec(Qt::UTC);
+    date.setTimeZone(QTimeZone::utc());
     QVERIFY2(date.isValid(), reply.headers.value("date").constData());
     QVERIFY(date >= before && date <= QDateTime::currentDateTimeUtc());
 }
