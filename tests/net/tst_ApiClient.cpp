@@ -736,12 +736,12 @@ void tst_ApiClient::silenceEndsTheRequestAfterTenSeconds()
     // This one needs longer than the others may be silent, but is never silent for so long.
     QTimer pace;
     LoopbackPeer slow([&pace](QTcpSocket *socket, const QByteArray &) {
-        socket->write("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n");
-        QObject::connect(&pace, &QTimer::timeout, socket, [socket, rest = QByteArray("{  }")]() mutable {
+        socket->write("HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\n");
+        QObject::connect(&pace, &QTimer::timeout, socket, [socket, rest = QByteArray("{          }")]() mutable {
             socket->write(rest.first(1));
             rest.remove(0, 1);
         });
-        pace.start(3000);
+        pace.start(1000);
     });
     ApiClient client;
     Outcome outcomes[3];
