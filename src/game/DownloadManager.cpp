@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QPointer>
 
 #include <algorithm>
 #include <array>
@@ -62,6 +63,7 @@ void DownloadManager::start(const QList<ManifestFile> &files, const QString &roo
     baseUrl_ = baseUrl;
     running_ = true;
     cancelled_ = false;
+    ++job_;
     completedBytes_ = 0;
     attempt_ = 0;
     samples_.clear();
@@ -103,9 +105,13 @@ void DownloadManager::startNext()
     // The manifest's own path rules come first; this stands behind them. It is a bare test of the beginning, without a
     // separator after the root.
     if (!targetPath().startsWith(QDir::cleanPath(root_))) {
+        const QPointer<DownloadManager> self = this;
+        const int stopped = job_;
         emit failed(u"The update could not be applied safely and was stopped."_s,
                     u"Manifest path escaped the install root: %1"_s.arg(current_.path));
-        stop();
+        if (self && job_ == stopped) {
+            stop();
+        }
         return;
     }
     startCurrentFile();
@@ -123,7 +129,11 @@ void DownloadManager::complete()
     progress_.bytesReceived = progress_.bytesTotal;
     progress_.etaSeconds = 0;
     progress_.bytesPerSecond = 0.0;
-    emit progressChanged(progress_);
+    const QPointer<DownloadManager> self = this;
+    report();
+    if (!self) {
+        return;
+    }
     qCInfo(lcDownload) << "Download job complete";
     emit finished();
 }
@@ -183,7 +193,14 @@ void DownloadManager::tick()
         samples_.removeFirst();
     }
     updateRate();
-    emit progressChanged(progress_);
+    report();
+}
+
+void DownloadManager::report()
+{
+    // A copy, because a listener may begin the next job before the others have heard.
+    const DownloadProgress progress = progress_;
+    emit progressChanged(progress);
 }
 
 /// Plain speed over the window. While the byte count falls, as for a file begun anew, the old speed stands.

@@ -28,7 +28,8 @@ struct DownloadProgress {
 };
 
 /// Brings a list of files into an install folder, one at a time and in order, retrying what can be retried. A job runs
-/// to its end, gives up, or is cancelled; there is no pause. Main thread only.
+/// to its end, gives up, or is cancelled; there is no pause. Main thread only. Whoever hears a signal may destroy the
+/// manager.
 class DownloadManager : public QObject {
     Q_OBJECT
 
@@ -60,6 +61,7 @@ private:
     void handleFileFailed(const QString &message, const QString &detail, bool retryable);
     void retry();
     void tick();
+    void report();
     void updateRate();
     QString targetPath() const;
 
@@ -76,6 +78,7 @@ private:
     QTimer retryDelay_;                        ///< from a failure to the next attempt
     QElapsedTimer clock_;                      ///< since the job began
     QList<std::pair<qint64, qint64>> samples_; ///< (ms, bytesReceived): the window that the speed is taken over
+    int job_ = 0; ///< counts the starts
     bool running_ = false;
     bool cancelled_ = false; ///< until the next start
 };

@@ -160,7 +160,12 @@ void VerificationManager::verify(const Manifest &manifest, const QString &root)
     qCInfo(lcVerify) << "Verifying" << files.size() << "files in" << root;
     thread_ = QThread::create([this, files, root, totalBytes] { Pass(this, files, root, totalBytes).run(); });
     connect(thread_, &QThread::finished, thread_, &QObject::deleteLater);
-    connect(thread_, &QThread::finished, this, [this] { thread_ = nullptr; });
+    // It is heard of only after the result, from which the next pass may have begun.
+    connect(thread_, &QThread::finished, this, [this, ended = thread_] {
+        if (thread_ == ended) {
+            thread_ = nullptr;
+        }
+    });
     thread_->start();
 }
 

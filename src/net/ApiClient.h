@@ -34,12 +34,15 @@ public:
     explicit ApiClient(QObject *parent = nullptr);
     ~ApiClient() override;
 
-    /// One GET. The callback runs exactly once, on the main thread, after this call has returned; a refused address
-    /// and a cancelled request are failures like any other.
+    /// One GET. The callback runs once, on the main thread, after this call has returned; a refused address and a
+    /// cancelled request are failures like any other. It does not run when the client is gone before the event loop
+    /// could answer for a refused address. It must not destroy the client.
     void getJson(const QString &url, Callback callback);
     /// One POST of \a body; the callback as for getJson.
     void postJson(const QString &url, const QJsonObject &body, Callback callback);
-    /// Aborts everything in flight, and what is still held back.
+    /// Aborts everything in flight, and what is still held back; the callbacks run before this returns. A request that a
+    /// callback makes goes on, and a refused address is still answered from the event loop. The destructor does the same,
+    /// but what a callback asks for then is dropped.
     void cancelAll();
 
     /// Holds back what is requested from now on: it is logged and answered like any other request, but leaves, and

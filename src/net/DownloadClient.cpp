@@ -65,6 +65,7 @@ DownloadClient::~DownloadClient()
 void DownloadClient::start(const QUrl &url, const QString &destination, qint64 expectedSize,
                            const QString &expectedSha256)
 {
+    Q_ASSERT_X(!reply, "DownloadClient::start", "a transfer is running");
     this->destination = destination;
     this->expectedSize = expectedSize;
     this->expectedSha256 = expectedSha256.toLower();
@@ -101,14 +102,20 @@ bool DownloadClient::openPartFile()
     const QString partPath = destination + u".part"_s;
     QDir().mkpath(QFileInfo(partPath).absolutePath());
     file.setFileName(partPath);
+    const QString cannotWrite = u"The launcher could not write to the installation folder."_s;
+    const QString cannotOpen = u"Cannot open %1 for writing: %2"_s;
+    // What a link of that name leads to is not ours to cut or to extend.
+    if (QFileInfo(partPath).isSymbolicLink() && !file.remove()) {
+        fail(cannotWrite, cannotOpen.arg(partPath, file.errorString()), false);
+        return false;
+    }
     const qint64 existing = QFileInfo(partPath).size();
     // A part file that is already as long as the whole cannot be trusted and is fetched again.
     const bool resume = existing > 0 && (expectedSize == 0 || existing < expectedSize);
     // Unbuffered, so that a full disk shows at the write that meets it.
     const QIODevice::OpenMode mode = resume ? QIODevice::Append : QIODevice::WriteOnly | QIODevice::Truncate;
     if (!file.open(mode | QIODevice::Unbuffered)) {
-        fail(u"The launcher could not write to the installation folder."_s,
-             u"Cannot open %1 for writing: %2"_s.arg(partPath, file.errorString()), false);
+        fail(cannotWrite, cannotOpen.arg(partPath, file.errorString()), false);
         return false;
     }
     resumeOffset = resume ? existing : 0;
@@ -154,8 +161,14 @@ void DownloadClient::readAvailable()
     if (written != chunk.size()) {
         const QString detail = u"Short write to %1: wrote %2 of %3 bytes (%4)"_s.arg(
             file.fileName(), QString::number(written), QString::number(chunk.size()), file.errorString());
-        // The abort reports its own, retryable failure first; this one follows and ends the job.
+        // The abort reports its own, retryable failure first; this one follows and ends the job, unless whoever heard
+        // the first has destroyed this object or begun another download.
+        const QPointer<DownloadClient> self = this;
+        const int stopped = transfer;
         reply->abort();
+        if (!self || transfer != stopped) {
+            return;
+        }
         fail(u"The launcher ran out of space, or could not write to the installation folder."_s, detail, false);
         return;
     }
@@ -236,7 +249,9 @@ void DownloadClient::finalize()
 void DownloadClient::moveIntoPlace()
 {
     const QString partPath = file.fileName();
-    if (QFile::exists(destination) && !QFile::remove(destination)) {
+    // A link that leads nowhere does not exist, but a file that is moved there lands where it leads.
+    const QFileInfo old(destination);
+    if ((old.exists() || old.isSymbolicLink()) && !QFile::remove(destination)) {
         fail(u"The launcher could not replace a game file. It may be in use."_s,
              u"Could not remove existing %1"_s.arg(destination), false);
         return;

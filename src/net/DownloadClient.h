@@ -12,8 +12,10 @@ class QUrl;
 namespace velmo {
 
 /// Fetches one file over HTTPS into "<destination>.part", resuming what an earlier transfer left there, and moves it
-/// over the destination once size and SHA-256 are proved. One download at a time. Main thread only; while a finished
-/// file is hashed, events other than user input go on being delivered.
+/// over the destination once size and SHA-256 are proved. A link in the place of either file is removed, never written
+/// through; links to the folders around them are followed. One download at a time. Main thread only; while a finished
+/// file is hashed, events other than user input go on being delivered. Whoever hears a signal may destroy the client,
+/// and who hears of an outcome may start it anew.
 class DownloadClient : public QObject {
     Q_OBJECT
 
@@ -22,7 +24,7 @@ public:
     explicit DownloadClient(QNetworkAccessManager *network, QObject *parent = nullptr);
     ~DownloadClient() override;
 
-    /// Begins a download; call it only while none runs. An \a expectedSize of 0 bytes means unknown; a hash is
+    /// Begins a download; call it only while no transfer runs. A file that is being hashed is given up. An \a expectedSize of 0 bytes means unknown; a hash is
     /// required. May emit failed() from inside the call.
     void start(const QUrl &url, const QString &destination, qint64 expectedSize, const QString &expectedSha256);
     /// Ends a running transfer without a signal. The part file stays for a later resume.
@@ -33,7 +35,8 @@ signals:
     void progress(qint64 received, qint64 total);
     /// The file stands at its destination, verified.
     void finished();
-    /// \a message is for the user, \a detail for the log; \a retryable tells whether another attempt can help.
+    /// \a message is for the user, \a detail for the log; \a retryable tells whether another attempt can help. A drive
+    /// that takes no more makes two failures of one download: the transfer's, retryable, and then its own.
     void failed(const QString &message, const QString &detail, bool retryable);
 
 private:
@@ -57,7 +60,7 @@ private:
     qint64 resumeOffset = 0; ///< bytes on disk when the transfer began
     qint64 received = 0;     ///< bytes on disk now
     bool cancelled = false;
-    int transfer = 0; ///< counts the starts, so that the end of a hash knows whether it still matters
+    int transfer = 0; ///< counts the starts, so that what ends later knows whether it still matters
 };
 
 } // namespace velmo

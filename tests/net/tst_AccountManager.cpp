@@ -11,6 +11,19 @@ using velmo::AccountManager;
 using velmo::ApiClient;
 using velmo::test::LogCapture;
 
+namespace {
+
+/// Opens the session state, which no account service of this build could change. Only an explicit instantiation may
+/// name a private member.
+template<auto Member>
+struct SessionStateKey {
+    friend AccountManager::SessionState &sessionStateOf(AccountManager &manager) { return manager.*Member; }
+};
+AccountManager::SessionState &sessionStateOf(AccountManager &manager);
+template struct SessionStateKey<&AccountManager::state>;
+
+} // namespace
+
 class tst_AccountManager : public QObject {
     Q_OBJECT
 
@@ -20,6 +33,7 @@ private slots:
     void constructionSaysNothing();
     void startSaysOnceThatThereIsNoService();
     void startEmitsNothing();
+    void startMakesAnEarlierSessionUnavailable();
     void managerDoesNotOwnTheClient();
 };
 
@@ -82,6 +96,24 @@ void tst_AccountManager::startEmitsNothing()
     QCOMPARE(states.count(), 0);
     QCOMPARE(profiles.count(), 0);
     QCOMPARE(failures.count(), 0);
+}
+
+void tst_AccountManager::startMakesAnEarlierSessionUnavailable()
+{
+    const LogCapture log;
+    AccountManager manager(nullptr);
+    sessionStateOf(manager) = AccountManager::SignedIn;
+    QList<AccountManager::SessionState> told;
+    connect(&manager, &AccountManager::sessionStateChanged, this, [&](AccountManager::SessionState state) {
+        told.append(state);
+        QCOMPARE(sessionStateOf(manager), AccountManager::Unavailable);
+        QCOMPARE(log.texts().size(), 1);
+    });
+    manager.start();
+    QCOMPARE(told, QList<AccountManager::SessionState>{AccountManager::Unavailable});
+    QCOMPARE(sessionStateOf(manager), AccountManager::Unavailable);
+    manager.start();
+    QCOMPARE(told.size(), 1);
 }
 
 void tst_AccountManager::managerDoesNotOwnTheClient()

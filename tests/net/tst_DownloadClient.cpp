@@ -1,3 +1,4 @@
+#include "../game/PlainUserRights.h"
 #include "LoopbackPeer.h"
 #include "net/DownloadClient.h"
 #include "support/FullDrive.h"
@@ -17,6 +18,7 @@
 #include <QRegularExpression>
 #include <QScopeGuard>
 #include <QSslConfiguration>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QWindow>
@@ -28,6 +30,10 @@
 
 #ifdef Q_OS_WIN
 #include <windows.h>
+#else
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #endif
 
 using namespace Qt::Literals::StringLiterals;
@@ -41,6 +47,7 @@ using velmo::test::HeldFile;
 using velmo::test::LogCapture;
 using velmo::test::LoopbackPeer;
 using velmo::test::lostAtACut;
+using velmo::test::PlainUserRights;
 using velmo::test::TestStudio;
 
 namespace {
@@ -120,6 +127,49 @@ QStringList openFilesIn(const QString &folder)
 #endif
     return files;
 }
+
+#ifndef Q_OS_WIN
+/// Lets the descriptor by which this process has \a path open lead to \a device from now on.
+bool divertOpenFile(const QString &path, const char *device)
+{
+    const QFileInfoList descriptors = QDir(u"/proc/self/fd"_s).entryInfoList(QDir::Files | QDir::System);
+    for (const QFileInfo &descriptor : descriptors) {
+        if (descriptor.symLinkTarget() == path) {
+            const int opened = open(device, O_WRONLY);
+            const bool diverted = dup2(opened, descriptor.fileName().toInt()) >= 0;
+            close(opened);
+            return diverted;
+        }
+    }
+    return false;
+}
+
+/// What a copy of this process says last when \a action ends it as a failed assertion does; null when nothing does.
+QByteArray lastWordsOf(const std::function<void()> &action)
+{
+    static int line[2];
+    if (pipe(line) != 0) {
+        return {};
+    }
+    const pid_t copy = fork();
+    if (copy == 0) {
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &text) {
+            if (type == QtFatalMsg) {
+                const QByteArray words = text.toUtf8();
+                _exit(write(line[1], words.constData(), static_cast<size_t>(words.size())) > 0 ? 0 : 1);
+            }
+        });
+        action();
+        _exit(1);
+    }
+    close(line[1]);
+    QFile reading;
+    const bool opened = reading.open(line[0], QIODevice::ReadOnly, QFile::AutoCloseHandle);
+    const QByteArray words = opened ? reading.readAll() : QByteArray();
+    waitpid(copy, nullptr, 0);
+    return words;
+}
+#endif
 
 Fault fault(Fault::Kind kind, qint64 bytes = 0)
 {
@@ -252,9 +302,17 @@ private slots:
     void unwritableFolderFails();
     void partPathThatIsAFolderFails();
 
+    void linkInPlaceOfThePartFileIsNotWrittenThrough_data();
+    void linkInPlaceOfThePartFileIsNotWrittenThrough();
+    void linkInPlaceOfThePartFileThatStaysFails();
+    void linkInPlaceOfTheDestinationIsReplaced_data();
+    void linkInPlaceOfTheDestinationIsReplaced();
+    void linkedFoldersAreFollowed();
+
     void requestSaysWhatItMust();
     void resumingRequestAsksForTheRest();
     void requestStaysWithHttp1();
+    void littleWaitsInMemoryForTheDisk();
     void neverEndingSilenceIsNoFailure();
 
     void shortPartFileIsContinued();
@@ -282,7 +340,11 @@ private slots:
     void untrustedServerGetsNoRequest();
     void cutConnectionKeepsWhatCame();
     void cutConnectionOfAResumeKeepsBoth();
+    void connectionCutInsideTheHeadersIsRetryable();
+    void connectionThatDiedBetweenTwoFilesIsMadeAnew_data();
+    void connectionThatDiedBetweenTwoFilesIsMadeAnew();
     void redirectWithinHttpsIsFollowed();
+    void redirectsLeadFromHostToHost();
     void redirectToHttpIsRefused_data();
     void redirectToHttpIsRefused();
 
@@ -301,6 +363,8 @@ private slots:
     void shortWriteFailsTwice();
     void fullFileTakesNothingMore();
     void fullDiskIsTold();
+    void clientMayGoInTheFirstFailureOfAShortWrite();
+    void clientMayStartAnewInTheFirstFailureOfAShortWrite();
 
     void cancelledTransferIsSilentAndResumes();
     void cancellingFromProgressIsSilent();
@@ -308,11 +372,15 @@ private slots:
     void stalledTransferCanBeCancelled();
     void destructionCancelsAndKeepsThePartFile();
     void destructionOfAnIdleClientIsQuiet();
+    void clientMayGoInEverySignal_data();
+    void clientMayGoInEverySignal();
+    void startDuringATransferIsAMistake();
 
     void eventsAreDeliveredBetweenHashBlocks();
     void userInputWaitsForTheHash();
     void cancellingWhileHashingChangesNothing();
     void destructionWhileHashingIsSilent();
+    void startWhileHashingGivesTheHashedFileUp();
 
 private:
     static void expectFailure(const Download &download, const QString &message, const QString &detail, bool retryable);
@@ -577,6 +645,96 @@ void tst_DownloadClient::partPathThatIsAFolderFails()
     QVERIFY(!download.network.findChild<QNetworkReply *>());
 }
 
+void tst_DownloadClient::linkInPlaceOfThePartFileIsNotWrittenThrough_data()
+{
+    QTest::addColumn<QByteArray>("outside");
+    QTest::newRow("to what a resume would extend") << content_.first(1000);
+    QTest::newRow("to what a new beginning would cut") << QByteArray(content_.size() + 1, 'x');
+    QTest::newRow("to nothing") << QByteArray();
+}
+
+void tst_DownloadClient::linkInPlaceOfThePartFileIsNotWrittenThrough()
+{
+    QFETCH(QByteArray, outside);
+    Download download;
+    const QString target = download.path(u"mine.txt"_s);
+    if (!outside.isEmpty()) {
+        writeFile(target, outside);
+    }
+    QVERIFY(QDir().mkpath(download.path(u"game"_s)));
+    QVERIFY(QFile::link(target, download.part()));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(!QFileInfo(download.part()).isSymbolicLink());
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QVERIFY(!QFileInfo(download.destination()).isSymbolicLink());
+    QVERIFY(!(*studio_)->requests().first().headers.contains("range"));
+    QCOMPARE(QFile::exists(target), !outside.isEmpty());
+    QVERIFY(outside.isEmpty() || readFile(target) == outside);
+}
+
+void tst_DownloadClient::linkInPlaceOfThePartFileThatStaysFails()
+{
+    Download download;
+    const QString target = download.path(u"mine.txt"_s);
+    writeFile(target, "mine");
+    const QString folder = download.path(u"game"_s);
+    QVERIFY(QDir().mkpath(folder));
+    QVERIFY(QFile::link(target, download.part()));
+    QVERIFY(QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner));
+    const auto restore = qScopeGuard(
+        [folder] { QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner); });
+    const PlainUserRights plainUser;
+    start(download, path_, content_.size(), hash_);
+    QFile part(download.part());
+    QVERIFY(!part.remove());
+    expectFailure(download, cannotWrite, u"Cannot open %1 for writing: %2"_s.arg(download.part(), part.errorString()),
+                  false);
+    QVERIFY(!download.network.findChild<QNetworkReply *>());
+    QCOMPARE(readFile(target), QByteArray("mine"));
+}
+
+void tst_DownloadClient::linkInPlaceOfTheDestinationIsReplaced_data()
+{
+    QTest::addColumn<QString>("outside");
+    QTest::newRow("to a file") << u"mine.txt"_s;
+    QTest::newRow("to a folder") << u"mine"_s;
+    QTest::newRow("to nothing") << u"nothing.txt"_s;
+}
+
+void tst_DownloadClient::linkInPlaceOfTheDestinationIsReplaced()
+{
+    QFETCH(QString, outside);
+    Download download;
+    writeFile(download.path(u"mine.txt"_s), "mine");
+    QVERIFY(QDir().mkpath(download.path(u"mine"_s)));
+    QVERIFY(QDir().mkpath(download.path(u"game"_s)));
+    QVERIFY(QFile::link(download.path(outside), download.destination()));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QVERIFY(!QFileInfo(download.destination()).isSymbolicLink());
+    QCOMPARE(readFile(download.path(u"mine.txt"_s)), QByteArray("mine"));
+    QCOMPARE(QDir(download.path(u"mine"_s)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    QVERIFY(!QFile::exists(download.path(u"nothing.txt"_s)));
+}
+
+void tst_DownloadClient::linkedFoldersAreFollowed()
+{
+    // A player has put a part of the game on another drive.
+    Download download;
+    const QString other = download.path(u"other drive/game"_s);
+    QVERIFY(QDir().mkpath(other));
+    QVERIFY(QFile::link(other, download.path(u"game"_s)));
+    writeFile(other + u"/data 01.bin.part"_s, content_.first(1000));
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE((*studio_)->requests().first().headers.value("range"), QByteArray("bytes=1000-"));
+    QVERIFY(QFileInfo(download.path(u"game"_s)).isSymbolicLink());
+    QVERIFY(readFile(other + u"/data 01.bin"_s) == content_);
+}
+
 void tst_DownloadClient::requestSaysWhatItMust()
 {
     Download download;
@@ -624,6 +782,18 @@ void tst_DownloadClient::requestStaysWithHttp1()
     expectSuccess(download, "game");
     QVERIFY(peer.negotiatedProtocol() != QSslConfiguration::ALPNProtocolHTTP2);
     QVERIFY(peer.requests().first().startsWith("GET /data.bin HTTP/1.1\r\n"));
+}
+
+void tst_DownloadClient::littleWaitsInMemoryForTheDisk()
+{
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    const auto *reply = download.network.findChild<QNetworkReply *>();
+    QVERIFY(reply);
+    QVERIFY(reply->readBufferSize() > 0); // 0 is no bound at all
+    QVERIFY(reply->readBufferSize() <= 16 * mebibyte);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
 }
 
 void tst_DownloadClient::neverEndingSilenceIsNoFailure()
@@ -967,6 +1137,57 @@ void tst_DownloadClient::cutConnectionOfAResumeKeepsBoth()
     QVERIFY(content_.startsWith(kept));
 }
 
+void tst_DownloadClient::connectionCutInsideTheHeadersIsRetryable()
+{
+    LoopbackPeer peer(LoopbackPeer::reply("HTTP/1.1 206 Partial Content\r\nContent-Length: 4\r\nContent-Ran"));
+    const QUrl url = peer.url(u"/data.bin"_s);
+    Download download;
+    writeFile(download.part(), content_.first(5000));
+    download.client->start(url, download.destination(), content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectFailure(download, transferFailed, u"Connection closed (HTTP 0) for "_s + url.toString(), true);
+    QVERIFY(readFile(download.part()) == content_.first(5000));
+}
+
+void tst_DownloadClient::connectionThatDiedBetweenTwoFilesIsMadeAnew_data()
+{
+    QTest::addColumn<bool>("atOnce");
+    QTest::newRow("before the second request") << true;
+    QTest::newRow("with the second request") << false;
+}
+
+void tst_DownloadClient::connectionThatDiedBetweenTwoFilesIsMadeAnew()
+{
+    QFETCH(bool, atOnce);
+    QTcpSocket *first = nullptr;
+    LoopbackPeer peer([&first](QTcpSocket *socket, const QByteArray &) {
+        if (first == socket) {
+            socket->abort();
+            return;
+        }
+        first = first ? first : socket;
+        socket->write("HTTP/1.1 200 OK\r\nContent-Length: 4\r\nConnection: keep-alive\r\n\r\ngame");
+    });
+    Download download;
+    download.client->start(peer.url(u"/first.bin"_s), download.destination(), 4, sha256("game"));
+    QVERIFY(download.ends());
+    expectSuccess(download, "game");
+    QCOMPARE(peer.connections(), 1);
+    if (atOnce) {
+        const QPointer<QTcpSocket> gone = first;
+        first->abort();
+        QTRY_VERIFY(!gone);
+    }
+
+    download.forget();
+    download.client->start(peer.url(u"/second.bin"_s), download.path(u"second.bin"_s), 4, sha256("game"));
+    QVERIFY(download.ends());
+    QVERIFY2(download.failures.isEmpty(), qPrintable(download.log.texts().join(u'\n')));
+    QCOMPARE(readFile(download.path(u"second.bin"_s)), QByteArray("game"));
+    QCOMPARE(peer.connections(), 2);
+    QCOMPARE(peer.requests().size(), atOnce ? 2 : 3);
+}
+
 void tst_DownloadClient::redirectWithinHttpsIsFollowed()
 {
     (*studio_)->addFault(u"/old.bin"_s, redirectFault(studio_->url(path_).toString()));
@@ -977,6 +1198,30 @@ void tst_DownloadClient::redirectWithinHttpsIsFollowed()
     expectSuccess(download, content_);
     QCOMPARE((*studio_)->requests(path_).size(), 1);
     QCOMPARE((*studio_)->requests(path_).first().headers.value("range"), QByteArray("bytes=5-"));
+}
+
+void tst_DownloadClient::redirectsLeadFromHostToHost()
+{
+    QByteArray rest = content_.sliced(5);
+    LoopbackPeer mirror(LoopbackPeer::reply("HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 5-999999/1000000\r\n"
+                                            "Content-Length: 999995\r\n\r\n" +
+                                            rest));
+    QUrl address = mirror.url(u"/third.bin"_s);
+    address.setHost(u"localhost"_s);
+    (*studio_)->addFault(u"/first.bin"_s, redirectFault(u"second.bin"_s));
+    (*studio_)->addFault(u"/second.bin"_s, redirectFault(address.toString()));
+    Download download;
+    writeFile(download.part(), content_.first(5));
+    start(download, u"/first.bin"_s, content_.size(), hash_);
+    QVERIFY(download.ends());
+    expectSuccess(download, content_);
+    QCOMPARE((*studio_)->requests(u"/second.bin"_s).first().headers.value("range"), QByteArray("bytes=5-"));
+    QCOMPARE(mirror.requests().size(), 1);
+    const QByteArray request = mirror.requests().first();
+    QVERIFY(request.startsWith("GET /third.bin "));
+    QCOMPARE(headerOf(request, "Range"), QByteArray("bytes=5-"));
+    QCOMPARE(headerOf(request, "Accept-Encoding"), QByteArray("identity"));
+    QVERIFY(headerOf(request, "Host").startsWith("localhost:"));
 }
 
 void tst_DownloadClient::redirectToHttpIsRefused_data()
@@ -1245,10 +1490,10 @@ void tst_DownloadClient::fullFileTakesNothingMore()
 
 void tst_DownloadClient::fullDiskIsTold()
 {
+#ifndef Q_OS_WIN
     Download download;
-    QVERIFY(QDir().mkpath(download.path(u"game"_s)));
-    QVERIFY(QFile::link(u"/dev/full"_s, download.part()));
     start(download, path_, content_.size(), hash_);
+    QVERIFY(divertOpenFile(download.part(), "/dev/full"));
     QVERIFY(download.ends());
     QCOMPARE(download.failures.size(), 2);
     QCOMPARE(download.failures.first().message, transferFailed);
@@ -1258,6 +1503,48 @@ void tst_DownloadClient::fullDiskIsTold()
     const QString detail = download.failures.last().detail;
     QVERIFY2(detail.startsWith(u"Short write to %1: wrote -1 of "_s.arg(download.part())), qPrintable(detail));
     QVERIFY2(detail.endsWith(u" bytes (No space left on device)"_s), qPrintable(detail));
+#endif
+}
+
+void tst_DownloadClient::clientMayGoInTheFirstFailureOfAShortWrite()
+{
+    Download download;
+    connect(download.client.get(), &DownloadClient::failed, &download, [&download] { download.client.reset(); });
+    {
+        const FullDrive drive(500001);
+        start(download, path_, content_.size(), hash_);
+        QVERIFY(download.ends());
+    }
+    QVERIFY(!download.client);
+    QCOMPARE(download.failures.size(), 1);
+    QVERIFY(download.failures.first().retryable);
+    QCOMPARE(download.log.texts(u"velmo.download"_s).filter(u"Download failed"_s).size(), 1);
+    QCOMPARE(openFilesIn(download.folder.path()), QStringList());
+    QVERIFY(content_.startsWith(readFile(download.part())));
+}
+
+void tst_DownloadClient::clientMayStartAnewInTheFirstFailureOfAShortWrite()
+{
+    const QByteArray small = content_.first(1000);
+    studio_->writeFile(u"/files/small.bin"_s, small);
+    Download download;
+    connect(
+        download.client.get(), &DownloadClient::failed, &download,
+        [&] {
+            download.client->start(studio_->url(u"/files/small.bin"_s), download.path(u"second.bin"_s), small.size(),
+                                   sha256(small));
+        },
+        Qt::SingleShotConnection);
+    {
+        const FullDrive drive(500001);
+        start(download, path_, content_.size(), hash_);
+        QTRY_VERIFY(download.finishes + download.failures.size() == 2);
+    }
+    QCOMPARE(download.failures.size(), 1);
+    QVERIFY(download.failures.first().retryable);
+    QCOMPARE(download.finishes, 1);
+    QVERIFY(readFile(download.path(u"second.bin"_s)) == small);
+    QVERIFY(download.log.texts(u"velmo.download"_s).filter(u"Short write"_s).isEmpty());
 }
 
 void tst_DownloadClient::cancelledTransferIsSilentAndResumes()
@@ -1349,6 +1636,57 @@ void tst_DownloadClient::destructionOfAnIdleClientIsQuiet()
     QCOMPARE(download.log.texts(), QStringList());
 }
 
+void tst_DownloadClient::clientMayGoInEverySignal_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("hash");
+    QTest::addColumn<bool>("inProgress");
+    QTest::addColumn<QStringList>("left");
+    const QStringList part{u"data 01.bin.part"_s};
+    QTest::newRow("progress") << u"/files/data.bin"_s << hash_ << true << part;
+    QTest::newRow("finished") << u"/files/data.bin"_s << hash_ << false << QStringList{u"data 01.bin"_s};
+    QTest::newRow("failed, refused") << u"http://127.0.0.1/data.bin"_s << hash_ << false << QStringList();
+    QTest::newRow("failed, status") << u"/files/missing.bin"_s << hash_ << false << part;
+    QTest::newRow("failed, hash") << u"/files/data.bin"_s << sha256("other") << false << QStringList();
+}
+
+void tst_DownloadClient::clientMayGoInEverySignal()
+{
+    QFETCH(QString, url);
+    QFETCH(QString, hash);
+    QFETCH(bool, inProgress);
+    QFETCH(QStringList, left);
+    Download download;
+    const auto go = [&download] { download.client.reset(); };
+    if (inProgress) {
+        connect(download.client.get(), &DownloadClient::progress, &download, go);
+    }
+    connect(download.client.get(), &DownloadClient::finished, &download, go);
+    connect(download.client.get(), &DownloadClient::failed, &download, go);
+    download.client->start(studio_->url(u"/"_s).resolved(QUrl(url)), download.destination(), content_.size(), hash);
+    QTRY_VERIFY(!download.client);
+    QTRY_VERIFY(!download.network.findChild<QNetworkReply *>());
+    QCOMPARE(download.outcomes(), inProgress ? 0 : 1);
+    QCOMPARE(download.steps.size() == 1 || !inProgress, true);
+    QCOMPARE(openFilesIn(download.folder.path()), QStringList());
+    QCOMPARE(QDir(download.path(u"game"_s)).entryList(QDir::Files), left);
+}
+
+void tst_DownloadClient::startDuringATransferIsAMistake()
+{
+#ifdef QT_NO_DEBUG
+    QSKIP("A build for players has no assertions");
+#elif !defined(Q_OS_WIN)
+    (*studio_)->addFault(path_, fault(Fault::Stall, 300000));
+    Download download;
+    start(download, path_, content_.size(), hash_);
+    QVERIFY(download.receives(300000));
+    const QByteArray words = lastWordsOf([&] { start(download, path_, content_.size(), hash_); });
+    QVERIFY2(words.contains("DownloadClient::start") && words.contains("a transfer is running"), words.constData());
+    QCOMPARE(readFile(download.part()), content_.first(300000)); // the copy has touched nothing
+#endif
+}
+
 void tst_DownloadClient::eventsAreDeliveredBetweenHashBlocks()
 {
     constexpr int blocks = 64;
@@ -1420,6 +1758,30 @@ void tst_DownloadClient::destructionWhileHashingIsSilent()
     QVERIFY(download.log.texts().filter(u"WARN"_s).isEmpty());
     QVERIFY(readFile(download.part()) == content);
     QVERIFY(!QFile::exists(download.destination()));
+}
+
+void tst_DownloadClient::startWhileHashingGivesTheHashedFileUp()
+{
+    const QByteArray big = gameBytes(4 * mebibyte);
+    studio_->writeFile(u"/files/big.bin"_s, big);
+    Download download;
+    bool begun = false;
+    download.whileHashing([&] {
+        if (!std::exchange(begun, true)) {
+            QCOMPARE(download.outcomes(), 0);
+            download.client->cancel();
+            download.client->start(studio_->url(path_), download.path(u"second.bin"_s), content_.size(), hash_);
+        }
+    });
+    start(download, u"/files/big.bin"_s, big.size(), sha256(big));
+    QVERIFY(download.ends());
+    QVERIFY(begun);
+    QTRY_VERIFY(!download.network.findChild<QNetworkReply *>());
+    QVERIFY2(download.failures.isEmpty(), qPrintable(download.log.texts().join(u'\n')));
+    QCOMPARE(download.finishes, 1);
+    QVERIFY(readFile(download.path(u"second.bin"_s)) == content_);
+    QVERIFY(!QFile::exists(download.destination()));
+    QVERIFY(readFile(download.part()) == big);
 }
 
 int main(int argc, char **argv)
