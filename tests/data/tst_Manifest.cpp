@@ -145,6 +145,7 @@ private slots:
     void serialisesNoAbsentReleaseTime();
     void serialisedManifestReadsBack();
     void largestExactSizeReadsBack();
+    void sizeIsWrittenAsADouble();
 
     void totalSizeAddsUp();
     void totalSizeHoldsAtTheLargestNumber();
@@ -724,6 +725,14 @@ void tst_Manifest::largestExactSizeReadsBack()
     manifest.files.first().size = Q_INT64_C(9007199254740991);
     const Manifest again = read(parsed(QJsonDocument(manifest.toJson()).toJson()));
     QCOMPARE(again.files.first().size, Q_INT64_C(9007199254740991));
+}
+
+void tst_Manifest::sizeIsWrittenAsADouble()
+{
+    Manifest manifest = read(document({fileEntry()}));
+    manifest.files.first().size = Q_INT64_C(9007199254740993); // which no double holds
+    const QJsonValue written = manifest.toJson().value("files"_L1).toArray().first().toObject().value("size"_L1);
+    QCOMPARE(written.toInteger(), Q_INT64_C(9007199254740992));
 }
 
 void tst_Manifest::totalSizeAddsUp()

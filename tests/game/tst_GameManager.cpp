@@ -95,6 +95,8 @@ private slots:
     void sameStateAndTextAreToldOnce();
     void sameStateWithAnotherTextIsTold();
     void stateStandsBeforeItIsTold();
+    void laterListenersHearStateAndTextThatBelongTogether();
+    void laterListenersHearTheChannelThatWasSelected();
 
     void checkThatFindsAnUpdate();
     void checkThatFindsNothingNew();
@@ -452,6 +454,38 @@ void tst_GameManager::stateStandsBeforeItIsTold()
     QCOMPARE(seen, GameState::NotInstalled);
     QCOMPARE(seenDetail, u"Not installed"_s);
     QCOMPARE(lastLine, u"INFO velmo.game: State: \"Not installed\" - \"Not installed\""_s);
+}
+
+void tst_GameManager::laterListenersHearStateAndTextThatBelongTogether()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.open();
+    t.at(GameState::Installed, [&t] { t->setInstallPath(t.folder() + u"/elsewhere"_s); });
+    QList<GameFixture::Step> heard;
+    connect(&t.game(), &GameManager::stateChanged, this,
+            [&heard](GameState state, const QString &detail) { heard.append({state, detail}); });
+    t.start();
+    QCOMPARE(heard, (QList<GameFixture::Step>{{GameState::NotInstalled, u"Not installed"_s},
+                                              {GameState::Installed, u"Version 1.0.0 installed"_s}}));
+    QCOMPARE(t->state(), GameState::NotInstalled);
+}
+
+void tst_GameManager::laterListenersHearTheChannelThatWasSelected()
+{
+    GameFixture t(*studio_);
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.start();
+    QString id = u"blank"_s; // as a list would hold it that is filled anew for each branch
+    connect(&t.settings(), &ConfigManager::changed, this, [&id] { id = u"of another entry"_s; });
+    t.clearTrace();
+    t->selectChannel(id);
+    QCOMPARE(t.trace().filter(u"blank"_s),
+             (QStringList{u"INFO velmo.game: Switching branch from \"release\" to \"blank\""_s,
+                          u"setting game.channel = blank"_s, u"INFO velmo.game: Update channel is \"blank\" -> \"\""_s,
+                          u"emit channel: blank"_s}));
+    QCOMPARE(id, u"of another entry"_s);
 }
 
 void tst_GameManager::checkThatFindsAnUpdate()

@@ -3,6 +3,7 @@
 
 #include "core/Format.h"
 #include "game/InstallManager.h"
+#include "game/UpdateManager.h"
 #include "support/FullDrive.h"
 #include "support/TestEnvironment.h"
 
@@ -124,6 +125,7 @@ private slots:
     void commitKeepsThisOrder();
     void progressIsForwardedWithoutAChangeOfState();
     void jobIsNotDisturbedByARepair();
+    void jobKeepsItsFilesWhereAListenerEmptiesTheOffer();
 
     void unusableFolderIsRefused_data();
     void unusableFolderIsRefused();
@@ -391,6 +393,26 @@ void tst_GameManagerFlows::jobIsNotDisturbedByARepair()
     QVERIFY(t.worker<DownloadManager>()->isRunning());
     t->cancelOperation();
     QCOMPARE(t->state(), GameState::NotInstalled);
+}
+
+void tst_GameManagerFlows::jobKeepsItsFilesWhereAListenerEmptiesTheOffer()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t.at(GameState::Downloading, [&t] { emit t.worker<UpdateManager>()->upToDate(firstBuild().manifest()); });
+    QString heard;
+    connect(&t.game(), &GameManager::stateChanged, this, [&heard](GameState state, const QString &detail) {
+        if (state == GameState::Downloading) {
+            heard = detail;
+        }
+    });
+    t->primaryAction();
+    QCOMPARE(heard, u"1.0 KB to download"_s);
+    QCOMPARE(t->pendingDownloadBytes(), 0);
+    QVERIFY(t.waitUntilPast(GameState::Installing));
+    QVERIFY(t.holdsExactly(firstBuild()));
+    QCOMPARE(t->state(), GameState::Installed);
 }
 
 void tst_GameManagerFlows::unusableFolderIsRefused_data()
