@@ -106,6 +106,9 @@ private slots:
     void failedCheckKeepsWhatAnEarlierOneFound();
     void higherBuildOfTheSameFilesLeavesNothingPending();
     void checkResultEndsABusyState();
+    void checkResultDuringAJobIsTaken_data();
+    void checkResultDuringAJobIsTaken();
+    void checkThatTheStopCutsOffIsTold();
 
     void primaryActionIsIgnoredInBusyStates_data();
     void primaryActionIsIgnoredInBusyStates();
@@ -648,6 +651,61 @@ void tst_GameManager::checkResultEndsABusyState()
     QVERIFY(t.waitForState(GameState::Installed));
     QVERIFY(t.passed(GameState::Installing));
     QVERIFY(t.holdsExactly(firstBuild()));
+}
+
+void tst_GameManager::checkResultDuringAJobIsTaken_data()
+{
+    QTest::addColumn<QString>("outcome");
+    QTest::addColumn<qint64>("pending");
+    QTest::addColumn<QString>("version"); // that is recorded at the job's end
+    QTest::newRow("update") << u"update"_s << qint64(250) << u"1.1.0"_s;
+    QTest::newRow("up to date") << u"up to date"_s << qint64(0) << u"1.1.0"_s;
+    QTest::newRow("failed") << u"failed"_s << qint64(1000) << u"1.0.0"_s;
+}
+
+void tst_GameManager::checkResultDuringAJobIsTaken()
+{
+    QFETCH(const QString, outcome);
+    QFETCH(const qint64, pending);
+    QFETCH(const QString, version);
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    (*studio_)->setBytesPerSecond(200);
+    t->primaryAction();
+    QCOMPARE(t->state(), GameState::Downloading);
+    UpdateManager *const update = t.worker<UpdateManager>();
+    const Manifest latest = secondBuild().manifest();
+    if (outcome == "update"_L1) {
+        emit update->updateAvailable(latest, latest.files.mid(2));
+    } else if (outcome == "up to date"_L1) {
+        emit update->upToDate(latest);
+    } else {
+        emit update->checkFailed(u"message"_s, u"detail"_s, false);
+    }
+    QCOMPARE(t->pendingDownloadBytes(), pending);
+    QCOMPARE(t->detail(), outcome == "failed"_L1 ? u"1.0 KB required"_s : u"950 B required"_s);
+    QVERIFY(t.worker<DownloadManager>()->isRunning());
+
+    (*studio_)->setBytesPerSecond(0);
+    QVERIFY(t.waitForState(GameState::Installed));
+    QVERIFY(t.holdsExactly(firstBuild()));
+    QCOMPARE(t->installedVersion(), version);
+    QCOMPARE(t->pendingDownloadBytes(), 0);
+}
+
+void tst_GameManager::checkThatTheStopCutsOffIsTold()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    t.start();
+    t.clearTrace();
+    t.close();
+    QCOMPARE(t.trace().size(), 2);
+    QCOMPARE(t.trace().first(),
+             GameFixture::statusLine(u"Offline"_s, u"Unable to reach the Velmo Games servers."_s));
+    QVERIFY(
+        t.trace().last().startsWith("WARN velmo.game: Update check failed, continuing in offline mode: \"Operation canceled"_L1));
 }
 
 namespace {

@@ -84,10 +84,12 @@ Fault notFound()
     return result;
 }
 
-/// The engine of \a t stands in the middle of the last file of slowBuild(), with some of it on the disk.
-bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio)
+/// The engine of \a t stands in the middle of the last file of \a build, which is a slowBuild(), with some of it on the
+/// disk.
+bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio, const Build &build = slowBuild())
 {
-    studio.publish(slowBuild());
+    studio.publish(build);
+    studio->clearFaults();
     if (!t.startAndCheck()) {
         return false;
     }
@@ -126,6 +128,8 @@ private slots:
     void progressIsForwardedWithoutAChangeOfState();
     void jobIsNotDisturbedByARepair();
     void jobKeepsItsFilesWhereAListenerEmptiesTheOffer();
+    void jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched_data();
+    void jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched();
 
     void unusableFolderIsRefused_data();
     void unusableFolderIsRefused();
@@ -146,6 +150,8 @@ private slots:
     void passWithoutRepairOffersTheDamage_data();
     void passWithoutRepairOffersTheDamage();
     void repairIsWantedForOnePassOnly();
+    void repairStaysWantedAfterAPassWithoutDamage_data();
+    void repairStaysWantedAfterAPassWithoutDamage();
     void cancelledPassDropsWhatItFound();
 
     void repairOfOneFile();
@@ -153,6 +159,7 @@ private slots:
     void repairBringsBackAMissingProgram();
     void repairOfAnOlderBuildIsAnUpdate();
     void repairAgainstTheRecordRecordsNothing();
+    void offeredDamageIsSettledWithoutTheServersManifest();
     void repairOfflineFailsAndTriesAgainLater();
     void repairAsksNeitherForTheFolderNorForSpace();
     void cancelledRepairForgetsTheDamage();
@@ -160,6 +167,8 @@ private slots:
     void cancelledInstallIsOfferedAgainAndResumes();
     void cancelledUpdateIsOfferedAgain();
     void closedLauncherLosesNothing();
+    void stopIsSilent_data();
+    void stopIsSilent();
     void interruptedUpdateOfflineStillPlaysTheOldVersion();
 
     void failedJobRecordsNothing();
@@ -361,10 +370,13 @@ void tst_GameManagerFlows::progressIsForwardedWithoutAChangeOfState()
     const Build build = slowBuild();
     studio_->publish(build);
     QVERIFY(t.startAndCheck());
-    (*studio_)->setBytesPerSecond(300000);
+    const QSignalSpy reported(t.worker<DownloadManager>(), &DownloadManager::progressChanged);
+    (*studio_)->setBytesPerSecond(3000);
     t->primaryAction();
+    QVERIFY(QTest::qWaitFor([&t] { return t.progress().size() >= 2; }, waitMs));
+    (*studio_)->setBytesPerSecond(0);
     QVERIFY(t.waitForState(GameState::Installed));
-    QVERIFY(t.progress().size() >= 3); // at 500 and 1000 ms, and at the end
+    QCOMPARE(t.progress().size(), reported.size());
     QCOMPARE(t.progress().last().bytesReceived, build.totalSize());
     QCOMPARE(t.progress().last().bytesTotal, build.totalSize());
     QCOMPARE(t.progress().last().filesDone, 3);
@@ -413,6 +425,44 @@ void tst_GameManagerFlows::jobKeepsItsFilesWhereAListenerEmptiesTheOffer()
     QVERIFY(t.waitUntilPast(GameState::Installing));
     QVERIFY(t.holdsExactly(firstBuild()));
     QCOMPARE(t->state(), GameState::Installed);
+}
+
+void tst_GameManagerFlows::jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched_data()
+{
+    QTest::addColumn<QString>("channel");
+    QTest::addColumn<ServiceStatus>("status");
+    QTest::addColumn<QString>("recorded"); // version; empty: none
+    QTest::newRow("to one that offers a build") << u"beta"_s << ServiceStatus::Online << u"1.1.0"_s;
+    QTest::newRow("to one that nobody serves") << u"nowhere"_s << ServiceStatus::Offline << QString();
+}
+
+/// The record is of the manifest that was accepted last, whatever the job had been begun with.
+void tst_GameManagerFlows::jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched()
+{
+    QFETCH(const QString, channel);
+    QFETCH(const ServiceStatus, status);
+    QFETCH(const QString, recorded);
+    GameFixture t(*studio_);
+    studio_->publish(slowBuild());
+    studio_->publish(secondBuild(), u"beta"_s);
+    QVERIFY(t.startAndCheck());
+    (*studio_)->setBytesPerSecond(1500);
+    t->primaryAction();
+    t->setInstallPath(t.root());
+    QCOMPARE(t->state(), GameState::NotInstalled);
+    t->selectChannel(channel);
+    QVERIFY(t.errors().isEmpty());
+    QVERIFY(t.waitForStatus(status));
+    QVERIFY(t.worker<DownloadManager>()->isRunning());
+
+    (*studio_)->setBytesPerSecond(0);
+    QVERIFY(t.waitUntilPast(GameState::Installing));
+    QCOMPARE(studio_->requestedFiles(),
+             (QStringList{inRelease(u"bin/game"_s), inRelease(u"data/one.dat"_s), inRelease(u"data/old.dat"_s)}));
+    QVERIFY(t.holdsExactly(slowBuild()));
+    QCOMPARE(t->installedVersion(), recorded);
+    QCOMPARE(t.record().isNull(), recorded.isEmpty());
+    QCOMPARE(t->pendingDownloadBytes(), 0);
 }
 
 void tst_GameManagerFlows::unusableFolderIsRefused_data()
@@ -705,6 +755,34 @@ void tst_GameManagerFlows::repairIsWantedForOnePassOnly()
     QCOMPARE(t->detail(), u"1 file need repairing"_s);
 }
 
+void tst_GameManagerFlows::repairStaysWantedAfterAPassWithoutDamage_data()
+{
+    QTest::addColumn<bool>("cancelled");
+    QTest::newRow("passed") << false;
+    QTest::newRow("cancelled") << true;
+}
+
+void tst_GameManagerFlows::repairStaysWantedAfterAPassWithoutDamage()
+{
+    QFETCH(const bool, cancelled);
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t->verifyFiles();
+    QVERIFY(t.waitForState(GameState::Installed));
+    if (cancelled) {
+        VerificationResult result;
+        result.cancelled = true;
+        emit t.worker<VerificationManager>()->finished(result);
+    }
+    t.writeFile(u"data/one.dat"_s, "damaged");
+    t.worker<VerificationManager>()->verify(firstBuild().manifest(), t.root());
+    QVERIFY(t.waitUntilPast(GameState::Installing));
+    QVERIFY(t.passed(GameState::Repairing));
+    QVERIFY(t.holdsExactly(firstBuild()));
+}
+
 void tst_GameManagerFlows::cancelledPassDropsWhatItFound()
 {
     GameFixture t(*studio_);
@@ -830,6 +908,25 @@ void tst_GameManagerFlows::repairAgainstTheRecordRecordsNothing()
     QVERIFY(t.holdsExactly(firstBuild()));
 }
 
+void tst_GameManagerFlows::offeredDamageIsSettledWithoutTheServersManifest()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    (*studio_)->addFault(GameStudio::manifestPath(), notFound());
+    const QByteArray record = t.record();
+    QVERIFY(t.startAndCheck());
+    t.writeFile(u"data/one.dat"_s, "damaged");
+    t.worker<VerificationManager>()->verify(firstBuild().manifest(), t.root());
+    QVERIFY(t.waitForState(GameState::UpdateAvailable));
+    QCOMPARE(t->pendingDownloadBytes(), 600);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t->pendingDownloadBytes(), 0);
+    QCOMPARE(t.record(), record);
+    QVERIFY(t.holdsExactly(firstBuild()));
+}
+
 void tst_GameManagerFlows::repairOfflineFailsAndTriesAgainLater()
 {
     GameFixture t(*studio_);
@@ -927,11 +1024,16 @@ void tst_GameManagerFlows::cancelledUpdateIsOfferedAgain()
 void tst_GameManagerFlows::closedLauncherLosesNothing()
 {
     GameFixture t(*studio_);
-    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    t.close();
     const QByteArray record = t.record();
-    t.presetSetting(u"game.installedVersion"_s, u"1.0.0"_s);
-    t.presetSetting(u"game.installedBuild"_s, 10);
-    QVERIFY(stopInTheMiddleOfTheLastFile(t, *studio_));
+    Build next = slowBuild();
+    next.version = u"1.1.0"_s;
+    next.build = 11;
+    QVERIFY(stopInTheMiddleOfTheLastFile(t, *studio_, next));
     t.close();
     QCOMPARE(t.record(), record);
     QCOMPARE(t.readFile(u"data/old.dat.part"_s).size(), 250000);
@@ -946,7 +1048,36 @@ void tst_GameManagerFlows::closedLauncherLosesNothing()
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
     QCOMPARE(rangeOf((*studio_)->requests(inRelease(u"data/old.dat"_s)).last()), "bytes=250000-");
-    QVERIFY(t.holdsExactly(slowBuild()));
+    QVERIFY(t.holdsExactly(next));
+    QCOMPARE(t.settings().stringValue(u"game.installedVersion"_s, {}), u"1.1.0"_s);
+    QCOMPARE(t.settings().intValue(u"game.installedBuild"_s, 0), 11);
+}
+
+void tst_GameManagerFlows::stopIsSilent_data()
+{
+    QTest::addColumn<bool>("job");
+    QTest::newRow("under a job") << true;
+    QTest::newRow("under a pass") << false;
+}
+
+/// What the stop ends is no failure that a player has to hear of.
+void tst_GameManagerFlows::stopIsSilent()
+{
+    QFETCH(const bool, job);
+    GameFixture t(*studio_);
+    if (job) {
+        QVERIFY(stopInTheMiddleOfTheLastFile(t, *studio_));
+    } else {
+        t.install(firstBuild());
+        studio_->publish(firstBuild());
+        QVERIFY(t.startAndCheck());
+        t->verifyFiles();
+    }
+    t.clearTrace();
+    t.close();
+    QCOMPARE(t.trace(), QStringList());
+    QVERIFY(t.passes().isEmpty());
+    QVERIFY(t.progress().isEmpty());
 }
 
 void tst_GameManagerFlows::interruptedUpdateOfflineStillPlaysTheOldVersion()

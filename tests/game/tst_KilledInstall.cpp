@@ -34,7 +34,6 @@ constexpr int killsAtRandom = 18;
 constexpr int fewestRealKills = 14 + killsAmidAFile; // a run can end just before a kill at random
 #endif
 constexpr int triesForAKill = 5;
-constexpr int waitMs = 30000;
 
 QString installerProgram()
 {
