@@ -122,6 +122,7 @@ private slots:
     void cancelIsOfferedInTheseStatesOnly();
     void cancelWithNothingRunningDoesNothing();
     void cancelStopsTheJobAndThenThePass();
+    void cancelStopsAJobWhoseStateHasFallen();
 
     void channelIsTheDefaultOneWhileNoneIsChosen();
     void selectingTheCurrentChannelIsSilent_data();
@@ -914,6 +915,22 @@ void tst_GameManager::cancelStopsTheJobAndThenThePass()
               QStringList{u"INFO velmo.verify: Verification cancelled"_s}));
     QVERIFY(!t.worker<DownloadManager>()->isRunning());
     QTRY_COMPARE(t.passes().size(), 1);
+}
+
+void tst_GameManager::cancelStopsAJobWhoseStateHasFallen()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    (*studio_)->setBytesPerSecond(100);
+    t->primaryAction();
+    t->setInstallPath(t.root());
+    QCOMPARE(t->state(), GameState::NotInstalled);
+    QVERIFY(!t->canCancel());
+    t->cancelOperation();
+    QVERIFY(!t.worker<DownloadManager>()->isRunning());
+    QVERIFY(t.log().contains(QtInfoMsg, u"velmo.game"_s,
+                             u"Install cancelled; leaving partial files in place for resume"_s));
 }
 
 void tst_GameManager::channelIsTheDefaultOneWhileNoneIsChosen()

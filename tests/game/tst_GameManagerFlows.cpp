@@ -1,7 +1,7 @@
 #include "DriveSpace.h"
 #include "GameFixture.h"
 
-#include "core/Format.h"
+#include "core/Paths.h"
 #include "game/InstallManager.h"
 #include "game/UpdateManager.h"
 #include "support/FullDrive.h"
@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QtTest>
 
 #include <algorithm>
@@ -122,6 +123,7 @@ private slots:
     void installAsksForTheFilesOneByOneInManifestOrder();
     void installTakesTheAddressesThatTheManifestGives();
     void installWorksUnderAFolderWithBlanksAndForeignLetters();
+    void defaultFolderIsInstalledToAndRepaired();
     void installWhoseProgramDoesNotArriveIsIncomplete();
     void updateFetchesWhatDiffersAndRemovesWhatIsGone();
     void commitKeepsThisOrder();
@@ -141,6 +143,8 @@ private slots:
 
     void verifyingNeedsAManifest();
     void verifyingPrefersTheServersManifest();
+    void verifyingKeepsItsManifestWhereACheckBringsAnother();
+    void verifyingWantsTheRepairBeforeItIsTold();
     void verifyingOfflineUsesTheRecord();
     void serversManifestStaysTheReferenceAfterAnInstall();
     void secondVerifyDuringAPassOnlyLogs();
@@ -302,6 +306,34 @@ void tst_GameManagerFlows::installWorksUnderAFolderWithBlanksAndForeignLetters()
     QTRY_COMPARE(t.passes().size(), 1);
     QCOMPARE(t.passes().first().filesChecked, 3);
     QCOMPARE(t->state(), GameState::Installed);
+}
+
+void tst_GameManagerFlows::defaultFolderIsInstalledToAndRepaired()
+{
+    GameFixture t(*studio_);
+    const QString folder = QDir(defaultGamesRoot()).filePath(u"Harrowfen"_s);
+    const auto cleanUp = qScopeGuard([folder] { QDir(folder).removeRecursively(); });
+    studio_->publish(firstBuild());
+    t.setRoot({}); // none is chosen
+    t.open();
+    t.setRoot(folder);
+    QVERIFY(t.startAndCheck());
+    t.writeFile(u".velmo"_s, "in the way");
+    t->primaryAction();
+    QCOMPARE(t.errors().last().second, u"prepare() failed for %1"_s.arg(folder));
+    t.removeFile(u".velmo"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForStatus(ServiceStatus::Online));
+
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QVERIFY(t.holdsExactly(firstBuild()));
+    t.writeFile(u"data/one.dat"_s, "damaged");
+    t->verifyFiles();
+    QVERIFY(t.waitUntilPast(GameState::Repairing));
+    QVERIFY(t.waitForState(GameState::Installed));
+    QVERIFY(t.holdsExactly(firstBuild()));
+    QCOMPARE(t->installPath(), QString());
 }
 
 void tst_GameManagerFlows::installWhoseProgramDoesNotArriveIsIncomplete()
@@ -615,6 +647,32 @@ void tst_GameManagerFlows::verifyingPrefersTheServersManifest()
     QCOMPARE(t.passes().first().filesChecked, 4);
 }
 
+void tst_GameManagerFlows::verifyingKeepsItsManifestWhereACheckBringsAnother()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t.at(GameState::Verifying, [&t] { emit t.worker<UpdateManager>()->upToDate(secondBuild().manifest()); });
+    t->verifyFiles();
+    QTRY_COMPARE(t.passes().size(), 1);
+    QCOMPARE(t.passes().first().filesChecked, 3);
+    QVERIFY(t.passes().first().filesNeedingRepair().isEmpty());
+}
+
+void tst_GameManagerFlows::verifyingWantsTheRepairBeforeItIsTold()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    VerificationResult result;
+    result.missing = firstBuild().manifest().files.mid(2);
+    t.at(GameState::Verifying, [&t, result] { emit t.worker<VerificationManager>()->finished(result); });
+    t->verifyFiles();
+    QVERIFY(t.passed(GameState::Repairing));
+}
+
 void tst_GameManagerFlows::verifyingOfflineUsesTheRecord()
 {
     GameFixture t(*studio_);
@@ -669,9 +727,12 @@ void tst_GameManagerFlows::passWithNothingWrongIsTold()
     t.clearTrace();
     t->verifyFiles();
     QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE(t.trace(), GameFixture::stateLines(u"Verifying files"_s, u"Checking game files"_s) +
-                            (QStringList{u"emit pass: complete"_s, u"INFO velmo.game: Verification passed: 3 files"_s} +
-                             GameFixture::stateLines(u"Installed"_s, u"Version 1.0.0 installed"_s)));
+    QCOMPARE(t.trace({u"velmo.verify"_s}),
+             GameFixture::stateLines(u"Verifying files"_s, u"Checking game files"_s) +
+                 (QStringList{u"INFO velmo.verify: Verifying 3 files in \"%1\""_s.arg(t.root()),
+                              u"INFO velmo.verify: Verification finished: 3 checked, 0 missing, 0 corrupt"_s,
+                              u"emit pass: complete"_s, u"INFO velmo.game: Verification passed: 3 files"_s} +
+                  GameFixture::stateLines(u"Installed"_s, u"Version 1.0.0 installed"_s)));
 }
 
 void tst_GameManagerFlows::passWithNothingWrongLeavesAnUpdateOffered()

@@ -130,6 +130,7 @@ private slots:
     void runningGameCannotBeCancelled();
     void endOfTheLauncherEndsTheGame();
 
+    void filesCanBeVerifiedWhileTheGameRuns();
     void checkResultTakesTheStateOffRunning();
     void pressWhileTheGameStillRunsStaysLaunching();
     void gameThatEndsUnderAJobTakesTheStateOffDownloading_data();
@@ -458,6 +459,22 @@ void tst_GameManagerLaunch::endOfTheLauncherEndsTheGame()
     t.close();
     QVERIFY(!isRunning(game));
     QCOMPARE(t.trace(), QStringList()); // it is told neither as the game's end nor as a failure
+}
+
+void tst_GameManagerLaunch::filesCanBeVerifiedWhileTheGameRuns()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"until-input-ends"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Running));
+    t->verifyFiles();
+    QCOMPARE(t->state(), GameState::Verifying);
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t.passes().size(), 1);
+    QCOMPARE(t.worker<QProcess>()->state(), QProcess::Running);
+    endGame(t);
+    QTRY_COMPARE(t.worker<QProcess>()->state(), QProcess::NotRunning);
+    QCOMPARE(t->state(), GameState::Installed);
 }
 
 void tst_GameManagerLaunch::checkResultTakesTheStateOffRunning()
