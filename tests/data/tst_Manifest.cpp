@@ -800,7 +800,7 @@ void tst_Manifest::deepNestingIsNoManifest()
 
 void tst_Manifest::manyFilesAreReadQuickly()
 {
-    constexpr double allowedSeconds = VELMO_SLOW_BUILD ? 20.0 : 2.0;
+    constexpr double allowedSeconds = VELMO_SLOW_BUILD ? 100.0 : 10.0; // fifty times what they need
     const QByteArray json = documentOfFiles(100'000);
     double best = std::numeric_limits<double>::infinity();
     for (int run = 0; run < 3; ++run) { // the shortest, beside whatever else the machine does

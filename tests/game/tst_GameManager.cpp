@@ -106,6 +106,10 @@ private slots:
     void failedCheckKeepsWhatAnEarlierOneFound();
     void higherBuildOfTheSameFilesLeavesNothingPending();
     void checkResultEndsABusyState();
+    void badgeChangesBeforeTheCheckBegins();
+    void checkComparesWithTheRecordOfItsBeginning();
+    void resultStandsBeforeTheBadgeChanges_data();
+    void resultStandsBeforeTheBadgeChanges();
     void checkResultDuringAJobIsTaken_data();
     void checkResultDuringAJobIsTaken();
     void checkThatTheStopCutsOffIsTold();
@@ -645,13 +649,83 @@ void tst_GameManager::checkResultEndsABusyState()
     (*studio_)->setBytesPerSecond(2000);
     t->primaryAction();
     QCOMPARE(t->state(), GameState::Downloading);
-    emit t.worker<UpdateManager>()->checkFailed(u"message"_s, u"detail"_s, true);
-    QCOMPARE(t->state(), GameState::NotInstalled);
+    const QStringList traced =
+        tracedDuring(t, [&t] { emit t.worker<UpdateManager>()->checkFailed(u"message"_s, u"detail"_s, true); });
+    QCOMPARE(traced,
+             (QStringList{GameFixture::statusLine(u"Offline"_s, u"message"_s),
+                          u"WARN velmo.game: Update check failed, continuing in offline mode: \"detail\""_s} +
+              GameFixture::stateLines(u"Not installed"_s, u"1.0 KB required"_s)));
     QVERIFY(t.worker<DownloadManager>()->isRunning());
     (*studio_)->setBytesPerSecond(0);
     QVERIFY(t.waitForState(GameState::Installed));
     QVERIFY(t.passed(GameState::Installing));
     QVERIFY(t.holdsExactly(firstBuild()));
+}
+
+void tst_GameManager::badgeChangesBeforeTheCheckBegins()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    t.start();
+    QCOMPARE(t.trace({u"velmo.update"_s}).last(),
+             u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(studio_->manifestAddress(u"release"_s)));
+    QCOMPARE(t.trace().last(), GameFixture::statusLine(u"Connecting"_s, contacting));
+}
+
+void tst_GameManager::checkComparesWithTheRecordOfItsBeginning()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    t.open();
+    connect(
+        &t.game(), &GameManager::serviceStatusChanged, this,
+        [&t] {
+            t.install(firstBuild());
+            t->setInstallPath(t.root());
+        },
+        Qt::SingleShotConnection);
+    QVERIFY(t.startAndCheck());
+    QCOMPARE(t->state(), GameState::Installed);
+}
+
+void tst_GameManager::resultStandsBeforeTheBadgeChanges_data()
+{
+    QTest::addColumn<bool>("update");
+    QTest::addColumn<qint64>("pending");
+    QTest::newRow("update") << true << qint64(250);
+    QTest::newRow("up to date") << false << qint64(0);
+}
+
+void tst_GameManager::resultStandsBeforeTheBadgeChanges()
+{
+    QFETCH(const bool, update);
+    QFETCH(const qint64, pending);
+    GameFixture t(*studio_);
+    const Manifest first = firstBuild().manifest();
+    const Manifest second = secondBuild().manifest();
+    t.install(firstBuild());
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.start();
+    UpdateManager *const worker = t.worker<UpdateManager>();
+    emit worker->updateAvailable(first, first.files);
+    QCOMPARE(t->detail(), u"1.0 KB to download"_s);
+    QString detailAtSignal;
+    qint64 pendingAtSignal = -1;
+    QString requiredElsewhere;
+    connect(&t.game(), &GameManager::serviceStatusChanged, this, [&] {
+        detailAtSignal = t->detail();
+        pendingAtSignal = t->pendingDownloadBytes();
+        t->setInstallPath(t.folder() + u"/elsewhere"_s);
+        requiredElsewhere = t->detail();
+    });
+    if (update) {
+        emit worker->updateAvailable(second, second.files.mid(2));
+    } else {
+        emit worker->upToDate(second);
+    }
+    QCOMPARE(detailAtSignal, u"1.0 KB to download"_s); // the state follows the badge
+    QCOMPARE(pendingAtSignal, pending);
+    QCOMPARE(requiredElsewhere, u"950 B required"_s);
 }
 
 void tst_GameManager::checkResultDuringAJobIsTaken_data()
@@ -1148,6 +1222,9 @@ void tst_GameManager::installPathIsCleanedStoredAndTold()
     t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     t.clearTrace();
+    QString rootAtSetting;
+    connect(&t.settings(), &ConfigManager::changed, this,
+            [&] { rootAtSetting = t.worker<InstallManager>()->installRoot(); });
     const QString clean = t.folder() + u"/elsewhere"_s;
     t->setInstallPath(t.folder() + u"/a/..//elsewhere/"_s);
     QCOMPARE(t.trace(), (QStringList{u"setting game.installPath = %1"_s.arg(clean),
@@ -1156,6 +1233,7 @@ void tst_GameManager::installPathIsCleanedStoredAndTold()
                          GameFixture::stateLines(u"Not installed"_s, u"Not installed"_s)));
     QCOMPARE(t->installPath(), clean);
     QCOMPARE(t.worker<InstallManager>()->installRoot(), clean);
+    QCOMPARE(rootAtSetting, t.root()); // the choice is kept before it is used
 }
 
 void tst_GameManager::installPathIsTakenAsItIs()

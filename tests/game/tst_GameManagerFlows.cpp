@@ -132,6 +132,8 @@ private slots:
     void jobKeepsItsFilesWhereAListenerEmptiesTheOffer();
     void jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched_data();
     void jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched();
+    void jobTakesTheBranchThatWasCheckedNotTheOneInTheSettings();
+    void branchIsSwitchedUnderAPassWhoseStateHasFallen();
 
     void unusableFolderIsRefused_data();
     void unusableFolderIsRefused();
@@ -495,6 +497,37 @@ void tst_GameManagerFlows::jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched(
     QCOMPARE(t->installedVersion(), recorded);
     QCOMPARE(t.record().isNull(), recorded.isEmpty());
     QCOMPARE(t->pendingDownloadBytes(), 0);
+}
+
+/// The settings go back to their defaults without the engine.
+void tst_GameManagerFlows::jobTakesTheBranchThatWasCheckedNotTheOneInTheSettings()
+{
+    GameFixture t(*studio_);
+    studio_->publish(secondBuild(), u"beta"_s);
+    t.presetSetting(u"game.channel"_s, u"beta"_s);
+    QVERIFY(t.startAndCheck());
+    t.settings().setValue(u"game.channel"_s, QString());
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(studio_->requestedFiles().first(), GameStudio::filePath(u"bin/game"_s, u"beta"_s));
+    QVERIFY(t.holdsExactly(secondBuild()));
+}
+
+void tst_GameManagerFlows::branchIsSwitchedUnderAPassWhoseStateHasFallen()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t->verifyFiles();
+    t->setInstallPath(t.root());
+    QCOMPARE(t->state(), GameState::Installed);
+    t->selectChannel(u"blank"_s);
+    QVERIFY(t.errors().isEmpty());
+    QVERIFY(t.worker<VerificationManager>()->isRunning());
+    QTRY_COMPARE(t.passes().size(), 1);
+    QCOMPARE(t.passes().first().filesChecked, 3);
+    QVERIFY(!t.log().contains(QtInfoMsg, u"velmo.verify"_s, u"Verification cancelled"_s));
 }
 
 void tst_GameManagerFlows::unusableFolderIsRefused_data()

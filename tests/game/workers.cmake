@@ -1,5 +1,5 @@
 # The four workers behind GameManager.
-velmo_test(UpdateManager USES velmo_game velmo_test_studio velmo_test_certificates SERIAL)
+velmo_test(UpdateManager USES velmo_game velmo_test_studio velmo_test_certificates TIMEOUT 600)
 velmo_test(DownloadManager USES velmo_game velmo_test_studio velmo_test_certificates TIMEOUT 300)
 velmo_test(InstallManager USES velmo_game SOURCES PlainUserRights.cpp)
 # Carries no game profile.
