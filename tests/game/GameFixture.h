@@ -19,7 +19,7 @@
 namespace velmo::test {
 
 /// How long to wait for what comes within a few seconds, or never.
-constexpr int waitMs = 120000;
+constexpr int waitMs = 60000;
 
 /// One file of a build, with its bytes.
 struct BuildFile {

@@ -127,12 +127,16 @@ private slots:
     void installWhoseProgramDoesNotArriveIsIncomplete();
     void updateFetchesWhatDiffersAndRemovesWhatIsGone();
     void commitKeepsThisOrder();
+    void commitTakesTheManifestThatStandsWhenItHasBeenTold();
+    void staleFilesAreThoseOfTheRecordThatWasReadLast_data();
+    void staleFilesAreThoseOfTheRecordThatWasReadLast();
     void progressIsForwardedWithoutAChangeOfState();
     void jobIsNotDisturbedByARepair();
     void jobKeepsItsFilesWhereAListenerEmptiesTheOffer();
     void jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched_data();
     void jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched();
     void jobTakesTheBranchThatWasCheckedNotTheOneInTheSettings();
+    void jobTakesFolderAndBranchThatStandWhenItHasBeenTold();
     void branchIsSwitchedUnderAPassWhoseStateHasFallen();
 
     void unusableFolderIsRefused_data();
@@ -398,6 +402,45 @@ void tst_GameManagerFlows::commitKeepsThisOrder()
     QCOMPARE(t->pendingDownloadBytes(), 0);
 }
 
+void tst_GameManagerFlows::commitTakesTheManifestThatStandsWhenItHasBeenTold()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t.at(GameState::Installing, [&t] { emit t.worker<UpdateManager>()->upToDate(secondBuild().manifest()); });
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t->installedVersion(), u"1.1.0"_s);
+}
+
+void tst_GameManagerFlows::staleFilesAreThoseOfTheRecordThatWasReadLast_data()
+{
+    QTest::addColumn<bool>("evaluated");
+    QTest::newRow("written and read") << true;
+    QTest::newRow("written and not read") << false;
+}
+
+void tst_GameManagerFlows::staleFilesAreThoseOfTheRecordThatWasReadLast()
+{
+    QFETCH(const bool, evaluated);
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(secondBuild());
+    QVERIFY(t.startAndCheck());
+    Build other = firstBuild();
+    other.files[2].path = u"data/other.dat"_s;
+    t.at(GameState::Installing, [&] {
+        t.install(other);
+        if (evaluated) {
+            t->setInstallPath(t.root());
+        }
+    });
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t.hasFile(u"data/other.dat"_s), !evaluated);
+    QCOMPARE(t.hasFile(u"data/old.dat"_s), evaluated);
+}
+
 void tst_GameManagerFlows::progressIsForwardedWithoutAChangeOfState()
 {
     GameFixture t(*studio_);
@@ -511,6 +554,24 @@ void tst_GameManagerFlows::jobTakesTheBranchThatWasCheckedNotTheOneInTheSettings
     QVERIFY(t.waitForState(GameState::Installed));
     QCOMPARE(studio_->requestedFiles().first(), GameStudio::filePath(u"bin/game"_s, u"beta"_s));
     QVERIFY(t.holdsExactly(secondBuild()));
+}
+
+void tst_GameManagerFlows::jobTakesFolderAndBranchThatStandWhenItHasBeenTold()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    studio_->publish(firstBuild(), u"beta"_s);
+    QVERIFY(t.startAndCheck());
+    const QString elsewhere = t.folder() + u"/elsewhere"_s;
+    t.at(GameState::Downloading, [&] {
+        t->setInstallPath(elsewhere);
+        t->selectChannel(u"beta"_s);
+    });
+    t->primaryAction();
+    QVERIFY(t.waitUntilPast(GameState::Installing));
+    t.setRoot(elsewhere);
+    QVERIFY(t.holdsExactly(firstBuild()));
+    QCOMPARE(studio_->requestedFiles().first(), GameStudio::filePath(u"bin/game"_s, u"beta"_s));
 }
 
 void tst_GameManagerFlows::branchIsSwitchedUnderAPassWhoseStateHasFallen()
