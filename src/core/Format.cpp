@@ -18,11 +18,6 @@ constexpr double unitStep = 1000.0;
 constexpr qint64 underAMinute = 45; // seconds from which one minute is claimed
 constexpr qint64 minutesPerHour = 60;
 
-QString plural(qint64 count)
-{
-    return count == 1 ? QString() : u"s"_s;
-}
-
 } // namespace
 
 QString formatBytes(qint64 bytes)
@@ -78,6 +73,11 @@ QString formatDate(const QDate &date)
         return {};
     }
     return QLocale(QLocale::English).toString(date, u"MMMM d, yyyy"_s);
+}
+
+QString plural(qint64 count)
+{
+    return count == 1 ? QString() : u"s"_s;
 }
 
 } // namespace velmo

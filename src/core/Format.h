@@ -6,7 +6,7 @@ class QDate;
 
 namespace velmo {
 
-// How the interface prints sizes, speeds, remaining time and dates. The texts are English whatever the system locale.
+// How the interface prints counts, sizes, speeds, remaining time and dates. The texts are English whatever the system locale.
 
 /// Decimal units, "1.5 GB"; "--" for a negative size.
 QString formatBytes(qint64 bytes);
@@ -16,5 +16,7 @@ QString formatRate(double bytesPerSecond);
 QString formatEta(qint64 seconds);
 /// "August 31, 2026"; empty for an invalid date.
 QString formatDate(const QDate &date);
+/// The ending of a noun after \a count: empty after 1, else "s".
+QString plural(qint64 count);
 
 } // namespace velmo

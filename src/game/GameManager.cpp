@@ -20,11 +20,6 @@ namespace {
 [[maybe_unused]] const int gameStateTypeId = qRegisterMetaType<GameState>("velmo::GameState");
 [[maybe_unused]] const int serviceStatusTypeId = qRegisterMetaType<ServiceStatus>("velmo::ServiceStatus");
 
-QString plural(qsizetype count)
-{
-    return count == 1 ? QString() : u"s"_s;
-}
-
 } // namespace
 
 GameManager::GameManager(ConfigManager *config, ApiClient *api, QNetworkAccessManager *network, QObject *parent)
@@ -147,12 +142,13 @@ void GameManager::selectChannel(const QString &id)
                            u"Channel switch refused while in state %1"_s.arg(stateLabel(state_)));
         return;
     }
-    qCInfo(lcGame) << "Switching branch from" << previous << "to" << id;
-    config_->setValue(u"game.channel"_s, id);
+    const QString chosen = id; // the caller's own may change with what listeners do
+    qCInfo(lcGame) << "Switching branch from" << previous << "to" << chosen;
+    config_->setValue(u"game.channel"_s, chosen);
     latest_ = {};
     pending_.clear();
     applyChannel();
-    emit channelChanged(id);
+    emit channelChanged(chosen);
     refreshState();
     checkForUpdates();
 }
@@ -226,10 +222,12 @@ void GameManager::setState(GameState state, const QString &detail)
     if (state_ == state && detail_ == detail) {
         return;
     }
+    // The members may be of another state before the last listener has heard of this one.
+    const QString told = detail.isEmpty() ? stateLabel(state) : detail;
     state_ = state;
-    detail_ = detail.isEmpty() ? stateLabel(state) : detail;
-    qCInfo(lcGame) << "State:" << stateLabel(state_) << "-" << detail_;
-    emit stateChanged(state_, detail_);
+    detail_ = told;
+    qCInfo(lcGame) << "State:" << stateLabel(state) << "-" << told;
+    emit stateChanged(state, told);
 }
 
 /// The only place where resting states are decided. It asks nothing about the present state, since it is also what
@@ -287,8 +285,9 @@ void GameManager::startInstall()
         emit errorOccurred(error, u"prepare() failed for %1"_s.arg(install_->installRoot()));
         return;
     }
-    if (hasEnoughDiskSpace(pending_)) {
-        startDownload(pending_);
+    const QList<ManifestFile> files = pending_; // which a listener of the change of state may empty
+    if (hasEnoughDiskSpace(files)) {
+        startDownload(files);
     }
 }
 

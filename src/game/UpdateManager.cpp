@@ -6,6 +6,8 @@
 #include <QHash>
 #include <QPointer>
 
+#include <utility>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo {
@@ -22,14 +24,15 @@ void UpdateManager::checkForUpdates(const Manifest &installed)
         return;
     }
     inProgress_ = true;
-    emit checkStarted();
-    qCInfo(lcUpdate) << "Checking for updates at" << (manifestUrl_.isEmpty() ? u"<unconfigured>"_s : manifestUrl_);
-    const QPointer<UpdateManager> self = this;
-    api_->getJson(manifestUrl_, [self, installed](const ApiResult &result) {
+    // Takes its copy before any listener can change what the caller named.
+    auto handle = [self = QPointer<UpdateManager>(this), installed](const ApiResult &result) {
         if (self) {
             self->handleReply(result, installed);
         }
-    });
+    };
+    emit checkStarted();
+    qCInfo(lcUpdate) << "Checking for updates at" << (manifestUrl_.isEmpty() ? u"<unconfigured>"_s : manifestUrl_);
+    api_->getJson(manifestUrl_, std::move(handle));
 }
 
 QUrl UpdateManager::manifestBaseUrl() const

@@ -25,6 +25,8 @@ public:
     void checkForUpdates(const Manifest &installed);
     /// The manifest's folder, against which relative file addresses resolve.
     QUrl manifestBaseUrl() const;
+    /// The newest manifest that was accepted; invalid until one was.
+    Manifest latest() const { return latest_; }
     /// The files of \a latest that \a installed lacks or has with another hash, in the order of \a latest.
     static QList<ManifestFile> changedFiles(const Manifest &installed, const Manifest &latest);
 

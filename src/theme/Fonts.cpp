@@ -14,9 +14,9 @@ namespace velmo::theme {
 
 namespace {
 
-const QStringList sansChain = {u"Inter"_s,    u"Inter Display"_s, u"Segoe UI Variable Text"_s,
-                               u"Segoe UI"_s, u"Roboto"_s,        u"Arial"_s};
-const QStringList monoChain = {u"JetBrains Mono"_s, u"IBM Plex Mono"_s, u"Cascadia Mono"_s, u"Consolas"_s};
+const QStringList sans = {u"Inter"_s,    u"Inter Display"_s, u"Segoe UI Variable Text"_s,
+                          u"Segoe UI"_s, u"Roboto"_s,        u"Arial"_s};
+const QStringList mono = {u"JetBrains Mono"_s, u"IBM Plex Mono"_s, u"Cascadia Mono"_s, u"Consolas"_s};
 
 constexpr double negligible = 1e-12;
 constexpr double trackingStep = 0.18; // px for a tracking of 1
@@ -40,25 +40,25 @@ QFont font(const QString &family, int pixelSize, int weight)
 
 QString titleFamily()
 {
-    static const QString family = resolve(sansChain, u"Arial"_s);
+    static const QString family = resolve(sans, u"Arial"_s);
     return family;
 }
 
 QString displayFamily()
 {
-    static const QString family = resolve(sansChain, u"Segoe UI"_s);
+    static const QString family = resolve(sans, u"Segoe UI"_s);
     return family;
 }
 
 QString bodyFamily()
 {
-    static const QString family = resolve(sansChain, u"Arial"_s);
+    static const QString family = resolve(sans, u"Arial"_s);
     return family;
 }
 
 QString monoFamily()
 {
-    static const QString family = resolve(monoChain, u"Courier New"_s);
+    static const QString family = resolve(mono, u"Courier New"_s);
     return family;
 }
 
@@ -91,6 +91,16 @@ QFont monoFont(int pixelSize, int weight, double spacing)
         result.setLetterSpacing(QFont::AbsoluteSpacing, spacing);
     }
     return result;
+}
+
+const QStringList &sansChain()
+{
+    return sans;
+}
+
+const QStringList &monoChain()
+{
+    return mono;
 }
 
 QString pickFamily(const QStringList &chain, const QStringList &installed, const QString &lastResort)

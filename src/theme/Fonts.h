@@ -22,6 +22,9 @@ QFont titleFont(int pixelSize);
 /// \a spacing between letters in pixels.
 QFont monoFont(int pixelSize, int weight, double spacing);
 
+/// The families to look for, the preferred one first: for titles, display and body text, and for figures and paths.
+const QStringList &sansChain();
+const QStringList &monoChain();
 /// The first of \a chain that \a installed holds in any letter case, else \a lastResort.
 QString pickFamily(const QStringList &chain, const QStringList &installed, const QString &lastResort);
 

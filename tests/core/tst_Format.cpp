@@ -21,6 +21,7 @@ private slots:
     void eta();
     void date_data();
     void date();
+    void onlyOneIsSingular();
     void numbersAndDatesIgnoreTheLocale();
 };
 
@@ -139,6 +140,15 @@ void tst_Format::date()
     QFETCH(QDate, date);
     QFETCH(QString, expected);
     QCOMPARE(velmo::formatDate(date), expected);
+}
+
+void tst_Format::onlyOneIsSingular()
+{
+    QCOMPARE(velmo::plural(1), QString());
+    QCOMPARE(velmo::plural(0), u"s"_s);
+    QCOMPARE(velmo::plural(2), u"s"_s);
+    QCOMPARE(velmo::plural(21), u"s"_s);
+    QCOMPARE(velmo::plural(std::numeric_limits<qint64>::max()), u"s"_s);
 }
 
 void tst_Format::numbersAndDatesIgnoreTheLocale()

@@ -146,6 +146,7 @@ private slots:
     void serialisesNoAbsentReleaseTime();
     void serialisedManifestReadsBack();
     void largestExactSizeReadsBack();
+    void sizeIsWrittenAsADouble();
 
     void totalSizeAddsUp();
     void totalSizeHoldsAtTheLargestNumber();
@@ -728,6 +729,14 @@ void tst_Manifest::largestExactSizeReadsBack()
     QCOMPARE(again.files.first().size, Q_INT64_C(9007199254740991));
 }
 
+void tst_Manifest::sizeIsWrittenAsADouble()
+{
+    Manifest manifest = read(document({fileEntry()}));
+    manifest.files.first().size = Q_INT64_C(9007199254740993); // which no double holds
+    const QJsonValue written = manifest.toJson().value("files"_L1).toArray().first().toObject().value("size"_L1);
+    QCOMPARE(written.toInteger(), Q_INT64_C(9007199254740992));
+}
+
 void tst_Manifest::totalSizeAddsUp()
 {
     QCOMPARE(Manifest().totalSize(), 0);
@@ -793,7 +802,7 @@ void tst_Manifest::deepNestingIsNoManifest()
 
 void tst_Manifest::manyFilesAreReadQuickly()
 {
-    constexpr double allowedSeconds = VELMO_SLOW_BUILD ? 20.0 : 2.0;
+    constexpr double allowedSeconds = VELMO_SLOW_BUILD ? 100.0 : 10.0; // fifty times what they need
     const QByteArray json = documentOfFiles(100'000);
     double best = std::numeric_limits<double>::infinity();
     for (int run = 0; run < 3; ++run) { // the shortest, beside whatever else the machine does

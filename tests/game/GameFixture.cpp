@@ -24,8 +24,6 @@ namespace {
 
 Q_LOGGING_CATEGORY(lcSignal, "test.signal")
 
-constexpr int waitMs = 15000;
-
 void writeBytes(const QString &fileName, const QByteArray &bytes)
 {
     QFile file(fileName);
@@ -211,6 +209,9 @@ GameFixture::GameFixture(GameStudio &studio)
 
 GameFixture::~GameFixture()
 {
+    if (engine_) {
+        engine_->game->disconnect(); // a test's listeners may name what has gone before the fixture goes
+    }
     close();
     for (const auto &[status, detail] : std::as_const(statuses_)) {
         if (status == ServiceStatus::Maintenance) {
@@ -241,7 +242,6 @@ void GameFixture::close()
     if (!engine_) {
         return;
     }
-    engine_->game->disconnect();
     engine_->api->cancelAll();
     engine_->game.reset();
     engine_->api.reset();

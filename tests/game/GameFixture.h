@@ -18,6 +18,9 @@
 
 namespace velmo::test {
 
+/// How long to wait for what comes within a few seconds, or never.
+constexpr int waitMs = 60000;
+
 /// One file of a build, with its bytes.
 struct BuildFile {
     QString path;
@@ -90,7 +93,7 @@ public:
 
     /// Makes the engine, as at the program's start, without starting it. Writes the settings first.
     void open();
-    /// Takes it down as the program's end does.
+    /// Takes it down as the program's end does. What it announces meanwhile is recorded.
     void close();
     /// open() where needed, then GameManager::start().
     void start();

@@ -35,6 +35,10 @@ foreach(test ${tests})
         TIMEOUT 300)
     velmo_own_folder(tst_${test})
 endforeach()
+# Starts some hundred programs. What bounds it is meant for a machine that hangs, not for one that is busy.
+set_tests_properties(tst_KilledInstall PROPERTIES
+    TIMEOUT 1800
+    ENVIRONMENT "${VELMO_TEST_ENVIRONMENT};QTEST_FUNCTION_TIMEOUT=1800000")
 target_link_libraries(tst_GameManagerFlows PRIVATE ${CMAKE_DL_LIBS})
 target_compile_definitions(tst_KilledInstall PRIVATE VELMO_TEST_INSTALLER="$<TARGET_FILE:velmo_test_installer>")
 add_dependencies(tst_KilledInstall velmo_test_installer)

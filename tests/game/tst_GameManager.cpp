@@ -95,6 +95,8 @@ private slots:
     void sameStateAndTextAreToldOnce();
     void sameStateWithAnotherTextIsTold();
     void stateStandsBeforeItIsTold();
+    void laterListenersHearStateAndTextThatBelongTogether();
+    void laterListenersHearTheChannelThatWasSelected();
 
     void checkThatFindsAnUpdate();
     void checkThatFindsNothingNew();
@@ -104,6 +106,13 @@ private slots:
     void failedCheckKeepsWhatAnEarlierOneFound();
     void higherBuildOfTheSameFilesLeavesNothingPending();
     void checkResultEndsABusyState();
+    void badgeChangesBeforeTheCheckBegins();
+    void checkComparesWithTheRecordOfItsBeginning();
+    void resultStandsBeforeTheBadgeChanges_data();
+    void resultStandsBeforeTheBadgeChanges();
+    void checkResultDuringAJobIsTaken_data();
+    void checkResultDuringAJobIsTaken();
+    void checkThatTheStopCutsOffIsTold();
 
     void primaryActionIsIgnoredInBusyStates_data();
     void primaryActionIsIgnoredInBusyStates();
@@ -117,6 +126,7 @@ private slots:
     void cancelIsOfferedInTheseStatesOnly();
     void cancelWithNothingRunningDoesNothing();
     void cancelStopsTheJobAndThenThePass();
+    void cancelStopsAJobWhoseStateHasFallen();
 
     void channelIsTheDefaultOneWhileNoneIsChosen();
     void selectingTheCurrentChannelIsSilent_data();
@@ -454,6 +464,38 @@ void tst_GameManager::stateStandsBeforeItIsTold()
     QCOMPARE(lastLine, u"INFO velmo.game: State: \"Not installed\" - \"Not installed\""_s);
 }
 
+void tst_GameManager::laterListenersHearStateAndTextThatBelongTogether()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.open();
+    t.at(GameState::Installed, [&t] { t->setInstallPath(t.folder() + u"/elsewhere"_s); });
+    QList<GameFixture::Step> heard;
+    connect(&t.game(), &GameManager::stateChanged, this,
+            [&heard](GameState state, const QString &detail) { heard.append({state, detail}); });
+    t.start();
+    QCOMPARE(heard, (QList<GameFixture::Step>{{GameState::NotInstalled, u"Not installed"_s},
+                                              {GameState::Installed, u"Version 1.0.0 installed"_s}}));
+    QCOMPARE(t->state(), GameState::NotInstalled);
+}
+
+void tst_GameManager::laterListenersHearTheChannelThatWasSelected()
+{
+    GameFixture t(*studio_);
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.start();
+    QString id = u"blank"_s; // as a list would hold it that is filled anew for each branch
+    connect(&t.settings(), &ConfigManager::changed, this, [&id] { id = u"of another entry"_s; });
+    t.clearTrace();
+    t->selectChannel(id);
+    QCOMPARE(t.trace().filter(u"blank"_s),
+             (QStringList{u"INFO velmo.game: Switching branch from \"release\" to \"blank\""_s,
+                          u"setting game.channel = blank"_s, u"INFO velmo.game: Update channel is \"blank\" -> \"\""_s,
+                          u"emit channel: blank"_s}));
+    QCOMPARE(id, u"of another entry"_s);
+}
+
 void tst_GameManager::checkThatFindsAnUpdate()
 {
     GameFixture t(*studio_);
@@ -607,13 +649,138 @@ void tst_GameManager::checkResultEndsABusyState()
     (*studio_)->setBytesPerSecond(2000);
     t->primaryAction();
     QCOMPARE(t->state(), GameState::Downloading);
-    emit t.worker<UpdateManager>()->checkFailed(u"message"_s, u"detail"_s, true);
-    QCOMPARE(t->state(), GameState::NotInstalled);
+    const QStringList traced =
+        tracedDuring(t, [&t] { emit t.worker<UpdateManager>()->checkFailed(u"message"_s, u"detail"_s, true); });
+    QCOMPARE(traced,
+             (QStringList{GameFixture::statusLine(u"Offline"_s, u"message"_s),
+                          u"WARN velmo.game: Update check failed, continuing in offline mode: \"detail\""_s} +
+              GameFixture::stateLines(u"Not installed"_s, u"1.0 KB required"_s)));
     QVERIFY(t.worker<DownloadManager>()->isRunning());
     (*studio_)->setBytesPerSecond(0);
     QVERIFY(t.waitForState(GameState::Installed));
     QVERIFY(t.passed(GameState::Installing));
     QVERIFY(t.holdsExactly(firstBuild()));
+}
+
+void tst_GameManager::badgeChangesBeforeTheCheckBegins()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    t.start();
+    QCOMPARE(t.trace({u"velmo.update"_s}).last(),
+             u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(studio_->manifestAddress(u"release"_s)));
+    QCOMPARE(t.trace().last(), GameFixture::statusLine(u"Connecting"_s, contacting));
+}
+
+void tst_GameManager::checkComparesWithTheRecordOfItsBeginning()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    t.open();
+    connect(
+        &t.game(), &GameManager::serviceStatusChanged, this,
+        [&t] {
+            t.install(firstBuild());
+            t->setInstallPath(t.root());
+        },
+        Qt::SingleShotConnection);
+    QVERIFY(t.startAndCheck());
+    QCOMPARE(t->state(), GameState::Installed);
+}
+
+void tst_GameManager::resultStandsBeforeTheBadgeChanges_data()
+{
+    QTest::addColumn<bool>("update");
+    QTest::addColumn<qint64>("pending");
+    QTest::newRow("update") << true << qint64(250);
+    QTest::newRow("up to date") << false << qint64(0);
+}
+
+void tst_GameManager::resultStandsBeforeTheBadgeChanges()
+{
+    QFETCH(const bool, update);
+    QFETCH(const qint64, pending);
+    GameFixture t(*studio_);
+    const Manifest first = firstBuild().manifest();
+    const Manifest second = secondBuild().manifest();
+    t.install(firstBuild());
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.start();
+    UpdateManager *const worker = t.worker<UpdateManager>();
+    emit worker->updateAvailable(first, first.files);
+    QCOMPARE(t->detail(), u"1.0 KB to download"_s);
+    QString detailAtSignal;
+    qint64 pendingAtSignal = -1;
+    QString requiredElsewhere;
+    connect(&t.game(), &GameManager::serviceStatusChanged, this, [&] {
+        detailAtSignal = t->detail();
+        pendingAtSignal = t->pendingDownloadBytes();
+        t->setInstallPath(t.folder() + u"/elsewhere"_s);
+        requiredElsewhere = t->detail();
+    });
+    if (update) {
+        emit worker->updateAvailable(second, second.files.mid(2));
+    } else {
+        emit worker->upToDate(second);
+    }
+    QCOMPARE(detailAtSignal, u"1.0 KB to download"_s); // the state follows the badge
+    QCOMPARE(pendingAtSignal, pending);
+    QCOMPARE(requiredElsewhere, u"950 B required"_s);
+}
+
+void tst_GameManager::checkResultDuringAJobIsTaken_data()
+{
+    QTest::addColumn<QString>("outcome");
+    QTest::addColumn<qint64>("pending");
+    QTest::addColumn<QString>("version"); // that is recorded at the job's end
+    QTest::newRow("update") << u"update"_s << qint64(250) << u"1.1.0"_s;
+    QTest::newRow("up to date") << u"up to date"_s << qint64(0) << u"1.1.0"_s;
+    QTest::newRow("failed") << u"failed"_s << qint64(1000) << u"1.0.0"_s;
+}
+
+void tst_GameManager::checkResultDuringAJobIsTaken()
+{
+    QFETCH(const QString, outcome);
+    QFETCH(const qint64, pending);
+    QFETCH(const QString, version);
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    (*studio_)->setBytesPerSecond(200);
+    t->primaryAction();
+    QCOMPARE(t->state(), GameState::Downloading);
+    UpdateManager *const update = t.worker<UpdateManager>();
+    const Manifest latest = secondBuild().manifest();
+    if (outcome == "update"_L1) {
+        emit update->updateAvailable(latest, latest.files.mid(2));
+    } else if (outcome == "up to date"_L1) {
+        emit update->upToDate(latest);
+    } else {
+        emit update->checkFailed(u"message"_s, u"detail"_s, false);
+    }
+    QCOMPARE(t->pendingDownloadBytes(), pending);
+    QCOMPARE(t->detail(), outcome == "failed"_L1 ? u"1.0 KB required"_s : u"950 B required"_s);
+    QVERIFY(t.worker<DownloadManager>()->isRunning());
+
+    (*studio_)->setBytesPerSecond(0);
+    QVERIFY(t.waitForState(GameState::Installed));
+    QVERIFY(t.holdsExactly(firstBuild()));
+    QCOMPARE(t->installedVersion(), version);
+    QCOMPARE(t->pendingDownloadBytes(), 0);
+}
+
+void tst_GameManager::checkThatTheStopCutsOffIsTold()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    t.start();
+    t.clearTrace();
+    t.close();
+    QCOMPARE(t.trace().size(), 2);
+    QCOMPARE(t.trace().first(),
+             GameFixture::statusLine(u"Offline"_s, u"Unable to reach the Velmo Games servers."_s));
+    QVERIFY(
+        t.trace().last().startsWith("WARN velmo.game: Update check failed, continuing in offline mode: \"Operation canceled"_L1));
 }
 
 namespace {
@@ -822,6 +989,22 @@ void tst_GameManager::cancelStopsTheJobAndThenThePass()
               QStringList{u"INFO velmo.verify: Verification cancelled"_s}));
     QVERIFY(!t.worker<DownloadManager>()->isRunning());
     QTRY_COMPARE(t.passes().size(), 1);
+}
+
+void tst_GameManager::cancelStopsAJobWhoseStateHasFallen()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    (*studio_)->setBytesPerSecond(100);
+    t->primaryAction();
+    t->setInstallPath(t.root());
+    QCOMPARE(t->state(), GameState::NotInstalled);
+    QVERIFY(!t->canCancel());
+    t->cancelOperation();
+    QVERIFY(!t.worker<DownloadManager>()->isRunning());
+    QVERIFY(t.log().contains(QtInfoMsg, u"velmo.game"_s,
+                             u"Install cancelled; leaving partial files in place for resume"_s));
 }
 
 void tst_GameManager::channelIsTheDefaultOneWhileNoneIsChosen()
@@ -1039,6 +1222,9 @@ void tst_GameManager::installPathIsCleanedStoredAndTold()
     t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     t.clearTrace();
+    QString rootAtSetting;
+    connect(&t.settings(), &ConfigManager::changed, this,
+            [&] { rootAtSetting = t.worker<InstallManager>()->installRoot(); });
     const QString clean = t.folder() + u"/elsewhere"_s;
     t->setInstallPath(t.folder() + u"/a/..//elsewhere/"_s);
     QCOMPARE(t.trace(), (QStringList{u"setting game.installPath = %1"_s.arg(clean),
@@ -1047,6 +1233,7 @@ void tst_GameManager::installPathIsCleanedStoredAndTold()
                          GameFixture::stateLines(u"Not installed"_s, u"Not installed"_s)));
     QCOMPARE(t->installPath(), clean);
     QCOMPARE(t.worker<InstallManager>()->installRoot(), clean);
+    QCOMPARE(rootAtSetting, t.root()); // the choice is kept before it is used
 }
 
 void tst_GameManager::installPathIsTakenAsItIs()

@@ -1,14 +1,16 @@
 #include "DriveSpace.h"
 #include "GameFixture.h"
 
-#include "core/Format.h"
+#include "core/Paths.h"
 #include "game/InstallManager.h"
+#include "game/UpdateManager.h"
 #include "support/FullDrive.h"
 #include "support/TestEnvironment.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QtTest>
 
 #include <algorithm>
@@ -83,10 +85,12 @@ Fault notFound()
     return result;
 }
 
-/// The engine of \a t stands in the middle of the last file of slowBuild(), with some of it on the disk.
-bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio)
+/// The engine of \a t stands in the middle of the last file of \a build, which is a slowBuild(), with some of it on the
+/// disk.
+bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio, const Build &build = slowBuild())
 {
-    studio.publish(slowBuild());
+    studio.publish(build);
+    studio->clearFaults();
     if (!t.startAndCheck()) {
         return false;
     }
@@ -119,11 +123,21 @@ private slots:
     void installAsksForTheFilesOneByOneInManifestOrder();
     void installTakesTheAddressesThatTheManifestGives();
     void installWorksUnderAFolderWithBlanksAndForeignLetters();
+    void defaultFolderIsInstalledToAndRepaired();
     void installWhoseProgramDoesNotArriveIsIncomplete();
     void updateFetchesWhatDiffersAndRemovesWhatIsGone();
     void commitKeepsThisOrder();
+    void commitTakesTheManifestThatStandsWhenItHasBeenTold();
+    void staleFilesAreThoseOfTheRecordThatWasReadLast_data();
+    void staleFilesAreThoseOfTheRecordThatWasReadLast();
     void progressIsForwardedWithoutAChangeOfState();
     void jobIsNotDisturbedByARepair();
+    void jobKeepsItsFilesWhereAListenerEmptiesTheOffer();
+    void jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched_data();
+    void jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched();
+    void jobTakesTheBranchThatWasCheckedNotTheOneInTheSettings();
+    void jobTakesFolderAndBranchThatStandWhenItHasBeenTold();
+    void branchIsSwitchedUnderAPassWhoseStateHasFallen();
 
     void unusableFolderIsRefused_data();
     void unusableFolderIsRefused();
@@ -135,6 +149,8 @@ private slots:
 
     void verifyingNeedsAManifest();
     void verifyingPrefersTheServersManifest();
+    void verifyingKeepsItsManifestWhereACheckBringsAnother();
+    void verifyingWantsTheRepairBeforeItIsTold();
     void verifyingOfflineUsesTheRecord();
     void serversManifestStaysTheReferenceAfterAnInstall();
     void secondVerifyDuringAPassOnlyLogs();
@@ -144,6 +160,8 @@ private slots:
     void passWithoutRepairOffersTheDamage_data();
     void passWithoutRepairOffersTheDamage();
     void repairIsWantedForOnePassOnly();
+    void repairStaysWantedAfterAPassWithoutDamage_data();
+    void repairStaysWantedAfterAPassWithoutDamage();
     void cancelledPassDropsWhatItFound();
 
     void repairOfOneFile();
@@ -151,6 +169,7 @@ private slots:
     void repairBringsBackAMissingProgram();
     void repairOfAnOlderBuildIsAnUpdate();
     void repairAgainstTheRecordRecordsNothing();
+    void offeredDamageIsSettledWithoutTheServersManifest();
     void repairOfflineFailsAndTriesAgainLater();
     void repairAsksNeitherForTheFolderNorForSpace();
     void cancelledRepairForgetsTheDamage();
@@ -158,6 +177,8 @@ private slots:
     void cancelledInstallIsOfferedAgainAndResumes();
     void cancelledUpdateIsOfferedAgain();
     void closedLauncherLosesNothing();
+    void stopIsSilent_data();
+    void stopIsSilent();
     void interruptedUpdateOfflineStillPlaysTheOldVersion();
 
     void failedJobRecordsNothing();
@@ -293,6 +314,34 @@ void tst_GameManagerFlows::installWorksUnderAFolderWithBlanksAndForeignLetters()
     QCOMPARE(t->state(), GameState::Installed);
 }
 
+void tst_GameManagerFlows::defaultFolderIsInstalledToAndRepaired()
+{
+    GameFixture t(*studio_);
+    const QString folder = QDir(defaultGamesRoot()).filePath(u"Harrowfen"_s);
+    const auto cleanUp = qScopeGuard([folder] { QDir(folder).removeRecursively(); });
+    studio_->publish(firstBuild());
+    t.setRoot({}); // none is chosen
+    t.open();
+    t.setRoot(folder);
+    QVERIFY(t.startAndCheck());
+    t.writeFile(u".velmo"_s, "in the way");
+    t->primaryAction();
+    QCOMPARE(t.errors().last().second, u"prepare() failed for %1"_s.arg(folder));
+    t.removeFile(u".velmo"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForStatus(ServiceStatus::Online));
+
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QVERIFY(t.holdsExactly(firstBuild()));
+    t.writeFile(u"data/one.dat"_s, "damaged");
+    t->verifyFiles();
+    QVERIFY(t.waitUntilPast(GameState::Repairing));
+    QVERIFY(t.waitForState(GameState::Installed));
+    QVERIFY(t.holdsExactly(firstBuild()));
+    QCOMPARE(t->installPath(), QString());
+}
+
 void tst_GameManagerFlows::installWhoseProgramDoesNotArriveIsIncomplete()
 {
     GameFixture t(*studio_);
@@ -353,16 +402,58 @@ void tst_GameManagerFlows::commitKeepsThisOrder()
     QCOMPARE(t->pendingDownloadBytes(), 0);
 }
 
+void tst_GameManagerFlows::commitTakesTheManifestThatStandsWhenItHasBeenTold()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t.at(GameState::Installing, [&t] { emit t.worker<UpdateManager>()->upToDate(secondBuild().manifest()); });
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t->installedVersion(), u"1.1.0"_s);
+}
+
+void tst_GameManagerFlows::staleFilesAreThoseOfTheRecordThatWasReadLast_data()
+{
+    QTest::addColumn<bool>("evaluated");
+    QTest::newRow("written and read") << true;
+    QTest::newRow("written and not read") << false;
+}
+
+void tst_GameManagerFlows::staleFilesAreThoseOfTheRecordThatWasReadLast()
+{
+    QFETCH(const bool, evaluated);
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(secondBuild());
+    QVERIFY(t.startAndCheck());
+    Build other = firstBuild();
+    other.files[2].path = u"data/other.dat"_s;
+    t.at(GameState::Installing, [&] {
+        t.install(other);
+        if (evaluated) {
+            t->setInstallPath(t.root());
+        }
+    });
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t.hasFile(u"data/other.dat"_s), !evaluated);
+    QCOMPARE(t.hasFile(u"data/old.dat"_s), evaluated);
+}
+
 void tst_GameManagerFlows::progressIsForwardedWithoutAChangeOfState()
 {
     GameFixture t(*studio_);
     const Build build = slowBuild();
     studio_->publish(build);
     QVERIFY(t.startAndCheck());
-    (*studio_)->setBytesPerSecond(300000);
+    const QSignalSpy reported(t.worker<DownloadManager>(), &DownloadManager::progressChanged);
+    (*studio_)->setBytesPerSecond(3000);
     t->primaryAction();
+    QVERIFY(QTest::qWaitFor([&t] { return t.progress().size() >= 2; }, waitMs));
+    (*studio_)->setBytesPerSecond(0);
     QVERIFY(t.waitForState(GameState::Installed));
-    QVERIFY(t.progress().size() >= 3); // at 500 and 1000 ms, and at the end
+    QCOMPARE(t.progress().size(), reported.size());
     QCOMPARE(t.progress().last().bytesReceived, build.totalSize());
     QCOMPARE(t.progress().last().bytesTotal, build.totalSize());
     QCOMPARE(t.progress().last().filesDone, 3);
@@ -391,6 +482,113 @@ void tst_GameManagerFlows::jobIsNotDisturbedByARepair()
     QVERIFY(t.worker<DownloadManager>()->isRunning());
     t->cancelOperation();
     QCOMPARE(t->state(), GameState::NotInstalled);
+}
+
+void tst_GameManagerFlows::jobKeepsItsFilesWhereAListenerEmptiesTheOffer()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t.at(GameState::Downloading, [&t] { emit t.worker<UpdateManager>()->upToDate(firstBuild().manifest()); });
+    QString heard;
+    connect(&t.game(), &GameManager::stateChanged, this, [&heard](GameState state, const QString &detail) {
+        if (state == GameState::Downloading) {
+            heard = detail;
+        }
+    });
+    t->primaryAction();
+    QCOMPARE(heard, u"1.0 KB to download"_s);
+    QCOMPARE(t->pendingDownloadBytes(), 0);
+    QVERIFY(t.waitUntilPast(GameState::Installing));
+    QVERIFY(t.holdsExactly(firstBuild()));
+    QCOMPARE(t->state(), GameState::Installed);
+}
+
+void tst_GameManagerFlows::jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched_data()
+{
+    QTest::addColumn<QString>("channel");
+    QTest::addColumn<ServiceStatus>("status");
+    QTest::addColumn<QString>("recorded"); // version; empty: none
+    QTest::newRow("to one that offers a build") << u"beta"_s << ServiceStatus::Online << u"1.1.0"_s;
+    QTest::newRow("to one that nobody serves") << u"nowhere"_s << ServiceStatus::Offline << QString();
+}
+
+/// The record is of the manifest that was accepted last, whatever the job had been begun with.
+void tst_GameManagerFlows::jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched()
+{
+    QFETCH(const QString, channel);
+    QFETCH(const ServiceStatus, status);
+    QFETCH(const QString, recorded);
+    GameFixture t(*studio_);
+    studio_->publish(slowBuild());
+    studio_->publish(secondBuild(), u"beta"_s);
+    QVERIFY(t.startAndCheck());
+    (*studio_)->setBytesPerSecond(1500);
+    t->primaryAction();
+    t->setInstallPath(t.root());
+    QCOMPARE(t->state(), GameState::NotInstalled);
+    t->selectChannel(channel);
+    QVERIFY(t.errors().isEmpty());
+    QVERIFY(t.waitForStatus(status));
+    QVERIFY(t.worker<DownloadManager>()->isRunning());
+
+    (*studio_)->setBytesPerSecond(0);
+    QVERIFY(t.waitUntilPast(GameState::Installing));
+    QCOMPARE(studio_->requestedFiles(),
+             (QStringList{inRelease(u"bin/game"_s), inRelease(u"data/one.dat"_s), inRelease(u"data/old.dat"_s)}));
+    QVERIFY(t.holdsExactly(slowBuild()));
+    QCOMPARE(t->installedVersion(), recorded);
+    QCOMPARE(t.record().isNull(), recorded.isEmpty());
+    QCOMPARE(t->pendingDownloadBytes(), 0);
+}
+
+/// The settings go back to their defaults without the engine.
+void tst_GameManagerFlows::jobTakesTheBranchThatWasCheckedNotTheOneInTheSettings()
+{
+    GameFixture t(*studio_);
+    studio_->publish(secondBuild(), u"beta"_s);
+    t.presetSetting(u"game.channel"_s, u"beta"_s);
+    QVERIFY(t.startAndCheck());
+    t.settings().setValue(u"game.channel"_s, QString());
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(studio_->requestedFiles().first(), GameStudio::filePath(u"bin/game"_s, u"beta"_s));
+    QVERIFY(t.holdsExactly(secondBuild()));
+}
+
+void tst_GameManagerFlows::jobTakesFolderAndBranchThatStandWhenItHasBeenTold()
+{
+    GameFixture t(*studio_);
+    studio_->publish(firstBuild());
+    studio_->publish(firstBuild(), u"beta"_s);
+    QVERIFY(t.startAndCheck());
+    const QString elsewhere = t.folder() + u"/elsewhere"_s;
+    t.at(GameState::Downloading, [&] {
+        t->setInstallPath(elsewhere);
+        t->selectChannel(u"beta"_s);
+    });
+    t->primaryAction();
+    QVERIFY(t.waitUntilPast(GameState::Installing));
+    t.setRoot(elsewhere);
+    QVERIFY(t.holdsExactly(firstBuild()));
+    QCOMPARE(studio_->requestedFiles().first(), GameStudio::filePath(u"bin/game"_s, u"beta"_s));
+}
+
+void tst_GameManagerFlows::branchIsSwitchedUnderAPassWhoseStateHasFallen()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t->verifyFiles();
+    t->setInstallPath(t.root());
+    QCOMPARE(t->state(), GameState::Installed);
+    t->selectChannel(u"blank"_s);
+    QVERIFY(t.errors().isEmpty());
+    QVERIFY(t.worker<VerificationManager>()->isRunning());
+    QTRY_COMPARE(t.passes().size(), 1);
+    QCOMPARE(t.passes().first().filesChecked, 3);
+    QVERIFY(!t.log().contains(QtInfoMsg, u"velmo.verify"_s, u"Verification cancelled"_s));
 }
 
 void tst_GameManagerFlows::unusableFolderIsRefused_data()
@@ -543,6 +741,32 @@ void tst_GameManagerFlows::verifyingPrefersTheServersManifest()
     QCOMPARE(t.passes().first().filesChecked, 4);
 }
 
+void tst_GameManagerFlows::verifyingKeepsItsManifestWhereACheckBringsAnother()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t.at(GameState::Verifying, [&t] { emit t.worker<UpdateManager>()->upToDate(secondBuild().manifest()); });
+    t->verifyFiles();
+    QTRY_COMPARE(t.passes().size(), 1);
+    QCOMPARE(t.passes().first().filesChecked, 3);
+    QVERIFY(t.passes().first().filesNeedingRepair().isEmpty());
+}
+
+void tst_GameManagerFlows::verifyingWantsTheRepairBeforeItIsTold()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    VerificationResult result;
+    result.missing = firstBuild().manifest().files.mid(2);
+    t.at(GameState::Verifying, [&t, result] { emit t.worker<VerificationManager>()->finished(result); });
+    t->verifyFiles();
+    QVERIFY(t.passed(GameState::Repairing));
+}
+
 void tst_GameManagerFlows::verifyingOfflineUsesTheRecord()
 {
     GameFixture t(*studio_);
@@ -597,9 +821,12 @@ void tst_GameManagerFlows::passWithNothingWrongIsTold()
     t.clearTrace();
     t->verifyFiles();
     QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE(t.trace(), GameFixture::stateLines(u"Verifying files"_s, u"Checking game files"_s) +
-                            (QStringList{u"emit pass: complete"_s, u"INFO velmo.game: Verification passed: 3 files"_s} +
-                             GameFixture::stateLines(u"Installed"_s, u"Version 1.0.0 installed"_s)));
+    QCOMPARE(t.trace({u"velmo.verify"_s}),
+             GameFixture::stateLines(u"Verifying files"_s, u"Checking game files"_s) +
+                 (QStringList{u"INFO velmo.verify: Verifying 3 files in \"%1\""_s.arg(t.root()),
+                              u"INFO velmo.verify: Verification finished: 3 checked, 0 missing, 0 corrupt"_s,
+                              u"emit pass: complete"_s, u"INFO velmo.game: Verification passed: 3 files"_s} +
+                  GameFixture::stateLines(u"Installed"_s, u"Version 1.0.0 installed"_s)));
 }
 
 void tst_GameManagerFlows::passWithNothingWrongLeavesAnUpdateOffered()
@@ -681,6 +908,34 @@ void tst_GameManagerFlows::repairIsWantedForOnePassOnly()
     t.worker<VerificationManager>()->verify(firstBuild().manifest(), t.root());
     QVERIFY(t.waitForState(GameState::UpdateAvailable));
     QCOMPARE(t->detail(), u"1 file need repairing"_s);
+}
+
+void tst_GameManagerFlows::repairStaysWantedAfterAPassWithoutDamage_data()
+{
+    QTest::addColumn<bool>("cancelled");
+    QTest::newRow("passed") << false;
+    QTest::newRow("cancelled") << true;
+}
+
+void tst_GameManagerFlows::repairStaysWantedAfterAPassWithoutDamage()
+{
+    QFETCH(const bool, cancelled);
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t->verifyFiles();
+    QVERIFY(t.waitForState(GameState::Installed));
+    if (cancelled) {
+        VerificationResult result;
+        result.cancelled = true;
+        emit t.worker<VerificationManager>()->finished(result);
+    }
+    t.writeFile(u"data/one.dat"_s, "damaged");
+    t.worker<VerificationManager>()->verify(firstBuild().manifest(), t.root());
+    QVERIFY(t.waitUntilPast(GameState::Installing));
+    QVERIFY(t.passed(GameState::Repairing));
+    QVERIFY(t.holdsExactly(firstBuild()));
 }
 
 void tst_GameManagerFlows::cancelledPassDropsWhatItFound()
@@ -808,6 +1063,25 @@ void tst_GameManagerFlows::repairAgainstTheRecordRecordsNothing()
     QVERIFY(t.holdsExactly(firstBuild()));
 }
 
+void tst_GameManagerFlows::offeredDamageIsSettledWithoutTheServersManifest()
+{
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    (*studio_)->addFault(GameStudio::manifestPath(), notFound());
+    const QByteArray record = t.record();
+    QVERIFY(t.startAndCheck());
+    t.writeFile(u"data/one.dat"_s, "damaged");
+    t.worker<VerificationManager>()->verify(firstBuild().manifest(), t.root());
+    QVERIFY(t.waitForState(GameState::UpdateAvailable));
+    QCOMPARE(t->pendingDownloadBytes(), 600);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t->pendingDownloadBytes(), 0);
+    QCOMPARE(t.record(), record);
+    QVERIFY(t.holdsExactly(firstBuild()));
+}
+
 void tst_GameManagerFlows::repairOfflineFailsAndTriesAgainLater()
 {
     GameFixture t(*studio_);
@@ -905,11 +1179,16 @@ void tst_GameManagerFlows::cancelledUpdateIsOfferedAgain()
 void tst_GameManagerFlows::closedLauncherLosesNothing()
 {
     GameFixture t(*studio_);
-    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    t.close();
     const QByteArray record = t.record();
-    t.presetSetting(u"game.installedVersion"_s, u"1.0.0"_s);
-    t.presetSetting(u"game.installedBuild"_s, 10);
-    QVERIFY(stopInTheMiddleOfTheLastFile(t, *studio_));
+    Build next = slowBuild();
+    next.version = u"1.1.0"_s;
+    next.build = 11;
+    QVERIFY(stopInTheMiddleOfTheLastFile(t, *studio_, next));
     t.close();
     QCOMPARE(t.record(), record);
     QCOMPARE(t.readFile(u"data/old.dat.part"_s).size(), 250000);
@@ -924,7 +1203,36 @@ void tst_GameManagerFlows::closedLauncherLosesNothing()
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
     QCOMPARE(rangeOf((*studio_)->requests(inRelease(u"data/old.dat"_s)).last()), "bytes=250000-");
-    QVERIFY(t.holdsExactly(slowBuild()));
+    QVERIFY(t.holdsExactly(next));
+    QCOMPARE(t.settings().stringValue(u"game.installedVersion"_s, {}), u"1.1.0"_s);
+    QCOMPARE(t.settings().intValue(u"game.installedBuild"_s, 0), 11);
+}
+
+void tst_GameManagerFlows::stopIsSilent_data()
+{
+    QTest::addColumn<bool>("job");
+    QTest::newRow("under a job") << true;
+    QTest::newRow("under a pass") << false;
+}
+
+/// What the stop ends is no failure that a player has to hear of.
+void tst_GameManagerFlows::stopIsSilent()
+{
+    QFETCH(const bool, job);
+    GameFixture t(*studio_);
+    if (job) {
+        QVERIFY(stopInTheMiddleOfTheLastFile(t, *studio_));
+    } else {
+        t.install(firstBuild());
+        studio_->publish(firstBuild());
+        QVERIFY(t.startAndCheck());
+        t->verifyFiles();
+    }
+    t.clearTrace();
+    t.close();
+    QCOMPARE(t.trace(), QStringList());
+    QVERIFY(t.passes().isEmpty());
+    QVERIFY(t.progress().isEmpty());
 }
 
 void tst_GameManagerFlows::interruptedUpdateOfflineStillPlaysTheOldVersion()

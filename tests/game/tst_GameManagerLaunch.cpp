@@ -130,8 +130,11 @@ private slots:
     void runningGameCannotBeCancelled();
     void endOfTheLauncherEndsTheGame();
 
+    void filesCanBeVerifiedWhileTheGameRuns();
     void checkResultTakesTheStateOffRunning();
     void pressWhileTheGameStillRunsStaysLaunching();
+    void gameThatEndsUnderAJobTakesTheStateOffDownloading_data();
+    void gameThatEndsUnderAJobTakesTheStateOffDownloading();
 };
 
 void tst_GameManagerLaunch::initTestCase()
@@ -452,8 +455,26 @@ void tst_GameManagerLaunch::endOfTheLauncherEndsTheGame()
     QVERIFY(t.waitForState(GameState::Running));
     const qint64 game = t.worker<QProcess>()->processId();
     QVERIFY(isRunning(game));
+    t.clearTrace();
     t.close();
     QVERIFY(!isRunning(game));
+    QCOMPARE(t.trace(), QStringList()); // it is told neither as the game's end nor as a failure
+}
+
+void tst_GameManagerLaunch::filesCanBeVerifiedWhileTheGameRuns()
+{
+    GameFixture t(*studio_);
+    prepare(t, u"until-input-ends"_s);
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Running));
+    t->verifyFiles();
+    QCOMPARE(t->state(), GameState::Verifying);
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(t.passes().size(), 1);
+    QCOMPARE(t.worker<QProcess>()->state(), QProcess::Running);
+    endGame(t);
+    QTRY_COMPARE(t.worker<QProcess>()->state(), QProcess::NotRunning);
+    QCOMPARE(t->state(), GameState::Installed);
 }
 
 void tst_GameManagerLaunch::checkResultTakesTheStateOffRunning()
@@ -504,6 +525,48 @@ void tst_GameManagerLaunch::pressWhileTheGameStillRunsStaysLaunching()
     endGame(t);
     QVERIFY(t.waitForState(GameState::Installed));
     QCOMPARE(t.trace(), QStringList{u"INFO velmo.game: Game exited with code 0 (normal)"_s} + installedLines());
+}
+
+void tst_GameManagerLaunch::gameThatEndsUnderAJobTakesTheStateOffDownloading_data()
+{
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QStringList>("told");
+    QTest::newRow("in peace") << u"until-input-ends"_s
+                              << QStringList{u"INFO velmo.game: Game exited with code 0 (normal)"_s};
+    QTest::newRow("with a crash") << u"until-input-ends crash"_s
+                                  << QStringList{
+                                         u"ERROR velmo.game: Game process error: QProcess::Crashed \"Process crashed\""_s,
+                                         GameFixture::errorLine(notStarted, u"Process crashed"_s)};
+}
+
+void tst_GameManagerLaunch::gameThatEndsUnderAJobTakesTheStateOffDownloading()
+{
+    QFETCH(const QString, arguments);
+    QFETCH(const QStringList, told);
+    GameFixture t(*studio_);
+    t.install(playableBuild());
+    Build next = playableBuild(u"2.0.0"_s);
+    next.files[1].content = QByteArray(5000, 'n');
+    studio_->publish(next);
+    t.presetSetting(u"game.launchArguments"_s, arguments);
+    t.start();
+    t->primaryAction(); // during the check
+    QVERIFY(t.worker<QProcess>()->waitForStarted());
+    QVERIFY(t.waitForStatus(ServiceStatus::Online));
+    (*studio_)->setBytesPerSecond(100);
+    t->primaryAction();
+    QCOMPARE(t->state(), GameState::Downloading);
+    t.clearTrace();
+    endGame(t);
+    QVERIFY(t.waitForState(GameState::UpdateAvailable));
+    QCOMPARE(t.trace().mid(0, told.size() + 2),
+             told + GameFixture::stateLines(u"Update available"_s, u"5.0 KB to download"_s));
+    QVERIFY(t.worker<DownloadManager>()->isRunning());
+
+    (*studio_)->setBytesPerSecond(0);
+    QVERIFY(t.waitForState(GameState::Installed));
+    QVERIFY(t.holdsExactly(next));
+    QCOMPARE(t->installedVersion(), u"2.0.0"_s);
 }
 
 int main(int argc, char **argv)

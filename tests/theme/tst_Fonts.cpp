@@ -9,6 +9,8 @@
 #include <QFontDatabase>
 #include <QFontInfo>
 
+#include <algorithm>
+
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo::theme;
 using velmo::test::LogCapture;
@@ -40,6 +42,8 @@ private slots:
     void bundledFontsLoadWithALineEach();
     void pickTakesTheFirstOfTheChain_data();
     void pickTakesTheFirstOfTheChain();
+    void eachOfAChainServesWhereThoseBeforeItAreMissing_data();
+    void eachOfAChainServesWhereThoseBeforeItAreMissing();
     void familiesAreTheBundledOnes();
     void familiesAreFrozenOnFirstUse();
     void bodyFontHasSizeAndWeightAlone();
@@ -79,9 +83,9 @@ void tst_Fonts::pickTakesTheFirstOfTheChain_data()
     QTest::addColumn<QStringList>("installed");
     QTest::addColumn<QString>("family");
     const QString last = u"Last Resort"_s;
-    QTest::newRow("the first") << sans << QStringList{u"Arial"_s, u"Roboto"_s, u"Inter"_s} << u"Inter"_s;
+    QTest::newRow("the first") << sansChain() << QStringList{u"Arial"_s, u"Roboto"_s, u"Inter"_s} << u"Inter"_s;
     QTest::newRow("the chain's order, not the machine's")
-        << sans << QStringList{u"Arial"_s, u"Roboto"_s, u"Segoe UI"_s} << u"Segoe UI"_s;
+        << sansChain() << QStringList{u"Arial"_s, u"Roboto"_s, u"Segoe UI"_s} << u"Segoe UI"_s;
     QTest::newRow("small letters") << sans << QStringList{u"dejavu"_s, u"inter"_s} << u"Inter"_s;
     QTest::newRow("capitals") << sans << QStringList{u"INTER"_s} << u"Inter"_s;
     QTest::newRow("mixed letters") << mono << QStringList{u"jetBRAINS mono"_s, u"Consolas"_s} << u"JetBrains Mono"_s;
@@ -97,6 +101,28 @@ void tst_Fonts::pickTakesTheFirstOfTheChain()
     QFETCH(const QStringList, installed);
     QFETCH(const QString, family);
     QCOMPARE(pickFamily(chain, installed, u"Last Resort"_s), family);
+}
+
+void tst_Fonts::eachOfAChainServesWhereThoseBeforeItAreMissing_data()
+{
+    QTest::addColumn<QStringList>("chain");
+    QTest::addColumn<QStringList>("preference");
+    QTest::newRow("sans") << sansChain() << sans;
+    QTest::newRow("mono") << monoChain() << mono;
+}
+
+void tst_Fonts::eachOfAChainServesWhereThoseBeforeItAreMissing()
+{
+    QFETCH(const QStringList, chain);
+    QFETCH(const QStringList, preference);
+    QCOMPARE(chain.size(), preference.size());
+    QStringList installed = preference;
+    std::reverse(installed.begin(), installed.end());
+    for (const QString &family : preference) {
+        QCOMPARE(pickFamily(chain, installed, u"Last Resort"_s), family);
+        installed.removeOne(family);
+    }
+    QCOMPARE(pickFamily(chain, installed, u"Last Resort"_s), u"Last Resort"_s);
 }
 
 void tst_Fonts::familiesAreTheBundledOnes()
