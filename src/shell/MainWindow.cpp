@@ -30,8 +30,6 @@ namespace velmo {
 
 namespace {
 
-constexpr QSize smallest{820, 520};
-
 bool reachesAnyScreen(const QRect &rect)
 {
     const QList<QScreen *> screens = QGuiApplication::screens();
@@ -221,9 +219,9 @@ void MainWindow::updateWindowTitle(GameState state, const QString &detail)
 
 void MainWindow::restoreGeometryFromConfig()
 {
-    const QSize stored(config->intValue(u"window.width"_s, smallest.width()),
-                       config->intValue(u"window.height"_s, smallest.height()));
-    resize(stored.expandedTo(smallest));
+    const QSize stored(config->intValue(u"window.width"_s, minimumWidth()),
+                       config->intValue(u"window.height"_s, minimumHeight()));
+    resize(stored.expandedTo(minimumSize()));
     const QPoint position(config->intValue(u"window.x"_s, -1), config->intValue(u"window.y"_s, -1));
     if (!config->boolValue(u"launcher.rememberWindowGeometry"_s, true)) {
         centreOnPrimaryScreen();

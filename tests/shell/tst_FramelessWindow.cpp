@@ -381,11 +381,13 @@ void tst_FramelessWindow::regionEdgesAreInside()
 void tst_FramelessWindow::regionIsAddedOnceAndNullNever()
 {
     window_->addCaptionRegion(nullptr);
+    QCOMPARE(window_->captionRegionCount(), 0);
     QWidget bar(window_.get());
     bar.setGeometry(0, 0, 900, 44);
     bar.show();
     window_->addCaptionRegion(&bar);
     window_->addCaptionRegion(&bar);
+    QCOMPARE(window_->captionRegionCount(), 1);
     QCOMPARE(int(window_->hitTest(at(450, 20))), int(FramelessWindow::Caption));
 }
 
