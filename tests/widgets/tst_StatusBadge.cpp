@@ -246,7 +246,7 @@ void tst_StatusBadge::narrowRowLeavesTheWordWhole()
     auto *neighbour = new QLabel(QString(100, u'm'), &line);
     neighbour->setMinimumWidth(1);
     row->addWidget(badge);
-    row->addWidget(neighbour, 1);
+    row->addWidget(neighbour);
     line.setMinimumWidth(1);
     line.resize(200, 40);
     row->activate();
