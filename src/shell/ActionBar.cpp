@@ -2,15 +2,16 @@
 
 #include "core/Format.h"
 #include "game/GameManager.h"
+#include "shell/ElidingLabel.h"
 #include "theme/Fonts.h"
 #include "theme/Palette.h"
 #include "theme/Stylesheet.h"
 #include "widgets/PrimaryButton.h"
 #include "widgets/ProgressTrack.h"
+#include "widgets/RoleButton.h"
 #include "widgets/StatusBadge.h"
 
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QPainter>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -59,10 +60,9 @@ ButtonLook lookOf(GameState state)
     return {state, u"PLAY", false};
 }
 
-QLabel *makeLabel(const QFont &font, const QColor &labelColor, QWidget *parent)
+ElidingLabel *makeLabel(const QFont &font, const QColor &labelColor, QWidget *parent)
 {
-    auto *label = new QLabel(parent);
-    label->setTextFormat(Qt::PlainText);
+    auto *label = new ElidingLabel(parent);
     label->setFont(font);
     label->setStyleSheet(theme::colorRule(labelColor));
     return label;
@@ -77,7 +77,7 @@ ActionBar::ActionBar(GameManager *game, QWidget *parent)
     , statusLabel(makeLabel(theme::displayFont(13, QFont::DemiBold, 1.2), color::text, this))
     , metaLabel(makeLabel(theme::monoFont(10, QFont::Normal, 0.5), color::textDim, this))
     , progressTrack(new ProgressTrack(this))
-    , cancelButton(new QPushButton(u"Cancel"_s, this))
+    , cancelButton(makeRoleButton(u"Cancel"_s, u"secondary"_s, this))
     , primaryButton(new PrimaryButton(this))
 {
     build();
@@ -105,8 +105,6 @@ void ActionBar::build()
 {
     setFixedHeight(barHeight);
     setAttribute(Qt::WA_StyledBackground, false);
-    cancelButton->setProperty("role", u"secondary"_s);
-    cancelButton->setCursor(Qt::PointingHandCursor);
     cancelButton->hide();
 
     auto *row = new QHBoxLayout(this);
@@ -136,6 +134,8 @@ void ActionBar::applyState(GameState state, const QString &detail)
 {
     const ButtonLook look = lookOf(state);
     const bool transfer = isTransfer(state);
+    const QWidget *focused = window()->focusWidget();
+    const bool holdsFocus = focused && (focused == this || isAncestorOf(focused));
     primaryButton->setText(look.label.toString());
     primaryButton->setBusy(transfer);
     primaryButton->setEnabled(look.enabled);
@@ -145,6 +145,21 @@ void ActionBar::applyState(GameState state, const QString &detail)
     progressTrack->setIndeterminate(state == GameState::Installing);
     if (!transfer) {
         refreshMeta();
+    }
+    if (holdsFocus) {
+        placeFocus();
+    }
+}
+
+/// The keyboard stays in the bar while its buttons come and go, and on the bar itself while neither can be pressed.
+void ActionBar::placeFocus()
+{
+    if (primaryButton->isEnabled()) {
+        primaryButton->setFocus();
+    } else if (!cancelButton->isHidden()) {
+        cancelButton->setFocus();
+    } else {
+        setFocus();
     }
 }
 

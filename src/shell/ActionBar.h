@@ -5,11 +5,11 @@
 #include <QWidget>
 
 class QBoxLayout;
-class QLabel;
 class QPushButton;
 
 namespace velmo {
 
+class ElidingLabel;
 class GameManager;
 class PrimaryButton;
 class ProgressTrack;
@@ -34,14 +34,15 @@ private:
     void build();
     QBoxLayout *buildTexts();
     void applyState(GameState state, const QString &detail);
+    void placeFocus();
     void refreshMeta();
     void onDownloadProgress(const DownloadProgress &progress);
     void onVerificationProgress(double fraction, const QString &currentFile);
 
     GameManager *game;
     StatusBadge *statusBadge;
-    QLabel *statusLabel;
-    QLabel *metaLabel;
+    ElidingLabel *statusLabel;
+    ElidingLabel *metaLabel;
     ProgressTrack *progressTrack;
     QPushButton *cancelButton;
     PrimaryButton *primaryButton;

@@ -1,7 +1,5 @@
 #include "shell/ClientFrame.h"
 
-#include "shell/FramelessWindow.h"
-
 #include <QGuiApplication>
 #include <QMouseEvent>
 #include <QStyleHints>
@@ -30,7 +28,7 @@ constexpr std::array<Band, 8> bands = {{
     {FramelessWindow::Bottom, Qt::BottomEdge, Qt::SizeVerCursor},
 }};
 
-const Band *bandOf(int hit)
+const Band *bandOf(FramelessWindow::Hit hit)
 {
     for (const Band &band : bands) {
         if (band.hit == hit) {
@@ -49,7 +47,7 @@ ClientFrame::ClientFrame(FramelessWindow *window)
 
 ClientFrame::~ClientFrame()
 {
-    hideCursor();
+    showCursor({});
 }
 
 void ClientFrame::attach()
@@ -70,7 +68,7 @@ bool ClientFrame::eventFilter(QObject *watched, QEvent *event)
         captionPressed_ = false;
         break;
     case QEvent::Leave:
-        hideCursor();
+        showCursor({});
         break;
     default:
         break;
@@ -83,7 +81,7 @@ bool ClientFrame::press(const QMouseEvent &event)
     if (event.button() != Qt::LeftButton) {
         return false;
     }
-    const int hit = hitAt(event);
+    const FramelessWindow::Hit hit = hitAt(event);
     if (const Band *band = bandOf(hit)) {
         return window_->windowHandle()->startSystemResize(band->edges);
     }
@@ -96,7 +94,7 @@ bool ClientFrame::press(const QMouseEvent &event)
 /// would never be seen.
 bool ClientFrame::drag(const QMouseEvent &event)
 {
-    showCursor(event);
+    followPointer(event);
     const QPointF way = event.globalPosition() - pressPosition_;
     if (!captionPressed_ || !event.buttons().testFlag(Qt::LeftButton) ||
         way.manhattanLength() < QGuiApplication::styleHints()->startDragDistance()) {
@@ -116,25 +114,28 @@ bool ClientFrame::doubleClick(const QMouseEvent &event)
     return true;
 }
 
-void ClientFrame::showCursor(const QMouseEvent &event)
+void ClientFrame::followPointer(const QMouseEvent &event)
 {
-    hideCursor();
     const Band *band = event.buttons() == Qt::NoButton ? bandOf(hitAt(event)) : nullptr;
-    if (band) {
-        QGuiApplication::setOverrideCursor(band->cursor);
-        cursorShown_ = true;
-    }
+    showCursor(band ? std::optional(band->cursor) : std::nullopt);
 }
 
-void ClientFrame::hideCursor()
+/// Each change costs a request to the window system, and the pointer moves a thousand times for each.
+void ClientFrame::showCursor(std::optional<Qt::CursorShape> shape)
 {
-    if (cursorShown_) {
-        QGuiApplication::restoreOverrideCursor();
-        cursorShown_ = false;
+    if (shape == shownCursor_) {
+        return;
     }
+    if (shownCursor_) {
+        QGuiApplication::restoreOverrideCursor();
+    }
+    if (shape) {
+        QGuiApplication::setOverrideCursor(*shape);
+    }
+    shownCursor_ = shape;
 }
 
-int ClientFrame::hitAt(const QMouseEvent &event) const
+FramelessWindow::Hit ClientFrame::hitAt(const QMouseEvent &event) const
 {
     const QPoint offset = (event.position() * window_->devicePixelRatio()).toPoint();
     return window_->hitTest(WindowSystem::instance().windowRect(*window_).topLeft() + offset);

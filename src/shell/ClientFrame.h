@@ -1,13 +1,15 @@
 #pragma once
 
+#include "shell/FramelessWindow.h"
+
 #include <QObject>
 #include <QPointF>
+
+#include <optional>
 
 class QMouseEvent;
 
 namespace velmo {
-
-class FramelessWindow;
 
 /// Gives a window without a native frame what a frame does: its edges resize and its caption moves it, by the window
 /// manager's own hands, a double click on the caption maximises, and the pointer shows the resize bands.
@@ -28,14 +30,14 @@ private:
     bool press(const QMouseEvent &event);
     bool drag(const QMouseEvent &event);
     bool doubleClick(const QMouseEvent &event);
-    void showCursor(const QMouseEvent &event);
-    void hideCursor();
-    int hitAt(const QMouseEvent &event) const;
+    void followPointer(const QMouseEvent &event);
+    void showCursor(std::optional<Qt::CursorShape> shape);
+    FramelessWindow::Hit hitAt(const QMouseEvent &event) const;
 
     FramelessWindow *window_;
     QPointF pressPosition_; ///< on the screen
     bool captionPressed_ = false;
-    bool cursorShown_ = false; ///< an edge's cursor stands in the place of the widget's own
+    std::optional<Qt::CursorShape> shownCursor_; ///< an edge's, in the place of the widget's own
 };
 
 } // namespace velmo

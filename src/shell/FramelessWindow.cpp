@@ -201,14 +201,15 @@ QRect FramelessWindow::clientArea(QRect proposed) const
 {
     const QSize overhang = WindowSystem::instance().maximizedOverhang();
     proposed.adjust(overhang.width(), overhang.height(), -overhang.width(), -overhang.height());
-    if (hasHiddenTaskbar()) {
+    if (leavesRowForTaskbar()) {
         // One row for the pointer to call the bar back; always the bottom one, whichever edge the bar is on.
         proposed.adjust(0, 0, 0, -1);
     }
     return proposed;
 }
 
-bool FramelessWindow::hasHiddenTaskbar() const
+/// Whether a task bar that hides itself waits at any edge of the window's monitor.
+bool FramelessWindow::leavesRowForTaskbar() const
 {
     using Edge = WindowSystem::Edge;
     const WindowSystem &system = WindowSystem::instance();

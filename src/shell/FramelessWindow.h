@@ -38,6 +38,8 @@ public:
     /// \a region's own ground drags the window from now on; its children take clicks unless their dynamic property
     /// "captionPassthrough" is true. Null is ignored; a region that is gone is skipped.
     void addCaptionRegion(QWidget *region);
+    /// Each counts once, however often it was added, and those that are gone count too.
+    qsizetype captionRegionCount() const { return captionRegions.size(); }
 
     /// The place that a maximised window goes back to; the present one of any other. Without a frame, as geometry() is.
     QRect restoredGeometry() const;
@@ -63,7 +65,7 @@ private:
     Hit hitRegion(const QPoint &point) const;
     std::optional<WindowSystem::SizeLimits> sizeLimits() const;
     QRect clientArea(QRect proposed) const;
-    bool hasHiddenTaskbar() const;
+    bool leavesRowForTaskbar() const;
     void applyFrame();
     void rememberPlace();
 

@@ -21,6 +21,7 @@
 #include <QScreen>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <algorithm>
 
@@ -29,8 +30,6 @@ using namespace Qt::Literals::StringLiterals;
 namespace velmo {
 
 namespace {
-
-constexpr QSize smallest{820, 520};
 
 bool reachesAnyScreen(const QRect &rect)
 {
@@ -60,6 +59,10 @@ MainWindow::MainWindow(ConfigManager *config, GameManager *game, ApiClient *api,
 
 void MainWindow::restoreFromTray()
 {
+    returning = isHidden();
+    // Shown again as it was hidden, some window managers would take it for minimised once more. Not before this moment:
+    // under X11, a window that ceases to be minimised comes to the screen.
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     if (config->boolValue(u"window.maximized"_s, false)) {
         showMaximized();
@@ -73,7 +76,8 @@ void MainWindow::restoreFromTray()
 void MainWindow::changeEvent(QEvent *event)
 {
     FramelessWindow::changeEvent(event);
-    if (event->type() == QEvent::WindowStateChange && !hidingToTray && isMinimized() && trayIcon->isVisible()) {
+    if (event->type() == QEvent::WindowStateChange && !hidingToTray && !returning && isMinimized() &&
+        trayIcon->isVisible()) {
         // Not from within the change itself: the window system is still in the middle of it.
         QTimer::singleShot(0, this, [this] {
             if (isMinimized() && trayIcon->isVisible()) {
@@ -81,6 +85,20 @@ void MainWindow::changeEvent(QEvent *event)
             }
         });
     }
+}
+
+void MainWindow::showEvent(QShowEvent *event)
+{
+    FramelessWindow::showEvent(event);
+    windowHandle()->installEventFilter(this);
+}
+
+bool MainWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Expose && windowHandle()->isExposed()) {
+        returning = false;
+    }
+    return FramelessWindow::eventFilter(watched, event);
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -191,8 +209,6 @@ void MainWindow::hideToTray()
     hidingToTray = true;
     saveGeometryToConfig();
     hide();
-    // Shown again as it was, some window managers would take it for minimised once more.
-    setWindowState(windowState() & ~Qt::WindowMinimized);
     trayIcon->showHiddenNotice();
     hidingToTray = false;
 }
@@ -221,9 +237,9 @@ void MainWindow::updateWindowTitle(GameState state, const QString &detail)
 
 void MainWindow::restoreGeometryFromConfig()
 {
-    const QSize stored(config->intValue(u"window.width"_s, smallest.width()),
-                       config->intValue(u"window.height"_s, smallest.height()));
-    resize(stored.expandedTo(smallest));
+    const QSize stored(config->intValue(u"window.width"_s, minimumWidth()),
+                       config->intValue(u"window.height"_s, minimumHeight()));
+    resize(stored.expandedTo(minimumSize()));
     const QPoint position(config->intValue(u"window.x"_s, -1), config->intValue(u"window.y"_s, -1));
     if (!config->boolValue(u"launcher.rememberWindowGeometry"_s, true)) {
         centreOnPrimaryScreen();

@@ -33,6 +33,8 @@ public slots:
 
 protected:
     void changeEvent(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
 private:
@@ -62,6 +64,7 @@ private:
     SettingsPage *settingsPage = nullptr;
     TrayIcon *trayIcon = nullptr;
     bool hidingToTray = false; ///< while the window hides, so that what the hide changes is not taken for the user's
+    bool returning = false;    ///< until the window is on the screen, its system may still tell that it is minimised
 };
 
 } // namespace velmo

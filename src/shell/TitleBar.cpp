@@ -1,6 +1,7 @@
 #include "shell/TitleBar.h"
 
 #include "data/GameProfile.h"
+#include "shell/ElidingLabel.h"
 #include "shell/NavTab.h"
 #include "shell/TitleBarButton.h"
 #include "theme/Fonts.h"
@@ -13,6 +14,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
+#include <QShortcut>
 
 #include <array>
 
@@ -31,13 +33,14 @@ struct TabEntry {
     NavPage page;
     QStringView text;
     QStringView icon;
+    Qt::Key key; ///< with Ctrl
 };
 
 constexpr std::array<TabEntry, 4> tabEntries = {{
-    {NavPage::Home, u"Home", u"home"},
-    {NavPage::News, u"News", u"news"},
-    {NavPage::Community, u"Community", u"users"},
-    {NavPage::Settings, u"Settings", u"settings"},
+    {NavPage::Home, u"Home", u"home", Qt::Key_1},
+    {NavPage::News, u"News", u"news", Qt::Key_2},
+    {NavPage::Community, u"Community", u"users", Qt::Key_3},
+    {NavPage::Settings, u"Settings", u"settings", Qt::Key_4},
 }};
 
 /// Lets the mouse reach the caption through \a widget, so that it drags the window.
@@ -53,7 +56,7 @@ TitleBar::TitleBar(QWidget *parent)
     : QWidget(parent)
     , tabGroup(new QButtonGroup(this))
     , logo(new LogoView(this))
-    , versionLabel(new QLabel(this))
+    , versionLabel(new ElidingLabel(this))
     , selector(new ChannelSelector(this))
     , minimizeButton(new TitleBarButton(TitleBarButton::Minimize, this))
     , maximizeButton(new TitleBarButton(TitleBarButton::Maximize, this))
@@ -129,6 +132,7 @@ void TitleBar::addTabs(QBoxLayout *row)
                 emit pageRequested(static_cast<NavPage>(index));
             }
         });
+        connect(new QShortcut(QKeySequence(Qt::CTRL | entry.key), this), &QShortcut::activated, tab, &NavTab::click);
         row->addWidget(tab, 0, Qt::AlignVCenter);
     }
 }

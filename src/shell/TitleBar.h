@@ -7,17 +7,17 @@
 
 class QBoxLayout;
 class QButtonGroup;
-class QLabel;
 
 namespace velmo {
 
 class ChannelSelector;
+class ElidingLabel;
 class LogoView;
 class NavTab;
 class TitleBarButton;
 
 /// The painted caption: mark, page navigation, launcher version and window buttons. Its ground drags the window, its
-/// controls take clicks.
+/// controls take clicks. Ctrl and a digit open the page of that tab.
 class TitleBar : public QWidget {
     Q_OBJECT
 
@@ -52,7 +52,7 @@ private:
     QHash<int, NavTab *> tabs;
     int activePage = 0;
     LogoView *logo;
-    QLabel *versionLabel;
+    ElidingLabel *versionLabel;
     ChannelSelector *selector;
     TitleBarButton *minimizeButton;
     TitleBarButton *maximizeButton;

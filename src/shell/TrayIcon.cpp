@@ -18,6 +18,12 @@ namespace {
 
 constexpr int noticeMs = 4000;
 
+/// \a text as a menu shows it whole; a single & would mark a letter for the keyboard and vanish.
+QString menuText(QString text)
+{
+    return text.replace(u'&', u"&&"_s);
+}
+
 } // namespace
 
 TrayIcon::TrayIcon(ConfigManager *config, GameManager *game, QObject *parent)
@@ -103,7 +109,7 @@ void TrayIcon::removeIcon()
 QMenu *TrayIcon::buildMenu()
 {
     auto *result = new QMenu;
-    statusAction = result->addAction(gameProfile().title);
+    statusAction = result->addAction(menuText(gameProfile().title));
     statusAction->setEnabled(false);
     result->addSeparator();
     openAction = result->addAction(u"Open launcher"_s);
@@ -121,7 +127,7 @@ void TrayIcon::updateStatus(GameState state, const QString &detail)
     }
     const QString status = detail.isEmpty() ? GameManager::stateLabel(state) : detail;
     icon->setToolTip(u"%1\n%2"_s.arg(gameProfile().title, status));
-    statusAction->setText(status);
+    statusAction->setText(menuText(status));
 }
 
 } // namespace velmo

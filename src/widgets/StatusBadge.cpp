@@ -3,6 +3,7 @@
 #include "theme/Fonts.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
+#include "widgets/UnseenRest.h"
 
 #include <QEasingCurve>
 #include <QFontMetrics>
@@ -74,6 +75,7 @@ StatusBadge::StatusBadge(QWidget *parent)
         pulse_ = value.toDouble();
         update();
     });
+    restWhileUnseen(this, pulseAnim_);
     theme::setRunning(pulseAnim_, true);
     connect(theme::Motion::instance(), &theme::Motion::animationsEnabledChanged, this, [this](bool enabled) {
         theme::setRunning(pulseAnim_, status_ == ServiceStatus::Connecting);
@@ -103,6 +105,12 @@ void StatusBadge::setStatus(ServiceStatus status, const QString &detail)
 QSize StatusBadge::sizeHint() const
 {
     return {QFontMetrics(wordFont()).horizontalAdvance(lookOf(status_).word.toString()) + wordIndent, badgeHeight};
+}
+
+/// The word is never cut: what stands beside the badge gives way.
+QSize StatusBadge::minimumSizeHint() const
+{
+    return sizeHint();
 }
 
 void StatusBadge::paintEvent(QPaintEvent * /*event*/)

@@ -19,6 +19,7 @@ public:
     void setStatus(ServiceStatus status, const QString &detail);
 
     QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
 
 protected:
     void paintEvent(QPaintEvent *event) override;

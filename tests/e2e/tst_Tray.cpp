@@ -44,6 +44,35 @@ QWidget *balloon()
     return nullptr;
 }
 
+QString askHand(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(u"xdotool"_s, arguments);
+    process.waitForFinished();
+    return QString::fromUtf8(process.readAllStandardOutput());
+}
+
+/// Where the window system has \a window, whatever Qt takes its place to be.
+QRect placeOnScreen(const QWidget &window)
+{
+    QHash<QString, int> values;
+    const QStringList lines =
+        askHand({u"getwindowgeometry"_s, u"--shell"_s, QString::number(window.winId())}).split(u'\n');
+    for (const QString &line : lines) {
+        values.insert(line.section(u'=', 0, 0), line.section(u'=', 1).toInt());
+    }
+    return {values.value(u"X"_s), values.value(u"Y"_s), values.value(u"WIDTH"_s), values.value(u"HEIGHT"_s)};
+}
+
+/// Whether the window system has \a window on the screen, whatever Qt takes it to be.
+bool isOnScreen(const QWidget &window)
+{
+    const QString pid = QString::number(QCoreApplication::applicationPid());
+    const QStringList numbers =
+        askHand({u"search"_s, u"--all"_s, u"--onlyvisible"_s, u"--pid"_s, pid, u"--name"_s, u".*"_s}).split(u'\n');
+    return numbers.contains(QString::number(window.winId()));
+}
+
 } // namespace
 
 /// The window and its icon in a real tray, clicked on by a real mouse.
@@ -65,6 +94,8 @@ private slots:
     void contextMenuStandsInOrder();
 
     void minimisingHidesTheWindow();
+    void hiddenWindowHasLeftTheScreen();
+    void geometryIsSavedBeforeTheWindowIsHidden();
     void clickBringsTheWindowBack();
     void doubleClickBringsTheWindowBack();
     void menuBringsTheWindowBack();
@@ -87,6 +118,8 @@ private slots:
 private:
     QSystemTrayIcon *icon() const { return window_->findChild<QSystemTrayIcon *>(); }
     QAction *action(int index) const { return icon()->contextMenu()->actions().at(index); }
+    /// Puts the window there, and waits until the window system has.
+    void placeWindow(const QRect &place);
     /// Where the icon lies, once the tray has taken it up.
     QPoint spot() const;
 
@@ -130,6 +163,13 @@ void tst_Tray::cleanup()
     network_.reset();
     config_.reset();
     log_.reset();
+}
+
+void tst_Tray::placeWindow(const QRect &place)
+{
+    window_->setGeometry(place);
+    QTRY_COMPARE(placeOnScreen(*window_), place);
+    QTRY_COMPARE(window_->geometry(), place);
 }
 
 QPoint tst_Tray::spot() const
@@ -249,11 +289,38 @@ void tst_Tray::contextMenuStandsInOrder()
 
 void tst_Tray::minimisingHidesTheWindow()
 {
-    window_->setGeometry(90, 120, 900, 600);
-    QCoreApplication::processEvents();
+    placeWindow({90, 120, 900, 600});
     window_->showMinimized();
     QTRY_VERIFY(window_->isHidden());
     QCOMPARE(config_->intValue(u"window.width"_s, 0), 900); // the geometry went to the settings
+}
+
+void tst_Tray::hiddenWindowHasLeftTheScreen()
+{
+    QVERIFY(isOnScreen(*window_));
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    // The window manager takes one thing up after the other: with this window there, the other's have been done.
+    QWidget last;
+    last.show();
+    QVERIFY(demo::bringForward(last));
+    QVERIFY(isOnScreen(last));
+    QVERIFY(!isOnScreen(*window_));
+}
+
+void tst_Tray::geometryIsSavedBeforeTheWindowIsHidden()
+{
+    config_->setValue(u"window.maximized"_s, true); // so that each of the five changes
+    placeWindow({90, 120, 900, 600});
+    QStringList keys;
+    connect(config_.get(), &ConfigManager::changed, this, [&](const QString &key) {
+        QVERIFY(!window_->isHidden());
+        keys.append(key);
+    });
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    QCOMPARE(keys,
+             QStringList({u"window.maximized"_s, u"window.width"_s, u"window.height"_s, u"window.x"_s, u"window.y"_s}));
 }
 
 void tst_Tray::clickBringsTheWindowBack()
@@ -404,8 +471,8 @@ void tst_Tray::switchingTheTrayOffBringsTheWindowBack()
 
 void tst_Tray::quitActionSavesAndQuits()
 {
-    window_->setGeometry(120, 130, 900, 600);
-    QTRY_COMPARE(window_->geometry(), QRect(120, 130, 900, 600));
+    placeWindow({120, 130, 900, 600});
+    QVERIFY(!QTest::currentTestFailed());
     // A window that is still on the screen is closed on the way out, which saves too.
     window_->showMinimized();
     QTRY_VERIFY(window_->isHidden());

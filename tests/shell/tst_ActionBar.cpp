@@ -28,6 +28,7 @@ using namespace velmo::test;
 namespace {
 
 constexpr int wide = 1400;
+constexpr int narrow = 820; // as the window's smallest size
 
 /// A game with an engine that has not started, and the bar that shows it.
 struct Fixture {
@@ -96,7 +97,10 @@ private slots:
     void cleanupTestCase();
 
     void barIsAFixedBandOnThePanelColour();
+    void itemsStandInOrderWithTheirGaps_data();
     void itemsStandInOrderWithTheirGaps();
+    void longTextsGiveWayInANarrowBar_data();
+    void longTextsGiveWayInANarrowBar();
     void textsHaveTheirFontsAndColours();
     void cancelIsASecondaryButton();
     void firstPictureIsTheGamesPresentState();
@@ -108,6 +112,7 @@ private slots:
     void metaLineIsLeftAloneInTransfers();
 
     void metaLineNamesBranchBuildAndDownload();
+    void metaLineNamesTheBranchOfTheMoment();
     void progressFillsTrackAndLine_data();
     void progressFillsTrackAndLine();
     void progressWithoutATotalIsIgnored();
@@ -116,11 +121,15 @@ private slots:
     void branchChangeRewritesTheLineEvenInATransfer();
 
     void installShowsCancelUntilItInstalls();
+    void repairShowsCancel();
     void cancelButtonCancels();
     void primaryButtonActs();
 
     void controlsAreNamedForScreenReaders();
     void keyboardGoesFromLeftToRight();
+    void focusStaysInTheBarThroughAJob();
+    void focusElsewhereStaysWhereItIs();
+    void focusThatLeftDuringAJobStaysAway();
     void nothingIsPaintedAtRest();
 
 private:
@@ -155,9 +164,19 @@ void tst_ActionBar::barIsAFixedBandOnThePanelColour()
     QCOMPARE(colorAt(image, QPointF(700, 36)), panel);
 }
 
+void tst_ActionBar::itemsStandInOrderWithTheirGaps_data()
+{
+    QTest::addColumn<int>("width");
+    QTest::newRow("as wide as usual") << wide;
+    QTest::newRow("as narrow as the window gets") << narrow;
+    QTest::newRow("as wide as a large screen") << 3840;
+}
+
 void tst_ActionBar::itemsStandInOrderWithTheirGaps()
 {
+    QFETCH(const int, width);
     Fixture f(*studio_);
+    f.bar->resize(width, 72);
     QCOMPARE(f.row->contentsMargins(), QMargins(26, 0, 26, 0));
     QCOMPARE(f.row->spacing(), 18);
     f.cancel->show();
@@ -171,7 +190,7 @@ void tst_ActionBar::itemsStandInOrderWithTheirGaps()
     QCOMPARE(f.track->height(), 3);
     QVERIFY(f.meta->y() >= f.status->y() + f.status->height() + 3);
     QVERIFY(f.track->y() >= f.meta->y() + f.meta->height() + 3);
-    QCOMPARE(f.primary->x() + f.primary->width(), wide - 26);
+    QCOMPARE(f.primary->x() + f.primary->width(), width - 26);
     QCOMPARE(f.cancel->x() + f.cancel->width(), f.primary->x() - 18);
     QCOMPARE(f.track->x() + f.track->width(), f.cancel->x() - 18); // the texts take what is left
     for (const QWidget *item :
@@ -183,6 +202,42 @@ void tst_ActionBar::itemsStandInOrderWithTheirGaps()
     QCOMPARE(column->spacing(), 3);
     QCOMPARE(f.row->stretch(1), 1);
     QCOMPARE(f.row->stretch(0) + f.row->stretch(2) + f.row->stretch(3), 0);
+}
+
+void tst_ActionBar::longTextsGiveWayInANarrowBar_data()
+{
+    QTest::addColumn<ServiceStatus>("service");
+    QTest::newRow("connecting") << ServiceStatus::Connecting;
+    QTest::newRow("online") << ServiceStatus::Online;
+    QTest::newRow("offline") << ServiceStatus::Offline;
+    QTest::newRow("maintenance") << ServiceStatus::Maintenance;
+    QTest::newRow("degraded") << ServiceStatus::Degraded;
+}
+
+void tst_ActionBar::longTextsGiveWayInANarrowBar()
+{
+    QFETCH(const ServiceStatus, service);
+    const QString status = u"Downloading Harrowfen/Content/Paks/pakchunk0-Windows.ucas, file 112 of 24310"_s;
+    const QString file = u"Harrowfen/Content/Paks/Some/Deep/Folder/With/A/Long/Path/pakchunk0-optional-0001.ucas"_s;
+    Fixture f(*studio_);
+    f.bar->setServiceStatus(service, QString());
+    f.tell(GameState::Downloading, status);
+    emit f.game->verificationProgressChanged(0.5, file);
+    f.cancel->show();
+    f.bar->resize(narrow, 72);
+    f.row->activate();
+    QCOMPARE(f.badge->geometry().left(), 26);
+    QCOMPARE(f.badge->width(), f.badge->sizeHint().width());
+    QCOMPARE(f.meta->x(), f.badge->x() + f.badge->width() + 18);
+    QCOMPARE(f.cancel->width(), f.cancel->sizeHint().width());
+    QCOMPARE(f.meta->x() + f.meta->width(), f.cancel->x() - 18);
+    QCOMPARE(f.primary->width(), f.primary->sizeHint().width());
+    QCOMPARE(f.primary->x() + f.primary->width(), narrow - 26);
+    // Cut to the eye, whole to whoever asks.
+    QCOMPARE(f.status->text(), status);
+    QCOMPARE(f.meta->text(), file);
+    QVERIFY(drawnText(*f.status).endsWith(u'\u2026'));
+    QVERIFY(drawnText(*f.meta).endsWith(u'\u2026'));
 }
 
 void tst_ActionBar::textsHaveTheirFontsAndColours()
@@ -302,6 +357,15 @@ void tst_ActionBar::metaLineNamesBranchBuildAndDownload()
     QCOMPARE(f.meta->text(), u"BRANCH RELEASE   BUILD 1.1.0   DOWNLOAD 2.5 MB"_s);
 }
 
+void tst_ActionBar::metaLineNamesTheBranchOfTheMoment()
+{
+    Fixture f(*studio_);
+    f.game->selectChannel(u"beta"_s);
+    QCOMPARE(f.meta->text(), u"BRANCH BETA"_s);
+    f.game->selectChannel(u"release"_s);
+    QCOMPARE(f.meta->text(), u"BRANCH RELEASE"_s);
+}
+
 void tst_ActionBar::progressFillsTrackAndLine_data()
 {
     QTest::addColumn<double>("rate");
@@ -399,6 +463,27 @@ void tst_ActionBar::installShowsCancelUntilItInstalls()
     QCOMPARE(cancelShown, expected);
 }
 
+void tst_ActionBar::repairShowsCancel()
+{
+    Fixture f(*studio_);
+    const Build installed = build(1, 1000);
+    studio_->publish(installed);
+    f.game.install(installed);
+    f.game.writeFile(u"data"_s, "damaged");
+    QVERIFY(f.game.startAndCheck());
+    bool cancelShown = false;
+    connect(&f.game.game(), &GameManager::stateChanged, f.bar.get(), [&](GameState state) {
+        if (state == GameState::Repairing) {
+            cancelShown = !f.cancel->isHidden();
+        }
+    });
+    f.game->verifyFiles();
+    QVERIFY(f.game.waitUntilPast(GameState::Repairing));
+    QVERIFY(cancelShown);
+    QVERIFY(f.game.waitForState(GameState::Installed));
+    QVERIFY(f.cancel->isHidden());
+}
+
 void tst_ActionBar::cancelButtonCancels()
 {
     Fixture f(*studio_);
@@ -449,6 +534,61 @@ void tst_ActionBar::keyboardGoesFromLeftToRight()
     f.cancel->setFocus();
     QTest::keyClick(f.cancel, Qt::Key_Tab);
     QCOMPARE(QApplication::focusWidget(), f.primary);
+}
+
+void tst_ActionBar::focusStaysInTheBarThroughAJob()
+{
+    Fixture f(*studio_);
+    studio_->publish(build(1, 1000));
+    QVERIFY(f.game.startAndCheck());
+    f.bar->show();
+    QVERIFY(QTest::qWaitForWindowActive(f.bar.get()));
+    f.primary->setFocus();
+    QList<std::pair<GameState, QWidget *>> focus;
+    connect(&f.game.game(), &GameManager::stateChanged, f.bar.get(), [&](GameState state) {
+        focus.append({state, QApplication::focusWidget()});
+    });
+    QTest::keyClick(f.primary, Qt::Key_Space);
+    QVERIFY(f.game.waitForState(GameState::Installed));
+    const QList<std::pair<GameState, QWidget *>> expected{
+        {GameState::Downloading, f.cancel}, {GameState::Installing, f.bar.get()}, {GameState::Installed, f.primary}};
+    QCOMPARE(focus, expected);
+}
+
+void tst_ActionBar::focusElsewhereStaysWhereItIs()
+{
+    QWidget window;
+    QPushButton other(&window);
+    Fixture f(*studio_);
+    f.bar->setParent(&window);
+    f.tell(GameState::NotInstalled);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    other.setFocus();
+    for (const GameState state : {GameState::Downloading, GameState::Installing, GameState::Installed}) {
+        f.tell(state);
+        QCOMPARE(QApplication::focusWidget(), &other);
+    }
+    f.bar->setParent(nullptr);
+}
+
+void tst_ActionBar::focusThatLeftDuringAJobStaysAway()
+{
+    QWidget window;
+    QPushButton other(&window);
+    Fixture f(*studio_);
+    f.bar->setParent(&window);
+    f.tell(GameState::NotInstalled);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    f.primary->setFocus();
+    f.tell(GameState::Installing);
+    QCOMPARE(QApplication::focusWidget(), f.bar.get());
+    QTest::keyClick(f.bar.get(), Qt::Key_Tab);
+    QCOMPARE(QApplication::focusWidget(), &other);
+    f.tell(GameState::Installed);
+    QCOMPARE(QApplication::focusWidget(), &other);
+    f.bar->setParent(nullptr);
 }
 
 void tst_ActionBar::nothingIsPaintedAtRest()

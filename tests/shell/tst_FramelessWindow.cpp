@@ -4,8 +4,11 @@
 #include "support/TestEnvironment.h"
 
 #include <QApplication>
+#include <QCursor>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QWindow>
 
 #include <atomic>
 #include <cstdlib>
@@ -60,6 +63,8 @@ private slots:
     void isATopLevelWithItsSmallestSize();
     void keepsTheNativeFrameWherePossible();
     void isFramelessWhereThereIsNoNativeFrame();
+
+    void edgeCursorIsSetOnlyWhenItChanges();
 
     void firstShowSetsTheFrameUpOnce();
     void ratioIsTheOneAskedFor();
@@ -155,6 +160,36 @@ void tst_FramelessWindow::isFramelessWhereThereIsNoNativeFrame()
     system_->nativeFrame = false;
     const FramelessWindow window;
     QVERIFY(window.windowFlags().testFlag(Qt::FramelessWindowHint));
+}
+
+void tst_FramelessWindow::edgeCursorIsSetOnlyWhenItChanges()
+{
+    system_->nativeFrame = false;
+    FramelessWindow window;
+    window.resize(900, 600);
+    window.show();
+    const auto hover = [&window](QPoint point) {
+        QMouseEvent move(QEvent::MouseMove, point, window.mapToGlobal(point), Qt::NoButton, Qt::NoButton, {});
+        QApplication::sendEvent(window.windowHandle(), &move);
+    };
+    const auto shape = [] {
+        const QCursor *cursor = QGuiApplication::overrideCursor();
+        return cursor ? cursor->shape() : Qt::ArrowCursor;
+    };
+    hover({1, 300});
+    QCOMPARE(shape(), Qt::SizeHorCursor);
+    QGuiApplication::changeOverrideCursor(Qt::WaitCursor); // what stands until the next change
+    hover({2, 310});
+    QCOMPARE(shape(), Qt::WaitCursor);
+    hover({450, 1});
+    QCOMPARE(shape(), Qt::SizeVerCursor);
+    hover({450, 300});
+    QVERIFY(!QGuiApplication::overrideCursor());
+    hover({1, 300});
+    QCOMPARE(shape(), Qt::SizeHorCursor);
+    QEvent leave(QEvent::Leave);
+    QApplication::sendEvent(window.windowHandle(), &leave);
+    QVERIFY(!QGuiApplication::overrideCursor());
 }
 
 void tst_FramelessWindow::firstShowSetsTheFrameUpOnce()
@@ -381,11 +416,13 @@ void tst_FramelessWindow::regionEdgesAreInside()
 void tst_FramelessWindow::regionIsAddedOnceAndNullNever()
 {
     window_->addCaptionRegion(nullptr);
+    QCOMPARE(window_->captionRegionCount(), 0);
     QWidget bar(window_.get());
     bar.setGeometry(0, 0, 900, 44);
     bar.show();
     window_->addCaptionRegion(&bar);
     window_->addCaptionRegion(&bar);
+    QCOMPARE(window_->captionRegionCount(), 1);
     QCOMPARE(int(window_->hitTest(at(450, 20))), int(FramelessWindow::Caption));
 }
 

@@ -20,6 +20,7 @@
 #include "widgets/StatusBadge.h"
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
@@ -29,6 +30,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <functional>
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -84,6 +86,7 @@ struct DialogSeen {
     QString details;
     QStringList buttons;
     QWidget *parent = nullptr;
+    std::function<void()> atSight = [] {}; ///< run while the dialog is up
 };
 
 /// Answers the dialog that comes up next by its button \a caption.
@@ -95,6 +98,7 @@ void answerNextDialog(DialogSeen &seen, const QString &caption)
             answerNextDialog(seen, caption);
             return;
         }
+        seen.atSight();
         seen.title = dialog->windowTitle();
         seen.parent = dialog->parentWidget();
         const QList<QLabel *> labels = dialog->findChildren<QLabel *>();
@@ -130,6 +134,7 @@ private slots:
     void versionIsTheLaunchers();
 
     void tabShowsItsPage();
+    void controlAndADigitShowThePage();
     void unknownPageIsIgnored_data();
     void unknownPageIsIgnored();
     void newsLoadsWhenItsPageIsFirstShown();
@@ -142,6 +147,7 @@ private slots:
     void titleTellsOfATransfer_data();
     void titleTellsOfATransfer();
     void errorIsLoggedAndPresented();
+    void errorIsLoggedBeforeItIsPresented();
 
     void sizeIsRestoredAboveTheMinimum_data();
     void sizeIsRestoredAboveTheMinimum();
@@ -154,6 +160,7 @@ private slots:
     void maximizedWindowWithoutAPlaceIsCentredBelow_data();
     void maximizedWindowWithoutAPlaceIsCentredBelow();
     void closingSavesTheGeometry();
+    void geometryIsSavedInOneOrder();
     void closingSavesTheNormalGeometryOfAMaximizedWindow();
     void closingSavesNoGeometryThatIsNotWanted();
 
@@ -162,9 +169,11 @@ private slots:
     void closingDuringATransferAsks();
     void refusedCloseChangesNothing();
     void agreedCloseCancelsTheTransfer();
+    void agreedCloseCancelsBeforeItSaves();
 
     void trayIsRefusedWhereThereIsNone();
     void hiddenWindowReturnsWhenTheTrayIsSwitchedOff();
+    void visibleWindowStaysAsItIsWhenTheTrayIsSwitchedOff();
     void otherSettingsDoNotTouchTheTray();
     void runningGameLeavesTheWindowWithoutATray();
 
@@ -251,6 +260,22 @@ void tst_MainWindow::tabShowsItsPage()
         QCOMPARE(f.stack->currentIndex(), page);
         QVERIFY(f.tab(page)->isChecked());
     }
+}
+
+void tst_MainWindow::controlAndADigitShowThePage()
+{
+    Fixture f(*studio_);
+    f.window->show();
+    QVERIFY(QTest::qWaitForWindowActive(f.window.get()));
+    for (const int page : {3, 1, 2, 0, 3}) {
+        QTest::keyClick(f.window.get(), static_cast<Qt::Key>(Qt::Key_1 + page), Qt::ControlModifier);
+        QCOMPARE(f.stack->currentIndex(), page);
+        QVERIFY(f.tab(page)->isChecked());
+    }
+    auto *folder = f.stack->widget(3)->findChild<QLineEdit *>(); // where a digit alone is text
+    folder->setFocus();
+    QTest::keyClick(folder, Qt::Key_1, Qt::ControlModifier);
+    QCOMPARE(f.stack->currentIndex(), 0);
 }
 
 void tst_MainWindow::unknownPageIsIgnored_data()
@@ -387,6 +412,21 @@ void tst_MainWindow::errorIsLoggedAndPresented()
     QVERIFY(f.game.log().contains(QtWarningMsg, u"velmo.ui"_s, u"Presenting error to the user: \"It broke.\""_s));
 }
 
+void tst_MainWindow::errorIsLoggedBeforeItIsPresented()
+{
+    Fixture f(*studio_);
+    f.window->show();
+    f.game.log().clear();
+    bool logged = false;
+    DialogSeen seen;
+    seen.atSight = [&] {
+        logged = f.game.log().contains(QtWarningMsg, u"velmo.ui"_s, u"Presenting error to the user: \"It broke.\""_s);
+    };
+    answerNextDialog(seen, u"Close"_s);
+    emit f.game->errorOccurred(u"It broke."_s, QString());
+    QVERIFY(logged);
+}
+
 void tst_MainWindow::sizeIsRestoredAboveTheMinimum_data()
 {
     QTest::addColumn<QSize>("stored");
@@ -519,6 +559,20 @@ void tst_MainWindow::closingSavesTheGeometry()
     QCOMPARE(reread.intValue(u"window.x"_s, -99), 33);
 }
 
+void tst_MainWindow::geometryIsSavedInOneOrder()
+{
+    Fixture f(*studio_);
+    f.window->setGeometry(33, 44, 900, 600);
+    f.window->show();
+    f.window->showMaximized();
+    QTRY_VERIFY(f.window->isMaximized());
+    QStringList keys;
+    connect(&f.game.settings(), &ConfigManager::changed, f.window.get(), [&keys](const QString &key) { keys += key; });
+    QVERIFY(f.window->close());
+    QCOMPARE(keys,
+             QStringList({u"window.maximized"_s, u"window.width"_s, u"window.height"_s, u"window.x"_s, u"window.y"_s}));
+}
+
 void tst_MainWindow::closingSavesTheNormalGeometryOfAMaximizedWindow()
 {
     Fixture f(*studio_);
@@ -559,6 +613,7 @@ void tst_MainWindow::closingDuringATransferAsks_data()
     QTest::newRow("downloading") << GameState::Downloading;
     QTest::newRow("installing") << GameState::Installing;
     QTest::newRow("verifying") << GameState::Verifying;
+    QTest::newRow("repairing") << GameState::Repairing;
 }
 
 void tst_MainWindow::closingDuringATransferAsks()
@@ -569,8 +624,12 @@ void tst_MainWindow::closingDuringATransferAsks()
     const Build build{
         u"1.0.0"_s, 1, {gameProgramFile(), {u"data"_s, QByteArray(300'000, 'd'), false, {}}}, u"bin/game"_s, {}};
     studio_->publish(build);
-    if (state == GameState::Verifying) {
+    const bool isCheck = state == GameState::Verifying || state == GameState::Repairing;
+    if (isCheck) {
         f.game.install(build);
+    }
+    if (state == GameState::Repairing) {
+        f.game.writeFile(u"data"_s, "damaged");
     }
     QVERIFY(f.game.startAndCheck());
     DialogSeen seen;
@@ -578,11 +637,12 @@ void tst_MainWindow::closingDuringATransferAsks()
         answerNextDialog(seen, u"Cancel"_s);
         QVERIFY(!f.window->close());
     });
-    if (state == GameState::Verifying) {
+    if (isCheck) {
         f.game->verifyFiles();
     } else {
         f.game->primaryAction();
     }
+    QVERIFY(f.game.waitUntilPast(state));
     QVERIFY(f.game.waitForState(GameState::Installed));
     QCOMPARE(seen.title, u"Close the launcher"_s);
     QCOMPARE(seen.parent, f.window.get());
@@ -634,6 +694,29 @@ void tst_MainWindow::agreedCloseCancelsTheTransfer()
     QVERIFY(f.game.record().isNull());
 }
 
+void tst_MainWindow::agreedCloseCancelsBeforeItSaves()
+{
+    Fixture f(*studio_);
+    f.window->show();
+    studio_->publish(
+        {u"1.0.0"_s, 1, {gameProgramFile(), {u"data"_s, QByteArray(300'000, 'd'), false, {}}}, u"bin/game"_s, {}});
+    QVERIFY(f.game.startAndCheck());
+    (*studio_)->setBytesPerSecond(50'000); // or the job could be over before the answer
+    DialogSeen seen;
+    QList<GameState> statesAtSave;
+    connect(&f.game.settings(), &ConfigManager::changed, f.window.get(), [&] { statesAtSave.append(f.game->state()); });
+    f.game.at(GameState::Downloading, [&] {
+        QTimer::singleShot(0, &f.game.game(), [&] {
+            answerNextDialog(seen, u"Close anyway"_s);
+            f.window->close();
+        });
+    });
+    f.game->primaryAction();
+    QTRY_VERIFY(f.window->isHidden());
+    QVERIFY(!statesAtSave.isEmpty());
+    QCOMPARE(statesAtSave.count(GameState::NotInstalled), statesAtSave.size());
+}
+
 void tst_MainWindow::trayIsRefusedWhereThereIsNone()
 {
     QGuiApplication::setQuitOnLastWindowClosed(true);
@@ -657,6 +740,18 @@ void tst_MainWindow::hiddenWindowReturnsWhenTheTrayIsSwitchedOff()
     QVERIFY(f.window->isVisible());
     QVERIFY(QGuiApplication::quitOnLastWindowClosed());
     QGuiApplication::setQuitOnLastWindowClosed(false);
+}
+
+void tst_MainWindow::visibleWindowStaysAsItIsWhenTheTrayIsSwitchedOff()
+{
+    Fixture f(*studio_, {{u"launcher.minimizeToTray"_s, true}});
+    f.window->show();
+    f.window->showMaximized();
+    QTRY_VERIFY(f.window->isMaximized());
+    f.game.settings().setValue(u"launcher.minimizeToTray"_s, false);
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    QCoreApplication::processEvents();
+    QVERIFY(f.window->isMaximized());
 }
 
 void tst_MainWindow::otherSettingsDoNotTouchTheTray()

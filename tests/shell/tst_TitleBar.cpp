@@ -70,6 +70,8 @@ private slots:
     void barIsAFixedBand();
     void groundIsTheWindowsOwn();
     void itemsStandInOrderWithTheirGaps();
+    void versionGivesWayInANarrowBar_data();
+    void versionGivesWayInANarrowBar();
     void itemsAreCentredInTheBand();
     void logoIsTheStudios();
     void tabsAreTheFourPages();
@@ -79,6 +81,8 @@ private slots:
     void clickOnAnotherTabAsksForItsPage_data();
     void clickOnAnotherTabAsksForItsPage();
     void clickOnTheActiveTabAsksForNothing();
+    void controlAndADigitAskForThePage();
+    void askedPageIsKnownBeforeItIsAskedFor();
     void setActivePageMarksTheTabInSilence();
     void unknownPageChangesNoTab();
     void windowButtonsAskForWhatTheyShow();
@@ -140,6 +144,45 @@ void tst_TitleBar::itemsStandInOrderWithTheirGaps()
     QCOMPARE(f.buttons.at(0)->x(), wide - 132);
     QCOMPARE(rightOf(f.version()), wide - 132 - 18);
     QCOMPARE(rightOf(f.selector), f.version()->x() - 14);
+}
+
+void tst_TitleBar::versionGivesWayInANarrowBar_data()
+{
+    QTest::addColumn<QString>("branch");
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<bool>("cut");
+    const QStringList longNames{u"playtest"_s, u"dev"_s};
+    for (const GameChannel &channel : gameProfile().channels) {
+        QTest::newRow(qPrintable(channel.id)) << channel.id << u"Launcher 0.1.0"_s << longNames.contains(channel.id);
+    }
+    QTest::newRow("long version") << u"dev"_s << u"Launcher 10.12.14-nightly.20261121"_s << true;
+}
+
+void tst_TitleBar::versionGivesWayInANarrowBar()
+{
+    QFETCH(const QString, branch);
+    QFETCH(const QString, version);
+    QFETCH(const bool, cut);
+    constexpr int narrow = 820; // as the window's smallest size
+    Fixture f;
+    f.bar.setVersionText(version);
+    f.selector->setChannelId(branch);
+    f.bar.resize(narrow, 44);
+    f.row->invalidate();
+    f.row->activate();
+    QCOMPARE(f.logo->width(), f.logo->sizeHint().width());
+    for (const NavTab *tab : std::as_const(f.tabs)) {
+        QCOMPARE(tab->width(), tab->sizeHint().width());
+    }
+    QVERIFY(f.selector->x() >= rightOf(f.tabs.last()));
+    QCOMPARE(f.selector->width(), f.selector->sizeHint().width());
+    QCOMPARE(rightOf(f.selector), f.version()->x() - 14);
+    QCOMPARE(rightOf(f.version()), narrow - 132 - 18);
+    QCOMPARE(rightOf(f.buttons.last()), narrow);
+    // Cut to the eye, whole to whoever asks.
+    QCOMPARE(f.version()->text(), version.toUpper());
+    QCOMPARE(drawnText(*f.version()).endsWith(u'\u2026'), cut);
+    QVERIFY(f.version()->width() > 40);
 }
 
 void tst_TitleBar::itemsAreCentredInTheBand()
@@ -246,6 +289,39 @@ void tst_TitleBar::clickOnTheActiveTabAsksForNothing()
     QTest::mouseClick(f.tabs.at(3), Qt::LeftButton);
     QCOMPARE(asked.size(), 1);
     QVERIFY(f.tabs.at(3)->isChecked());
+}
+
+void tst_TitleBar::controlAndADigitAskForThePage()
+{
+    Fixture f;
+    f.bar.show();
+    QVERIFY(QTest::qWaitForWindowActive(&f.bar));
+    QList<NavPage> asked;
+    connect(&f.bar, &TitleBar::pageRequested, &f.bar, [&asked](NavPage page) { asked.append(page); });
+    for (const Qt::Key key : {Qt::Key_2, Qt::Key_3, Qt::Key_4, Qt::Key_1}) {
+        QTest::keyClick(&f.bar, key, Qt::ControlModifier);
+        QTest::keyClick(&f.bar, key, Qt::ControlModifier); // once more for the page that is open: nothing
+        QVERIFY(f.tabs.at(key - Qt::Key_1)->isChecked());
+    }
+    const QList<NavPage> pages{NavPage::News, NavPage::Community, NavPage::Settings, NavPage::Home};
+    QCOMPARE(asked, pages);
+    QTest::keyClick(&f.bar, Qt::Key_5, Qt::ControlModifier);
+    QTest::keyClick(&f.bar, Qt::Key_2);
+    QTest::keyClick(&f.bar, Qt::Key_2, Qt::AltModifier);
+    QCOMPARE(asked, pages);
+}
+
+void tst_TitleBar::askedPageIsKnownBeforeItIsAskedFor()
+{
+    Fixture f;
+    QSignalSpy asked(&f.bar, &TitleBar::pageRequested);
+    // Whoever hears of it may lead elsewhere, which then holds.
+    connect(&f.bar, &TitleBar::pageRequested, &f.bar, [&f] { f.bar.setActivePage(0); });
+    QTest::mouseClick(f.tabs.at(2), Qt::LeftButton);
+    QTest::mouseClick(f.tabs.at(0), Qt::LeftButton);
+    QCOMPARE(asked.size(), 1);
+    QTest::mouseClick(f.tabs.at(2), Qt::LeftButton);
+    QCOMPARE(asked.size(), 2);
 }
 
 void tst_TitleBar::setActivePageMarksTheTabInSilence()

@@ -9,6 +9,7 @@
 #include <QEasingCurve>
 #include <QFontMetrics>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QPainter>
 #include <QVariantAnimation>
 
@@ -93,6 +94,8 @@ private slots:
     void haloReachesAroundTheDot();
     void sizeHintHasRoomForTheWord_data();
     void sizeHintHasRoomForTheWord();
+    void narrowRowLeavesTheWordWhole_data();
+    void narrowRowLeavesTheWordWhole();
     void toolTipIsTheDetailOrTheWord_data();
     void toolTipIsTheDetailOrTheWord();
     void detailIsNotPainted();
@@ -106,6 +109,7 @@ private slots:
     void nothingIsPaintedAtRest_data();
     void nothingIsPaintedAtRest();
     void pulseIsPainted();
+    void pulseRestsWhileNobodySeesIt();
 };
 
 void tst_StatusBadge::initTestCase()
@@ -225,6 +229,28 @@ void tst_StatusBadge::sizeHintHasRoomForTheWord()
     StatusBadge badge;
     badge.setStatus(status, u"a detail far longer than the word itself"_s);
     QCOMPARE(badge.sizeHint(), QSize(QFontMetrics(theme::displayFont(10, 600, 1.6)).horizontalAdvance(word) + 16, 16));
+}
+
+void tst_StatusBadge::narrowRowLeavesTheWordWhole_data()
+{
+    addStates();
+}
+
+void tst_StatusBadge::narrowRowLeavesTheWordWhole()
+{
+    QFETCH(const ServiceStatus, status);
+    QWidget line;
+    auto *row = new QHBoxLayout(&line);
+    auto *badge = new StatusBadge(&line);
+    badge->setStatus(status, QString());
+    auto *neighbour = new QLabel(QString(100, u'm'), &line);
+    neighbour->setMinimumWidth(1);
+    row->addWidget(badge);
+    row->addWidget(neighbour);
+    line.setMinimumWidth(1);
+    line.resize(200, 40);
+    row->activate();
+    QCOMPARE(badge->width(), badge->sizeHint().width());
 }
 
 void tst_StatusBadge::toolTipIsTheDetailOrTheWord_data()
@@ -364,6 +390,22 @@ void tst_StatusBadge::pulseIsPainted()
     QVERIFY(QTest::qWaitForWindowExposed(&f.badge));
     const PaintCounter paints(&f.badge);
     QTRY_VERIFY(paints.count() > 3);
+}
+
+void tst_StatusBadge::pulseRestsWhileNobodySeesIt()
+{
+    Fixture f;
+    f.badge.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&f.badge));
+    QTRY_COMPARE(f.pulse->state(), QAbstractAnimation::Running);
+    f.badge.hide();
+    QCOMPARE(f.pulse->state(), QAbstractAnimation::Paused);
+    f.badge.setStatus(ServiceStatus::Online, QString());
+    QCOMPARE(f.pulse->state(), QAbstractAnimation::Stopped);
+    f.badge.setStatus(ServiceStatus::Connecting, QString());
+    QTRY_COMPARE(f.pulse->state(), QAbstractAnimation::Paused);
+    f.badge.show();
+    QCOMPARE(f.pulse->state(), QAbstractAnimation::Running);
 }
 
 int main(int argc, char **argv)

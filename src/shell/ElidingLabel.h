@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QLabel>
+
+namespace velmo {
+
+/// A line of plain text that gives way: where its room is short it ends in an ellipsis, and the tool tip tells the
+/// rest. text() is the whole text always, for screen readers too.
+class ElidingLabel : public QLabel {
+    Q_OBJECT
+
+public:
+    explicit ElidingLabel(QWidget *parent = nullptr);
+
+    QSize minimumSizeHint() const override;
+
+protected:
+    bool event(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    /// The text as it fits, line by line.
+    QString shownText() const;
+};
+
+} // namespace velmo
