@@ -73,8 +73,7 @@ void ProgressTrack::setFraction(double fraction)
     } else {
         theme::animate(glideAnim_, shown_, value, glideMs);
     }
-    QAccessibleValueChangeEvent event(this, target_);
-    QAccessible::updateAccessibility(&event);
+    announceValue();
 }
 
 void ProgressTrack::setIndeterminate(bool on)
@@ -85,6 +84,11 @@ void ProgressTrack::setIndeterminate(bool on)
     indeterminate_ = on;
     theme::setRunning(sweepAnim_, on);
     update();
+    QAccessible::State changed;
+    changed.busy = true;
+    QAccessibleStateChangeEvent event(this, changed);
+    QAccessible::updateAccessibility(&event);
+    announceValue();
 }
 
 void ProgressTrack::setThickness(int pixels)
@@ -100,6 +104,15 @@ void ProgressTrack::paintEvent(QPaintEvent * /*event*/)
         paintSweep(painter);
     } else {
         paintFill(painter);
+    }
+}
+
+/// Nothing while indeterminate: there is no value then, for a screen reader either.
+void ProgressTrack::announceValue()
+{
+    if (!indeterminate_) {
+        QAccessibleValueChangeEvent event(this, target_);
+        QAccessible::updateAccessibility(&event);
     }
 }
 
