@@ -54,12 +54,9 @@ void setRunning(QAbstractAnimation *animation, bool run)
     if (!animation) {
         return;
     }
-    const bool running = animation->state() == QAbstractAnimation::Running;
     if (!run || !animationsEnabled()) {
-        if (running) {
-            animation->stop();
-        }
-    } else if (!running) {
+        animation->stop(); // from a pause too, so that nobody lets it go on
+    } else if (animation->state() != QAbstractAnimation::Running) {
         animation->start(QAbstractAnimation::KeepWhenStopped);
     }
 }

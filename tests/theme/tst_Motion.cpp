@@ -54,6 +54,7 @@ private slots:
     void animateWithoutMotionIsForgottenOnceMotionIsBack();
     void setRunningIgnoresNull();
     void setRunningStartsAndStops();
+    void setRunningStopsAPausedSweep();
     void setRunningLeavesARunningSweepAlone();
     void setRunningWithoutMotionStaysStill();
     void sweepFollowsTheSwitch();
@@ -206,6 +207,15 @@ void tst_Motion::setRunningStartsAndStops()
     QCOMPARE(sweep.animation.state(), QAbstractAnimation::Running);
     setRunning(&sweep.animation, false);
     QCOMPARE(sweep.animation.state(), QAbstractAnimation::Stopped);
+    setRunning(&sweep.animation, false);
+    QCOMPARE(sweep.animation.state(), QAbstractAnimation::Stopped);
+}
+
+void tst_Motion::setRunningStopsAPausedSweep()
+{
+    Sweep sweep;
+    setRunning(&sweep.animation, true);
+    sweep.animation.pause();
     setRunning(&sweep.animation, false);
     QCOMPARE(sweep.animation.state(), QAbstractAnimation::Stopped);
 }

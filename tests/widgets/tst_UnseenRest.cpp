@@ -1,0 +1,260 @@
+#include "support/TestEnvironment.h"
+#include "theme/Motion.h"
+#include "widgets/UnseenRest.h"
+
+#include <QAbstractEventDispatcher>
+#include <QApplication>
+#include <QSignalSpy>
+#include <QVBoxLayout>
+#include <QVariantAnimation>
+
+using velmo::restWhileUnseen;
+namespace theme = velmo::theme;
+
+namespace {
+
+/// A window with a page, and on the page a widget whose endless animation rests unseen.
+struct Fixture {
+    Fixture()
+        : animation(makeAnimation(widget))
+    {
+        window.resize(200, 100);
+        column->addWidget(page);
+        pageColumn->addWidget(widget);
+        restWhileUnseen(widget, animation);
+        theme::setRunning(animation, true);
+    }
+
+    static QVariantAnimation *makeAnimation(QWidget *owner)
+    {
+        auto *animation = new QVariantAnimation(owner);
+        animation->setDuration(100'000);
+        animation->setStartValue(0.0);
+        animation->setEndValue(1.0);
+        animation->setLoopCount(-1);
+        return animation;
+    }
+
+    void show()
+    {
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QCoreApplication::processEvents();
+    }
+
+    QWidget window;
+    QVBoxLayout *column = new QVBoxLayout(&window);
+    QWidget *page = new QWidget;
+    QVBoxLayout *pageColumn = new QVBoxLayout(page);
+    QWidget *widget = new QWidget;
+    QVariantAnimation *animation;
+};
+
+constexpr auto running = QAbstractAnimation::Running;
+constexpr auto paused = QAbstractAnimation::Paused;
+constexpr auto stopped = QAbstractAnimation::Stopped;
+
+} // namespace
+
+class tst_UnseenRest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void seenAnimationRuns();
+    void startedUnseenItRestsAtTheNextTurn();
+    void firstShowWakesIt();
+    void hiddenWidgetLetsItRest();
+    void hiddenPageLetsItRest();
+    void hiddenWindowLetsItRest();
+    void minimisedWindowLetsItRest();
+    void goesOnFromWhereItStood();
+    void shownInAMinimisedWindowItRests();
+    void stoppedAtRestItStaysStopped();
+    void startedAgainAtRestItRestsAgain();
+    void heldByAnotherHandItStaysHeld();
+    void followsItsWidgetIntoAnotherWindow();
+    void widgetMayBeTheWindow();
+    void restWakesNobody();
+};
+
+void tst_UnseenRest::seenAnimationRuns()
+{
+    Fixture f;
+    f.show();
+    QCOMPARE(f.animation->state(), running);
+    const QSignalSpy values(f.animation, &QVariantAnimation::valueChanged);
+    QTRY_VERIFY(values.count() > 3);
+}
+
+void tst_UnseenRest::startedUnseenItRestsAtTheNextTurn()
+{
+    Fixture f;
+    QCOMPARE(f.animation->state(), running);
+    QCoreApplication::processEvents();
+    QCOMPARE(f.animation->state(), paused);
+}
+
+void tst_UnseenRest::firstShowWakesIt()
+{
+    Fixture f;
+    QCoreApplication::processEvents();
+    f.show();
+    QCOMPARE(f.animation->state(), running);
+}
+
+void tst_UnseenRest::hiddenWidgetLetsItRest()
+{
+    Fixture f;
+    f.show();
+    f.widget->hide();
+    QCOMPARE(f.animation->state(), paused);
+    f.widget->show();
+    QCOMPARE(f.animation->state(), running);
+}
+
+void tst_UnseenRest::hiddenPageLetsItRest()
+{
+    Fixture f;
+    f.show();
+    f.page->hide();
+    QCOMPARE(f.animation->state(), paused);
+    f.page->show();
+    QCOMPARE(f.animation->state(), running);
+}
+
+void tst_UnseenRest::hiddenWindowLetsItRest()
+{
+    Fixture f;
+    f.show();
+    f.window.hide();
+    QCOMPARE(f.animation->state(), paused);
+    f.window.show();
+    QCOMPARE(f.animation->state(), running);
+}
+
+void tst_UnseenRest::minimisedWindowLetsItRest()
+{
+    Fixture f;
+    f.show();
+    f.window.showMinimized();
+    QTRY_COMPARE(f.animation->state(), paused);
+    f.window.showNormal();
+    QTRY_COMPARE(f.animation->state(), running);
+}
+
+void tst_UnseenRest::goesOnFromWhereItStood()
+{
+    Fixture f;
+    f.show();
+    f.animation->setCurrentTime(60'000);
+    f.window.hide();
+    const int stood = f.animation->currentTime();
+    QVERIFY(stood >= 60'000);
+    QTest::qWait(50);
+    QCOMPARE(f.animation->currentTime(), stood);
+    f.window.show();
+    QVERIFY(f.animation->currentTime() >= stood);
+}
+
+void tst_UnseenRest::shownInAMinimisedWindowItRests()
+{
+    Fixture f;
+    f.show();
+    f.page->hide();
+    f.window.showMinimized();
+    QTRY_VERIFY(f.window.isMinimized());
+    f.page->show();
+    QCOMPARE(f.animation->state(), paused);
+    f.window.showNormal();
+    QTRY_COMPARE(f.animation->state(), running);
+}
+
+void tst_UnseenRest::stoppedAtRestItStaysStopped()
+{
+    Fixture f;
+    f.show();
+    f.window.hide();
+    theme::setRunning(f.animation, false);
+    QCOMPARE(f.animation->state(), stopped);
+    f.window.show();
+    QCOMPARE(f.animation->state(), stopped);
+}
+
+void tst_UnseenRest::startedAgainAtRestItRestsAgain()
+{
+    Fixture f;
+    f.show();
+    f.window.hide();
+    theme::setRunning(f.animation, true);
+    QCOMPARE(f.animation->state(), running);
+    QCoreApplication::processEvents();
+    QCOMPARE(f.animation->state(), paused);
+    f.window.show();
+    QCOMPARE(f.animation->state(), running);
+}
+
+void tst_UnseenRest::heldByAnotherHandItStaysHeld()
+{
+    Fixture f;
+    f.show();
+    f.animation->pause();
+    f.window.hide();
+    f.window.show();
+    QCOMPARE(f.animation->state(), paused);
+}
+
+void tst_UnseenRest::followsItsWidgetIntoAnotherWindow()
+{
+    Fixture f;
+    f.show();
+    QWidget other;
+    auto *column = new QVBoxLayout(&other);
+    column->addWidget(f.page);
+    f.page->show();
+    QCOMPARE(f.animation->state(), paused);
+    other.show();
+    QCOMPARE(f.animation->state(), running);
+    other.showMinimized();
+    QTRY_COMPARE(f.animation->state(), paused);
+    other.showNormal();
+    QTRY_COMPARE(f.animation->state(), running);
+    f.page->setParent(nullptr);
+}
+
+void tst_UnseenRest::widgetMayBeTheWindow()
+{
+    QWidget window;
+    QVariantAnimation *animation = Fixture::makeAnimation(&window);
+    restWhileUnseen(&window, animation);
+    theme::setRunning(animation, true);
+    window.show();
+    QCOMPARE(animation->state(), running);
+    window.showMinimized();
+    QTRY_COMPARE(animation->state(), paused);
+    window.showNormal();
+    QTRY_COMPARE(animation->state(), running);
+    window.hide();
+    QCOMPARE(animation->state(), paused);
+}
+
+void tst_UnseenRest::restWakesNobody()
+{
+    Fixture f;
+    f.show();
+    const QSignalSpy wakeUps(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake);
+    QTRY_VERIFY(wakeUps.count() > 20); // what the animation does while it is seen
+    f.window.hide();
+    QCoreApplication::processEvents();
+    QEventLoop loop;
+    QTimer::singleShot(400, Qt::CoarseTimer, &loop, &QEventLoop::quit);
+    const auto before = wakeUps.count();
+    loop.exec();
+    QVERIFY2(wakeUps.count() - before <= 3, qPrintable(QString::number(wakeUps.count() - before)));
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_UnseenRest, QApplication>(argc, argv);
+}
+
+#include "tst_UnseenRest.moc"
