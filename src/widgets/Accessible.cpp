@@ -87,9 +87,12 @@ private:
     QAbstractButton *tab_;
 };
 
-/// A press and a release in the middle of \a widget.
+/// A press and a release in the middle of \a widget, if that is still there to be clicked.
 void click(QPointer<QWidget> widget)
 {
+    if (!widget->isVisible()) {
+        return;
+    }
     const QPointF middle = QRectF(widget->rect()).center();
     const QPointF global = widget->mapToGlobal(middle);
     QMouseEvent press(QEvent::MouseButtonPress, middle, global, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
@@ -150,6 +153,18 @@ private:
     ChannelSelector *selector_;
 };
 
+class AccessibleList : public QAccessibleWidget {
+public:
+    explicit AccessibleList(ChannelPopup *list)
+        : QAccessibleWidget(list, QAccessible::PopupMenu)
+    {}
+
+    QAccessibleInterface *parent() const override
+    {
+        return QAccessible::queryAccessibleInterface(widget()->parentWidget());
+    }
+};
+
 class AccessibleRow : public AccessibleClickable {
 public:
     explicit AccessibleRow(ChannelRow *row)
@@ -176,7 +191,7 @@ QAccessibleInterface *makeListInterface(QObject *object)
         return new AccessibleRow(row);
     }
     if (auto *popup = dynamic_cast<ChannelPopup *>(object)) {
-        return new QAccessibleWidget(popup, QAccessible::PopupMenu);
+        return new AccessibleList(popup);
     }
     return nullptr;
 }

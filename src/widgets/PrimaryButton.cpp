@@ -4,6 +4,7 @@
 #include "theme/Icons.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
+#include "widgets/UnseenRest.h"
 
 #include <QEasingCurve>
 #include <QFontMetrics>
@@ -69,6 +70,7 @@ PrimaryButton::PrimaryButton(QWidget *parent)
         sweep = value.toDouble();
         update();
     });
+    restWhileUnseen(this, sweepAnimation);
     connect(theme::Motion::instance(), &theme::Motion::animationsEnabledChanged, this,
             [this] { theme::setRunning(sweepAnimation, busy); });
 }

@@ -2,6 +2,7 @@
 
 #include "theme/Motion.h"
 #include "theme/Palette.h"
+#include "widgets/UnseenRest.h"
 
 #include <QAccessible>
 #include <QEasingCurve>
@@ -47,6 +48,7 @@ ProgressTrack::ProgressTrack(QWidget *parent)
         sweep_ = value.toDouble();
         update();
     });
+    restWhileUnseen(this, sweepAnim_);
     connect(theme::Motion::instance(), &theme::Motion::animationsEnabledChanged, this, [this](bool enabled) {
         theme::setRunning(sweepAnim_, indeterminate_);
         if (!enabled) {

@@ -127,6 +127,7 @@ private slots:
     void captionStandsInItsPlace();
     void cornersAreRound();
     void clickedComesWhenEnabledOnly();
+    void sweepRestsWhileNobodySeesIt();
     void nothingIsPaintedAtRest();
     void busyIsPaintedWhileMotionIsOn();
 };
@@ -511,6 +512,26 @@ void tst_PrimaryButton::clickedComesWhenEnabledOnly()
     f.button.setBusy(true);
     QTest::mouseClick(&f.button, Qt::LeftButton);
     QCOMPARE(clicked.count(), 1);
+}
+
+void tst_PrimaryButton::sweepRestsWhileNobodySeesIt()
+{
+    Fixture f;
+    f.button.setBusy(true);
+    f.button.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&f.button));
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Running);
+    f.button.hide();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Paused);
+    f.button.show();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Running);
+    f.button.showMinimized();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Paused);
+    f.button.setBusy(false);
+    QCOMPARE(f.sweep->state(), QAbstractAnimation::Stopped);
+    f.button.showNormal();
+    QCoreApplication::processEvents();
+    QCOMPARE(f.sweep->state(), QAbstractAnimation::Stopped); // nothing to go on with
 }
 
 void tst_PrimaryButton::nothingIsPaintedAtRest()

@@ -138,10 +138,11 @@ void tst_RoleButton::focusIsSeenWhileHeldDown()
     Fixture f;
     QVERIFY(f.isActive());
     QPushButton *button = f.of(role);
-    button->setDown(true);
     f.elsewhere->setFocus();
+    button->setDown(true);
     const QImage without = snapshot(*button, panel);
     button->setFocus();
+    QVERIFY(button->hasFocus() && button->isDown());
     const QRect inside(3, 3, button->width() - 7, button->height() - 7);
     QCOMPARE(mismatch(snapshot(*button, panel), ringed(without, inside, ring)), QString());
 }
