@@ -205,7 +205,11 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
         return new AccessibleTab(static_cast<QAbstractButton *>(object));
     }
     if (className == "velmo::StatusBadge"_L1) {
-        return new QAccessibleWidget(static_cast<StatusBadge *>(object), QAccessible::Indicator);
+        // Not an indicator: the accessibility bus does not know that role, and readers pass over what has none.
+        return new QAccessibleWidget(static_cast<StatusBadge *>(object), QAccessible::StaticText);
+    }
+    if (className == "velmo::FramelessWindow"_L1) {
+        return new QAccessibleWidget(static_cast<QWidget *>(object), QAccessible::Window);
     }
     if (className == "velmo::NewsCard"_L1) {
         return new AccessibleClickable(static_cast<NewsCard *>(object), QAccessible::Button);

@@ -41,7 +41,7 @@ class tst_Accessible : public QObject {
 private slots:
     void initTestCase();
     void primaryButtonIsAButton();
-    void statusBadgeIsAnIndicatorOfItsWord();
+    void statusBadgeIsATextOfItsWord();
     void progressTrackIsAProgressBar();
     void progressTrackHasNoValueWhileIndeterminate();
     void progressTrackIsReadOnly();
@@ -80,12 +80,12 @@ void tst_Accessible::primaryButtonIsAButton()
     QVERIFY(accessible->state().disabled);
 }
 
-void tst_Accessible::statusBadgeIsAnIndicatorOfItsWord()
+void tst_Accessible::statusBadgeIsATextOfItsWord()
 {
     velmo::StatusBadge badge;
     QAccessibleInterface *accessible = interfaceOf(&badge);
     QVERIFY(accessible);
-    QCOMPARE(accessible->role(), QAccessible::Indicator);
+    QCOMPARE(accessible->role(), QAccessible::StaticText);
     QCOMPARE(accessible->text(QAccessible::Name), u"CONNECTING"_s);
     badge.setStatus(ServiceStatus::Degraded, u"One server is slow"_s);
     QCOMPARE(accessible->text(QAccessible::Name), u"DEGRADED"_s);
