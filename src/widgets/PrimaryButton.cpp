@@ -87,6 +87,12 @@ void PrimaryButton::setBusy(bool busy)
     update();
 }
 
+void PrimaryButton::setSubText(const QString &text)
+{
+    subText = text;
+    update();
+}
+
 QSize PrimaryButton::sizeHint() const
 {
     const int caption = QFontMetrics(captionFont()).horizontalAdvance(text());

@@ -125,6 +125,9 @@ private slots:
     void sweepEasesInAndOut();
     void captionStandsInItsPlace_data();
     void captionStandsInItsPlace();
+    void secondLineStandsBelowTheCaption_data();
+    void secondLineStandsBelowTheCaption();
+    void secondLineShowsInTheSolidLookOnly();
     void cornersAreRound();
     void clickedComesWhenEnabledOnly();
     void sweepRestsWhileNobodySeesIt();
@@ -489,6 +492,54 @@ void tst_PrimaryButton::captionStandsInItsPlace()
 
     f.button.setText(u"DOWNLOADING"_s);
     QCOMPARE(mismatch(snapshot(f.button), expected), QString());
+}
+
+void tst_PrimaryButton::secondLineStandsBelowTheCaption_data()
+{
+    QTest::addColumn<bool>("down");
+    QTest::addColumn<int>("captionShift");
+    QTest::addColumn<int>("subTextShift");
+    QTest::newRow("at rest") << false << -8 << 12;
+    QTest::newRow("pressed") << true << -7 << 13;
+}
+
+void tst_PrimaryButton::secondLineStandsBelowTheCaption()
+{
+    QFETCH(const bool, down);
+    QFETCH(const int, captionShift);
+    QFETCH(const int, subTextShift);
+    Fixture f;
+    f.button.setDown(down);
+    QImage expected = snapshot(f.button);
+    const QRect besideArrow(0, 0, buttonWidth - 38, buttonHeight);
+    QPainter painter(&expected);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QColor(0x0b, 0x0e, 0x14));
+    painter.setFont(theme::displayFont(14, 600, 0.0));
+    painter.drawText(besideArrow.translated(0, captionShift), Qt::AlignCenter, u"PLAY"_s);
+    painter.setPen(theme::withAlpha(QColor(0x0b, 0x0e, 0x14), 0.62));
+    painter.setFont(theme::bodyFont(10, 400));
+    painter.drawText(besideArrow.translated(0, subTextShift), Qt::AlignCenter, u"Version 1.0.0"_s);
+    painter.end();
+
+    f.button.setText(u"PLAY"_s);
+    f.button.setSubText(u"Version 1.0.0"_s);
+    QCOMPARE(mismatch(snapshot(f.button), expected), QString());
+    f.button.setSubText(QString());
+    QVERIFY(mismatch(snapshot(f.button), expected) != QString());
+}
+
+void tst_PrimaryButton::secondLineShowsInTheSolidLookOnly()
+{
+    Fixture f;
+    f.button.setText(u"PLAY"_s);
+    f.button.setSubText(u"Version 1.0.0"_s);
+    QCOMPARE(f.button.sizeHint(), QSize(210, 54));
+    QVERIFY(drawnText(f.button).contains(u"Version"));
+    f.button.setEnabled(false);
+    QCOMPARE(drawnText(f.button), u"PLAY"_s);
+    f.button.setBusy(true);
+    QCOMPARE(drawnText(f.button), u"PLAY"_s);
 }
 
 void tst_PrimaryButton::cornersAreRound()
