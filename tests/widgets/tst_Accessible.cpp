@@ -48,6 +48,7 @@ private slots:
     void cardIsAButtonOfItsTitle();
     void pressedCardIsActivated();
     void disabledCardIsNotActivated();
+    void cardTakesTheFocusWhenAsked();
     void selectorIsAButtonThatOpensAList();
     void openListHangsBelowItsBox();
     void pressedRowChoosesItsBranch();
@@ -174,6 +175,19 @@ void tst_Accessible::disabledCardIsNotActivated()
     press(interfaceOf(&card));
     QCoreApplication::processEvents();
     QCOMPARE(activated.size(), 0);
+}
+
+void tst_Accessible::cardTakesTheFocusWhenAsked()
+{
+    velmo::NewsCard card({}, false);
+    card.setFocusPolicy(Qt::StrongFocus);
+    card.show();
+    QVERIFY(QTest::qWaitForWindowActive(&card));
+    card.clearFocus();
+    QAccessibleActionInterface *actions = interfaceOf(&card)->actionInterface();
+    QVERIFY(actions->actionNames().contains(QAccessibleActionInterface::setFocusAction()));
+    actions->doAction(QAccessibleActionInterface::setFocusAction());
+    QVERIFY(card.hasFocus());
 }
 
 void tst_Accessible::selectorIsAButtonThatOpensAList()

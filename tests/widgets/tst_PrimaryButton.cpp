@@ -128,6 +128,7 @@ private slots:
     void secondLineStandsBelowTheCaption_data();
     void secondLineStandsBelowTheCaption();
     void secondLineShowsInTheSolidLookOnly();
+    void newSecondLineIsPainted();
     void cornersAreRound();
     void clickedComesWhenEnabledOnly();
     void sweepRestsWhileNobodySeesIt();
@@ -540,6 +541,18 @@ void tst_PrimaryButton::secondLineShowsInTheSolidLookOnly()
     QCOMPARE(drawnText(f.button), u"PLAY"_s);
     f.button.setBusy(true);
     QCOMPARE(drawnText(f.button), u"PLAY"_s);
+}
+
+void tst_PrimaryButton::newSecondLineIsPainted()
+{
+    Fixture f;
+    f.button.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&f.button));
+    QTRY_COMPARE(f.hover->state(), QAbstractAnimation::Stopped); // the pointer may lie where the window opened
+    QCoreApplication::processEvents();
+    const PaintCounter paints(&f.button);
+    f.button.setSubText(u"Version 1.0.0"_s);
+    QTRY_VERIFY(paints.count() > 0);
 }
 
 void tst_PrimaryButton::cornersAreRound()

@@ -76,6 +76,8 @@ private slots:
     void focusIsSeen();
     void focusIsSeenWhileHeldDown_data();
     void focusIsSeenWhileHeldDown();
+    void focusIsSeenUnderThePointer_data();
+    void focusIsSeenUnderThePointer();
     void focusMovesTheRing();
 };
 
@@ -143,6 +145,26 @@ void tst_RoleButton::focusIsSeenWhileHeldDown()
     const QImage without = snapshot(*button, panel);
     button->setFocus();
     QVERIFY(button->hasFocus() && button->isDown());
+    const QRect inside(3, 3, button->width() - 7, button->height() - 7);
+    QCOMPARE(mismatch(snapshot(*button, panel), ringed(without, inside, ring)), QString());
+}
+
+void tst_RoleButton::focusIsSeenUnderThePointer_data()
+{
+    focusIsSeenWhileHeldDown_data();
+}
+
+void tst_RoleButton::focusIsSeenUnderThePointer()
+{
+    QFETCH(const QString, role);
+    QFETCH(const QColor, ring);
+    Fixture f;
+    QVERIFY(f.isActive());
+    QPushButton *button = f.of(role);
+    f.elsewhere->setFocus();
+    button->setAttribute(Qt::WA_UnderMouse);
+    const QImage without = snapshot(*button, panel);
+    button->setFocus();
     const QRect inside(3, 3, button->width() - 7, button->height() - 7);
     QCOMPARE(mismatch(snapshot(*button, panel), ringed(without, inside, ring)), QString());
 }

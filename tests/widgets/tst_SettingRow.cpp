@@ -7,6 +7,7 @@
 
 #include <QAccessible>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -66,6 +67,7 @@ private slots:
     void emptyDescriptionMakesALowerRow();
     void controlStandsAtTheRight();
     void controlBelongsToTheRowAndIsNamedByIt();
+    void controlWithPartsIsNamedItself();
     void groupIsNamedAtWhatThePlayerUses();
     void groupWithoutFocusIsNamedItself();
     void labelAsControlKeepsItsValue();
@@ -160,6 +162,16 @@ void tst_SettingRow::controlBelongsToTheRowAndIsNamedByIt()
     f.row.setControl(box);
     QCOMPARE(box->parentWidget(), &f.row);
     QCOMPARE(box->accessibleName(), u"A setting"_s);
+}
+
+void tst_SettingRow::controlWithPartsIsNamedItself()
+{
+    Fixture f;
+    auto *box = new QComboBox;
+    box->setEditable(true);
+    f.row.setControl(box);
+    QCOMPARE(box->accessibleName(), u"A setting"_s);
+    QCOMPARE(box->lineEdit()->accessibleName(), QString());
 }
 
 void tst_SettingRow::groupIsNamedAtWhatThePlayerUses()
