@@ -61,6 +61,7 @@ QWidget *HomePage::buildContent()
     stageLabel_->setVisible(!profile.developmentStage.isEmpty());
     logo_ = new LogoView(content);
     logo_->setLogo(profile.gameLogo, wordmarkHeight);
+    logo_->setAccessibleName(profile.title);
     titleLabel_ = makeLabel(profile.title, theme::titleFont(40), color::action, content);
     titleLabel_->setVisible(logo_->sourcePixmap().isNull());
     taglineLabel_ = makeLabel(profile.tagline, theme::bodyFont(12, QFont::Normal), color::textMuted, content);

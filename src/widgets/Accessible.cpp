@@ -1,11 +1,18 @@
 #include "widgets/Accessible.h"
 
+#include "widgets/ChannelPopup.h"
+#include "widgets/ChannelSelector.h"
+#include "widgets/LogoView.h"
+#include "widgets/NewsCard.h"
 #include "widgets/ProgressTrack.h"
 #include "widgets/StatusBadge.h"
 
 #include <QAbstractButton>
 #include <QAccessibleValueInterface>
 #include <QAccessibleWidget>
+#include <QCoreApplication>
+#include <QMouseEvent>
+#include <QPointer>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -80,6 +87,115 @@ private:
     QAbstractButton *tab_;
 };
 
+/// A press and a release in the middle of \a widget, if that is still there to be clicked.
+void click(QPointer<QWidget> widget)
+{
+    if (!widget->isVisible()) {
+        return;
+    }
+    const QPointF middle = QRectF(widget->rect()).center();
+    const QPointF global = widget->mapToGlobal(middle);
+    QMouseEvent press(QEvent::MouseButtonPress, middle, global, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(widget, &press);
+    if (widget) {
+        QMouseEvent release(QEvent::MouseButtonRelease, middle, global, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(widget, &release);
+    }
+}
+
+/// A painted widget that does what it does on a click.
+class AccessibleClickable : public QAccessibleWidget {
+public:
+    using QAccessibleWidget::QAccessibleWidget;
+
+    QStringList actionNames() const override { return QStringList{pressAction()} + QAccessibleWidget::actionNames(); }
+    void doAction(const QString &name) override
+    {
+        if (name != pressAction()) {
+            QAccessibleWidget::doAction(name);
+            return;
+        }
+        // Once the reader has its answer: what follows may take its time, or the widget away.
+        QWidget *clicked = widget();
+        QMetaObject::invokeMethod(clicked, [clicked] { click(clicked); }, Qt::QueuedConnection);
+    }
+};
+
+/// Its list is a window of its own, which nobody would find unless it hangs below its box.
+class AccessibleSelector : public AccessibleClickable {
+public:
+    explicit AccessibleSelector(ChannelSelector *selector)
+        : AccessibleClickable(selector, QAccessible::ButtonMenu)
+        , selector_(selector)
+    {}
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = AccessibleClickable::state();
+        state.hasPopup = true;
+        state.expandable = true;
+        state.expanded = selector_->popup() != nullptr;
+        state.collapsed = !state.expanded;
+        return state;
+    }
+
+    int childCount() const override { return selector_->popup() ? 1 : 0; }
+    QAccessibleInterface *child(int index) const override
+    {
+        return index == 0 ? QAccessible::queryAccessibleInterface(selector_->popup()) : nullptr;
+    }
+    int indexOfChild(const QAccessibleInterface *child) const override
+    {
+        return child && selector_->popup() && child->object() == selector_->popup() ? 0 : -1;
+    }
+
+private:
+    ChannelSelector *selector_;
+};
+
+class AccessibleList : public QAccessibleWidget {
+public:
+    explicit AccessibleList(ChannelPopup *list)
+        : QAccessibleWidget(list, QAccessible::PopupMenu)
+    {}
+
+    QAccessibleInterface *parent() const override
+    {
+        return QAccessible::queryAccessibleInterface(widget()->parentWidget());
+    }
+};
+
+class AccessibleRow : public AccessibleClickable {
+public:
+    explicit AccessibleRow(ChannelRow *row)
+        : AccessibleClickable(row, QAccessible::MenuItem)
+        , row_(row)
+    {}
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = AccessibleClickable::state();
+        state.checkable = true;
+        state.checked = row_->isActive();
+        return state;
+    }
+
+private:
+    ChannelRow *row_;
+};
+
+/// For the parts of the list of branches, which have no class name of their own.
+QAccessibleInterface *makeListInterface(QObject *object)
+{
+    if (auto *row = dynamic_cast<ChannelRow *>(object)) {
+        return new AccessibleRow(row);
+    }
+    if (auto *popup = dynamic_cast<ChannelPopup *>(object)) {
+        return new AccessibleList(popup);
+    }
+    return nullptr;
+}
+
 QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 {
     if (className == "velmo::ProgressTrack"_L1) {
@@ -89,9 +205,22 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
         return new AccessibleTab(static_cast<QAbstractButton *>(object));
     }
     if (className == "velmo::StatusBadge"_L1) {
-        return new QAccessibleWidget(static_cast<StatusBadge *>(object), QAccessible::Indicator);
+        // Not an indicator: the accessibility bus does not know that role, and readers pass over what has none.
+        return new QAccessibleWidget(static_cast<StatusBadge *>(object), QAccessible::StaticText);
     }
-    return nullptr;
+    if (className == "velmo::FramelessWindow"_L1) {
+        return new QAccessibleWidget(static_cast<QWidget *>(object), QAccessible::Window);
+    }
+    if (className == "velmo::NewsCard"_L1) {
+        return new AccessibleClickable(static_cast<NewsCard *>(object), QAccessible::Button);
+    }
+    if (className == "velmo::ChannelSelector"_L1) {
+        return new AccessibleSelector(static_cast<ChannelSelector *>(object));
+    }
+    if (className == "velmo::LogoView"_L1) {
+        return new QAccessibleWidget(static_cast<LogoView *>(object), QAccessible::Graphic);
+    }
+    return className == "QWidget"_L1 ? makeListInterface(object) : nullptr;
 }
 
 } // namespace

@@ -14,6 +14,7 @@ public:
     ChannelRow(const GameChannel &channel, bool active, QWidget *parent);
 
     QString id() const { return id_; }
+    bool isActive() const { return active_; }
 
 protected:
     void enterEvent(QEnterEvent *event) override;

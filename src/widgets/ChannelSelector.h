@@ -22,6 +22,8 @@ public:
     void setChannelId(const QString &channelId);
     /// The name of the branch that is shown, in capitals.
     QString shownName() const;
+    /// The list of all branches while it is open, null otherwise.
+    ChannelPopup *popup() const { return popup_; }
 
     QSize sizeHint() const override;
 

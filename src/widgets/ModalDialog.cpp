@@ -154,6 +154,7 @@ void ModalDialog::buildButtons()
     row->addStretch(1);
     row->addWidget(cancelButton_);
     row->addWidget(primaryButton_);
+    setTabOrder(cancelButton_, primaryButton_); // as they stand
     static_cast<QVBoxLayout *>(layout())->addLayout(row);
 }
 

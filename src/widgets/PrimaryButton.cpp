@@ -4,6 +4,7 @@
 #include "theme/Icons.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
+#include "widgets/UnseenRest.h"
 
 #include <QEasingCurve>
 #include <QFontMetrics>
@@ -69,6 +70,7 @@ PrimaryButton::PrimaryButton(QWidget *parent)
         sweep = value.toDouble();
         update();
     });
+    restWhileUnseen(this, sweepAnimation);
     connect(theme::Motion::instance(), &theme::Motion::animationsEnabledChanged, this,
             [this] { theme::setRunning(sweepAnimation, busy); });
 }
@@ -82,6 +84,12 @@ void PrimaryButton::setBusy(bool busy)
     setEnabled(!busy);
     setCursor(busy ? Qt::ArrowCursor : Qt::PointingHandCursor);
     theme::setRunning(sweepAnimation, busy);
+    update();
+}
+
+void PrimaryButton::setSubText(const QString &text)
+{
+    subText = text;
     update();
 }
 

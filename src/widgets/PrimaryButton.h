@@ -18,6 +18,8 @@ public:
     /// Busy disables the button and runs the sweep.
     void setBusy(bool busy);
     bool isBusy() const { return busy; }
+    /// A small second line below the caption, in the solid look alone. Nothing in the launcher sets it yet.
+    void setSubText(const QString &text);
 
     QSize sizeHint() const override;
 
@@ -33,7 +35,7 @@ private:
     void paintCaption(QPainter &painter, int pressed) const;
 
     bool busy = false;
-    QString subText; ///< a small second line; nothing sets it yet
+    QString subText;
     double hover = 0.0;
     double sweep = 0.0; ///< phase of the sweep
     QVariantAnimation *hoverAnimation;

@@ -2,6 +2,7 @@
 
 #include "theme/Motion.h"
 #include "theme/Palette.h"
+#include "widgets/UnseenRest.h"
 
 #include <QAccessible>
 #include <QEasingCurve>
@@ -47,6 +48,7 @@ ProgressTrack::ProgressTrack(QWidget *parent)
         sweep_ = value.toDouble();
         update();
     });
+    restWhileUnseen(this, sweepAnim_);
     connect(theme::Motion::instance(), &theme::Motion::animationsEnabledChanged, this, [this](bool enabled) {
         theme::setRunning(sweepAnim_, indeterminate_);
         if (!enabled) {
@@ -73,8 +75,7 @@ void ProgressTrack::setFraction(double fraction)
     } else {
         theme::animate(glideAnim_, shown_, value, glideMs);
     }
-    QAccessibleValueChangeEvent event(this, target_);
-    QAccessible::updateAccessibility(&event);
+    announceValue();
 }
 
 void ProgressTrack::setIndeterminate(bool on)
@@ -85,6 +86,11 @@ void ProgressTrack::setIndeterminate(bool on)
     indeterminate_ = on;
     theme::setRunning(sweepAnim_, on);
     update();
+    QAccessible::State changed;
+    changed.busy = true;
+    QAccessibleStateChangeEvent event(this, changed);
+    QAccessible::updateAccessibility(&event);
+    announceValue();
 }
 
 void ProgressTrack::setThickness(int pixels)
@@ -100,6 +106,15 @@ void ProgressTrack::paintEvent(QPaintEvent * /*event*/)
         paintSweep(painter);
     } else {
         paintFill(painter);
+    }
+}
+
+/// Nothing while indeterminate: there is no value then, for a screen reader either.
+void ProgressTrack::announceValue()
+{
+    if (!indeterminate_) {
+        QAccessibleValueChangeEvent event(this, target_);
+        QAccessible::updateAccessibility(&event);
     }
 }
 

@@ -25,6 +25,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    void announceValue();
     void paintSweep(QPainter &painter) const;
     void paintFill(QPainter &painter) const;
 

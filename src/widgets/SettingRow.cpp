@@ -8,11 +8,39 @@
 #include <QLabel>
 #include <QPainter>
 
+#include <algorithm>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo {
 
 namespace color = theme::color;
+
+namespace {
+
+/// What the player uses of \a control: itself, or in a group of widgets the first that takes the focus.
+QWidget *usedPart(QWidget *control)
+{
+    if (control->focusPolicy() != Qt::NoFocus) {
+        return control;
+    }
+    const QList<QWidget *> parts = control->findChildren<QWidget *>();
+    const auto used = std::find_if(parts.begin(), parts.end(),
+                                   [](const QWidget *part) { return part->focusPolicy() != Qt::NoFocus; });
+    return used == parts.end() ? control : *used;
+}
+
+/// Tells screen readers that \a control belongs to the setting \a name.
+void nameControl(QWidget *control, const QString &name)
+{
+    if (qobject_cast<QLabel *>(control)) {
+        control->setAccessibleDescription(name); // a name would take the place of the value that it shows
+    } else {
+        usedPart(control)->setAccessibleName(name);
+    }
+}
+
+} // namespace
 
 SettingRow::SettingRow(const QString &label, const QString &description, QWidget *parent)
     : QWidget(parent)
@@ -54,7 +82,7 @@ void SettingRow::setControl(QWidget *control)
     control_ = control;
     if (control_) {
         control_->setParent(this);
-        control_->setAccessibleName(label_->text());
+        nameControl(control_, label_->text());
         layout_->addWidget(control_, 0, Qt::AlignRight | Qt::AlignVCenter);
     }
 }

@@ -14,7 +14,8 @@ class SettingRow : public QWidget {
 public:
     SettingRow(const QString &label, const QString &description, QWidget *parent = nullptr);
 
-    /// Takes \a control over and names it for screen readers by the row's label. Called once.
+    /// Takes \a control over. Screen readers hear the row's label as the name of what the player uses of it: of
+    /// \a control, or of the first widget in it that takes the focus. A label keeps its own text. Called once.
     void setControl(QWidget *control);
     /// Marks the row as one that does nothing yet and disables its control.
     void setPlanned(bool planned);

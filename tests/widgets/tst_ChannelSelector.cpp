@@ -115,6 +115,14 @@ QWidget *openListAt(ChannelSelector &selector, QPoint corner)
     return popupOf(selector);
 }
 
+/// A release of \a button at \a place of \a widget, which need not be a whole pixel.
+void releaseAt(QWidget &widget, QPointF place, Qt::MouseButton button = Qt::LeftButton)
+{
+    QMouseEvent event(QEvent::MouseButtonRelease, place, widget.mapToGlobal(place), button, Qt::NoButton,
+                      Qt::NoModifier);
+    QCoreApplication::sendEvent(&widget, &event);
+}
+
 QImage rowExpectation(const QWidget &widget, const GameChannel &channel, bool active, bool hovered)
 {
     QImage image = canvas(widget);
@@ -167,6 +175,8 @@ private slots:
 
     void clickOpensTheList_data();
     void clickOpensTheList();
+    void placeOfTheReleaseIsRounded_data();
+    void placeOfTheReleaseIsRounded();
     void onlyTheLeftPressIsKept_data();
     void onlyTheLeftPressIsKept();
     void openListIsNotOpenedAgain();
@@ -185,6 +195,10 @@ private slots:
 
     void releaseOnARowChoosesIt_data();
     void releaseOnARowChoosesIt();
+    void placeOfTheChoiceIsRounded_data();
+    void placeOfTheChoiceIsRounded();
+    void anyButtonChooses_data();
+    void anyButtonChooses();
     void releaseBesideTheRowsOnlyCloses();
     void escapeCloses();
     void listGoesWithItsBox();
@@ -357,6 +371,7 @@ void tst_ChannelSelector::clickOpensTheList_data()
     QTest::addColumn<bool>("opens");
     QTest::newRow("left") << Qt::LeftButton << QPoint(20, 13) << true;
     QTest::newRow("right") << Qt::RightButton << QPoint(20, 13) << false;
+    QTest::newRow("middle") << Qt::MiddleButton << QPoint(20, 13) << false;
     QTest::newRow("released outside") << Qt::LeftButton << QPoint(20, 60) << false;
 }
 
@@ -370,6 +385,29 @@ void tst_ChannelSelector::clickOpensTheList()
     QTest::mousePress(&selector, button, {}, QPoint(20, 13));
     QVERIFY(!popupOf(selector));
     QTest::mouseRelease(&selector, button, {}, release);
+    QCOMPARE(popupOf(selector) != nullptr, opens);
+}
+
+void tst_ChannelSelector::placeOfTheReleaseIsRounded_data()
+{
+    const double width = ChannelSelector().width();
+    QTest::addColumn<QPointF>("release");
+    QTest::addColumn<bool>("opens");
+    QTest::newRow("still at the left edge") << QPointF(-0.4, 13) << true;
+    QTest::newRow("beyond the left edge") << QPointF(-0.6, 13) << false;
+    QTest::newRow("still at the right edge") << QPointF(width - 0.6, 13) << true;
+    QTest::newRow("beyond the right edge") << QPointF(width - 0.4, 13) << false;
+    QTest::newRow("still at the lower edge") << QPointF(20, 25.4) << true;
+    QTest::newRow("beyond the lower edge") << QPointF(20, 25.6) << false;
+}
+
+void tst_ChannelSelector::placeOfTheReleaseIsRounded()
+{
+    QFETCH(const QPointF, release);
+    QFETCH(const bool, opens);
+    ChannelSelector selector;
+    selector.show();
+    releaseAt(selector, release);
     QCOMPARE(popupOf(selector) != nullptr, opens);
 }
 
@@ -407,9 +445,7 @@ void tst_ChannelSelector::openListIsNotOpenedAgain()
     QTest::mouseRelease(&selector, Qt::LeftButton, {}, QPoint(20, 13));
     const QWidget *first = popupOf(selector);
     QVERIFY(first);
-    QMouseEvent again(QEvent::MouseButtonRelease, QPointF(20, 13), selector.mapToGlobal(QPointF(20, 13)),
-                      Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(&selector, &again);
+    releaseAt(selector, QPointF(20, 13));
     QCOMPARE(popupOf(selector), first);
     QCOMPARE(selector.findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly).size(), 1);
 }
@@ -601,6 +637,56 @@ void tst_ChannelSelector::releaseOnARowChoosesIt()
     QCOMPARE(selected.first().first().toString(), gameProfile().channels.at(row).id);
     QVERIFY(closedFirst);
     QTRY_VERIFY(!popup);
+}
+
+void tst_ChannelSelector::placeOfTheChoiceIsRounded_data()
+{
+    QTest::addColumn<QPointF>("release");
+    QTest::addColumn<int>("row"); // -1: none
+    QTest::newRow("heading") << QPointF(100, 29.4) << -1;
+    QTest::newRow("upper edge of the first") << QPointF(100, 29.6) << 0;
+    QTest::newRow("lower edge of the first") << QPointF(100, 83.4) << 0;
+    QTest::newRow("upper edge of the second") << QPointF(100, 83.6) << 1;
+    QTest::newRow("left border") << QPointF(0.4, 60) << -1;
+    QTest::newRow("left edge") << QPointF(0.6, 60) << 0;
+    QTest::newRow("right edge") << QPointF(370.4, 60) << 0;
+    QTest::newRow("right border") << QPointF(370.6, 60) << -1;
+}
+
+void tst_ChannelSelector::placeOfTheChoiceIsRounded()
+{
+    QFETCH(const QPointF, release);
+    QFETCH(const int, row);
+    ChannelSelector selector;
+    QWidget *popup = openListAt(selector, QPoint(400, 100));
+    QVERIFY(popup);
+    QSignalSpy selected(&selector, &ChannelSelector::channelSelected);
+    releaseAt(*popup, release);
+    QVERIFY(popup->isHidden());
+    QCOMPARE(selected.size(), row < 0 ? 0 : 1);
+    if (row >= 0) {
+        QCOMPARE(selected.first().first().toString(), gameProfile().channels.at(row).id);
+    }
+}
+
+void tst_ChannelSelector::anyButtonChooses_data()
+{
+    QTest::addColumn<Qt::MouseButton>("button");
+    QTest::newRow("left") << Qt::LeftButton;
+    QTest::newRow("right") << Qt::RightButton;
+    QTest::newRow("middle") << Qt::MiddleButton;
+}
+
+void tst_ChannelSelector::anyButtonChooses()
+{
+    QFETCH(const Qt::MouseButton, button);
+    ChannelSelector selector;
+    QWidget *popup = openListAt(selector, QPoint(400, 100));
+    QVERIFY(popup);
+    QSignalSpy selected(&selector, &ChannelSelector::channelSelected);
+    releaseAt(*popup, QPointF(100, 100), button);
+    QCOMPARE(selected.size(), 1);
+    QCOMPARE(selected.first().first().toString(), gameProfile().channels.at(1).id);
 }
 
 void tst_ChannelSelector::releaseBesideTheRowsOnlyCloses()

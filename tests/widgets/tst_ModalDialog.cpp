@@ -12,6 +12,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <functional>
 
 using namespace Qt::Literals::StringLiterals;
@@ -132,6 +133,8 @@ private slots:
     void labelsDragTheDialog();
     void otherButtonsDoNotDrag();
     void childrenThatTakeTheMouseDoNotDrag();
+    void keyboardGoesThroughItAsItIsSeen_data();
+    void keyboardGoesThroughItAsItIsSeen();
     void nothingIsPaintedAtRest();
 };
 
@@ -555,6 +558,33 @@ void tst_ModalDialog::childrenThatTakeTheMouseDoNotDrag()
     press(button, local, global);
     drag(button, global + QPoint(25, 15));
     QCOMPARE(dialog.pos(), QPoint(100, 80));
+}
+
+void tst_ModalDialog::keyboardGoesThroughItAsItIsSeen_data()
+{
+    addKinds();
+}
+
+/// From the top to the bottom, and in a line from the left to the right.
+void tst_ModalDialog::keyboardGoesThroughItAsItIsSeen()
+{
+    QFETCH(const ModalDialog::Kind, kind);
+    ModalDialog dialog(kind, title, message);
+    const Parts parts(dialog);
+    parts.toggle->show();
+    parts.details->show();
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    QVERIFY(parts.primary->hasFocus()); // whatever stands before it
+    QList<QPoint> places;
+    for (const QWidget *next = dialog.nextInFocusChain(); next != &dialog; next = next->nextInFocusChain()) {
+        if (next->isVisible() && (next->focusPolicy() & Qt::TabFocus) != 0 && next->parentWidget() == &dialog) {
+            places.append(next->geometry().center());
+        }
+    }
+    QCOMPARE(places.size(), kind == ModalDialog::Confirm ? 4 : 3);
+    const auto isBefore = [](QPoint a, QPoint b) { return a.y() != b.y() ? a.y() < b.y() : a.x() < b.x(); };
+    QVERIFY(std::is_sorted(places.begin(), places.end(), isBefore));
 }
 
 void tst_ModalDialog::nothingIsPaintedAtRest()

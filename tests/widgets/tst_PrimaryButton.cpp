@@ -125,8 +125,13 @@ private slots:
     void sweepEasesInAndOut();
     void captionStandsInItsPlace_data();
     void captionStandsInItsPlace();
+    void secondLineStandsBelowTheCaption_data();
+    void secondLineStandsBelowTheCaption();
+    void secondLineShowsInTheSolidLookOnly();
+    void newSecondLineIsPainted();
     void cornersAreRound();
     void clickedComesWhenEnabledOnly();
+    void sweepRestsWhileNobodySeesIt();
     void nothingIsPaintedAtRest();
     void busyIsPaintedWhileMotionIsOn();
 };
@@ -490,6 +495,66 @@ void tst_PrimaryButton::captionStandsInItsPlace()
     QCOMPARE(mismatch(snapshot(f.button), expected), QString());
 }
 
+void tst_PrimaryButton::secondLineStandsBelowTheCaption_data()
+{
+    QTest::addColumn<bool>("down");
+    QTest::addColumn<int>("captionShift");
+    QTest::addColumn<int>("subTextShift");
+    QTest::newRow("at rest") << false << -8 << 12;
+    QTest::newRow("pressed") << true << -7 << 13;
+}
+
+void tst_PrimaryButton::secondLineStandsBelowTheCaption()
+{
+    QFETCH(const bool, down);
+    QFETCH(const int, captionShift);
+    QFETCH(const int, subTextShift);
+    Fixture f;
+    f.button.setDown(down);
+    QImage expected = snapshot(f.button);
+    const QRect besideArrow(0, 0, buttonWidth - 38, buttonHeight);
+    QPainter painter(&expected);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QColor(0x0b, 0x0e, 0x14));
+    painter.setFont(theme::displayFont(14, 600, 0.0));
+    painter.drawText(besideArrow.translated(0, captionShift), Qt::AlignCenter, u"PLAY"_s);
+    painter.setPen(theme::withAlpha(QColor(0x0b, 0x0e, 0x14), 0.62));
+    painter.setFont(theme::bodyFont(10, 400));
+    painter.drawText(besideArrow.translated(0, subTextShift), Qt::AlignCenter, u"Version 1.0.0"_s);
+    painter.end();
+
+    f.button.setText(u"PLAY"_s);
+    f.button.setSubText(u"Version 1.0.0"_s);
+    QCOMPARE(mismatch(snapshot(f.button), expected), QString());
+    f.button.setSubText(QString());
+    QVERIFY(mismatch(snapshot(f.button), expected) != QString());
+}
+
+void tst_PrimaryButton::secondLineShowsInTheSolidLookOnly()
+{
+    Fixture f;
+    f.button.setText(u"PLAY"_s);
+    f.button.setSubText(u"Version 1.0.0"_s);
+    QCOMPARE(f.button.sizeHint(), QSize(210, 54));
+    QVERIFY(drawnText(f.button).contains(u"Version"));
+    f.button.setEnabled(false);
+    QCOMPARE(drawnText(f.button), u"PLAY"_s);
+    f.button.setBusy(true);
+    QCOMPARE(drawnText(f.button), u"PLAY"_s);
+}
+
+void tst_PrimaryButton::newSecondLineIsPainted()
+{
+    Fixture f;
+    f.button.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&f.button));
+    QTRY_COMPARE(f.hover->state(), QAbstractAnimation::Stopped); // the pointer may lie where the window opened
+    QCoreApplication::processEvents();
+    const PaintCounter paints(&f.button);
+    f.button.setSubText(u"Version 1.0.0"_s);
+    QTRY_VERIFY(paints.count() > 0);
+}
+
 void tst_PrimaryButton::cornersAreRound()
 {
     Fixture f;
@@ -511,6 +576,26 @@ void tst_PrimaryButton::clickedComesWhenEnabledOnly()
     f.button.setBusy(true);
     QTest::mouseClick(&f.button, Qt::LeftButton);
     QCOMPARE(clicked.count(), 1);
+}
+
+void tst_PrimaryButton::sweepRestsWhileNobodySeesIt()
+{
+    Fixture f;
+    f.button.setBusy(true);
+    f.button.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&f.button));
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Running);
+    f.button.hide();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Paused);
+    f.button.show();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Running);
+    f.button.showMinimized();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Paused);
+    f.button.setBusy(false);
+    QCOMPARE(f.sweep->state(), QAbstractAnimation::Stopped);
+    f.button.showNormal();
+    QCoreApplication::processEvents();
+    QCOMPARE(f.sweep->state(), QAbstractAnimation::Stopped); // nothing to go on with
 }
 
 void tst_PrimaryButton::nothingIsPaintedAtRest()

@@ -100,6 +100,7 @@ private slots:
     void noWidthPaintsNothing();
     void switchingMotionOffLandsTheGlide();
     void sweepFollowsTheSwitchWhileIndeterminateOnly();
+    void sweepRestsWhileNobodySeesIt();
     void nothingIsPaintedAtRest();
     void everyChangeIsPainted();
 };
@@ -437,6 +438,26 @@ void tst_ProgressTrack::sweepFollowsTheSwitchWhileIndeterminateOnly()
     f.track.setIndeterminate(false);
     theme::setAnimationsEnabled(true);
     QCOMPARE(f.sweep->state(), QAbstractAnimation::Stopped);
+}
+
+void tst_ProgressTrack::sweepRestsWhileNobodySeesIt()
+{
+    Fixture f;
+    f.track.setIndeterminate(true);
+    f.track.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&f.track));
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Running);
+    f.track.hide();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Paused);
+    f.track.show();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Running);
+    f.track.showMinimized();
+    QTRY_COMPARE(f.sweep->state(), QAbstractAnimation::Paused);
+    f.track.setIndeterminate(false);
+    QCOMPARE(f.sweep->state(), QAbstractAnimation::Stopped);
+    f.track.showNormal();
+    QCoreApplication::processEvents();
+    QCOMPARE(f.sweep->state(), QAbstractAnimation::Stopped); // nothing to go on with
 }
 
 void tst_ProgressTrack::nothingIsPaintedAtRest()

@@ -5,9 +5,12 @@
 #include "theme/Fonts.h"
 #include "theme/Theme.h"
 
+#include <QAccessible>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
 
@@ -64,6 +67,10 @@ private slots:
     void emptyDescriptionMakesALowerRow();
     void controlStandsAtTheRight();
     void controlBelongsToTheRowAndIsNamedByIt();
+    void controlWithPartsIsNamedItself();
+    void groupIsNamedAtWhatThePlayerUses();
+    void groupWithoutFocusIsNamedItself();
+    void labelAsControlKeepsItsValue();
     void noControlIsNoControl();
     void plannedRowIsTaggedAndDisabled();
     void tagStandsBesideTheLabel();
@@ -155,6 +162,52 @@ void tst_SettingRow::controlBelongsToTheRowAndIsNamedByIt()
     f.row.setControl(box);
     QCOMPARE(box->parentWidget(), &f.row);
     QCOMPARE(box->accessibleName(), u"A setting"_s);
+}
+
+void tst_SettingRow::controlWithPartsIsNamedItself()
+{
+    Fixture f;
+    auto *box = new QComboBox;
+    box->setEditable(true);
+    f.row.setControl(box);
+    QCOMPARE(box->accessibleName(), u"A setting"_s);
+    QCOMPARE(box->lineEdit()->accessibleName(), QString());
+}
+
+void tst_SettingRow::groupIsNamedAtWhatThePlayerUses()
+{
+    Fixture f;
+    auto *group = new QWidget;
+    auto *line = new QHBoxLayout(group);
+    line->addWidget(new QLabel(u"in"_s, group));
+    auto *edit = new QLineEdit(group);
+    auto *button = new QPushButton(u"Browse"_s, group);
+    line->addWidget(edit);
+    line->addWidget(button);
+    f.row.setControl(group);
+    QCOMPARE(edit->accessibleName(), u"A setting"_s);
+    QCOMPARE(group->accessibleName(), QString());
+    QCOMPARE(button->accessibleName(), QString()); // its own text says more
+}
+
+void tst_SettingRow::groupWithoutFocusIsNamedItself()
+{
+    Fixture f;
+    auto *group = new QWidget;
+    auto *inner = new QWidget(group);
+    f.row.setControl(group);
+    QCOMPARE(group->accessibleName(), u"A setting"_s);
+    QCOMPARE(inner->accessibleName(), QString());
+}
+
+void tst_SettingRow::labelAsControlKeepsItsValue()
+{
+    Fixture f;
+    auto *label = new QLabel(u"150%"_s);
+    f.row.setControl(label);
+    const QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(label);
+    QCOMPARE(accessible->text(QAccessible::Name), u"150%"_s);
+    QCOMPARE(accessible->text(QAccessible::Description), u"A setting"_s);
 }
 
 void tst_SettingRow::noControlIsNoControl()
