@@ -89,6 +89,7 @@ NewsCard::NewsCard(const NewsArticle &article, bool compact, QWidget *parent)
     setAccessibleDescription(article_.summary);
     if (!article_.image.isEmpty() && QFile::exists(article_.image)) {
         picture_.load(article_.image);
+        picture_.setDevicePixelRatio(1.0); // a name in "@2x" sets another, and the picture is scaled to its area anyway
     }
     hoverAnim_->setDuration(hoverMs);
     hoverAnim_->setEasingCurve(QEasingCurve::OutCubic);

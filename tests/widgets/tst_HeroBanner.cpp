@@ -199,6 +199,8 @@ private slots:
     void emptyPathSaysNothing();
     void artworkCoversAndIsCentred_data();
     void artworkCoversAndIsCentred();
+    void artworkOfAnyNameCovers_data();
+    void artworkOfAnyNameCovers();
 
 private:
     QTemporaryDir folder_;
@@ -448,6 +450,32 @@ void tst_HeroBanner::artworkCoversAndIsCentred()
     painter.drawPixmap((target.width() - scaled.width()) / 2, (target.height() - scaled.height()) / 2, scaled);
     painter.end();
     QCOMPARE(mismatch(snapshot(banner), expectation(banner, background)), QString());
+}
+
+void tst_HeroBanner::artworkOfAnyNameCovers_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("twice the resolution") << u"hero@2x.png"_s;
+    QTest::newRow("three times the resolution") << u"hero@3x.png"_s;
+}
+
+/// A name can give a picture a device pixel ratio of its own.
+void tst_HeroBanner::artworkOfAnyNameCovers()
+{
+    QFETCH(const QString, name);
+    const QString plain = writeStripes(QDir(folder_.path()), QSize(400, 100));
+    const QString named = folder_.filePath(name);
+    QVERIFY(QFile::copy(plain, named));
+    QVERIFY(QPixmap(named).devicePixelRatio() > 1.0);
+    const LogCapture quiet;
+    HeroBanner first;
+    HeroBanner second;
+    first.setArtworkPath(plain);
+    second.setArtworkPath(named);
+    for (HeroBanner *banner : {&first, &second}) {
+        banner->resize(600, 400);
+    }
+    QCOMPARE(mismatch(snapshot(second), snapshot(first)), QString());
 }
 
 int main(int argc, char **argv)

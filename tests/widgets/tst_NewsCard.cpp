@@ -153,6 +153,8 @@ private slots:
     void equalArticlesHaveEqualPatterns();
     void pictureCoversItsArea_data();
     void pictureCoversItsArea();
+    void pictureOfAnyNameCoversItsArea_data();
+    void pictureOfAnyNameCoversItsArea();
     void brokenPictureGivesThePatternInSilence();
     void imageFollowsTheSize();
     void imageIsBuiltOncePerSize();
@@ -385,6 +387,33 @@ void tst_NewsCard::pictureCoversItsArea()
                        static_cast<int>((116 * ratio - scaled.height()) * 0.5), scaled);
     painter.end();
     QCOMPARE(mismatch(snapshot(card), expectation(card, news, true, panel, 0.0, picture)), QString());
+}
+
+void tst_NewsCard::pictureOfAnyNameCoversItsArea_data()
+{
+    QTest::addColumn<bool>("compact");
+    QTest::newRow("compact") << true;
+    QTest::newRow("large") << false;
+}
+
+/// A name can give a picture a device pixel ratio of its own.
+void tst_NewsCard::pictureOfAnyNameCoversItsArea()
+{
+    QFETCH(const bool, compact);
+    QImage red(400, 300, QImage::Format_RGB32);
+    red.fill(Qt::red);
+    NewsArticle plain = article();
+    plain.image = folder_.filePath(u"red.png"_s);
+    NewsArticle named = article();
+    named.image = folder_.filePath(u"red-%1@2x.png"_s.arg(QLatin1StringView(QTest::currentDataTag())));
+    QVERIFY(red.save(plain.image) && red.save(named.image));
+    QCOMPARE(QPixmap(named.image).devicePixelRatio(), 2.0);
+    NewsCard first(plain, compact);
+    NewsCard second(named, compact);
+    for (NewsCard *card : {&first, &second}) {
+        card->resize(600, card->minimumHeight());
+    }
+    QCOMPARE(mismatch(snapshot(second), snapshot(first)), QString());
 }
 
 void tst_NewsCard::brokenPictureGivesThePatternInSilence()
