@@ -146,7 +146,7 @@ QImage expectation(const QWidget &widget, const QImage &background)
     return image;
 }
 
-/// Stripes of a colour each: red, green, blue, yellow, from left to right.
+/// Stripes of a colour each: red, green, blue, yellow, from left to right; their lower halves are darker.
 QString writeStripes(const QDir &folder, QSize size)
 {
     QImage image(size, QImage::Format_RGB32);
@@ -155,6 +155,7 @@ QString writeStripes(const QDir &folder, QSize size)
     for (int i = 0; i < 4; ++i) {
         painter.fillRect(QRect(size.width() * i / 4, 0, size.width() / 4 + 1, size.height()), colors[i]);
     }
+    painter.fillRect(QRect(QPoint(0, size.height() / 2), size), QColor(0, 0, 0, 128));
     painter.end();
     const QString path = folder.filePath(u"stripes-%1x%2.png"_s.arg(size.width()).arg(size.height()));
     return image.save(path) ? path : QString();
@@ -428,6 +429,8 @@ void tst_HeroBanner::artworkCoversAndIsCentred_data()
     QTest::newRow("taller") << QSize(100, 400);
     QTest::newRow("larger") << QSize(2400, 1800);
     QTest::newRow("same shape") << QSize(60, 40);
+    QTest::newRow("wider by an odd number") << QSize(901, 400);
+    QTest::newRow("taller by an odd number") << QSize(600, 801);
 }
 
 void tst_HeroBanner::artworkCoversAndIsCentred()
