@@ -4,13 +4,16 @@
 #include "core/Logging.h"
 #include "data/GameProfile.h"
 #include "net/ApiClient.h"
+#include "pages/ArticleBody.h"
 #include "pages/PageParts.h"
 #include "theme/Fonts.h"
 #include "theme/Palette.h"
 #include "widgets/NewsCard.h"
 #include "widgets/RoleButton.h"
 
+#include <QApplication>
 #include <QFile>
+#include <QFocusEvent>
 #include <QFrame>
 #include <QJsonDocument>
 #include <QLabel>
@@ -23,6 +26,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -34,9 +38,8 @@ namespace {
 
 constexpr int pageMargin = 26;
 constexpr int cardGap = 14;
-constexpr int readingWidth = 720;
-constexpr int bulletWidth = 690;
 constexpr int backButtonWidth = 180;
+constexpr qsizetype longestTitle = 20'000; // far more than a page shows; a longer one is laid out for nobody
 
 /// A scrolling column; its layout comes back in \a column.
 QScrollArea *makeScrollView(QWidget *parent, QVBoxLayout **column)
@@ -61,62 +64,6 @@ QString titleCase(const QString &text)
         wordBegins = letter.isSpace();
     }
     return result;
-}
-
-/// Wraps \a label at a width of its own, and gives it the height that this needs.
-void setReadingWidth(QLabel *label, int width)
-{
-    label->setWordWrap(true);
-    label->setFixedWidth(width);
-    label->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Minimum);
-}
-
-QLabel *makeBodyLabel(const QString &text, int width, QWidget *parent)
-{
-    QLabel *label = makeLabel(text, theme::bodyFont(13, QFont::Normal), color::textMuted, parent);
-    setReadingWidth(label, width);
-    label->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    return label;
-}
-
-QWidget *makeBullet(const QString &text, QWidget *parent)
-{
-    auto *bullet = new QWidget(parent);
-    auto *row = new QHBoxLayout(bullet);
-    row->setContentsMargins(2, 0, 0, 0);
-    row->setSpacing(12);
-    QLabel *marker = makeLabel(u"—"_s, theme::bodyFont(13, QFont::Normal), color::accentDim, bullet);
-    marker->setFixedWidth(14);
-    marker->setAlignment(Qt::AlignLeft | Qt::AlignTop);
-    row->addWidget(marker, 0, Qt::AlignTop);
-    row->addWidget(makeBodyLabel(text, bulletWidth, bullet), 1);
-    return bullet;
-}
-
-void addBlock(QVBoxLayout *layout, const ArticleBlock &block)
-{
-    QWidget *parent = layout->parentWidget();
-    switch (block.kind) {
-    case ArticleBlock::Paragraph: {
-        QLabel *paragraph = makeBodyLabel(block.text, readingWidth, parent);
-        paragraph->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        layout->addWidget(paragraph);
-        layout->addSpacing(16);
-        break;
-    }
-    case ArticleBlock::Heading: {
-        QLabel *heading = makeLabel(block.text, theme::displayFont(13, QFont::DemiBold, 2.0), color::accent, parent);
-        setReadingWidth(heading, readingWidth);
-        layout->addSpacing(24);
-        layout->addWidget(heading);
-        layout->addSpacing(12);
-        break;
-    }
-    case ArticleBlock::Bullet:
-        layout->addWidget(makeBullet(block.text, parent));
-        layout->addSpacing(6);
-        break;
-    }
 }
 
 } // namespace
@@ -168,7 +115,7 @@ void NewsPage::buildArticleView()
 
     QPushButton *back = makeRoleButton(u"Back to news"_s, u"secondary"_s, content);
     back->setFixedWidth(backButtonWidth);
-    connect(back, &QPushButton::clicked, this, [this] { stack_->setCurrentWidget(listView_); });
+    connect(back, &QPushButton::clicked, this, &NewsPage::showList);
     categoryLabel_ = makeLabel({}, theme::displayFont(10, QFont::DemiBold, 2.2), color::accent, content);
     titleLabel_ = makeLabel({}, theme::titleFont(38), color::text, content);
     setReadingWidth(titleLabel_, readingWidth);
@@ -182,6 +129,7 @@ void NewsPage::buildArticleView()
     bodyLayout_ = new QVBoxLayout(bodyWidget_);
     bodyLayout_->setContentsMargins(0, 0, 0, 0);
     bodyLayout_->setSpacing(0);
+    body_ = new ArticleBody(bodyLayout_);
 
     column->addWidget(back, 0, Qt::AlignLeft);
     column->addSpacing(26);
@@ -247,12 +195,39 @@ void NewsPage::rebuildList()
         }
     }
     emptyLabel_->setVisible(articles_.isEmpty());
+    const bool isUsedByKeys = qobject_cast<NewsCard *>(QApplication::focusWidget()) && listView_->isVisible();
+    QWidget *before = listView_;
     for (qsizetype i = 0; i < articles_.size(); ++i) {
         auto *card = new NewsCard(articles_.at(i), i > 0, listView_);
         connect(card, &NewsCard::activated, this, &NewsPage::showArticle);
+        card->installEventFilter(this);
         listLayout_->addWidget(card);
+        QWidget::setTabOrder(std::exchange(before, card), card); // not behind all that the window already has
+        if (i == 0 && isUsedByKeys) {
+            card->show();     // what is not yet seen gets no focus
+            card->setFocus(); // it was on a card that goes
+        }
     }
     listLayout_->addStretch(1);
+}
+
+/// Brings a card into view when the focus comes to it by key. On a click the list stays where it is, and so it does
+/// when the focus only comes back to where it was.
+bool NewsPage::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::FocusIn) {
+        const Qt::FocusReason reason = static_cast<QFocusEvent *>(event)->reason();
+        if (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason) {
+            listView_->ensureWidgetVisible(static_cast<QWidget *>(watched));
+        }
+    }
+    return Page::eventFilter(watched, event);
+}
+
+void NewsPage::showList()
+{
+    body_->stop(); // whoever opens the article again gets it from its beginning
+    stack_->setCurrentWidget(listView_);
 }
 
 void NewsPage::showArticle(const QString &id)
@@ -262,9 +237,9 @@ void NewsPage::showArticle(const QString &id)
     if (article == articles_.cend()) {
         return;
     }
-    categoryLabel_->setText(article->category);
+    categoryLabel_->setText(article->category.left(longestTitle));
     categoryLabel_->setVisible(!article->category.isEmpty());
-    titleLabel_->setText(article->title);
+    titleLabel_->setText(article->title.left(longestTitle));
     metaLabel_->setText(u"%1   ·   %2 MIN READ"_s.arg(formatDate(article->date)).arg(article->readingMinutes()));
     renderBody(*article);
     articleView_->verticalScrollBar()->setValue(0);
@@ -273,16 +248,7 @@ void NewsPage::showArticle(const QString &id)
 
 void NewsPage::renderBody(const NewsArticle &article)
 {
-    while (bodyLayout_->count() > 0) {
-        const std::unique_ptr<QLayoutItem> item(bodyLayout_->takeAt(0));
-        if (item->widget()) {
-            item->widget()->deleteLater();
-        }
-    }
-    const QList<ArticleBlock> blocks = article.blocks();
-    for (const ArticleBlock &block : blocks) {
-        addBlock(bodyLayout_, block);
-    }
+    body_->setBlocks(article.blocks());
 }
 
 } // namespace velmo

@@ -13,6 +13,7 @@ class QVBoxLayout;
 namespace velmo {
 
 class ApiClient;
+class ArticleBody;
 struct ApiResult;
 
 /// The studio's articles: a list of cards and a view to read one. The page opens with the articles that are compiled in
@@ -27,6 +28,9 @@ public:
     /// Loads the articles the first time.
     void onPageShown() override;
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void buildListView();
     void buildArticleView();
@@ -34,6 +38,7 @@ private:
     void loadArticles();
     void takeLiveFeed(const ApiResult &result);
     void rebuildList();
+    void showList();
     void showArticle(const QString &id);
     void renderBody(const NewsArticle &article);
 
@@ -49,6 +54,7 @@ private:
     QLabel *metaLabel_ = nullptr;
     QWidget *bodyWidget_ = nullptr;
     QVBoxLayout *bodyLayout_ = nullptr;
+    ArticleBody *body_ = nullptr; ///< what fills bodyLayout_
     bool loaded_ = false;
 };
 

@@ -23,10 +23,22 @@ public:
 QLabel *makeLabel(const QString &text, const QFont &font, const QColor &color, QWidget *parent)
 {
     auto *label = new QLabel(text, parent);
+    dressLabel(label, font, color);
+    return label;
+}
+
+void dressLabel(QLabel *label, const QFont &font, const QColor &color)
+{
     label->setTextFormat(Qt::PlainText);
     label->setFont(font);
     label->setStyleSheet(theme::colorRule(color));
-    return label;
+}
+
+void setReadingWidth(QLabel *label, int width)
+{
+    label->setWordWrap(true);
+    label->setFixedWidth(width);
+    label->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Minimum);
 }
 
 QScrollArea *makeScrollArea(QWidget *content, QWidget *parent)

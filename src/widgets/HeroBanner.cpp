@@ -47,6 +47,7 @@ void HeroBanner::setArtworkPath(const QString &path)
     } else if (!QFile::exists(path)) {
         qCInfo(lcUi) << "No hero artwork at" << path << "- using the generated placeholder scene";
     } else if (artwork_.load(path)) {
+        artwork_.setDevicePixelRatio(1.0); // a name in "@2x" sets another, and leaves bars
         qCInfo(lcUi) << "Loaded hero artwork from" << path;
     } else {
         qCWarning(lcUi) << "Hero artwork exists but could not be decoded:" << path;

@@ -9,6 +9,7 @@
 #include <QEasingCurve>
 #include <QFile>
 #include <QFontMetrics>
+#include <QKeyEvent>
 #include <QLinearGradient>
 #include <QMouseEvent>
 #include <QPainter>
@@ -17,6 +18,7 @@
 #include <QResizeEvent>
 #include <QVariantAnimation>
 
+#include <algorithm>
 #include <cmath>
 
 using namespace Qt::Literals::StringLiterals;
@@ -35,11 +37,11 @@ constexpr int markerWidth = 2;
 constexpr int waveStep = 16;
 constexpr int waves = 5;
 
-QColor blend(const QColor &from, const QColor &to, double t)
+/// As much of \a text as can be seen in \a lines of \a width pixels: a letter takes one of them at the least. The rest
+/// of a text that is far too long would be laid out at every paint for nobody.
+QString seenPart(const QString &text, int width, int lines = 1)
 {
-    const auto component = [t](float a, float b) { return static_cast<float>(a + (b - a) * t); };
-    return QColor::fromRgbF(component(from.redF(), to.redF()), component(from.greenF(), to.greenF()),
-                            component(from.blueF(), to.blueF()), 1.0F);
+    return text.left(static_cast<qsizetype>(std::max(width, 1)) * lines);
 }
 
 /// \a picture over the whole of \a target device pixels, centred, what is too much cut off.
@@ -79,9 +81,11 @@ NewsCard::NewsCard(const NewsArticle &article, bool compact, QWidget *parent)
     : QWidget(parent)
     , article_(article)
     , compact_(compact)
+    , dateLine_(u"%1   ·   %2 MIN READ"_s.arg(formatDate(article.date).toUpper()).arg(article.readingMinutes()))
     , hoverAnim_(new QVariantAnimation(this))
 {
     setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::StrongFocus);
     setAttribute(Qt::WA_Hover);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setFixedHeight(compact_ ? compactHeight : largeHeight);
@@ -89,6 +93,7 @@ NewsCard::NewsCard(const NewsArticle &article, bool compact, QWidget *parent)
     setAccessibleDescription(article_.summary);
     if (!article_.image.isEmpty() && QFile::exists(article_.image)) {
         picture_.load(article_.image);
+        picture_.setDevicePixelRatio(1.0); // a name in "@2x" sets another, and the picture is scaled to its area anyway
     }
     hoverAnim_->setDuration(hoverMs);
     hoverAnim_->setEasingCurve(QEasingCurve::OutCubic);
@@ -108,6 +113,18 @@ void NewsCard::leaveEvent(QEvent *event)
 {
     QWidget::leaveEvent(event);
     theme::animate(hoverAnim_, hover_, 0.0, hoverMs);
+}
+
+void NewsCard::keyPressEvent(QKeyEvent *event)
+{
+    const int key = event->key();
+    if (key != Qt::Key_Return && key != Qt::Key_Enter && key != Qt::Key_Space) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
+    if (!event->isAutoRepeat()) {
+        emit activated(article_.id);
+    }
 }
 
 void NewsCard::mouseReleaseEvent(QMouseEvent *event)
@@ -131,7 +148,7 @@ void NewsCard::paintEvent(QPaintEvent * /*event*/)
     const bool hovered = hover_ > 0.0;
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing, false);
-    painter.fillRect(rect(), hovered ? blend(color::panel, color::panelRaised, hover_) : color::panel);
+    painter.fillRect(rect(), hovered ? theme::mix(color::panel, color::panelRaised, hover_) : color::panel);
     paintImage(painter, imageArea());
     painter.setPen(hovered ? color::borderStrong : color::border);
     painter.setBrush(Qt::NoBrush);
@@ -141,6 +158,11 @@ void NewsCard::paintEvent(QPaintEvent * /*event*/)
         painter.fillRect(0, (height() - bar) / 2, markerWidth, bar, color::accent);
     }
     paintTexts(painter);
+    if (hasFocus()) {
+        painter.setPen(color::accent);
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRect(rect().adjusted(3, 3, -4, -4));
+    }
 }
 
 QRect NewsCard::imageArea() const
@@ -198,7 +220,7 @@ void NewsCard::paintTexts(QPainter &painter) const
         const int height = QFontMetrics(font).height();
         painter.setPen(color::accent);
         painter.setFont(font);
-        painter.drawText(QRect(left, y, width, height), middleLeft, article_.category);
+        painter.drawText(QRect(left, y, width, height), middleLeft, seenPart(article_.category, width));
         y += height + 8;
     }
 
@@ -207,24 +229,26 @@ void NewsCard::paintTexts(QPainter &painter) const
     painter.setPen(color::text);
     painter.setFont(titleFont);
     painter.drawText(QRect(left, y, width, titleMetrics.height()), middleLeft,
-                     titleMetrics.elidedText(article_.title, Qt::ElideRight, width));
+                     titleMetrics.elidedText(seenPart(article_.title, width), Qt::ElideRight, width));
     y += titleMetrics.height();
 
     const QFont summaryFont = theme::bodyFont(12, QFont::Normal);
-    const int room = area.bottom() - y - QFontMetrics(summaryFont).height() - 10;
+    const QFontMetrics summaryMetrics(summaryFont);
+    const int room = area.bottom() - y - summaryMetrics.height() - 10;
     if (room > 0) {
+        const int lines =
+            room / summaryMetrics.lineSpacing() + 2; // the last whole one, one cut off, and one to wrap to
         painter.setPen(color::textMuted);
         painter.setFont(summaryFont);
         painter.drawText(QRect(left, y + 6, width, room), Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap,
-                         article_.summary);
+                         seenPart(article_.summary, width, lines));
     }
 
     const QFont dateFont = theme::monoFont(10, QFont::Normal, 0.6);
     const int dateHeight = QFontMetrics(dateFont).height();
     painter.setPen(color::textDim);
     painter.setFont(dateFont);
-    painter.drawText(QRect(left, area.bottom() - dateHeight, width, dateHeight), middleLeft,
-                     u"%1   ·   %2 MIN READ"_s.arg(formatDate(article_.date).toUpper()).arg(article_.readingMinutes()));
+    painter.drawText(QRect(left, area.bottom() - dateHeight, width, dateHeight), middleLeft, dateLine_);
 }
 
 } // namespace velmo

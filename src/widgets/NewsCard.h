@@ -18,12 +18,13 @@ public:
     NewsCard(const NewsArticle &article, bool compact, QWidget *parent = nullptr);
 
 signals:
-    /// The card was clicked.
+    /// The card was clicked, or Return, Enter or the space bar was pressed on it.
     void activated(const QString &articleId);
 
 protected:
     void enterEvent(QEnterEvent *event) override;
     void leaveEvent(QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
@@ -37,6 +38,7 @@ private:
 
     NewsArticle article_;
     bool compact_;
+    QString dateLine_;   ///< kept, for the reading time comes from the whole body
     QPixmap picture_;    ///< as decoded; null when the article has none
     QPixmap imageCache_; ///< the image area at its present size; null when stale
     double hover_ = 0.0;

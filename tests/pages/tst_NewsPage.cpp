@@ -24,9 +24,12 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cstdlib>
+#include <functional>
 #include <optional>
 
 using namespace Qt::Literals::StringLiterals;
@@ -38,6 +41,9 @@ namespace {
 
 const QString feedPath = u"/api/v1/news"_s;
 const QString bundledTitle = u"The water moves now"_s;
+constexpr int longArticle = 1000;
+constexpr int firstBlocks = 100;
+constexpr int mostInATurn = 50;
 
 QJsonObject article(const QString &id, const QString &title, const QString &date, const QString &body = {})
 {
@@ -63,6 +69,52 @@ QByteArray bigFeed(int count)
     }
     return feedOf(articles);
 }
+
+/// \a count paragraphs that tell their number.
+QString longBody(int count)
+{
+    QString body;
+    for (int i = 0; i < count; ++i) {
+        body += u"Paragraph %1.\n\n"_s.arg(i);
+    }
+    return body;
+}
+
+QByteArray longFeed()
+{
+    return feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, longBody(longArticle)),
+                   article(u"b"_s, u"Short"_s, u"2026-11-09"_s, u"Two."_s)});
+}
+
+/// Takes note of a number at each turn of the event loop while it lives.
+class TurnNotes {
+public:
+    explicit TurnNotes(const std::function<int()> &number)
+    {
+        QObject::connect(&turn_, &QTimer::timeout, &turn_, [this, number] { numbers_.append(number()); });
+        turn_.start();
+    }
+
+    QList<int> numbers() const { return numbers_; }
+    bool waitForTurns(int count)
+    {
+        const qsizetype end = numbers_.size() + count;
+        return QTest::qWaitFor([this, end] { return numbers_.size() >= end; });
+    }
+    /// The largest change from one turn to the next.
+    int largestStep() const
+    {
+        int largest = 0;
+        for (qsizetype i = 1; i < numbers_.size(); ++i) {
+            largest = std::max(largest, std::abs(numbers_.at(i) - numbers_.at(i - 1)));
+        }
+        return largest;
+    }
+
+private:
+    QTimer turn_;
+    QList<int> numbers_;
+};
 
 /// A page against the studio, in a window of the usual content size.
 struct Fixture {
@@ -108,6 +160,14 @@ struct Fixture {
         return QTest::qWaitFor([this, count] { return cards().size() == count; });
     }
     void open(int index) { emit cards().at(index)->activated(ids.at(index)); }
+    /// The paragraphs of longBody() that stand, in the order in which they were made.
+    QList<QLabel *> paragraphs() const
+    {
+        QList<QLabel *> labels = articleLayout->itemAt(10)->widget()->findChildren<QLabel *>();
+        labels.removeIf([](const QLabel *label) { return !label->text().startsWith("Paragraph "_L1); });
+        return labels;
+    }
+    int paragraphCount() const { return static_cast<int>(paragraphs().size()); }
 
     ApiClient api;
     NewsPage page{&api};
@@ -146,11 +206,29 @@ private slots:
     void bodyIsRendered();
     void secondArticleReplacesTheFirst();
     void unknownArticleChangesNothing();
+    void unknownArticleLeavesTheOpenOne();
+    void cardThatWasReplacedOpensNothing();
+    void readingTimeIsTheArticles();
     void backKeepsTheListsPlace();
     void nextArticleStartsAtTheTop();
     void liveFeedLeavesTheOpenArticleAlone();
     void pageMayGoBeforeTheReply();
 
+    void cardsFollowTheListInTheTabOrder();
+    void keyOpensTheFocusedCard();
+    void listScrollsToTheCardThatAKeyReaches();
+    void listStaysWhereItIsOnAClick();
+    void focusStaysInAListThatIsRebuilt();
+
+    void longArticleIsBuiltInPieces();
+    void piecesLookLikeOneText();
+    void articleLeftWhileItIsBuiltIsLeft();
+    void articleIsBuiltToItsEndBehindAnotherPage();
+    void otherArticleTakesThePlaceOfOneBeingBuilt();
+    void articleGoesInPiecesToo();
+    void pageMayGoWhileAnArticleIsBuilt();
+
+    void endlessTitleIsCut();
     void hostileFeedIsShownAsText();
     void deepFeedDoesNoHarm();
     void manyArticlesOpenAndScrollQuickly();
@@ -416,6 +494,7 @@ void tst_NewsPage::bodyIsRendered()
     QCOMPARE(row->contentsMargins(), QMargins(2, 0, 0, 0));
     QCOMPARE(row->spacing(), 12);
     QCOMPARE(row->stretch(1), 1);
+    QCOMPARE(row->itemAt(0)->alignment(), Qt::AlignTop); // beside the first line of a long text
 }
 
 void tst_NewsPage::secondArticleReplacesTheFirst()
@@ -438,6 +517,53 @@ void tst_NewsPage::unknownArticleChangesNothing()
     QVERIFY(f.load(3));
     emit f.cards().at(0)->activated(u"gone"_s);
     QCOMPARE(f.stack->currentWidget(), f.listView);
+}
+
+void tst_NewsPage::unknownArticleLeavesTheOpenOne()
+{
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(3));
+    f.open(1);
+    emit f.cards().at(0)->activated(u"gone"_s);
+    QCOMPARE(f.stack->currentWidget(), f.articleView);
+    QVERIFY(labelReading(f.page, u"Middle"_s));
+    QVERIFY(labelReading(f.page, u"November 9, 2026   ·   1 MIN READ"_s));
+    QVERIFY(labelReading(f.page, u"Two."_s));
+}
+
+/// The id of a card that a newer feed has taken away is known to nobody, whatever stands where the card stood.
+void tst_NewsPage::cardThatWasReplacedOpensNothing()
+{
+    const LogCapture quiet;
+    Fixture f;
+    f.page.show();
+    f.page.onPageShown();
+    NewsCard *bundled = f.cards().first();
+    QString id;
+    connect(bundled, &NewsCard::activated, this, [&id](const QString &told) { id = told; });
+    QTest::mouseClick(bundled, Qt::LeftButton);
+    QVERIFY(!id.isEmpty());
+    QCOMPARE(f.stack->currentWidget(), f.articleView);
+    buttonReading(f.page, u"Back to news"_s)->click();
+    QVERIFY(QTest::qWaitFor([&f] { return f.cards().size() == 3; }));
+    emit f.cards().first()->activated(id);
+    QCOMPARE(f.stack->currentWidget(), f.listView);
+    QVERIFY(labelReading(f.page, bundledTitle)); // as it was read
+}
+
+void tst_NewsPage::readingTimeIsTheArticles()
+{
+    const QString body = u"word "_s.repeated(660);
+    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Three"_s, u"2026-11-10"_s, body),
+                                              article(u"b"_s, u"One"_s, u"2026-11-09"_s)}));
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    QVERIFY(labelReading(f.page, u"November 10, 2026   ·   3 MIN READ"_s));
+    f.open(1);
+    QVERIFY(labelReading(f.page, u"November 9, 2026   ·   1 MIN READ"_s));
 }
 
 void tst_NewsPage::backKeepsTheListsPlace()
@@ -497,6 +623,282 @@ void tst_NewsPage::pageMayGoBeforeTheReply()
     QTRY_COMPARE((*studio_)->requests(feedPath).size(), 1);
     QTest::qWait(100); // for the reply, which finds nobody
     QVERIFY(log.texts(u"velmo.ui"_s).isEmpty());
+}
+
+namespace {
+
+/// A page among other things that take the focus.
+struct Window {
+    Window()
+    {
+        auto *column = new QVBoxLayout(&window);
+        column->addWidget(&before);
+        column->addWidget(&f.page);
+        column->addWidget(&after);
+        window.resize(820, 520);
+    }
+    /// The children go before their parents.
+    ~Window()
+    {
+        for (QWidget *child :
+             {static_cast<QWidget *>(&before), static_cast<QWidget *>(&f.page), static_cast<QWidget *>(&after)}) {
+            child->setParent(nullptr);
+        }
+    }
+    bool load(int count)
+    {
+        window.show();
+        window.activateWindow();
+        return QTest::qWaitForWindowActive(&window) && f.load(count) &&
+               QTest::qWaitFor([this] { return f.cards().last()->isVisible(); });
+    }
+    void press(Qt::Key key) { QTest::keyClick(window.windowHandle(), key); }
+    bool sees(const NewsCard *card) const
+    {
+        const QRect place(card->mapTo(f.listView->viewport(), QPoint(0, 0)), card->size());
+        return f.listView->viewport()->rect().contains(place);
+    }
+
+    QWidget window;
+    QPushButton before;
+    Fixture f;
+    QPushButton after;
+};
+
+} // namespace
+
+void tst_NewsPage::cardsFollowTheListInTheTabOrder()
+{
+    const LogCapture quiet;
+    Window w;
+    QVERIFY(w.load(3));
+    w.before.setFocus();
+    QList<QWidget *> reached;
+    for (int i = 0; i < 5; ++i) {
+        w.press(Qt::Key_Tab);
+        reached.append(QApplication::focusWidget());
+    }
+    const QList<NewsCard *> cards = w.f.cards();
+    QCOMPARE(reached, (QList<QWidget *>{w.f.listView, cards.at(0), cards.at(1), cards.at(2), &w.after}));
+}
+
+void tst_NewsPage::keyOpensTheFocusedCard()
+{
+    const LogCapture quiet;
+    Window w;
+    QVERIFY(w.load(3));
+    w.f.cards().at(1)->setFocus();
+    w.press(Qt::Key_Return);
+    QCOMPARE(w.f.stack->currentWidget(), w.f.articleView);
+    QVERIFY(labelReading(w.f.page, u"Two."_s));
+    QPushButton *back = buttonReading(w.f.page, u"Back to news"_s);
+    QCOMPARE(QApplication::focusWidget(), back);
+    w.press(Qt::Key_Space);
+    QCOMPARE(w.f.stack->currentWidget(), w.f.listView);
+    QCOMPARE(QApplication::focusWidget(), w.f.cards().at(1));
+}
+
+void tst_NewsPage::listScrollsToTheCardThatAKeyReaches()
+{
+    (*studio_)->setDocument(feedPath, bigFeed(12));
+    const LogCapture quiet;
+    Window w;
+    QVERIFY(w.load(12));
+    QTRY_VERIFY(w.f.listView->verticalScrollBar()->maximum() > 1000);
+    const QList<NewsCard *> cards = w.f.cards();
+    QVERIFY(!w.sees(cards.last()));
+    w.after.setFocus();
+    w.press(Qt::Key_Backtab); // from outside of the list
+    QCOMPARE(QApplication::focusWidget(), cards.last());
+    QVERIFY(w.sees(cards.last()));
+    cards.first()->setFocus();
+    for (qsizetype i = 1; i < cards.size(); ++i) {
+        w.press(Qt::Key_Tab);
+        QCOMPARE(QApplication::focusWidget(), cards.at(i));
+        QVERIFY(w.sees(cards.at(i)));
+    }
+}
+
+void tst_NewsPage::listStaysWhereItIsOnAClick()
+{
+    (*studio_)->setDocument(feedPath, bigFeed(12));
+    const LogCapture quiet;
+    Window w;
+    QVERIFY(w.load(12));
+    QScrollBar *bar = w.f.listView->verticalScrollBar();
+    QTRY_VERIFY(bar->maximum() > 1000);
+    bar->setValue(200);
+    NewsCard *card = w.f.cards().first();
+    QVERIFY(!w.sees(card));
+    card->setFocus(Qt::MouseFocusReason);
+    QCOMPARE(bar->value(), 200);
+    card->clearFocus();
+    card->setFocus(Qt::ActiveWindowFocusReason);
+    QCOMPARE(bar->value(), 200);
+}
+
+void tst_NewsPage::focusStaysInAListThatIsRebuilt()
+{
+    const LogCapture quiet;
+    Window w;
+    w.window.show();
+    w.window.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&w.window));
+    w.f.page.onPageShown();
+    QCOMPARE(w.f.titles(), QStringList{bundledTitle});
+    w.f.cards().first()->show(); // before the event loop does so, and brings the live feed
+    w.f.cards().first()->setFocus();
+    QTRY_COMPARE(w.f.cards().size(), 3);
+    QCOMPARE(QApplication::focusWidget(), w.f.cards().first());
+    QTRY_COMPARE(w.f.page.findChildren<NewsCard *>().size(), 3);
+    QCOMPARE(QApplication::focusWidget(), w.f.cards().first());
+}
+
+void tst_NewsPage::longArticleIsBuiltInPieces()
+{
+    (*studio_)->setDocument(feedPath, longFeed());
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    QCOMPARE(f.paragraphCount(), firstBlocks);
+    const TurnNotes turns([&f] { return f.paragraphCount(); });
+    QTRY_COMPARE(f.paragraphCount(), longArticle);
+    QVERIFY2(turns.largestStep() <= mostInATurn, qPrintable(QString::number(turns.largestStep())));
+    QVERIFY(turns.numbers().size() >= (longArticle - firstBlocks) / mostInATurn);
+}
+
+void tst_NewsPage::piecesLookLikeOneText()
+{
+    const QString body = longBody(130) + u"## A heading\n"_s + longBody(5) + u"- A bullet\n- Another\n"_s + longBody(9);
+    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body)}));
+    const LogCapture quiet;
+    Fixture f;
+    f.page.show();
+    f.page.onPageShown();
+    QTRY_COMPARE(f.titles(), QStringList{u"Long"_s});
+    f.open(0);
+    QTRY_COMPARE(f.paragraphCount(), 130 + 5 + 9);
+    const QWidget *holder = f.articleLayout->itemAt(10)->widget();
+    QTRY_VERIFY(f.paragraphs().last()->isVisible());
+    QList<QLabel *> labels = holder->findChildren<QLabel *>();
+    labels.removeIf([](const QLabel *label) { return label->text() == u"—"_s; });
+    QCOMPARE(labels.size(), 130 + 1 + 5 + 2 + 9);
+    const auto top = [holder](const QLabel *label) { return label->mapTo(holder, QPoint(0, 0)).y(); };
+    const auto settled = [&] { return top(labels.last()) + labels.last()->height() + 16 == holder->height(); };
+    QTRY_VERIFY(settled());
+    for (qsizetype i = 1; i < labels.size(); ++i) {
+        const QLabel *above = labels.at(i - 1);
+        const QLabel *label = labels.at(i);
+        QCOMPARE(label->height(), label->heightForWidth(label->width()));
+        const int after = above->text() == u"A heading"_s ? 12 : above->text().startsWith(u'P') ? 16 : 6;
+        const int before = label->text() == u"A heading"_s ? 24 : 0;
+        QVERIFY2(top(label) == top(above) + above->height() + after + before, qPrintable(QString::number(i)));
+    }
+}
+
+void tst_NewsPage::articleLeftWhileItIsBuiltIsLeft()
+{
+    (*studio_)->setDocument(feedPath, longFeed());
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    TurnNotes turns([&f] { return f.paragraphCount(); });
+    QTRY_VERIFY(f.paragraphCount() > firstBlocks);
+    buttonReading(f.page, u"Back to news"_s)->click();
+    const int standing = f.paragraphCount();
+    QVERIFY(standing < longArticle);
+    QVERIFY(turns.waitForTurns(20));
+    QCOMPARE(f.paragraphCount(), standing);
+    f.open(0);
+    QTRY_COMPARE(f.paragraphs().last()->text(), u"Paragraph %1."_s.arg(longArticle - 1));
+    QTRY_COMPARE(f.paragraphCount(), longArticle);
+}
+
+void tst_NewsPage::articleIsBuiltToItsEndBehindAnotherPage()
+{
+    (*studio_)->setDocument(feedPath, longFeed());
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    f.page.hide();
+    QTRY_COMPARE(f.paragraphCount(), longArticle);
+    f.page.show();
+    QTRY_VERIFY(f.paragraphs().last()->isVisible());
+}
+
+void tst_NewsPage::otherArticleTakesThePlaceOfOneBeingBuilt()
+{
+    (*studio_)->setDocument(feedPath, longFeed());
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    TurnNotes turns([&f] { return f.paragraphCount(); });
+    QTRY_VERIFY(f.paragraphCount() > firstBlocks + 60);
+    f.open(1);
+    const QLabel *text = labelReading(f.page, u"Two."_s);
+    QVERIFY(text);
+    for (const QLabel *label : f.paragraphs()) {
+        // What of the first is still there waits for its end and is not seen.
+        const bool waits = label->parentWidget() == text->parentWidget() || !label->isVisible();
+        QVERIFY(waits);
+    }
+    QTRY_COMPARE(f.paragraphCount(), 0);
+    QVERIFY(turns.waitForTurns(20));
+    QCOMPARE(f.paragraphCount(), 0);
+    QCOMPARE(itemsOf(*qobject_cast<QVBoxLayout *>(text->parentWidget()->layout())),
+             (QStringList{u"Two."_s, u"gap 16"_s}));
+    QTRY_COMPARE(text->parentWidget()->height(), text->height() + 16);
+}
+
+void tst_NewsPage::articleGoesInPiecesToo()
+{
+    (*studio_)->setDocument(feedPath, longFeed());
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    QTRY_COMPARE(f.paragraphCount(), longArticle);
+    const TurnNotes turns([&f] { return f.paragraphCount(); });
+    f.open(1);
+    QTRY_COMPARE(f.paragraphCount(), 0);
+    QVERIFY2(turns.largestStep() <= firstBlocks + mostInATurn, qPrintable(QString::number(turns.largestStep())));
+}
+
+void tst_NewsPage::pageMayGoWhileAnArticleIsBuilt()
+{
+    (*studio_)->setDocument(feedPath, longFeed());
+    const LogCapture log;
+    {
+        Fixture f;
+        QVERIFY(f.load(2));
+        f.open(0);
+        QTRY_VERIFY(f.paragraphCount() > firstBlocks);
+        f.open(1);
+        f.open(0);
+        QVERIFY(f.paragraphCount() < longArticle);
+    }
+    QTest::qWait(0);
+    QCOMPARE(log.texts(u"velmo.ui"_s), QStringList());
+}
+
+void tst_NewsPage::endlessTitleIsCut()
+{
+    const QString endless = u"word "_s.repeated(200'000);
+    QJsonObject hostile = article(u"a"_s, endless, u"2026-11-10"_s);
+    hostile.insert(u"category"_s, endless);
+    (*studio_)->setDocument(feedPath, feedOf({hostile, article(u"b"_s, u"Short"_s, u"2026-11-09"_s)}));
+    const LogCapture quiet;
+    Fixture f;
+    QVERIFY(f.load(2));
+    f.open(0);
+    for (const int index : {2, 4}) {
+        const auto *label = qobject_cast<QLabel *>(f.articleLayout->itemAt(index)->widget());
+        QCOMPARE(label->text(), (index == 2 ? endless.toUpper() : endless).left(20'000));
+    }
 }
 
 void tst_NewsPage::hostileFeedIsShownAsText()

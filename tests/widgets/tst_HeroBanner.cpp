@@ -146,7 +146,7 @@ QImage expectation(const QWidget &widget, const QImage &background)
     return image;
 }
 
-/// Stripes of a colour each: red, green, blue, yellow, from left to right.
+/// Stripes of a colour each: red, green, blue, yellow, from left to right; their lower halves are darker.
 QString writeStripes(const QDir &folder, QSize size)
 {
     QImage image(size, QImage::Format_RGB32);
@@ -155,6 +155,7 @@ QString writeStripes(const QDir &folder, QSize size)
     for (int i = 0; i < 4; ++i) {
         painter.fillRect(QRect(size.width() * i / 4, 0, size.width() / 4 + 1, size.height()), colors[i]);
     }
+    painter.fillRect(QRect(QPoint(0, size.height() / 2), size), QColor(0, 0, 0, 128));
     painter.end();
     const QString path = folder.filePath(u"stripes-%1x%2.png"_s.arg(size.width()).arg(size.height()));
     return image.save(path) ? path : QString();
@@ -199,6 +200,8 @@ private slots:
     void emptyPathSaysNothing();
     void artworkCoversAndIsCentred_data();
     void artworkCoversAndIsCentred();
+    void artworkOfAnyNameCovers_data();
+    void artworkOfAnyNameCovers();
 
 private:
     QTemporaryDir folder_;
@@ -426,6 +429,8 @@ void tst_HeroBanner::artworkCoversAndIsCentred_data()
     QTest::newRow("taller") << QSize(100, 400);
     QTest::newRow("larger") << QSize(2400, 1800);
     QTest::newRow("same shape") << QSize(60, 40);
+    QTest::newRow("wider by an odd number") << QSize(901, 400);
+    QTest::newRow("taller by an odd number") << QSize(600, 801);
 }
 
 void tst_HeroBanner::artworkCoversAndIsCentred()
@@ -448,6 +453,32 @@ void tst_HeroBanner::artworkCoversAndIsCentred()
     painter.drawPixmap((target.width() - scaled.width()) / 2, (target.height() - scaled.height()) / 2, scaled);
     painter.end();
     QCOMPARE(mismatch(snapshot(banner), expectation(banner, background)), QString());
+}
+
+void tst_HeroBanner::artworkOfAnyNameCovers_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("twice the resolution") << u"hero@2x.png"_s;
+    QTest::newRow("three times the resolution") << u"hero@3x.png"_s;
+}
+
+/// A name can give a picture a device pixel ratio of its own.
+void tst_HeroBanner::artworkOfAnyNameCovers()
+{
+    QFETCH(const QString, name);
+    const QString plain = writeStripes(QDir(folder_.path()), QSize(400, 100));
+    const QString named = folder_.filePath(name);
+    QVERIFY(QFile::copy(plain, named));
+    QVERIFY(QPixmap(named).devicePixelRatio() > 1.0);
+    const LogCapture quiet;
+    HeroBanner first;
+    HeroBanner second;
+    first.setArtworkPath(plain);
+    second.setArtworkPath(named);
+    for (HeroBanner *banner : {&first, &second}) {
+        banner->resize(600, 400);
+    }
+    QCOMPARE(mismatch(snapshot(second), snapshot(first)), QString());
 }
 
 int main(int argc, char **argv)

@@ -7,9 +7,12 @@
 #include "theme/Theme.h"
 
 #include <QEasingCurve>
+#include <QElapsedTimer>
 #include <QEnterEvent>
 #include <QFontMetrics>
+#include <QKeyEvent>
 #include <QLinearGradient>
+#include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -19,6 +22,7 @@
 #include <QTemporaryDir>
 #include <QVariantAnimation>
 
+#include <algorithm>
 #include <cmath>
 
 using namespace Qt::Literals::StringLiterals;
@@ -153,17 +157,29 @@ private slots:
     void equalArticlesHaveEqualPatterns();
     void pictureCoversItsArea_data();
     void pictureCoversItsArea();
+    void pictureOfAnyNameCoversItsArea_data();
+    void pictureOfAnyNameCoversItsArea();
     void brokenPictureGivesThePatternInSilence();
     void imageFollowsTheSize();
     void imageIsBuiltOncePerSize();
     void cardWithoutWidthBuildsNoImage();
     void clickActivates_data();
     void clickActivates();
+    void releaseBetweenTwoPixelsCountsForTheNearerOne_data();
+    void releaseBetweenTwoPixelsCountsForTheNearerOne();
     void clicksReachThePageBehind_data();
     void clicksReachThePageBehind();
     void articleWithoutIdActivatesEmptily();
+    void keysActivate_data();
+    void keysActivate();
+    void heldKeyActivatesOnce();
+    void focusIsSeen_data();
+    void focusIsSeen();
     void hostileTextsArePaintedAsText_data();
     void hostileTextsArePaintedAsText();
+    void onlyWhatCanBeSeenIsLaidOut_data();
+    void onlyWhatCanBeSeenIsLaidOut();
+    void bodyIsReadOnce();
     void nothingIsPaintedAtRest();
     void cardIsNamedByItsArticle();
 
@@ -212,6 +228,7 @@ void tst_NewsCard::look_data()
     QTest::newRow("compact and narrow") << true << 420;
     QTest::newRow("large") << false << 1348;
     QTest::newRow("large and narrow") << false << 300;
+    QTest::newRow("large, ending on a point of the waves") << false << 640;
 }
 
 void tst_NewsCard::look()
@@ -230,6 +247,7 @@ void tst_NewsCard::hoverBlendsGroundBorderAndMarker_data()
     QTest::addColumn<double>("hover");
     QTest::addColumn<QColor>("ground");
     QTest::newRow("half-way") << 0.5 << QColor(0x16, 0x1c, 0x25);
+    QTest::newRow("marker of 75.98 pixels") << 0.655 << QColor(0x17, 0x1e, 0x27);
     QTest::newRow("whole") << 1.0 << QColor(0x1a, 0x21, 0x2b);
 }
 
@@ -258,11 +276,13 @@ void tst_NewsCard::hoverRunsForATenthOfASecond()
     QCoreApplication::sendEvent(&card, &enter);
     QCOMPARE(animation->state(), QAbstractAnimation::Running);
     QCOMPARE(animation->endValue().toDouble(), 1.0);
+    QCOMPARE(animation->duration(), 110);
     holdAt(animation, 0.5);
     QEvent leave(QEvent::Leave);
     QCoreApplication::sendEvent(&card, &leave);
     QCOMPARE(animation->startValue().toDouble(), 0.5);
     QCOMPARE(animation->endValue().toDouble(), 0.0);
+    QCOMPARE(animation->duration(), 110);
     const LogCapture quiet;
     theme::setAnimationsEnabled(false);
     QCoreApplication::sendEvent(&card, &enter);
@@ -387,6 +407,33 @@ void tst_NewsCard::pictureCoversItsArea()
     QCOMPARE(mismatch(snapshot(card), expectation(card, news, true, panel, 0.0, picture)), QString());
 }
 
+void tst_NewsCard::pictureOfAnyNameCoversItsArea_data()
+{
+    QTest::addColumn<bool>("compact");
+    QTest::newRow("compact") << true;
+    QTest::newRow("large") << false;
+}
+
+/// A name can give a picture a device pixel ratio of its own.
+void tst_NewsCard::pictureOfAnyNameCoversItsArea()
+{
+    QFETCH(const bool, compact);
+    QImage red(400, 300, QImage::Format_RGB32);
+    red.fill(Qt::red);
+    NewsArticle plain = article();
+    plain.image = folder_.filePath(u"red.png"_s);
+    NewsArticle named = article();
+    named.image = folder_.filePath(u"red-%1@2x.png"_s.arg(QLatin1StringView(QTest::currentDataTag())));
+    QVERIFY(red.save(plain.image) && red.save(named.image));
+    QCOMPARE(QPixmap(named.image).devicePixelRatio(), 2.0);
+    NewsCard first(plain, compact);
+    NewsCard second(named, compact);
+    for (NewsCard *card : {&first, &second}) {
+        card->resize(600, card->minimumHeight());
+    }
+    QCOMPARE(mismatch(snapshot(second), snapshot(first)), QString());
+}
+
 void tst_NewsCard::brokenPictureGivesThePatternInSilence()
 {
     NewsArticle news = article();
@@ -482,6 +529,30 @@ void tst_NewsCard::clickActivates()
     }
 }
 
+void tst_NewsCard::releaseBetweenTwoPixelsCountsForTheNearerOne_data()
+{
+    QTest::addColumn<QPointF>("release");
+    QTest::addColumn<int>("count");
+    QTest::newRow("just left of the card") << QPointF(-0.4, 50) << 1;
+    QTest::newRow("further left") << QPointF(-0.6, 50) << 0;
+    QTest::newRow("just inside the right edge") << QPointF(899.4, 50) << 1;
+    QTest::newRow("nearer to the pixel behind it") << QPointF(899.6, 50) << 0;
+    QTest::newRow("just inside the lower edge") << QPointF(400, 115.4) << 1;
+    QTest::newRow("nearer to the pixel below it") << QPointF(400, 115.6) << 0;
+}
+
+void tst_NewsCard::releaseBetweenTwoPixelsCountsForTheNearerOne()
+{
+    QFETCH(const QPointF, release);
+    QFETCH(const int, count);
+    NewsCard card(article(), true);
+    card.resize(900, 116);
+    const QSignalSpy activated(&card, &NewsCard::activated);
+    QMouseEvent event(QEvent::MouseButtonRelease, release, release, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(&card, &event);
+    QCOMPARE(activated.size(), count);
+}
+
 void tst_NewsCard::clicksReachThePageBehind_data()
 {
     QTest::addColumn<Qt::MouseButton>("button");
@@ -517,6 +588,76 @@ void tst_NewsCard::articleWithoutIdActivatesEmptily()
     QCOMPARE(activated.first().first().toString(), QString());
 }
 
+void tst_NewsCard::keysActivate_data()
+{
+    QTest::addColumn<Qt::Key>("key");
+    QTest::addColumn<int>("count");
+    QTest::newRow("return") << Qt::Key_Return << 1;
+    QTest::newRow("enter") << Qt::Key_Enter << 1;
+    QTest::newRow("space") << Qt::Key_Space << 1;
+    QTest::newRow("escape") << Qt::Key_Escape << 0;
+    QTest::newRow("down") << Qt::Key_Down << 0; // scrolls the list
+}
+
+void tst_NewsCard::keysActivate()
+{
+    QFETCH(const Qt::Key, key);
+    QFETCH(const int, count);
+    const NewsArticle news = article();
+    NewsCard card(news, true);
+    QCOMPARE(card.focusPolicy(), Qt::StrongFocus);
+    const QSignalSpy activated(&card, &NewsCard::activated);
+    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+    QCoreApplication::sendEvent(&card, &press);
+    QCOMPARE(activated.size(), count);
+    QCOMPARE(press.isAccepted(), count > 0); // what opens nothing is left to the page
+    if (count > 0) {
+        QCOMPARE(activated.first().first().toString(), news.id);
+    }
+}
+
+void tst_NewsCard::heldKeyActivatesOnce()
+{
+    NewsCard card(article(), true);
+    const QSignalSpy activated(&card, &NewsCard::activated);
+    for (const bool repeated : {false, true, true}) {
+        QKeyEvent press(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_s, repeated);
+        QCoreApplication::sendEvent(&card, &press);
+        QVERIFY(press.isAccepted());
+    }
+    QCOMPARE(activated.size(), 1);
+}
+
+void tst_NewsCard::focusIsSeen_data()
+{
+    formsHaveTheirHeights_data();
+}
+
+void tst_NewsCard::focusIsSeen()
+{
+    QFETCH(const bool, compact);
+    QFETCH(const int, height);
+    NewsCard card(article(), compact);
+    card.resize(600, height);
+    const QImage picture =
+        pattern(u"the-water"_s, compact ? QSize(168, 116) : QSize(600, 168), card.devicePixelRatio());
+    QImage expected = expectation(card, article(), compact, panel, 0.0, picture);
+    card.show();
+    card.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&card));
+    holdAt(card.findChild<QVariantAnimation *>(), 0.0); // wherever the pointer is
+    card.clearFocus();
+    QCOMPARE(mismatch(snapshot(card), expected), QString());
+    PaintCounter paints(&card);
+    card.setFocus();
+    QTRY_VERIFY(paints.count() > 0);
+    QPainter painter(&expected);
+    painter.setPen(QColor(0x6b, 0x9b, 0xd4));
+    painter.drawRect(QRect(3, 3, 600 - 7, height - 7));
+    painter.end();
+    QCOMPARE(mismatch(snapshot(card), expected), QString());
+}
+
 void tst_NewsCard::hostileTextsArePaintedAsText_data()
 {
     QTest::addColumn<QString>("text");
@@ -524,6 +665,8 @@ void tst_NewsCard::hostileTextsArePaintedAsText_data()
     QTest::newRow("right to left") << u"שלום עולם العربية"_s;
     QTest::newRow("emoji") << u"🕯🌲🌫"_s;
     QTest::newRow("huge") << QString(10000, u'w');
+    QTest::newRow("narrow letters") << QString(10000, u'i');
+    QTest::newRow("many words") << u"A word or two, it is 1. "_s.repeated(500);
     QTest::newRow("lines") << QString(500, u'\n');
 }
 
@@ -541,6 +684,62 @@ void tst_NewsCard::hostileTextsArePaintedAsText()
         const QImage picture = pattern(u"the-water"_s, area, card.devicePixelRatio());
         QCOMPARE(mismatch(snapshot(card), expectation(card, news, compact, panel, 0.0, picture)), QString());
     }
+}
+
+void tst_NewsCard::onlyWhatCanBeSeenIsLaidOut_data()
+{
+    QTest::addColumn<QString>("title");
+    QTest::addColumn<QString>("category");
+    QTest::addColumn<QString>("summary");
+    const QString letters(1'000'000, u'w');
+    const QString lines = u"a\n"_s.repeated(500'000);
+    const QString words = u"word "_s.repeated(200'000);
+    // No width makes no text of these too long for one line.
+    const QString nothings(1'000'000, QChar(0x200b));
+    QTest::newRow("title") << nothings << u"C"_s << u"S"_s;
+    QTest::newRow("category") << u"T"_s << letters << u"S"_s;
+    QTest::newRow("category of lines") << u"T"_s << lines << u"S"_s;
+    QTest::newRow("summary") << u"T"_s << u"C"_s << words;
+    QTest::newRow("summary of one word") << u"T"_s << u"C"_s << letters;
+    QTest::newRow("summary of lines") << u"T"_s << u"C"_s << lines;
+}
+
+void tst_NewsCard::onlyWhatCanBeSeenIsLaidOut()
+{
+    QFETCH(const QString, title);
+    QFETCH(const QString, category);
+    QFETCH(const QString, summary);
+    NewsArticle news = article();
+    news.title = title;
+    news.category = category;
+    news.summary = summary;
+    for (const bool compact : {true, false}) {
+        NewsCard card(news, compact);
+        card.resize(1348, card.minimumHeight());
+        const auto written = drawnText(card).size();
+        QVERIFY2(written < 20'000, qPrintable(QString::number(written)));
+    }
+}
+
+/// Measured against one reading on this machine in its present state: twenty would show.
+void tst_NewsCard::bodyIsReadOnce()
+{
+    NewsArticle news = article();
+    news.body = u"word "_s.repeated(1'000'000);
+    NewsCard card(news, true);
+    card.resize(600, 116);
+    const QImage first = snapshot(card);
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(news.readingMinutes(), 4545);
+    const qint64 reading = clock.nsecsElapsed();
+    qint64 quickest = reading;
+    for (int i = 0; i < 20; ++i) {
+        clock.restart();
+        snapshot(card);
+        quickest = std::min(quickest, clock.nsecsElapsed());
+    }
+    QVERIFY2(quickest < reading / 2, qPrintable(u"%1 of %2 ns"_s.arg(quickest).arg(reading)));
 }
 
 void tst_NewsCard::nothingIsPaintedAtRest()
