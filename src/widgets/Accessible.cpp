@@ -88,8 +88,9 @@ private:
 };
 
 /// A press and a release in the middle of \a widget, if that is still there to be clicked.
-void click(QPointer<QWidget> widget)
+void click(QWidget *widget)
 {
+    const QPointer<QWidget> still = widget;
     if (!widget->isVisible()) {
         return;
     }
@@ -97,7 +98,7 @@ void click(QPointer<QWidget> widget)
     const QPointF global = widget->mapToGlobal(middle);
     QMouseEvent press(QEvent::MouseButtonPress, middle, global, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(widget, &press);
-    if (widget) {
+    if (still) {
         QMouseEvent release(QEvent::MouseButtonRelease, middle, global, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
         QCoreApplication::sendEvent(widget, &release);
     }
@@ -117,7 +118,8 @@ public:
         }
         // Once the reader has its answer: what follows may take its time, or the widget away.
         QWidget *clicked = widget();
-        QMetaObject::invokeMethod(clicked, [clicked] { click(clicked); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            clicked, [clicked] { click(clicked); }, Qt::QueuedConnection);
     }
 };
 

@@ -46,7 +46,10 @@ private:
     }
 
     /// Inside the outline; a link has none, and no room inside it.
-    QRect focusRect() const { return role_ == "link"_L1 ? rect().adjusted(0, 0, -1, -1) : rect().adjusted(3, 3, -4, -4); }
+    QRect focusRect() const
+    {
+        return role_ == "link"_L1 ? rect().adjusted(0, 0, -1, -1) : rect().adjusted(3, 3, -4, -4);
+    }
 
     QString role_;
 };

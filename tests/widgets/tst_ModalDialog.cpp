@@ -132,6 +132,8 @@ private slots:
     void bodyDragsTheDialog();
     void labelsDragTheDialog();
     void otherButtonsDoNotDrag();
+    void anotherPressLeavesTheDragAsItIs();
+    void mouseIsHandedOn();
     void childrenThatTakeTheMouseDoNotDrag();
     void keyboardGoesThroughItAsItIsSeen_data();
     void keyboardGoesThroughItAsItIsSeen();
@@ -544,6 +546,29 @@ void tst_ModalDialog::otherButtonsDoNotDrag()
     QCOMPARE(dialog.pos(), QPoint(100, 80));
     drag(&dialog, {150, 132}, Qt::NoButton);
     QCOMPARE(dialog.pos(), QPoint(100, 80));
+}
+
+void tst_ModalDialog::anotherPressLeavesTheDragAsItIs()
+{
+    ModalDialog dialog(ModalDialog::Info, title, message);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    dialog.move(100, 80);
+    press(&dialog, {10, 12}, {110, 92});
+    press(&dialog, {60, 50}, {160, 130}, Qt::RightButton);
+    drag(&dialog, {120, 100}, Qt::LeftButton | Qt::RightButton);
+    QCOMPARE(dialog.pos(), QPoint(110, 88));
+}
+
+void tst_ModalDialog::mouseIsHandedOn()
+{
+    ModalDialog dialog(ModalDialog::Info, title, message);
+    for (const QEvent::Type type : {QEvent::MouseButtonPress, QEvent::MouseMove}) {
+        QMouseEvent event(type, QPointF(10, 12), QPointF(110, 92), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        event.accept();
+        QCoreApplication::sendEvent(&dialog, &event);
+        QVERIFY(!event.isAccepted()); // which is what a dialog itself makes of it
+    }
 }
 
 void tst_ModalDialog::childrenThatTakeTheMouseDoNotDrag()

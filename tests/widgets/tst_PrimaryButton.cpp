@@ -121,6 +121,7 @@ private slots:
     void disabledLook();
     void busyLook_data();
     void busyLook();
+    void sweepIsAThirdOfAnyWidth();
     void sweepEntersAndLeavesWholly();
     void sweepEasesInAndOut();
     void captionStandsInItsPlace_data();
@@ -404,6 +405,7 @@ void tst_PrimaryButton::busyLook_data()
     QTest::newRow("start") << 0.0 << 0;
     QTest::newRow("entering") << 0.1 << 28;
     QTest::newRow("between pixels") << 0.3333 << 93;
+    QTest::newRow("just below a pixel") << 0.3357 << 93;
     QTest::newRow("half way") << 0.5 << 140;
     QTest::newRow("leaving") << 0.9 << 252;
     QTest::newRow("end") << 1.0 << 280;
@@ -428,6 +430,25 @@ void tst_PrimaryButton::busyLook()
                                                           painter.fillRect(QRect(head - 70, 52, 70, 2), light);
                                                       })),
              QString());
+}
+
+void tst_PrimaryButton::sweepIsAThirdOfAnyWidth()
+{
+    Fixture f;
+    f.button.resize(212, buttonHeight); // whose third is 70, rounded down
+    f.button.setBusy(true);
+    holdAt(f.sweep, 0.0);
+    QImage expected = snapshot(f.button);
+    QPainter painter(&expected);
+    const QColor accent(0x6b, 0x9b, 0xd4);
+    QLinearGradient light(71, 0, 141, 0); // half way of 212 + 70
+    light.setColorAt(0.0, clear(accent));
+    light.setColorAt(0.5, accent);
+    light.setColorAt(1.0, clear(accent));
+    painter.fillRect(QRect(71, 52, 70, 2), light);
+    painter.end();
+    holdAt(f.sweep, 0.5);
+    QCOMPARE(mismatch(snapshot(f.button), expected), QString());
 }
 
 void tst_PrimaryButton::sweepEntersAndLeavesWholly()
