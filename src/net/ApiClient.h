@@ -40,8 +40,8 @@ public:
     void getJson(const QString &url, Callback callback);
     /// One POST of \a body; the callback as for getJson.
     void postJson(const QString &url, const QJsonObject &body, Callback callback);
-    /// Aborts everything in flight; the callbacks run before this returns. A request that a callback makes goes on, and a
-    /// refused address is still answered from the event loop. The destructor does the same, but what a callback asks
+    /// Aborts everything in flight; the callbacks run before this returns. A request that a callback makes goes on, and
+    /// a refused address is still answered from the event loop. The destructor does the same, but what a callback asks
     /// for then is dropped.
     void cancelAll();
 
