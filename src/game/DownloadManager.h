@@ -78,7 +78,7 @@ private:
     QTimer retryDelay_;                        ///< from a failure to the next attempt
     QElapsedTimer clock_;                      ///< since the job began
     QList<std::pair<qint64, qint64>> samples_; ///< (ms, bytesReceived): the window that the speed is taken over
-    int job_ = 0; ///< counts the starts
+    int job_ = 0;                              ///< counts the starts
     bool running_ = false;
     bool cancelled_ = false; ///< until the next start
 };

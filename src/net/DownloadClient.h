@@ -24,8 +24,8 @@ public:
     explicit DownloadClient(QNetworkAccessManager *network, QObject *parent = nullptr);
     ~DownloadClient() override;
 
-    /// Begins a download; call it only while no transfer runs. A file that is being hashed is given up. An \a expectedSize of 0 bytes means unknown; a hash is
-    /// required. May emit failed() from inside the call.
+    /// Begins a download; call it only while no transfer runs. A file that is still being hashed is given up. An
+    /// \a expectedSize of 0 bytes means unknown; a hash is required. May emit failed() from inside the call.
     void start(const QUrl &url, const QString &destination, qint64 expectedSize, const QString &expectedSha256);
     /// Ends a running transfer without a signal. The part file stays for a later resume.
     void cancel();

@@ -1144,7 +1144,7 @@ void tst_DownloadManager::speedNeedsTwoSamples()
     advance(500);
     QCOMPARE(reports_.last().bytesPerSecond, 200'000.0);
     QCOMPARE(reports_.last().etaSeconds, 4); // of 4.2
-    advance(500); // the window reaches back to the first sample
+    advance(500);                            // the window reaches back to the first sample
     QCOMPARE(reports_.last().bytesPerSecond, 100'000.0);
     QCOMPARE(reports_.last().etaSeconds, 8);
 }

@@ -207,8 +207,8 @@ private:
     ManifestFile addZeros(const QString &path, qint64 size);
     /// Makes what no worker can open and gives its entry: a folder in place of a file.
     ManifestFile addGate();
-    /// Destroys the manager while the worker stands at \a gate, and lets the worker go a while after the manager asked it
-    /// to stop. Whether the manager was there until then.
+    /// Destroys the manager while the worker stands at \a gate, and lets the worker go a while after the manager asked
+    /// it to stop. Whether the manager was there until then.
     bool destructionOutlasts(Gate &gate, const LogCapture &log);
     /// A whole pass; steps_ then holds its progress calls.
     VerificationResult verified(const QList<ManifestFile> &files);

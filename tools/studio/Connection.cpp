@@ -40,6 +40,7 @@ Connection::Connection(QSslSocket *socket, Site *site, std::chrono::milliseconds
     refill_.setTimerType(Qt::PreciseTimer);
     connect(&refill_, &QTimer::timeout, this, &Connection::advance);
     idle_.setSingleShot(true);
+    idle_.setTimerType(Qt::PreciseTimer); // a coarse one may come a twentieth too early
     idle_.setInterval(idleTimeout);
     connect(&idle_, &QTimer::timeout, this, &Connection::leave);
     idle_.start();
