@@ -32,6 +32,8 @@ using velmo::test::LogCapture;
 
 namespace {
 
+constexpr int patienceMs = 30'000; // with other programs: the tray, the launcher as a player starts it
+
 /// The notice on the screen; null when there is none.
 QWidget *balloon()
 {
@@ -135,7 +137,7 @@ private:
 void tst_Tray::initTestCase()
 {
     QVERIFY2(demo::handIsThere(), "this test needs an X display and xdotool");
-    QTRY_VERIFY2(TrayIcon::isSupported(), "this test needs a system tray");
+    QTRY_VERIFY2_WITH_TIMEOUT(TrayIcon::isSupported(), "this test needs a system tray", patienceMs);
     const LogCapture quiet;
     theme::Theme::apply();
 }
@@ -174,10 +176,12 @@ void tst_Tray::placeWindow(const QRect &place)
 
 QPoint tst_Tray::spot() const
 {
-    const bool placed = QTest::qWaitFor([this] {
-        const QRect place = icon()->geometry();
-        return place.width() > 4 && QGuiApplication::primaryScreen()->geometry().contains(place) && place.x() > 0;
-    });
+    const bool placed = QTest::qWaitFor(
+        [this] {
+            const QRect place = icon()->geometry();
+            return place.width() > 4 && QGuiApplication::primaryScreen()->geometry().contains(place) && place.x() > 0;
+        },
+        patienceMs);
     return placed ? icon()->geometry().center() : QPoint(-1, -1);
 }
 
@@ -534,7 +538,7 @@ void tst_Tray::programOpensToTheTray()
     program.setProcessChannelMode(QProcess::MergedChannels);
     program.start(QStringLiteral(VELMO_LAUNCHER), {argument});
     QByteArray output;
-    QTRY_VERIFY((output += program.readAll()).contains("Launcher ready."));
+    QTRY_VERIFY_WITH_TIMEOUT((output += program.readAll()).contains("Launcher ready."), patienceMs);
     QCOMPARE(output.contains("Autostart: opening to the tray"), toTray);
     QVERIFY(output.contains("Tray icon active"));
     const auto isSeen = [&program] {
@@ -544,7 +548,7 @@ void tst_Tray::programOpensToTheTray()
         search.waitForFinished();
         return !search.readAllStandardOutput().trimmed().isEmpty();
     };
-    QTRY_COMPARE(isSeen(), visible);
+    QTRY_COMPARE_WITH_TIMEOUT(isSeen(), visible, patienceMs);
     program.kill();
     QVERIFY(program.waitForFinished());
 }
