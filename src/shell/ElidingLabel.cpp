@@ -15,6 +15,12 @@ ElidingLabel::ElidingLabel(QWidget *parent)
     setTextFormat(Qt::PlainText);
 }
 
+void ElidingLabel::setElideMode(Qt::TextElideMode mode)
+{
+    mode_ = mode;
+    update();
+}
+
 QSize ElidingLabel::minimumSizeHint() const
 {
     return {0, QLabel::minimumSizeHint().height()};
@@ -47,7 +53,7 @@ QString ElidingLabel::shownText() const
 {
     QStringList lines = text().split(u'\n');
     for (QString &line : lines) {
-        line = fontMetrics().elidedText(line, Qt::ElideRight, contentsRect().width());
+        line = fontMetrics().elidedText(line, mode_, contentsRect().width());
     }
     return lines.join(u'\n');
 }

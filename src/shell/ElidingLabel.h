@@ -4,13 +4,16 @@
 
 namespace velmo {
 
-/// A line of plain text that gives way: where its room is short it ends in an ellipsis, and the tool tip tells the
+/// A line of plain text that gives way: where its room is short it is cut at an ellipsis, and the tool tip tells the
 /// rest. text() is the whole text always, for screen readers too.
 class ElidingLabel : public QLabel {
     Q_OBJECT
 
 public:
     explicit ElidingLabel(QWidget *parent = nullptr);
+
+    /// Which end stays; the left one at first.
+    void setElideMode(Qt::TextElideMode mode);
 
     QSize minimumSizeHint() const override;
 
@@ -21,6 +24,8 @@ protected:
 private:
     /// The text as it fits, line by line.
     QString shownText() const;
+
+    Qt::TextElideMode mode_ = Qt::ElideRight;
 };
 
 } // namespace velmo

@@ -95,7 +95,7 @@ void MainWindow::showEvent(QShowEvent *event)
 
 bool MainWindow::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Expose && windowHandle()->isExposed()) {
+    if (watched == windowHandle() && event->type() == QEvent::Expose && windowHandle()->isExposed()) {
         returning = false;
     }
     return FramelessWindow::eventFilter(watched, event);

@@ -147,6 +147,7 @@ void TitleBar::addVersion(QBoxLayout *row)
 {
     versionLabel->setFont(theme::monoFont(10, QFont::Normal, 0.6));
     versionLabel->setStyleSheet(theme::colorRule(color::textDim));
+    versionLabel->setElideMode(Qt::ElideLeft); // the number says more than the word before it
     makeDragThrough(versionLabel);
     row->addWidget(versionLabel, 0, Qt::AlignVCenter);
 }

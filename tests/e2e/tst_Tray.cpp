@@ -32,6 +32,8 @@ using velmo::test::LogCapture;
 
 namespace {
 
+constexpr int patienceMs = 30'000; // with other programs: the tray, the launcher as a player starts it
+
 /// The notice on the screen; null when there is none.
 QWidget *balloon()
 {
@@ -71,6 +73,17 @@ bool isOnScreen(const QWidget &window)
     const QStringList numbers =
         askHand({u"search"_s, u"--all"_s, u"--onlyvisible"_s, u"--pid"_s, pid, u"--name"_s, u".*"_s}).split(u'\n');
     return numbers.contains(QString::number(window.winId()));
+}
+
+/// Runs the event loop until it is told to quit. Its exit code, which is not 0 when nobody does.
+int runUntilQuit()
+{
+    // Gone when the loop ends: an exit that comes in a later test would end every loop of that one.
+    QTimer patience;
+    patience.setSingleShot(true);
+    QObject::connect(&patience, &QTimer::timeout, qApp, [] { QCoreApplication::exit(3); });
+    patience.start(patienceMs);
+    return QApplication::exec();
 }
 
 } // namespace
@@ -135,7 +148,7 @@ private:
 void tst_Tray::initTestCase()
 {
     QVERIFY2(demo::handIsThere(), "this test needs an X display and xdotool");
-    QTRY_VERIFY2(TrayIcon::isSupported(), "this test needs a system tray");
+    QTRY_VERIFY2_WITH_TIMEOUT(TrayIcon::isSupported(), "this test needs a system tray", patienceMs);
     const LogCapture quiet;
     theme::Theme::apply();
 }
@@ -174,10 +187,12 @@ void tst_Tray::placeWindow(const QRect &place)
 
 QPoint tst_Tray::spot() const
 {
-    const bool placed = QTest::qWaitFor([this] {
-        const QRect place = icon()->geometry();
-        return place.width() > 4 && QGuiApplication::primaryScreen()->geometry().contains(place) && place.x() > 0;
-    });
+    const bool placed = QTest::qWaitFor(
+        [this] {
+            const QRect place = icon()->geometry();
+            return place.width() > 4 && QGuiApplication::primaryScreen()->geometry().contains(place) && place.x() > 0;
+        },
+        patienceMs);
     return placed ? icon()->geometry().center() : QPoint(-1, -1);
 }
 
@@ -481,8 +496,7 @@ void tst_Tray::quitActionSavesAndQuits()
         config_->setValue(u"window.y"_s, 8);
         action(4)->trigger();
     });
-    QTimer::singleShot(20000, qApp, [] { QCoreApplication::exit(3); });
-    QCOMPARE(QApplication::exec(), 0);
+    QCOMPARE(runUntilQuit(), 0);
     QVERIFY(log_->contains(QtInfoMsg, u"velmo.app"_s, u"Quit requested from the tray"_s));
     ConfigManager reread;
     reread.load();
@@ -493,8 +507,7 @@ void tst_Tray::quitActionSavesAndQuits()
 void tst_Tray::closingTheWindowQuits()
 {
     QTimer::singleShot(0, window_.get(), &QWidget::close);
-    QTimer::singleShot(20000, qApp, [] { QCoreApplication::exit(3); });
-    QCOMPARE(QApplication::exec(), 0);
+    QCOMPARE(runUntilQuit(), 0);
     QVERIFY(log_->contains(QtInfoMsg, u"velmo.app"_s, u"Launcher closing"_s));
 }
 
@@ -534,7 +547,7 @@ void tst_Tray::programOpensToTheTray()
     program.setProcessChannelMode(QProcess::MergedChannels);
     program.start(QStringLiteral(VELMO_LAUNCHER), {argument});
     QByteArray output;
-    QTRY_VERIFY((output += program.readAll()).contains("Launcher ready."));
+    QTRY_VERIFY_WITH_TIMEOUT((output += program.readAll()).contains("Launcher ready."), patienceMs);
     QCOMPARE(output.contains("Autostart: opening to the tray"), toTray);
     QVERIFY(output.contains("Tray icon active"));
     const auto isSeen = [&program] {
@@ -544,7 +557,7 @@ void tst_Tray::programOpensToTheTray()
         search.waitForFinished();
         return !search.readAllStandardOutput().trimmed().isEmpty();
     };
-    QTRY_COMPARE(isSeen(), visible);
+    QTRY_COMPARE_WITH_TIMEOUT(isSeen(), visible, patienceMs);
     program.kill();
     QVERIFY(program.waitForFinished());
 }

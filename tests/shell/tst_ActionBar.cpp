@@ -112,6 +112,7 @@ private slots:
     void metaLineIsLeftAloneInTransfers();
 
     void metaLineNamesBranchBuildAndDownload();
+    void metaLineNamesEvenOneByte();
     void metaLineNamesTheBranchOfTheMoment();
     void progressFillsTrackAndLine_data();
     void progressFillsTrackAndLine();
@@ -355,6 +356,16 @@ void tst_ActionBar::metaLineNamesBranchBuildAndDownload()
     QVERIFY(f.game.startAndCheck());
     QVERIFY(f.game.waitForState(GameState::UpdateAvailable));
     QCOMPARE(f.meta->text(), u"BRANCH RELEASE   BUILD 1.1.0   DOWNLOAD 2.5 MB"_s);
+}
+
+void tst_ActionBar::metaLineNamesEvenOneByte()
+{
+    Fixture f(*studio_);
+    f.game.install(build(1, 1000));
+    studio_->publish(build(2, 1));
+    QVERIFY(f.game.startAndCheck());
+    QVERIFY(f.game.waitForState(GameState::UpdateAvailable));
+    QCOMPARE(f.meta->text(), u"BRANCH RELEASE   BUILD 1.1.0   DOWNLOAD 1 B"_s);
 }
 
 void tst_ActionBar::metaLineNamesTheBranchOfTheMoment()

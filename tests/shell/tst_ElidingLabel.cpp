@@ -53,6 +53,7 @@ private slots:
     void initTestCase();
     void textThatFitsLooksAsInAnyLabel();
     void textThatDoesNotFitEndsInAnEllipsis();
+    void otherEndMayStay();
     void cutTextKeepsItsLook();
     void eachLineIsCutForItself();
     void givesWayInALayoutButAsksForItsWholeText();
@@ -93,6 +94,16 @@ void tst_ElidingLabel::textThatDoesNotFitEndsInAnEllipsis()
     QVERIFY(path.startsWith(shown.chopped(1)));
     QVERIFY(f.label.fontMetrics().horizontalAdvance(shown) <= f.label.width());
     QCOMPARE(f.label.text(), path);
+}
+
+void tst_ElidingLabel::otherEndMayStay()
+{
+    Fixture f;
+    f.narrow();
+    f.label.setElideMode(Qt::ElideLeft);
+    const QString shown = drawnText(f.label);
+    QVERIFY(shown.startsWith(ellipsis));
+    QVERIFY(path.endsWith(shown.sliced(1)));
 }
 
 void tst_ElidingLabel::cutTextKeepsItsLook()

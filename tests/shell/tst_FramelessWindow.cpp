@@ -85,6 +85,7 @@ private slots:
     void destroyedRegionIsSkipped();
     void firstRegionThatHoldsThePointDecides();
     void regionEdgesAreInside();
+    void pointIsRoundedToTheNearestLogicalOne();
     void regionIsAddedOnceAndNullNever();
 
     void hitTestMessageIsAnswered();
@@ -411,6 +412,22 @@ void tst_FramelessWindow::regionEdgesAreInside()
     QCOMPARE(int(window_->hitTest(at(99, 100))), int(FramelessWindow::Client));
     QCOMPARE(int(window_->hitTest(at(150, 139))), int(FramelessWindow::Client));
     QCOMPARE(int(window_->hitTest(at(149, 140))), int(FramelessWindow::Client));
+}
+
+void tst_FramelessWindow::pointIsRoundedToTheNearestLogicalOne()
+{
+    constexpr int edge = 101;
+    QWidget region(window_.get());
+    region.setGeometry(edge, edge, 50, 50);
+    region.show();
+    window_->addCaptionRegion(&region);
+    const int inside = qRound(120 * ratio());
+    for (int offset = qRound(95 * ratio()); offset < inside; ++offset) {
+        const bool reached = offset >= (edge - 0.5) * ratio(); // half a logical pixel before the edge
+        const int expected = reached ? FramelessWindow::Caption : FramelessWindow::Client;
+        QCOMPARE(int(window_->hitTest(corner + QPoint(offset, inside))), expected);
+        QCOMPARE(int(window_->hitTest(corner + QPoint(inside, offset))), expected);
+    }
 }
 
 void tst_FramelessWindow::regionIsAddedOnceAndNullNever()

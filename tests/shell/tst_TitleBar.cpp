@@ -181,7 +181,9 @@ void tst_TitleBar::versionGivesWayInANarrowBar()
     QCOMPARE(rightOf(f.buttons.last()), narrow);
     // Cut to the eye, whole to whoever asks.
     QCOMPARE(f.version()->text(), version.toUpper());
-    QCOMPARE(drawnText(*f.version()).endsWith(u'\u2026'), cut);
+    const QString shown = drawnText(*f.version());
+    QCOMPARE(shown.startsWith(u'\u2026'), cut);
+    QVERIFY(shown.endsWith(version.last(5).toUpper()));
     QVERIFY(f.version()->width() > 40);
 }
 
