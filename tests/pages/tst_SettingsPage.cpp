@@ -103,6 +103,7 @@ public:
     {
         ++writes;
         if (refuses) {
+            entry = entryOfAnother.isEmpty() ? entry : entryOfAnother;
             return QSettings::AccessError;
         }
         entry = command;
@@ -112,6 +113,7 @@ public:
     {
         ++writes;
         if (refuses) {
+            entry = entryOfAnother.isEmpty() ? entry : entryOfAnother;
             return QSettings::AccessError;
         }
         entry.clear();
@@ -119,6 +121,7 @@ public:
     }
 
     QString entry;
+    QString entryOfAnother; ///< what the system holds after a refusal, for somebody else was quicker
     bool refuses = false;
     int writes = 0;
 
@@ -132,16 +135,22 @@ struct DialogSeen {
     QStringList texts;
     QString details;
     const QWidget *parent = nullptr;
+    bool boxIsChecked = false; ///< of the watched box, while the dialog was open
+    bool boxIsSilent = false;
 };
 
-/// Answers the dialog that comes up next by its button \a caption.
-void answerNextDialog(DialogSeen &seen, const QString &caption)
+/// Answers the dialog that comes up next by its button \a caption, and looks at the \a watched box before.
+void answerNextDialog(DialogSeen &seen, const QString &caption, const QCheckBox *watched = nullptr)
 {
-    QTimer::singleShot(0, qApp, [&seen, caption] {
+    QTimer::singleShot(0, qApp, [&seen, caption, watched] {
         auto *dialog = qobject_cast<ModalDialog *>(QApplication::activeModalWidget());
         if (!dialog) {
-            answerNextDialog(seen, caption);
+            answerNextDialog(seen, caption, watched);
             return;
+        }
+        if (watched) {
+            seen.boxIsChecked = watched->isChecked();
+            seen.boxIsSilent = watched->signalsBlocked();
         }
         seen.title = dialog->windowTitle();
         seen.parent = dialog->parentWidget();
@@ -215,6 +224,8 @@ private slots:
 
     void autostartRowShowsAndChangesTheEntry();
     void refusedAutostartPutsTheBoxBack();
+    void refusedAutostartShowsTheRealState_data();
+    void refusedAutostartShowsTheRealState();
     void selectorFollowsTheGameAndDrivesIt();
     void argumentsAreWrittenAsTheyAreTyped();
     void verifyButtonVerifies();
@@ -452,6 +463,40 @@ void tst_SettingsPage::refusedAutostartPutsTheBoxBack()
     QCOMPARE(seen.parent, f.page.get());
     QCOMPARE(store.writes, 1);
     QCOMPARE(changed.size(), 0);
+}
+
+void tst_SettingsPage::refusedAutostartShowsTheRealState_data()
+{
+    QTest::addColumn<bool>("wasOn");
+    QTest::addColumn<bool>("isOn");
+    QTest::newRow("stays on") << true << true;
+    QTest::newRow("stays off") << false << false;
+    QTest::newRow("switched on by another") << false << true;
+}
+
+/// By the time the player reads of the refusal, the box shows what is.
+void tst_SettingsPage::refusedAutostartShowsTheRealState()
+{
+    QFETCH(const bool, wasOn);
+    QFETCH(const bool, isOn);
+    const QString command = u"\"/old/VelmoLauncher\" --autostart"_s;
+    FakeStore store;
+    store.entry = wasOn ? command : QString();
+    store.entryOfAnother = isOn ? command : QString();
+    store.refuses = true;
+    Fixture f(*studio_);
+    f.page->show();
+    QCheckBox *box = f.box(u"Start with Windows"_s);
+    QCOMPARE(box->isChecked(), wasOn);
+    DialogSeen seen;
+    answerNextDialog(seen, u"Close"_s, box);
+    box->click();
+    QCOMPARE(seen.title, u"Could not change startup setting"_s);
+    QCOMPARE(seen.boxIsChecked, isOn);
+    QVERIFY(seen.boxIsSilent);
+    QCOMPARE(box->isChecked(), isOn);
+    QVERIFY(!box->signalsBlocked());
+    QCOMPARE(store.writes, 1);
 }
 
 void tst_SettingsPage::selectorFollowsTheGameAndDrivesIt()
