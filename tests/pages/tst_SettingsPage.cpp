@@ -40,6 +40,16 @@ namespace {
 
 constexpr qint64 neededBytes = 12'300'000'000;
 
+/// The page's own way to add a row, which no one else can reach: no row of this version is a planned one.
+using AddToggle = QCheckBox *(SettingsPage::*)(QVBoxLayout *, const QString &, const QString &, const char *, bool,
+                                               bool);
+AddToggle addToggle();
+template<AddToggle member>
+struct Reach {
+    friend AddToggle addToggle() { return member; }
+};
+template struct Reach<&SettingsPage::addToggle>;
+
 /// A page over a game whose engine has not started.
 struct Fixture {
     explicit Fixture(GameStudio &studio, const QList<std::pair<QString, QVariant>> &settings = {})
@@ -221,6 +231,7 @@ private slots:
     void toggleFallsBack_data();
     void toggleFallsBack();
     void animationsSwitchAtOnce();
+    void plannedToggleIsShownAndDoesNothing();
 
     void autostartRowShowsAndChangesTheEntry();
     void refusedAutostartPutsTheBoxBack();
@@ -424,6 +435,24 @@ void tst_SettingsPage::animationsSwitchAtOnce()
     QVERIFY(!theme::animationsEnabled());
     box->setChecked(true);
     QVERIFY(theme::animationsEnabled());
+}
+
+void tst_SettingsPage::plannedToggleIsShownAndDoesNothing()
+{
+    Fixture f(*studio_, {{u"launcher.autoCheckUpdates"_s, true}});
+    QSignalSpy changed(&f.game.settings(), &ConfigManager::changed);
+    for (const bool planned : {true, false}) {
+        const QString name = planned ? u"To come"_s : u"There"_s;
+        QCheckBox *box =
+            ((*f.page).*addToggle())(f.column, name, u"What it is for."_s, "launcher.autoCheckUpdates", false, planned);
+        QVERIFY(box->isChecked());
+        QCOMPARE(box->isEnabled(), !planned);
+        QCOMPARE(labelReading(*f.row(name), u"Planned"_s)->isHidden(), !planned);
+        QCOMPARE(f.row(name)->toolTip() == u"Not implemented yet."_s || box->toolTip() == u"Not implemented yet."_s,
+                 planned);
+        box->setChecked(false); // even if it could be
+        QCOMPARE(changed.size(), planned ? 0 : 1);
+    }
 }
 
 void tst_SettingsPage::autostartRowShowsAndChangesTheEntry()
