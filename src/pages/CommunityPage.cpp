@@ -15,7 +15,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <array>
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -28,38 +28,52 @@ namespace {
 constexpr int columnWidth = 680;
 constexpr int buttonWidth = 190;
 
-/// The empty room in a column, in logical pixels from top to bottom.
-struct Air {
-    QMargins margins;
-    int spacing;
-    std::array<int, 4> gaps;
+/// A column whose margins, spacing and gaps can be thinned out together.
+class Column : public QVBoxLayout {
+public:
+    Column(QWidget *parent, const QMargins &margins, int spacing)
+        : QVBoxLayout(parent)
+        , margins_(margins)
+        , spacing_(spacing)
+    {
+        setAir(1.0);
+    }
+
+    void addGap(int height)
+    {
+        addSpacing(height);
+        gaps_.append({itemAt(count() - 1)->spacerItem(), height});
+    }
+
+    /// Leaves \a part of all of it, from 0 to 1.
+    void setAir(double part)
+    {
+        const auto share = [part](int height) { return static_cast<int>(height * part); };
+        setContentsMargins(margins_.left(), share(margins_.top()), margins_.right(), share(margins_.bottom()));
+        setSpacing(share(spacing_));
+        for (const auto &[spacer, height] : std::as_const(gaps_)) {
+            spacer->changeSize(0, share(height), QSizePolicy::Minimum, QSizePolicy::Fixed);
+        }
+        update();
+    }
+
+private:
+    QMargins margins_;
+    int spacing_;
+    QList<std::pair<QSpacerItem *, int>> gaps_; ///< each with its full height
 };
 
-constexpr Air pageAir{{26, 26, 26, 26}, 0, {8, 28, 14, 14}};
-constexpr Air cardAir{{24, 22, 24, 22}, 6, {14}};
-
-void leave(double part, const Air &air, QLayout *column)
+/// The columns of the cards in \a page, whose labels have none.
+QList<Column *> cardColumns(const QWidget &page)
 {
-    const auto share = [part](int height) { return static_cast<int>(height * part); };
-    const QMargins &full = air.margins;
-    column->setContentsMargins(full.left(), share(full.top()), full.right(), share(full.bottom()));
-    column->setSpacing(share(air.spacing));
-    auto gap = air.gaps.begin();
-    for (int i = 0; i < column->count(); ++i) {
-        QSpacerItem *spacer = column->itemAt(i)->spacerItem();
-        if (spacer && !spacer->expandingDirections()) {
-            spacer->changeSize(0, share(*gap++), QSizePolicy::Minimum, QSizePolicy::Fixed);
+    QList<Column *> columns;
+    for (int i = 0; i < page.layout()->count(); ++i) {
+        const QWidget *widget = page.layout()->itemAt(i)->widget();
+        if (widget && widget->layout()) {
+            columns.append(static_cast<Column *>(widget->layout()));
         }
     }
-    column->update();
-}
-
-/// The labels are frames too, but hold nothing.
-QList<QFrame *> cards(const QWidget &page)
-{
-    QList<QFrame *> frames = page.findChildren<QFrame *>(Qt::FindDirectChildrenOnly);
-    frames.removeIf([](const QFrame *frame) { return !frame->layout(); });
-    return frames;
+    return columns;
 }
 
 } // namespace
@@ -73,24 +87,23 @@ CommunityPage::CommunityPage(QWidget *parent)
     intro->setWordWrap(true);
     intro->setMaximumWidth(columnWidth);
 
-    auto *column = new QVBoxLayout(this);
+    auto *column = new Column(this, {26, 26, 26, 26}, 0);
     column->addWidget(makeLabel(u"Community"_s, theme::titleFont(26), color::text, this));
-    column->addSpacing(pageAir.gaps[0]);
+    column->addGap(8);
     column->addWidget(intro);
-    column->addSpacing(pageAir.gaps[1]);
+    column->addGap(28);
     const GameProfile &profile = gameProfile();
     column->addWidget(
         makeCard(u"Official Discord"_s,
                  u"Announcements, playtest sign-ups, bug reports and the people you will end up playing with."_s,
                  u"Join Discord"_s, profile.discordUrl, this));
-    column->addSpacing(pageAir.gaps[2]);
+    column->addGap(14);
     column->addWidget(makeCard(u"Velmo Games"_s, u"The studio site, with the current state of the project."_s,
                                u"Open website"_s, profile.websiteUrl, this));
-    column->addSpacing(pageAir.gaps[3]);
+    column->addGap(14);
     column->addWidget(makeCard(u"Support"_s, u"Trouble with the launcher or your installation."_s, u"Get support"_s,
                                profile.supportUrl, this));
     column->addStretch(1);
-    setAir(1.0);
 }
 
 /// In a low window the air between the widgets gives way before the widgets do.
@@ -107,9 +120,9 @@ void CommunityPage::resizeEvent(QResizeEvent *event)
     setAir(std::clamp(static_cast<double>(height() - least) / (full - least), 0.0, 1.0));
     layout()->activate();
     // At once, or a paint could come between this and the cards' turn.
-    const QList<QFrame *> all = cards(*this);
-    for (const QFrame *card : all) {
-        card->layout()->activate();
+    const QList<Column *> cards = cardColumns(*this);
+    for (Column *card : cards) {
+        card->activate();
     }
 }
 
@@ -133,22 +146,22 @@ QFrame *CommunityPage::makeCard(const QString &title, const QString &text, const
         });
     }
 
-    auto *column = new QVBoxLayout(card);
+    auto *column = new Column(card, {24, 22, 24, 22}, 6);
     column->addWidget(makeLabel(title, theme::displayFont(15, QFont::DemiBold, 1.2), color::text, card));
     column->addWidget(textLabel);
-    column->addSpacing(cardAir.gaps[0]);
+    column->addGap(14);
     column->addWidget(button, 0, Qt::AlignLeft);
     return card;
 }
 
 void CommunityPage::setAir(double part)
 {
-    const QList<QFrame *> all = cards(*this);
-    for (QFrame *card : all) {
-        leave(part, cardAir, card->layout());
-        card->updateGeometry(); // or the page's column would go on with the height that it knows
+    const QList<Column *> cards = cardColumns(*this);
+    for (Column *card : cards) {
+        card->setAir(part);
+        card->parentWidget()->updateGeometry(); // or the page's column would go on with the height that it knows
     }
-    leave(part, pageAir, layout());
+    static_cast<Column *>(layout())->setAir(part);
 }
 
 } // namespace velmo

@@ -22,7 +22,8 @@ public:
 private:
     QWidget *buildContent();
 
-    [[maybe_unused]] GameManager *game_; ///< for what the page may tell of the game one day
+    [[maybe_unused]] GameManager
+        *game_; ///< held as every page holds what it is made with; nothing here is read from it
     HeroBanner *hero_;
     LogoView *logo_ = nullptr;
     QLabel *titleLabel_ = nullptr;

@@ -185,7 +185,7 @@ void SettingsPage::addAppearanceSection(QVBoxLayout *layout)
                      color::textMuted, scale));
 }
 
-void SettingsPage::addMaintenanceSection(QVBoxLayout *layout) const
+void SettingsPage::addMaintenanceSection(QVBoxLayout *layout)
 {
     QWidget *content = layout->parentWidget();
     addSection(layout, u"Maintenance"_s);
@@ -237,14 +237,14 @@ QCheckBox *SettingsPage::addToggle(QVBoxLayout *layout, const QString &label, co
     return box;
 }
 
-void SettingsPage::addAutostart(QVBoxLayout *layout) const
+void SettingsPage::addAutostart(QVBoxLayout *layout)
 {
     auto *row = new SettingRow(u"Start with Windows"_s,
                                u"Launch automatically when you sign in, minimised to the system tray."_s,
                                layout->parentWidget());
-    QCheckBox *box = makeCheckBox(autostartEnabled(), row);
-    connect(box, &QCheckBox::toggled, this, &SettingsPage::setStartWithWindows);
-    addRow(layout, row, box);
+    autostartBox_ = makeCheckBox(autostartEnabled(), row);
+    connect(autostartBox_, &QCheckBox::toggled, this, &SettingsPage::setStartWithWindows);
+    addRow(layout, row, autostartBox_);
 }
 
 void SettingsPage::addInstallFolder(QVBoxLayout *layout)
@@ -278,9 +278,8 @@ void SettingsPage::setStartWithWindows(bool checked)
         config_->setValue(u"launcher.startWithWindows"_s, checked); // a mirror; the platform's entry is the truth
         return;
     }
-    auto *box = qobject_cast<QCheckBox *>(sender());
-    const QSignalBlocker blocker(box);
-    box->setChecked(autostartEnabled());
+    const QSignalBlocker blocker(autostartBox_);
+    autostartBox_->setChecked(autostartEnabled());
     ModalDialog::showError(this, u"Could not change startup setting"_s,
                            u"Windows would not let the launcher update its startup entry."_s,
                            u"Registry: HKCU\\Software\\Microsoft\\Windows\\CurrentVersion\\Run\\VelmoLauncher"_s);

@@ -26,7 +26,7 @@ private:
     void addLauncherSection(QVBoxLayout *layout);
     void addGameSection(QVBoxLayout *layout);
     void addAppearanceSection(QVBoxLayout *layout);
-    void addMaintenanceSection(QVBoxLayout *layout) const;
+    void addMaintenanceSection(QVBoxLayout *layout);
 
     static void addSection(QVBoxLayout *layout, const QString &title);
     /// A row whose control stands at its right end.
@@ -34,7 +34,7 @@ private:
     /// A row with a check box that writes to \a key; one that is \a planned is shown and does nothing yet.
     QCheckBox *addToggle(QVBoxLayout *layout, const QString &label, const QString &description, const char *key,
                          bool fallback, bool planned);
-    void addAutostart(QVBoxLayout *layout) const;
+    void addAutostart(QVBoxLayout *layout);
     void addInstallFolder(QVBoxLayout *layout);
 
     void setStartWithWindows(bool checked);
@@ -49,6 +49,7 @@ private:
     QLabel *spaceLabel_ = nullptr;
     QLineEdit *launchArgsEdit_ = nullptr;
     ChannelSelector *channelSelector_ = nullptr;
+    QCheckBox *autostartBox_ = nullptr; ///< null where the system keeps no programs that start with it
 };
 
 } // namespace velmo

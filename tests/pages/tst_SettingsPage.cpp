@@ -40,6 +40,16 @@ namespace {
 
 constexpr qint64 neededBytes = 12'300'000'000;
 
+/// The page's own way to add a row, which no one else can reach: no row of this version is a planned one.
+using AddToggle = QCheckBox *(SettingsPage::*)(QVBoxLayout *, const QString &, const QString &, const char *, bool,
+                                               bool);
+AddToggle addToggle();
+template<AddToggle member>
+struct Reach {
+    friend AddToggle addToggle() { return member; }
+};
+template struct Reach<&SettingsPage::addToggle>;
+
 /// A page over a game whose engine has not started.
 struct Fixture {
     explicit Fixture(GameStudio &studio, const QList<std::pair<QString, QVariant>> &settings = {})
@@ -103,6 +113,7 @@ public:
     {
         ++writes;
         if (refuses) {
+            entry = entryOfAnother.isEmpty() ? entry : entryOfAnother;
             return QSettings::AccessError;
         }
         entry = command;
@@ -112,6 +123,7 @@ public:
     {
         ++writes;
         if (refuses) {
+            entry = entryOfAnother.isEmpty() ? entry : entryOfAnother;
             return QSettings::AccessError;
         }
         entry.clear();
@@ -119,6 +131,7 @@ public:
     }
 
     QString entry;
+    QString entryOfAnother; ///< what the system holds after a refusal, for somebody else was quicker
     bool refuses = false;
     int writes = 0;
 
@@ -132,16 +145,22 @@ struct DialogSeen {
     QStringList texts;
     QString details;
     const QWidget *parent = nullptr;
+    bool boxIsChecked = false; ///< of the watched box, while the dialog was open
+    bool boxIsSilent = false;
 };
 
-/// Answers the dialog that comes up next by its button \a caption.
-void answerNextDialog(DialogSeen &seen, const QString &caption)
+/// Answers the dialog that comes up next by its button \a caption, and looks at the \a watched box before.
+void answerNextDialog(DialogSeen &seen, const QString &caption, const QCheckBox *watched = nullptr)
 {
-    QTimer::singleShot(0, qApp, [&seen, caption] {
+    QTimer::singleShot(0, qApp, [&seen, caption, watched] {
         auto *dialog = qobject_cast<ModalDialog *>(QApplication::activeModalWidget());
         if (!dialog) {
-            answerNextDialog(seen, caption);
+            answerNextDialog(seen, caption, watched);
             return;
+        }
+        if (watched) {
+            seen.boxIsChecked = watched->isChecked();
+            seen.boxIsSilent = watched->signalsBlocked();
         }
         seen.title = dialog->windowTitle();
         seen.parent = dialog->parentWidget();
@@ -212,9 +231,12 @@ private slots:
     void toggleFallsBack_data();
     void toggleFallsBack();
     void animationsSwitchAtOnce();
+    void plannedToggleIsShownAndDoesNothing();
 
     void autostartRowShowsAndChangesTheEntry();
     void refusedAutostartPutsTheBoxBack();
+    void refusedAutostartShowsTheRealState_data();
+    void refusedAutostartShowsTheRealState();
     void selectorFollowsTheGameAndDrivesIt();
     void argumentsAreWrittenAsTheyAreTyped();
     void verifyButtonVerifies();
@@ -415,6 +437,24 @@ void tst_SettingsPage::animationsSwitchAtOnce()
     QVERIFY(theme::animationsEnabled());
 }
 
+void tst_SettingsPage::plannedToggleIsShownAndDoesNothing()
+{
+    Fixture f(*studio_, {{u"launcher.autoCheckUpdates"_s, true}});
+    QSignalSpy changed(&f.game.settings(), &ConfigManager::changed);
+    for (const bool planned : {true, false}) {
+        const QString name = planned ? u"To come"_s : u"There"_s;
+        QCheckBox *box =
+            ((*f.page).*addToggle())(f.column, name, u"What it is for."_s, "launcher.autoCheckUpdates", false, planned);
+        QVERIFY(box->isChecked());
+        QCOMPARE(box->isEnabled(), !planned);
+        QCOMPARE(labelReading(*f.row(name), u"Planned"_s)->isHidden(), !planned);
+        QCOMPARE(f.row(name)->toolTip() == u"Not implemented yet."_s || box->toolTip() == u"Not implemented yet."_s,
+                 planned);
+        box->setChecked(false); // even if it could be
+        QCOMPARE(changed.size(), planned ? 0 : 1);
+    }
+}
+
 void tst_SettingsPage::autostartRowShowsAndChangesTheEntry()
 {
     FakeStore store;
@@ -452,6 +492,40 @@ void tst_SettingsPage::refusedAutostartPutsTheBoxBack()
     QCOMPARE(seen.parent, f.page.get());
     QCOMPARE(store.writes, 1);
     QCOMPARE(changed.size(), 0);
+}
+
+void tst_SettingsPage::refusedAutostartShowsTheRealState_data()
+{
+    QTest::addColumn<bool>("wasOn");
+    QTest::addColumn<bool>("isOn");
+    QTest::newRow("stays on") << true << true;
+    QTest::newRow("stays off") << false << false;
+    QTest::newRow("switched on by another") << false << true;
+}
+
+/// By the time the player reads of the refusal, the box shows what is.
+void tst_SettingsPage::refusedAutostartShowsTheRealState()
+{
+    QFETCH(const bool, wasOn);
+    QFETCH(const bool, isOn);
+    const QString command = u"\"/old/VelmoLauncher\" --autostart"_s;
+    FakeStore store;
+    store.entry = wasOn ? command : QString();
+    store.entryOfAnother = isOn ? command : QString();
+    store.refuses = true;
+    Fixture f(*studio_);
+    f.page->show();
+    QCheckBox *box = f.box(u"Start with Windows"_s);
+    QCOMPARE(box->isChecked(), wasOn);
+    DialogSeen seen;
+    answerNextDialog(seen, u"Close"_s, box);
+    box->click();
+    QCOMPARE(seen.title, u"Could not change startup setting"_s);
+    QCOMPARE(seen.boxIsChecked, isOn);
+    QVERIFY(seen.boxIsSilent);
+    QCOMPARE(box->isChecked(), isOn);
+    QVERIFY(!box->signalsBlocked());
+    QCOMPARE(store.writes, 1);
 }
 
 void tst_SettingsPage::selectorFollowsTheGameAndDrivesIt()
