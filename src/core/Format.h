@@ -6,7 +6,8 @@ class QDate;
 
 namespace velmo {
 
-// How the interface prints counts, sizes, speeds, remaining time and dates. The texts are English whatever the system locale.
+// How the interface prints counts, sizes, speeds, remaining time and dates. The texts are English whatever the system
+// locale.
 
 /// Decimal units, "1.5 GB"; "--" for a negative size.
 QString formatBytes(qint64 bytes);

@@ -142,13 +142,13 @@ void GameManager::selectChannel(const QString &id)
                            u"Channel switch refused while in state %1"_s.arg(stateLabel(state_)));
         return;
     }
-    const QString chosen = id; // the caller's own may change with what listeners do
-    qCInfo(lcGame) << "Switching branch from" << previous << "to" << chosen;
+    const QVariant chosen = id; // the caller's own may change with what listeners do
+    qCInfo(lcGame) << "Switching branch from" << previous << "to" << id;
     config_->setValue(u"game.channel"_s, chosen);
     latest_ = {};
     pending_.clear();
     applyChannel();
-    emit channelChanged(chosen);
+    emit channelChanged(chosen.toString());
     refreshState();
     checkForUpdates();
 }

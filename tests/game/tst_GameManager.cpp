@@ -472,8 +472,9 @@ void tst_GameManager::laterListenersHearStateAndTextThatBelongTogether()
     t.open();
     t.at(GameState::Installed, [&t] { t->setInstallPath(t.folder() + u"/elsewhere"_s); });
     QList<GameFixture::Step> heard;
-    connect(&t.game(), &GameManager::stateChanged, this,
-            [&heard](GameState state, const QString &detail) { heard.append({state, detail}); });
+    connect(&t.game(), &GameManager::stateChanged, this, [&heard](GameState state, const QString &detail) {
+        heard.append({state, detail});
+    });
     t.start();
     QCOMPARE(heard, (QList<GameFixture::Step>{{GameState::NotInstalled, u"Not installed"_s},
                                               {GameState::Installed, u"Version 1.0.0 installed"_s}}));
@@ -651,10 +652,9 @@ void tst_GameManager::checkResultEndsABusyState()
     QCOMPARE(t->state(), GameState::Downloading);
     const QStringList traced =
         tracedDuring(t, [&t] { emit t.worker<UpdateManager>()->checkFailed(u"message"_s, u"detail"_s, true); });
-    QCOMPARE(traced,
-             (QStringList{GameFixture::statusLine(u"Offline"_s, u"message"_s),
-                          u"WARN velmo.game: Update check failed, continuing in offline mode: \"detail\""_s} +
-              GameFixture::stateLines(u"Not installed"_s, u"1.0 KB required"_s)));
+    QCOMPARE(traced, (QStringList{GameFixture::statusLine(u"Offline"_s, u"message"_s),
+                                  u"WARN velmo.game: Update check failed, continuing in offline mode: \"detail\""_s} +
+                      GameFixture::stateLines(u"Not installed"_s, u"1.0 KB required"_s)));
     QVERIFY(t.worker<DownloadManager>()->isRunning());
     (*studio_)->setBytesPerSecond(0);
     QVERIFY(t.waitForState(GameState::Installed));
@@ -777,10 +777,9 @@ void tst_GameManager::checkThatTheStopCutsOffIsTold()
     t.clearTrace();
     t.close();
     QCOMPARE(t.trace().size(), 2);
-    QCOMPARE(t.trace().first(),
-             GameFixture::statusLine(u"Offline"_s, u"Unable to reach the Velmo Games servers."_s));
-    QVERIFY(
-        t.trace().last().startsWith("WARN velmo.game: Update check failed, continuing in offline mode: \"Operation canceled"_L1));
+    QCOMPARE(t.trace().first(), GameFixture::statusLine(u"Offline"_s, u"Unable to reach the Velmo Games servers."_s));
+    QVERIFY(t.trace().last().startsWith(
+        "WARN velmo.game: Update check failed, continuing in offline mode: \"Operation canceled"_L1));
 }
 
 namespace {

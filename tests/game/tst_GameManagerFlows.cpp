@@ -160,6 +160,8 @@ private slots:
     void passWithoutRepairOffersTheDamage_data();
     void passWithoutRepairOffersTheDamage();
     void repairIsWantedForOnePassOnly();
+    void repairThatAListenerAsksForIsStillWanted_data();
+    void repairThatAListenerAsksForIsStillWanted();
     void repairStaysWantedAfterAPassWithoutDamage_data();
     void repairStaysWantedAfterAPassWithoutDamage();
     void cancelledPassDropsWhatItFound();
@@ -337,6 +339,7 @@ void tst_GameManagerFlows::defaultFolderIsInstalledToAndRepaired()
     t.writeFile(u"data/one.dat"_s, "damaged");
     t->verifyFiles();
     QVERIFY(t.waitUntilPast(GameState::Repairing));
+    QVERIFY(t.steps().contains(GameFixture::Step(GameState::Repairing, u"Repairing 1 file"_s)));
     QVERIFY(t.waitForState(GameState::Installed));
     QVERIFY(t.holdsExactly(firstBuild()));
     QCOMPARE(t->installPath(), QString());
@@ -908,6 +911,42 @@ void tst_GameManagerFlows::repairIsWantedForOnePassOnly()
     t.worker<VerificationManager>()->verify(firstBuild().manifest(), t.root());
     QVERIFY(t.waitForState(GameState::UpdateAvailable));
     QCOMPARE(t->detail(), u"1 file need repairing"_s);
+}
+
+void tst_GameManagerFlows::repairThatAListenerAsksForIsStillWanted_data()
+{
+    QTest::addColumn<bool>("atTheEnd");
+    QTest::newRow("at a pass's end") << true;
+    QTest::newRow("at a repair's beginning") << false;
+}
+
+void tst_GameManagerFlows::repairThatAListenerAsksForIsStillWanted()
+{
+    QFETCH(const bool, atTheEnd);
+    GameFixture t(*studio_);
+    t.install(firstBuild());
+    studio_->publish(firstBuild());
+    QVERIFY(t.startAndCheck());
+    VerificationResult result;
+    result.missing = firstBuild().manifest().files.mid(2);
+    if (atTheEnd) { // of a pass that wants none
+        connect(&t.game(), &GameManager::verificationFinished, &t.game(), &GameManager::verifyFiles,
+                Qt::SingleShotConnection);
+    } else { // of another pass than the one that found the damage
+        t.at(GameState::Verifying, [&] { emit t.worker<VerificationManager>()->finished(result); });
+        t.at(GameState::Repairing, [&t] { t->verifyFiles(); });
+        (*studio_)->setBytesPerSecond(50);
+        t->verifyFiles();
+        QVERIFY(QTest::qWaitFor([&t] { return t.passes().size() == 2; }, waitMs));
+        QVERIFY(t.passes().last().missing.isEmpty());
+    }
+    t.clearTrace();
+    emit t.worker<VerificationManager>()->finished(result);
+    QVERIFY(t.passed(GameState::Repairing));
+    (*studio_)->setBytesPerSecond(0);
+    QVERIFY(QTest::qWaitFor(
+        [&t] { return !t.worker<DownloadManager>()->isRunning() && !t.worker<VerificationManager>()->isRunning(); },
+        waitMs));
 }
 
 void tst_GameManagerFlows::repairStaysWantedAfterAPassWithoutDamage_data()

@@ -346,7 +346,8 @@ bool waitForAPart(QProcess &launcher, const Player &player)
 std::unique_ptr<Player> killAmidAFile(GameStudio &studio, qint64 bytesPerSecond, const QString &operation)
 {
     constexpr qint64 slowest = 1000;
-    for (qint64 rate = bytesPerSecond;; rate = std::max(rate / 2, slowest)) { // the slower, the longer is a file in part
+    for (qint64 rate = bytesPerSecond;;
+         rate = std::max(rate / 2, slowest)) { // the slower, the longer is a file in part
         studio->setBytesPerSecond(rate);
         std::unique_ptr<Player> player = makePlayer(operation);
         QProcess launcher;
@@ -368,7 +369,8 @@ QString problemWithRun(const Player &player, const QString &operation)
 {
     QProcess launcher;
     player.start(launcher, operation);
-    if (!launcher.waitForFinished(waitMs) || launcher.exitStatus() != QProcess::NormalExit || launcher.exitCode() != 0) {
+    if (!launcher.waitForFinished(waitMs) || launcher.exitStatus() != QProcess::NormalExit ||
+        launcher.exitCode() != 0) {
         return u"the launcher fails: "_s + QString::fromUtf8(launcher.readAll());
     }
     return player.problemAtTheEnd();

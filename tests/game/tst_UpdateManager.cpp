@@ -199,7 +199,7 @@ void tst_UpdateManager::check(const Manifest &installed)
 {
     signals_.clear();
     manager_->checkForUpdates(installed);
-    if (!QTest::qWaitFor([this] { return signals_.size() > 1; }, 30000)) {
+    if (!QTest::qWaitFor([this] { return signals_.size() > 1; }, static_cast<int>(30'000 * slowdown))) {
         qFatal("The check does not end");
     }
 }
