@@ -1,11 +1,21 @@
 ; The launcher's setup program, for one user and without administrator rights. make-setup defines VERSION, SIZE_KB,
-; COMMANDS (which unpack the files into .new), LIST (of their names), ART, ICON, SIGN and OUTPUT.
+; COMMANDS (which unpack the files into .velmo-new), LIST (of their names), ART, ICON, SIGN and OUTPUT.
 ;
 ; An upgrade unpacks beside the installed files and then swaps by renaming, so that what fails or is cut off leaves the
-; old launcher or, at worst, something that the next run of a setup puts back. The process ends with 0 or says what stood
-; in its way:
+; old launcher or, at worst, something that the next run of a setup or of the uninstaller puts back:
+;
+;   .velmo-new\.velmo-setup   the marker that the folder is the setup's own; held open for as long as one is at work here
+;   .velmo-new\...            the new files, until they are placed
+;   .velmo-old\.velmo-setup   the other folder's marker
+;   .velmo-old\swap.txt       the journal: "=" before the path of a file that the old launcher has, "+" before one that only
+;                             the new one has. It stands, whole, before the first file is moved, and what it tells can be
+;                             undone again and again; once it is gone, nothing leads back
+;   .velmo-old\...            the old files, once they are moved aside
+;
+; A folder by one of these names that has no marker is somebody's, and is refused. The process ends with 0 or says what
+; stood in its way:
 !define EXIT_RUNNING 3   ; the launcher was asked to close and did not
-!define EXIT_ELSEWHERE 4 ; it is installed in another folder, or this one has files of others with the same names
+!define EXIT_ELSEWHERE 4 ; it is installed in another folder, or this one has what is others' by the names of ours
 !define EXIT_FILES 5     ; a file could not be written, moved or removed
 !define EXIT_SYSTEM 6    ; this Windows is too old
 !define EXIT_BUSY 7      ; another setup is at work
@@ -20,6 +30,15 @@
 !define CLOSE_WAIT_MS 15000
 !define CLOSE_POLL_MS 250
 !define QUESTION_MS 1000
+!define NEW ".velmo-new"
+!define OLD ".velmo-old"
+!define MARKER ".velmo-setup"
+!define JOURNAL "$INSTDIR\${OLD}\swap.txt"
+!define LONGEST_LINE 200 ; of a list of files; with a folder before it, it must still be a path that Windows takes
+!define ERROR_SHARING_VIOLATION 32
+!ifndef MUTEX
+    !define MUTEX "VelmoLauncherSetup"
+!endif
 
 Unicode true
 Target amd64-unicode
@@ -83,21 +102,203 @@ UninstPage custom un.ChooseData un.KeepChoice
 Var window      ; one of the top-level windows, while they are gone through
 Var owner       ; its owner, or 0
 Var line        ; a file's path below $INSTDIR, while a list is gone through
-Var failed      ; 1 when moving, placing or removing a file did not work
+Var kept        ; what stood before it in the journal
+Var refused     ; 1 when a list had a line that leads elsewhere
+Var failed      ; 1 when moving, placing or removing a file, or reading a list, did not work
 Var unrestored  ; 1 when a file of the old launcher could not be put back
+Var left        ; 1 when something in a folder of the setup's own could not be removed
+Var lock        ; the open marker of .velmo-new, or 0
 Var removeData  ; 1 when the player wants the settings and logs to go too
+
+; A setup for a trial defines STEPS, a folder where a file by a step's name holds it up there: it adds ".reached" to the
+; name and goes on once that is gone.
+!macro Step name
+    !ifdef STEPS
+        ${If} ${FileExists} "${STEPS}\${name}"
+            Rename "${STEPS}\${name}" "${STEPS}\${name}.reached"
+            ${Do}
+                Sleep 20
+            ${LoopWhile} ${FileExists} "${STEPS}\${name}.reached"
+        ${EndIf}
+    !endif
+!macroend
+!define Step '!insertmacro Step'
 
 ; What setup and uninstaller have in common; the uninstaller's functions begin with "un.".
 !macro Shared un Find
 
-; Ends the process when another one changes the files, or is about to.
+Function ${un}EndAsBusy
+    SetErrorLevel ${EXIT_BUSY}
+    MessageBox MB_OK|MB_ICONEXCLAMATION "Another setup of ${TITLE} is running." /SD IDOK
+    Quit
+FunctionEnd
+
+; Ends the process when another one of this session changes the files, or is about to. Whoever may not have the mutex, for
+; whatever reason, cannot know that he is alone. Setups of other sessions meet at BeginWork.
 Function ${un}BeAlone
-    System::Call 'kernel32::CreateMutexW(p 0, i 0, w "VelmoLauncherSetup") p .r0 ?e'
+    System::Call 'kernel32::CreateMutexW(p 0, i 0, w "${MUTEX}") p .r0 ?e'
     Pop $1
-    ${If} $1 = 183 ; it exists already
-        SetErrorLevel ${EXIT_BUSY}
-        MessageBox MB_OK|MB_ICONEXCLAMATION "Another setup of ${TITLE} is running." /SD IDOK
-        Quit
+    ${If} $0 P= 0
+    ${OrIf} $1 = 183 ; it exists already
+        Call ${un}EndAsBusy
+    ${EndIf}
+FunctionEnd
+
+; Leaves in $0 what stands at the path in $0: "nothing", "file", "folder", or "link", which is a folder that stands
+; elsewhere, by a junction or a link.
+Function ${un}Kind
+    Push $1
+    System::Call 'kernel32::GetFileAttributesW(w r0) i .r1'
+    IntOp $2 $1 & 0x410
+    ${If} $1 = -1
+        StrCpy $0 "nothing"
+    ${ElseIf} $2 = 0x410
+        StrCpy $0 "link"
+    ${ElseIf} $2 = 0x10
+        StrCpy $0 "folder"
+    ${Else}
+        StrCpy $0 "file"
+    ${EndIf}
+    Pop $1
+FunctionEnd
+
+; Removes the folder $0 if it is empty. One that is a link is the player's arrangement and stays.
+Function ${un}RemoveIfEmpty
+    Push $0
+    Call ${un}Kind
+    Exch $0
+    Pop $1
+    ${IfThen} $1 == "folder" ${|} RMDir $0 ${|}
+FunctionEnd
+
+; Empties the folder $R0 but for its marker, and leaves 1 in $left when that does not work. RMDir /r is not for this: it
+; goes into links, and would empty the folders that they lead to.
+Function ${un}Empty
+    Push $R5
+    Push $R6
+    FindFirst $R5 $R6 "$R0\*"
+    ${DoWhile} $R6 != ""
+        ${If} $R6 != "."
+        ${AndIf} $R6 != ".."
+        ${AndIf} $R6 != ${MARKER}
+            StrCpy $0 "$R0\$R6"
+            Call ${un}Kind
+            ${If} $0 == "folder"
+                Push $R0
+                StrCpy $R0 "$R0\$R6"
+                Call ${un}Empty
+                ClearErrors
+                RMDir $R0
+                Pop $R0
+            ${ElseIf} $0 == "link"
+                ClearErrors
+                RMDir "$R0\$R6" ; the link alone
+            ${Else}
+                ClearErrors
+                Delete "$R0\$R6"
+            ${EndIf}
+            ${IfThen} ${Errors} ${|} StrCpy $left 1 ${|}
+        ${EndIf}
+        ClearErrors
+        FindNext $R5 $R6
+    ${Loop}
+    FindClose $R5
+    ClearErrors
+    Pop $R6
+    Pop $R5
+FunctionEnd
+
+; Leaves 1 in $0 when $R0 is a folder with the setup's marker.
+Function ${un}IsOwn
+    StrCpy $0 $R0
+    Call ${un}Kind
+    ${If} $0 == "folder"
+        StrCpy $0 "$R0\${MARKER}"
+        Call ${un}Kind
+    ${Else}
+        StrCpy $0 "nothing"
+    ${EndIf}
+    ${If} $0 == "file"
+        StrCpy $0 1
+    ${Else}
+        StrCpy $0 0
+    ${EndIf}
+FunctionEnd
+
+; Opens the marker of $R0, which is made if need be. Leaves its handle in $R7, or -1 there and the error in $R8. Others may
+; read it meanwhile, but no second setup may open it.
+Function ${un}OpenMarker
+    CreateDirectory $R0
+    System::Call 'kernel32::CreateFileW(w "$R0\${MARKER}", i 0x40000000, i 1, p 0, i 4, i 0, p 0) p .r0 ?e'
+    Pop $R8
+    StrCpy $R7 $0
+    ${If} $R7 P<> -1
+        FileWrite $R7 "This folder belongs to the setup program of ${TITLE}, which removes all that is in it.$\r$\n"
+    ${EndIf}
+FunctionEnd
+
+; Removes $R0 if it is the setup's own, the marker last. What cannot go yet keeps its marker, so that a later run may.
+Function ${un}RemoveOwn
+    Call ${un}IsOwn
+    ${IfThen} $0 = 0 ${|} Return ${|}
+    StrCpy $left 0
+    Call ${un}Empty
+    ${IfThen} $left = 1 ${|} Return ${|}
+    Delete "$R0\${MARKER}"
+    RMDir $R0
+    StrCpy $0 $R0
+    Call ${un}Kind
+    ${If} $0 != "nothing"
+        Call ${un}OpenMarker
+        System::Call 'kernel32::CloseHandle(p $R7)'
+    ${EndIf}
+FunctionEnd
+
+; Another setup may begin here from now on.
+Function ${un}EndWork
+    ${If} $lock P<> 0
+        System::Call 'kernel32::CloseHandle(p $lock)'
+        StrCpy $lock 0
+        StrCpy $R0 "$INSTDIR\${NEW}"
+        Call ${un}RemoveOwn
+    ${EndIf}
+FunctionEnd
+
+Function ${un}RefuseUnmarked
+    StrCpy $0 $R0
+    Call ${un}Kind
+    ${IfThen} $0 == "nothing" ${|} Return ${|}
+    ${If} $0 == "folder"
+        Call ${un}IsOwn
+        ${IfThen} $0 = 1 ${|} Return ${|}
+        RMDir $R0 ; an empty one may be of a setup that was cut off before it made the marker
+        StrCpy $0 $R0
+        Call ${un}Kind
+        ${IfThen} $0 == "nothing" ${|} Return ${|}
+    ${EndIf}
+    SetErrorLevel ${EXIT_ELSEWHERE}
+    MessageBox MB_OK|MB_ICONSTOP "$R0 does not come from this program, which needs that name. Move it to another place \
+        or give it another name, then try again." /SD IDOK
+    Abort "Nothing was changed."
+FunctionEnd
+
+; The setup empties its folders, so whatever else may be called like them has to be out of the way.
+Function ${un}RefuseForeignWork
+    StrCpy $R0 "$INSTDIR\${OLD}"
+    Call ${un}RefuseUnmarked
+    StrCpy $R0 "$INSTDIR\${NEW}"
+    Call ${un}RefuseUnmarked
+FunctionEnd
+
+; Leaves 1 in $0 when $INSTDIR has a launcher that a setup installed, be it in pieces.
+Function ${un}LooksInstalled
+    ReadRegStr $0 HKCU "${UNINSTALL_KEY}" "InstallLocation"
+    ${If} $0 == $INSTDIR
+    ${OrIf} ${FileExists} "$INSTDIR\${PROGRAM}"
+    ${OrIf} ${FileExists} "${JOURNAL}"
+        StrCpy $0 1
+    ${Else}
+        StrCpy $0 0
     ${EndIf}
 FunctionEnd
 
@@ -158,7 +359,7 @@ Function ${un}LauncherRuns
     Pop $2
     ${If} $1 P<> -1
         System::Call 'kernel32::CloseHandle(p r1)'
-    ${ElseIf} $2 = 32 ; sharing violation
+    ${ElseIf} $2 = ${ERROR_SHARING_VIOLATION}
         StrCpy $0 1
     ${EndIf}
 FunctionEnd
@@ -188,79 +389,195 @@ Function ${un}CloseLauncher
         ${If} ${Cmd} `MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION|MB_SETFOREGROUND "The launcher is still \
                 open.$\r$\n$\r$\nIt may be asking you whether to close during a download. Answer it or close the \
                 launcher, then press Retry." /SD IDCANCEL IDCANCEL`
+            Call ${un}EndWork
             SetErrorLevel ${EXIT_RUNNING}
             Abort "The launcher is still open. Nothing was changed."
         ${EndIf}
     ${Loop}
 FunctionEnd
 
-; Calls the function at $R1 with each line of the file $R2 in $line, until one fails.
+; Leaves 1 in $0 when $line may name a launcher's file below $INSTDIR and nothing else: no way up, no drive, no stream, none
+; of the signs that stand for others, no root, nothing in the setup's own folders, and not so long that a path with it would
+; be cut.
+Function ${un}IsLineSound
+    StrCpy $1 0
+    StrCpy $0 $line 1
+    ${If} $0 == "="
+    ${OrIf} $0 == "+"
+        StrCpy $1 1 ; the journal's signs are not of the path
+    ${EndIf}
+    StrCpy $0 $line "" $1
+    StrLen $2 $0
+    StrCpy $3 $0 7
+    StrCpy $0 $0 1
+    ${If} $2 = 0
+    ${OrIf} $2 > ${LONGEST_LINE}
+    ${OrIf} $0 == "\"
+    ${OrIf} $3 == ".velmo-"
+        StrCpy $0 0
+        Return
+    ${EndIf}
+    ${Do}
+        StrCpy $0 $line 1 $1
+        ${IfThen} $0 == "" ${|} ${ExitDo} ${|}
+        StrCpy $2 $line 2 $1
+        ${If} $2 == ".."
+        ${OrIf} $0 == ":"
+        ${OrIf} $0 == "/"
+        ${OrIf} $0 == "*"
+        ${OrIf} $0 == "?"
+        ${OrIf} $0 == "<" ; Windows reads the last three as signs for others, too
+        ${OrIf} $0 == ">"
+        ${OrIf} $0 == '"'
+            StrCpy $0 0
+            Return
+        ${EndIf}
+        IntOp $1 $1 + 1
+    ${Loop}
+    StrCpy $0 1
+FunctionEnd
+
+; Calls the function at $R1 with each line of the file $R2 in $line, until one fails. A file that is not there has no
+; lines; one that cannot be read has failed. A line that leads elsewhere is passed over, and noted in $refused.
 Function ${un}ForEachLine
+    ${IfNot} ${FileExists} $R2
+        Return
+    ${EndIf}
+    ClearErrors
     FileOpen $R3 $R2 r
+    ${If} ${Errors}
+        StrCpy $failed 1
+        Return
+    ${EndIf}
     ${Do}
         ClearErrors ; of the line before; only the end of the file is to end this
         FileRead $R3 $line
         ${IfThen} ${Errors} ${|} ${ExitDo} ${|}
         ${TrimNewLines} $line $line
-        Call $R1
+        Call ${un}IsLineSound
+        ${If} $0 = 1
+            Call $R1
+        ${Else}
+            StrCpy $refused 1
+        ${EndIf}
     ${LoopUntil} $failed = 1
     FileClose $R3
     ClearErrors
 FunctionEnd
 
-Function ${un}NoteLine
-    FileWrite $R4 "$line$\r$\n"
+; Calls the function at $R1 with each line of the journal, parted into $kept and $line.
+Function ${un}TakeJournalLine
+    StrCpy $kept $line 1
+    StrCpy $line $line "" 1
+    Call $R9
 FunctionEnd
 
+Function ${un}ForEachMove
+    StrCpy $R9 $R1
+    GetFunctionAddress $R1 ${un}TakeJournalLine
+    StrCpy $R2 "${JOURNAL}"
+    Call ${un}ForEachLine
+FunctionEnd
+
+; A folder where a list has a file is no file of a launcher.
+Function ${un}NoteLine
+    StrCpy $0 "$INSTDIR\$line"
+    Call ${un}Kind
+    ClearErrors
+    ${If} $0 == "file"
+        FileWrite $R4 "=$line$\r$\n"
+    ${ElseIf} $0 == "nothing"
+        FileWrite $R4 "+$line$\r$\n"
+    ${EndIf}
+    ${IfThen} ${Errors} ${|} StrCpy $failed 1 ${|}
+FunctionEnd
+
+; A file that two lists name is moved at its first line.
 Function ${un}MoveAside
-    ${If} ${FileExists} "$INSTDIR\$line"
-        ${GetParent} "$INSTDIR\.old\$line" $0
+    StrCpy $0 "$INSTDIR\$line"
+    Call ${un}Kind
+    ${If} $kept == "="
+    ${AndIf} $0 == "file"
+        ${GetParent} "$INSTDIR\${OLD}\$line" $0
         CreateDirectory $0
         ClearErrors
-        Rename "$INSTDIR\$line" "$INSTDIR\.old\$line"
+        Rename "$INSTDIR\$line" "$INSTDIR\${OLD}\$line"
         ${IfThen} ${Errors} ${|} StrCpy $failed 1 ${|}
+        ${Step} moving
     ${EndIf}
 FunctionEnd
 
-Function ${un}RemoveNew
-    Delete "$INSTDIR\$line"
-FunctionEnd
-
+; What stands in an old file's place is new if the old one is still in .velmo-old; else the old one was never moved, or is
+; back already. So each line can be taken as often as need be.
 Function ${un}PutBack
-    ${If} ${FileExists} "$INSTDIR\.old\$line"
+    ${If} $kept == "="
+        StrCpy $0 "$INSTDIR\${OLD}\$line"
+        Call ${un}Kind
+        ${IfThen} $0 != "file" ${|} Return ${|}
         ${GetParent} "$INSTDIR\$line" $0
         CreateDirectory $0
+        Delete "$INSTDIR\$line"
+        ${Step} putting-back
         ClearErrors
-        Rename "$INSTDIR\.old\$line" "$INSTDIR\$line"
-        ${IfThen} ${Errors} ${|} StrCpy $unrestored 1 ${|}
+        Rename "$INSTDIR\${OLD}\$line" "$INSTDIR\$line"
+    ${Else}
+        ClearErrors
+        Delete "$INSTDIR\$line"
+    ${EndIf}
+    ${IfThen} ${Errors} ${|} StrCpy $unrestored 1 ${|}
+    ${If} $kept == "+"
+        Call ${un}RemoveEmptyFolder
     ${EndIf}
 FunctionEnd
 
-; Puts the old launcher back into its place after a swap that failed, or one that an earlier run did not finish. While
-; .old\swap.txt stands, a swap is not finished; .old\moved says that what stands in place of the old files is new.
+; Puts the old launcher back into its place after a swap that failed, or one that an earlier run did not finish. The
+; journal goes when all of it is back, and not before.
 Function ${un}UndoSwap
     StrCpy $unrestored 0
     StrCpy $failed 0
-    StrCpy $R2 "$INSTDIR\.old\swap.txt"
-    ${If} ${FileExists} $R2
-        ${If} ${FileExists} "$INSTDIR\.old\moved"
-            GetFunctionAddress $R1 ${un}RemoveNew
-            Call ${un}ForEachLine
-            Delete "$INSTDIR\.old\moved"
-        ${EndIf}
-        GetFunctionAddress $R1 ${un}PutBack
-        Call ${un}ForEachLine
-    ${EndIf}
-    RMDir /r "$INSTDIR\.new"
-    ${IfThen} $unrestored = 0 ${|} RMDir /r "$INSTDIR\.old" ${|}
+    ${Step} undoing
+    GetFunctionAddress $R1 ${un}PutBack
+    Call ${un}ForEachMove
+    ${IfThen} $failed = 1 ${|} StrCpy $unrestored 1 ${|}
+    ${IfThen} $unrestored = 1 ${|} Return ${|}
+    ${Step} undone
+    StrCpy $R0 "$INSTDIR\${OLD}"
+    Call ${un}RemoveOwn
 FunctionEnd
 
-; Moves the files that the lists $8 and $9 name into .old; a list that is not there names nothing.
-Function ${un}MoveOldAside
-    StrCpy $failed 0
-    CreateDirectory "$INSTDIR\.old"
+; Claims the folder and puts right what an earlier run has left there.
+Function ${un}BeginWork
+    StrCpy $R0 "$INSTDIR\${NEW}"
+    Call ${un}OpenMarker
+    ${If} $R7 P= -1
+        RMDir $R0
+        ${IfThen} $R8 = ${ERROR_SHARING_VIOLATION} ${|} Call ${un}EndAsBusy ${|}
+        Call ${un}GiveUp
+    ${EndIf}
+    StrCpy $lock $R7
+    Call ${un}UndoSwap
+    ${IfThen} $unrestored = 1 ${|} Call ${un}GiveUp ${|}
+    StrCpy $left 0
+    StrCpy $R0 "$INSTDIR\${NEW}"
+    Call ${un}Empty
+    ; What is left in .velmo-old would be taken for this launcher's in an undo.
+    ${If} $left = 1
+    ${OrIf} ${FileExists} "$INSTDIR\${OLD}"
+        Call ${un}GiveUp
+    ${EndIf}
+FunctionEnd
+
+; Writes the journal for the files that the lists $8 and $9 name.
+Function ${un}WriteJournal
+    StrCpy $R0 "$INSTDIR\${OLD}"
+    Call ${un}OpenMarker
+    ${If} $R7 P= -1
+        StrCpy $failed 1
+        Return
+    ${EndIf}
+    System::Call 'kernel32::CloseHandle(p $R7)'
     ClearErrors
-    FileOpen $R4 "$INSTDIR\.old\swap.txt" w
+    FileOpen $R4 "${JOURNAL}.part" w
     ${If} ${Errors}
         StrCpy $failed 1
         Return
@@ -270,30 +587,54 @@ Function ${un}MoveOldAside
     Call ${un}ForEachLine
     StrCpy $R2 $9
     Call ${un}ForEachLine
+    System::Call 'kernel32::FlushFileBuffers(p $R4) i .r0'
+    ${IfThen} $0 = 0 ${|} StrCpy $failed 1 ${|}
     FileClose $R4
-    GetFunctionAddress $R1 ${un}MoveAside
-    StrCpy $R2 "$INSTDIR\.old\swap.txt"
-    Call ${un}ForEachLine
+    ${IfThen} $failed = 1 ${|} Return ${|}
+    ClearErrors
+    Rename "${JOURNAL}.part" "${JOURNAL}"
+    ${IfThen} ${Errors} ${|} StrCpy $failed 1 ${|}
+FunctionEnd
+
+; Moves the files that the lists $8 and $9 name into .velmo-old.
+Function ${un}MoveOldAside
+    StrCpy $failed 0
+    Call ${un}WriteJournal
+    ${If} $failed = 0
+        ${Step} noted
+        GetFunctionAddress $R1 ${un}MoveAside
+        Call ${un}ForEachMove
+    ${EndIf}
+    ${Step} moved
+    ${IfThen} $failed = 1 ${|} Call ${un}GiveUp ${|}
 FunctionEnd
 
 Function ${un}RemoveEmptyFolder
     ${GetParent} $line $0
-    ${IfThen} $0 != "" ${|} RMDir "$INSTDIR\$0" ${|}
+    ${If} $0 != ""
+        StrCpy $0 "$INSTDIR\$0"
+        Call ${un}RemoveIfEmpty
+    ${EndIf}
 FunctionEnd
 
 ; What the old launcher had and the new one has not goes for good, with folders that it leaves empty.
 Function ${un}FinishSwap
+    ${Step} placed
     GetFunctionAddress $R1 ${un}RemoveEmptyFolder
-    StrCpy $R2 "$INSTDIR\.old\swap.txt"
-    Call ${un}ForEachLine
-    Delete "$INSTDIR\.old\swap.txt" ; from here on, nothing leads back
-    RMDir /r "$INSTDIR\.old"
-    RMDir /r "$INSTDIR\.new"
+    Call ${un}ForEachMove
+    ClearErrors
+    Delete "${JOURNAL}" ; from here on, nothing leads back
+    ${IfThen} ${Errors} ${|} Call ${un}GiveUp ${|}
+    ${Step} finished
+    StrCpy $R0 "$INSTDIR\${OLD}"
+    Call ${un}RemoveOwn
 FunctionEnd
 
 Function ${un}GiveUp
     Call ${un}UndoSwap
-    RMDir "$INSTDIR" ; if there was nothing in it before
+    Call ${un}EndWork
+    StrCpy $0 $INSTDIR
+    Call ${un}RemoveIfEmpty ; if there was nothing in it before
     SetErrorLevel ${EXIT_FILES}
     StrCpy $0 "Nothing was changed."
     ${IfThen} $unrestored = 1 ${|} StrCpy $0 "The launcher is incomplete now; the next attempt puts it back." ${|}
@@ -334,10 +675,8 @@ FunctionEnd
 
 ; A folder without a launcher may belong to another program, whose Uninstall.exe is not ours to replace.
 Function RefuseForeignFolder
-    ${If} ${FileExists} "$INSTDIR\${PROGRAM}"
-    ${OrIf} ${FileExists} "$INSTDIR\.old\swap.txt"
-        Return
-    ${EndIf}
+    Call LooksInstalled
+    ${IfThen} $0 = 1 ${|} Return ${|}
     StrCpy $failed 0
     GetFunctionAddress $R1 LookForForeign
     StrCpy $R2 "$PLUGINSDIR\files.txt"
@@ -354,8 +693,9 @@ Function PlaceNew
     ${GetParent} "$INSTDIR\$line" $0
     CreateDirectory $0
     ClearErrors
-    Rename "$INSTDIR\.new\$line" "$INSTDIR\$line"
+    Rename "$INSTDIR\${NEW}\$line" "$INSTDIR\$line"
     ${IfThen} ${Errors} ${|} StrCpy $failed 1 ${|}
+    ${Step} placing
 FunctionEnd
 
 Section
@@ -363,35 +703,32 @@ Section
     SetOverwrite try
     InitPluginsDir
     File "/oname=$PLUGINSDIR\files.txt" "${LIST}"
+    Call RefuseForeignWork
     Call RefuseForeignFolder
     Call CloseLauncher
-    Call UndoSwap
-    ${IfThen} $unrestored = 1 ${|} Call GiveUp ${|}
+    Call BeginWork
 
     DetailPrint "Unpacking"
     ClearErrors
     !include "${COMMANDS}"
-    SetOutPath "$INSTDIR\.new"
+    SetOutPath "$INSTDIR\${NEW}"
     File "/oname=files.txt" "${LIST}"
     SetOutPath "$TEMP" ; a folder that a program stands in cannot go
-    WriteUninstaller "$INSTDIR\.new\Uninstall.exe"
+    WriteUninstaller "$INSTDIR\${NEW}\Uninstall.exe"
     ${IfThen} ${Errors} ${|} Call GiveUp ${|}
     SetErrorLevel 0
+    ${Step} unpacked
 
     Call CloseLauncher ; the player may have opened it meanwhile
     StrCpy $8 "$INSTDIR\files.txt"
     StrCpy $9 "$PLUGINSDIR\files.txt"
     Call MoveOldAside
-    ${IfThen} $failed = 1 ${|} Call GiveUp ${|}
-    ClearErrors
-    FileOpen $0 "$INSTDIR\.old\moved" w
-    FileClose $0
-    ${IfThen} ${Errors} ${|} Call GiveUp ${|}
     GetFunctionAddress $R1 PlaceNew
     StrCpy $R2 "$PLUGINSDIR\files.txt"
     Call ForEachLine
     ${IfThen} $failed = 1 ${|} Call GiveUp ${|}
     Call FinishSwap
+    Call EndWork
 
     SetOutPath "$INSTDIR" ; where the shortcut starts the program
     CreateShortCut "${SHORTCUT}" "$INSTDIR\${PROGRAM}"
@@ -410,8 +747,9 @@ SectionEnd
 ; What the unpacking that ended so has left.
 Function .onInstFailed
     SetOutPath "$TEMP"
-    RMDir /r "$INSTDIR\.new"
-    RMDir "$INSTDIR"
+    Call EndWork
+    StrCpy $0 $INSTDIR
+    Call RemoveIfEmpty
 FunctionEnd
 
 Function un.onInit
@@ -446,17 +784,41 @@ Function un.KeepChoice
     ${NSD_GetState} $R5 $removeData
 FunctionEnd
 
+; The uninstaller may have been copied to a folder of other things, some of them by the names of the launcher's.
+Function un.RefuseForeignFolder
+    Call un.LooksInstalled
+    ${If} $0 = 0
+        SetErrorLevel ${EXIT_ELSEWHERE}
+        MessageBox MB_OK|MB_ICONSTOP "${TITLE} is not installed in $INSTDIR." /SD IDOK
+        Abort "Nothing was changed."
+    ${EndIf}
+FunctionEnd
+
 Section "un.Launcher"
     SetOutPath "$TEMP" ; a folder that a program stands in cannot go
+    Call un.RefuseForeignWork
+    Call un.RefuseForeignFolder
     Call un.CloseLauncher
-    Call un.UndoSwap
-    ${IfThen} $unrestored = 1 ${|} Call un.GiveUp ${|}
+    Call un.BeginWork
+    ; What this version has installed goes even when the list of it has been lost.
+    InitPluginsDir
+    File "/oname=$PLUGINSDIR\files.txt" "${LIST}"
     StrCpy $8 "$INSTDIR\files.txt"
-    StrCpy $9 ""
+    StrCpy $9 "$PLUGINSDIR\files.txt"
+    StrCpy $refused 0
+    ${IfNot} ${FileExists} $8
+        StrCpy $refused 1
+    ${EndIf}
     Call un.MoveOldAside
-    ${IfThen} $failed = 1 ${|} Call un.GiveUp ${|}
     Call un.FinishSwap
-    RMDir "$INSTDIR"
+    Call un.EndWork
+    StrCpy $0 $INSTDIR
+    Call un.RemoveIfEmpty
+    ${If} $refused = 1
+        MessageBox MB_OK|MB_ICONINFORMATION "The list of the installed files, files.txt, was missing or \
+            damaged.$\r$\n$\r$\nThe files that this version of the launcher comes with were removed. What else lies in \
+            $INSTDIR stays there." /SD IDOK
+    ${EndIf}
 
     ReadRegStr $0 HKCU "${UNINSTALL_KEY}" "InstallLocation"
     ${If} $0 == $INSTDIR
