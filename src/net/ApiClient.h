@@ -40,9 +40,9 @@ public:
     void getJson(const QString &url, Callback callback);
     /// One POST of \a body; the callback as for getJson.
     void postJson(const QString &url, const QJsonObject &body, Callback callback);
-    /// Aborts everything in flight, and what is still held back; the callbacks run before this returns. A request that a
-    /// callback makes goes on, and a refused address is still answered from the event loop. The destructor does the same,
-    /// but what a callback asks for then is dropped.
+    /// Aborts everything in flight, and what is still held back; the callbacks run before this returns. A request that
+    /// a callback makes goes on, and a refused address is still answered from the event loop. The destructor does the
+    /// same, but what a callback asks for then is dropped.
     void cancelAll();
 
     /// Holds back what is requested from now on: it is logged and answered like any other request, but leaves, and
