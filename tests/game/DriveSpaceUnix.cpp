@@ -13,7 +13,7 @@ namespace {
 std::optional<qint64> pretendedBytes;
 
 /// Qt asks by one of two functions of the C library, after its version; their answers name these fields alike.
-template <typename Volume>
+template<typename Volume>
 int answer(int (*systemFunction)(const char *, Volume *), const char *path, Volume *volume)
 {
     if (pretendedBytes && *pretendedBytes < 0) {
