@@ -526,8 +526,10 @@ void tst_GameManagerLaunch::pressWhileTheGameStillRunsStaysLaunching()
     const qint64 game = t.worker<QProcess>()->processId();
     t.clearTrace();
     t->primaryAction();
-    QCOMPARE(t.trace({u"default"_s}), launchLines(program(t), u"\"until-input-ends\""_s) +
-                                          QStringList{u"WARN default: QProcess::start: Process is already running"_s});
+    const QStringList traced = t.trace({u"default"_s}); // Qt has its say on each step of a start
+    QCOMPARE(traced.mid(0, 3), launchLines(program(t), u"\"until-input-ends\""_s));
+    QCOMPARE(traced.last(), u"WARN default: QProcess::start: Process is already running"_s);
+    QCOMPARE(t.trace().size(), 3);
     QCOMPARE(t->state(), GameState::Launching);
     QCOMPARE(t.worker<QProcess>()->processId(), game);
     QVERIFY(t.errors().isEmpty());
