@@ -185,6 +185,7 @@ void SettingsPage::addAppearanceSection(QVBoxLayout *layout)
                      color::textMuted, scale));
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it adds to the page, and its buttons change the settings
 void SettingsPage::addMaintenanceSection(QVBoxLayout *layout)
 {
     QWidget *content = layout->parentWidget();

@@ -14,6 +14,8 @@
 #include <QScrollArea>
 #include <QVBoxLayout>
 
+#include <cstdlib>
+
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo::test;
 using velmo::CommunityPage;
@@ -211,6 +213,10 @@ void tst_CommunityPage::smallWindowCompressesWithoutScrolling()
         }
         const int margin = page.layout()->contentsMargins().bottom();
         QVERIFY(margin > 0 && margin < 26);
+        // Everything gives the same part.
+        const int gap = page.layout()->itemAt(3)->spacerItem()->sizeHint().height();
+        QVERIFY2(std::abs(gap * 26 - margin * 28) <= 28 + 26, qPrintable(QString::number(gap)));
+        QVERIFY(buttons.constFirst()->parentWidget()->layout()->spacing() < 6);
         const int left = page.height() - margin - buttons.constLast()->parentWidget()->geometry().bottom();
         QVERIFY2(left < 16, qPrintable(QString::number(left))); // nothing gives way without need
     }
