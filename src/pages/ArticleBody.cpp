@@ -114,8 +114,6 @@ ArticleBody::ArticleBody(QVBoxLayout *column)
     : QObject(column->parentWidget())
     , column_(column)
 {
-    // The column grows at once, or a new piece would take its room from all others until the page has grown too.
-    column_->setSizeConstraint(QLayout::SetMinimumSize);
     // Without an interval: one step in each turn of the event loop, and what the player does comes in between.
     connect(&steps_, &QTimer::timeout, this, &ArticleBody::takeStep);
 }
