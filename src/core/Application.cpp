@@ -26,7 +26,7 @@ namespace velmo {
 
 namespace {
 
-constexpr int longestHoldMs = 1000;
+constexpr int longestHoldMs = 5000;
 
 /// Lets the requests go once the window that it watches has its first picture.
 class FirstPaint : public QObject {
@@ -111,8 +111,8 @@ bool Application::start()
         qCInfo(lcApp) << "Autostart: opening to the tray";
         window->winId(); // without a native window, a setup program has nothing that it could ask to close
     } else {
-        window->show();
         holdRequestsUntilPainted();
+        window->show();
     }
     account->start();
     game->start();
