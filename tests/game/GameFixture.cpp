@@ -104,6 +104,11 @@ BuildFile gameProgramFile()
     return {u"bin/game"_s, program, true, {}};
 }
 
+QJsonObject ownInstallFolder()
+{
+    return {{u"installFolderName"_s, u"Harrowfen-test-%1"_s.arg(QCoreApplication::applicationPid())}};
+}
+
 GameStudio::GameStudio(const QJsonObject &profile)
 {
     const auto channel = [](const QString &id, const QString &address) {

@@ -47,6 +47,10 @@ QString gameProgram();
 /// That program as a build's "bin/game".
 BuildFile gameProgramFile();
 
+/// What a profile says so that the default folder is this process's alone: on Windows the games root is the account's,
+/// which other programs share and which may hold a game.
+QJsonObject ownInstallFolder();
+
 /// A studio for a whole test program, and beside the program the game profile that leads there. Its branches are
 /// "release" (the default one), "beta", "nowhere" (nothing listens there), "blank" (no address) and "plain" (http).
 /// One at a time.

@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QMap>
 #include <QMetaEnum>
+#include <QScopeGuard>
 #include <QtTest>
 
 #include <optional>
@@ -154,7 +155,7 @@ private slots:
 
 void tst_GameManager::initTestCase()
 {
-    studio_.emplace();
+    studio_.emplace(ownInstallFolder());
 }
 
 void tst_GameManager::cleanupTestCase()
@@ -233,7 +234,9 @@ void tst_GameManager::startUsesTheChosenFolder()
 
 void tst_GameManager::startUsesTheDefaultFolderAndDoesNotStoreIt()
 {
-    const QString folder = QDir(defaultGamesRoot()).filePath(u"Harrowfen"_s);
+    const QString folder = QDir(defaultGamesRoot()).filePath(gameProfile().installFolderName);
+    QVERIFY(!QFile::exists(folder));
+    const auto cleanUp = qScopeGuard([folder] { QDir(folder).removeRecursively(); });
     GameFixture t(*studio_);
     t.setRoot(folder);
     t.install(firstBuild());
@@ -244,7 +247,6 @@ void tst_GameManager::startUsesTheDefaultFolderAndDoesNotStoreIt()
     QCOMPARE(t.worker<InstallManager>()->installRoot(), folder);
     QCOMPARE(t->installPath(), QString());
     QCOMPARE(t.settings().stringValue(u"game.installPath"_s, u"none"_s), QString());
-    QVERIFY(QDir(folder).removeRecursively());
 }
 
 void tst_GameManager::firstTimeUserSeesTheseStepsInOrder()
@@ -797,9 +799,12 @@ void driveThroughBusyStates(GameFixture &t, GameStudio &studio)
     QVERIFY(t.waitUntilPast(GameState::Installing));
     t->primaryAction();
     QVERIFY(t.waitUntilPast(GameState::Launching));
-    QVERIFY(QTest::qWaitFor([&t] {
-        return t.log().texts(u"velmo.game"_s).last().contains(u"Game exited"_s) || t->state() == GameState::Installed;
-    }));
+    QVERIFY(QTest::qWaitFor(
+        [&t] {
+            return t.log().texts(u"velmo.game"_s).last().contains(u"Game exited"_s) ||
+                   t->state() == GameState::Installed;
+        },
+        waitMs));
 }
 
 } // namespace

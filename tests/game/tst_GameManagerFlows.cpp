@@ -97,7 +97,7 @@ bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio, const Buil
     studio->addFault(inRelease(u"data/old.dat"_s), fault(Fault::Stall, 250000, 1));
     t->primaryAction();
     const QString part = t.root() + u"/data/old.dat.part"_s;
-    return QTest::qWaitFor([&part] { return QFileInfo(part).size() == 250000; });
+    return QTest::qWaitFor([&part] { return QFileInfo(part).size() == 250000; }, waitMs);
 }
 
 QByteArray rangeOf(const studio::Request &request)
@@ -199,7 +199,9 @@ private slots:
 
 void tst_GameManagerFlows::initTestCase()
 {
-    studio_.emplace(QJsonObject{{u"estimatedInstallSize"_s, 5000000}});
+    QJsonObject profile = ownInstallFolder();
+    profile.insert(u"estimatedInstallSize"_s, 5000000);
+    studio_.emplace(profile);
 }
 
 void tst_GameManagerFlows::cleanupTestCase()
@@ -319,7 +321,8 @@ void tst_GameManagerFlows::installWorksUnderAFolderWithBlanksAndForeignLetters()
 void tst_GameManagerFlows::defaultFolderIsInstalledToAndRepaired()
 {
     GameFixture t(*studio_);
-    const QString folder = QDir(defaultGamesRoot()).filePath(u"Harrowfen"_s);
+    const QString folder = QDir(defaultGamesRoot()).filePath(gameProfile().installFolderName);
+    QVERIFY(!QFile::exists(folder));
     const auto cleanUp = qScopeGuard([folder] { QDir(folder).removeRecursively(); });
     studio_->publish(firstBuild());
     t.setRoot({}); // none is chosen

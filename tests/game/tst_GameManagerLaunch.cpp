@@ -85,11 +85,11 @@ void endGame(GameFixture &t)
     t.worker<QProcess>()->closeWriteChannel();
 }
 
-/// What the game wrote down: its working directory, then its arguments.
+/// What the game wrote down: its working directory, then its arguments. The file comes into being whole.
 QStringList recorded(const QString &fileName)
 {
     QFile file(fileName);
-    if (!QTest::qWaitFor([&fileName] { return QFile::exists(fileName); }) || !file.open(QIODevice::ReadOnly)) {
+    if (!QTest::qWaitFor([&fileName] { return QFile::exists(fileName); }, waitMs) || !file.open(QIODevice::ReadOnly)) {
         return {};
     }
     return QString::fromUtf8(file.readAll()).trimmed().split(u'\n');

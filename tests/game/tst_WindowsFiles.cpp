@@ -37,7 +37,7 @@ public:
     {
         const QString ready = folder + u"/holds"_s;
         process_.start(gameProgram(), {u"hold="_s + fileName, u"record="_s + ready, u"until-input-ends"_s});
-        holds_ = QTest::qWaitFor([&ready] { return QFile::exists(ready); });
+        holds_ = QTest::qWaitFor([&ready] { return QFile::exists(ready); }, waitMs);
     }
     ~Holder()
     {

@@ -333,7 +333,14 @@ void tst_ApiClient::callbackRunsOnceAndAfterTheCall()
 void tst_ApiClient::requestNamesTheLauncherAndShunsCaches()
 {
     LoopbackPeer peer(LoopbackPeer::reply(http("200 OK", "{}")));
-    QVERIFY(get(peer.url(u"/api"_s)).ok);
+    ApiClient client;
+    Outcome outcome;
+    client.getJson(peer.url(u"/api"_s).toString(), outcome.callback());
+    const auto *reply = client.findChild<QNetworkReply *>();
+    QVERIFY(reply);
+    QCOMPARE(reply->request().transferTimeout(), 10000);
+    QVERIFY(outcome.arrives());
+    QVERIFY(outcome.result().ok);
     QCOMPARE(peer.requests().size(), 1);
     const QByteArray request = peer.requests().first();
     QVERIFY(request.startsWith("GET /api HTTP/1.1\r\n"));
