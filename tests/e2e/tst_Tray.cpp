@@ -139,7 +139,6 @@ private slots:
     void lateReportDoesNotHideTheReturningWindow_data();
     void lateReportDoesNotHideTheReturningWindow();
     void hidingThatWaitsLeavesTheReturningWindow();
-    void windowMinimisedOnItsWayBackIsHidden();
     void runningGameHidesTheWindow();
     void hidingTellsWhereTheWindowWent();
     void noticeIsShownOnce();
@@ -473,16 +472,6 @@ void tst_Tray::hidingThatWaitsLeavesTheReturningWindow()
     window_->overrideWindowState(Qt::WindowNoState);
     QTRY_VERIFY(isOnScreen(*window_));
     QCOMPARE(hides.count(), 0);
-}
-
-void tst_Tray::windowMinimisedOnItsWayBackIsHidden()
-{
-    window_->showMinimized();
-    QTRY_VERIFY(window_->isHidden());
-    window_->restoreFromTray();
-    window_->showMinimized();
-    QVERIFY(window_->isVisible());
-    QTRY_VERIFY(window_->isHidden());
 }
 
 void tst_Tray::runningGameHidesTheWindow()
