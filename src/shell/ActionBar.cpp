@@ -134,14 +134,18 @@ void ActionBar::applyState(GameState state, const QString &detail)
 {
     const ButtonLook look = lookOf(state);
     const bool transfer = isTransfer(state);
+    const bool cancellable = transfer && game->canCancel();
     const QWidget *focused = window()->focusWidget();
     const bool holdsFocus = focused && (focused == this || isAncestorOf(focused));
+    if (holdsFocus && !(focused == cancelButton ? cancellable : look.enabled)) {
+        setFocus(); // a button that goes would hand the focus to the page, which scrolls to it and is read aloud
+    }
     primaryButton->setText(look.label.toString());
     primaryButton->setBusy(transfer);
     primaryButton->setEnabled(look.enabled);
     statusLabel->setText(detail.isEmpty() ? GameManager::stateLabel(state) : detail);
     progressTrack->setVisible(transfer);
-    cancelButton->setVisible(transfer && game->canCancel());
+    cancelButton->setVisible(cancellable);
     progressTrack->setIndeterminate(state == GameState::Installing);
     if (!transfer) {
         refreshMeta();

@@ -4,8 +4,8 @@
 
 namespace velmo {
 
-/// A line of plain text that gives way: where its room is short it is cut at an ellipsis, and the tool tip tells the
-/// rest. text() is the whole text always, for screen readers too.
+/// A line of plain text that gives way: where its room is short it is cut at an ellipsis, and where it takes the mouse
+/// the tool tip tells the rest. text() is the whole text always, for screen readers too.
 class ElidingLabel : public QLabel {
     Q_OBJECT
 

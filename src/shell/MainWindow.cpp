@@ -19,17 +19,18 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QScreen>
-#include <QTimer>
 #include <QVBoxLayout>
-#include <QWindow>
 
 #include <algorithm>
+#include <chrono>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo {
 
 namespace {
+
+constexpr std::chrono::seconds longestReturn{5}; // from the tray to the screen, on a busy machine
 
 bool reachesAnyScreen(const QRect &rect)
 {
@@ -59,7 +60,9 @@ MainWindow::MainWindow(ConfigManager *config, GameManager *game, ApiClient *api,
 
 void MainWindow::restoreFromTray()
 {
-    returning = isHidden();
+    if (isHidden()) {
+        returning.start();
+    }
     // Shown again as it was hidden, some window managers would take it for minimised once more. Not before this moment:
     // under X11, a window that ceases to be minimised comes to the screen.
     setWindowState(windowState() & ~Qt::WindowMinimized);
@@ -76,29 +79,13 @@ void MainWindow::restoreFromTray()
 void MainWindow::changeEvent(QEvent *event)
 {
     FramelessWindow::changeEvent(event);
-    if (event->type() == QEvent::WindowStateChange && !hidingToTray && !returning && isMinimized() &&
-        trayIcon->isVisible()) {
+    if (isActiveWindow() && !isMinimized()) {
+        returning.stop();
+    }
+    if (event->type() == QEvent::WindowStateChange && !hidingToTray && isMinimized() && trayIcon->isVisible()) {
         // Not from within the change itself: the window system is still in the middle of it.
-        QTimer::singleShot(0, this, [this] {
-            if (isMinimized() && trayIcon->isVisible()) {
-                hideToTray();
-            }
-        });
+        QTimer::singleShot(0, this, &MainWindow::hideIfMinimized);
     }
-}
-
-void MainWindow::showEvent(QShowEvent *event)
-{
-    FramelessWindow::showEvent(event);
-    windowHandle()->installEventFilter(this);
-}
-
-bool MainWindow::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == windowHandle() && event->type() == QEvent::Expose && windowHandle()->isExposed()) {
-        returning = false;
-    }
-    return FramelessWindow::eventFilter(watched, event);
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -174,6 +161,9 @@ void MainWindow::connectParts()
 void MainWindow::connectTray()
 {
     trayIcon = new TrayIcon(config, game, this);
+    returning.setSingleShot(true);
+    returning.setInterval(longestReturn);
+    connect(&returning, &QTimer::timeout, this, &MainWindow::hideIfMinimized);
     connect(trayIcon, &TrayIcon::restoreRequested, this, &MainWindow::restoreFromTray);
     connect(trayIcon, &TrayIcon::quitRequested, this, &MainWindow::quitFromTray);
     connect(config, &ConfigManager::changed, this, [this](const QString &key) {
@@ -206,11 +196,20 @@ void MainWindow::hideToTray()
     if (!trayIcon->isVisible()) {
         return;
     }
+    returning.stop();
     hidingToTray = true;
     saveGeometryToConfig();
     hide();
     trayIcon->showHiddenNotice();
     hidingToTray = false;
+}
+
+/// Leaves a window on its way back alone; the question comes once more when it has had the time to arrive.
+void MainWindow::hideIfMinimized()
+{
+    if (!returning.isActive() && isMinimized() && trayIcon->isVisible()) {
+        hideToTray();
+    }
 }
 
 void MainWindow::followTraySetting()

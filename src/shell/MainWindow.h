@@ -3,6 +3,8 @@
 #include "game/GameState.h"
 #include "shell/FramelessWindow.h"
 
+#include <QTimer>
+
 class QStackedWidget;
 
 namespace velmo {
@@ -33,8 +35,6 @@ public slots:
 
 protected:
     void changeEvent(QEvent *event) override;
-    void showEvent(QShowEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
 private:
@@ -44,6 +44,7 @@ private:
     void connectTray();
     void showPage(int index);
     void hideToTray();
+    void hideIfMinimized();
     void followTraySetting();
     void quitFromTray();
     void updateWindowTitle(GameState state, const QString &detail);
@@ -64,7 +65,8 @@ private:
     SettingsPage *settingsPage = nullptr;
     TrayIcon *trayIcon = nullptr;
     bool hidingToTray = false; ///< while the window hides, so that what the hide changes is not taken for the user's
-    bool returning = false;    ///< until the window is on the screen, its system may still tell that it is minimised
+    /// Runs until the window is active on the screen: on its way there, its system may still tell that it is minimised.
+    QTimer returning;
 };
 
 } // namespace velmo

@@ -75,6 +75,26 @@ bool isOnScreen(const QWidget &window)
     return numbers.contains(QString::number(window.winId()));
 }
 
+/// Counts how often a window is hidden.
+class HideCounter : public QObject {
+public:
+    explicit HideCounter(QWidget &window) { window.installEventFilter(this); }
+
+    int count() const { return count_; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Hide && !event->spontaneous()) {
+            ++count_;
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    int count_ = 0;
+};
+
 /// Runs the event loop until it is told to quit. Its exit code, which is not 0 when nobody does.
 int runUntilQuit()
 {
@@ -116,6 +136,9 @@ private slots:
     void maximizedWindowComesBackMaximized();
     void maximizedWindowComesBackNormalWhereGeometryIsNotKept();
     void windowThatIsBackAtOnceStays();
+    void lateReportDoesNotHideTheReturningWindow_data();
+    void lateReportDoesNotHideTheReturningWindow();
+    void hidingThatWaitsLeavesTheReturningWindow();
     void runningGameHidesTheWindow();
     void hidingTellsWhereTheWindowWent();
     void noticeIsShownOnce();
@@ -328,14 +351,17 @@ void tst_Tray::geometryIsSavedBeforeTheWindowIsHidden()
     config_->setValue(u"window.maximized"_s, true); // so that each of the five changes
     placeWindow({90, 120, 900, 600});
     QStringList keys;
-    connect(config_.get(), &ConfigManager::changed, this, [&](const QString &key) {
-        QVERIFY(!window_->isHidden());
+    QList<bool> hidden;
+    const QObject length; // of this function, which ends before the settings do
+    connect(config_.get(), &ConfigManager::changed, &length, [&](const QString &key) {
         keys.append(key);
+        hidden.append(window_->isHidden());
     });
     window_->showMinimized();
     QTRY_VERIFY(window_->isHidden());
     QCOMPARE(keys,
              QStringList({u"window.maximized"_s, u"window.width"_s, u"window.height"_s, u"window.x"_s, u"window.y"_s}));
+    QCOMPARE(hidden, QList<bool>(5, false));
 }
 
 void tst_Tray::clickBringsTheWindowBack()
@@ -343,8 +369,8 @@ void tst_Tray::clickBringsTheWindowBack()
     window_->showMinimized();
     QTRY_VERIFY(window_->isHidden());
     QVERIFY(demo::clickAt(spot()));
-    QTRY_VERIFY(window_->isVisible());
-    QVERIFY(!window_->isMinimized());
+    QTRY_VERIFY(isOnScreen(*window_) && !window_->isMinimized());
+    QVERIFY(window_->isVisible());
 }
 
 void tst_Tray::doubleClickBringsTheWindowBack()
@@ -408,6 +434,44 @@ void tst_Tray::windowThatIsBackAtOnceStays()
     window_->restoreFromTray();
     QVERIFY(!QTest::qWaitFor([this] { return window_->isHidden(); }, 300)); // time is what this tests
     QVERIFY(!window_->isMinimized());
+}
+
+void tst_Tray::lateReportDoesNotHideTheReturningWindow_data()
+{
+    QTest::addColumn<int>("timesRestored");
+    QTest::newRow("click") << 1;
+    QTest::newRow("double click") << 2; // which restores with each of its clicks
+}
+
+void tst_Tray::lateReportDoesNotHideTheReturningWindow()
+{
+    QFETCH(const int, timesRestored);
+    window_->showMinimized();
+    QTRY_VERIFY(window_->isHidden());
+    const HideCounter hides(*window_);
+    for (int i = 0; i < timesRestored; ++i) {
+        window_->restoreFromTray();
+    }
+    window_->overrideWindowState(Qt::WindowMinimized); // as the window system tells it
+    QCoreApplication::processEvents();
+    window_->overrideWindowState(Qt::WindowNoState);
+    QTRY_VERIFY(isOnScreen(*window_));
+    QVERIFY(!window_->isMinimized());
+    QCOMPARE(hides.count(), 0);
+}
+
+void tst_Tray::hidingThatWaitsLeavesTheReturningWindow()
+{
+    window_->overrideWindowState(Qt::WindowMinimized); // as the window system tells it; the hiding waits for the loop
+    emit game_->stateChanged(GameState::Running, QString());
+    QVERIFY(window_->isHidden());
+    const HideCounter hides(*window_);
+    window_->restoreFromTray();
+    window_->overrideWindowState(Qt::WindowMinimized);
+    QCoreApplication::processEvents();
+    window_->overrideWindowState(Qt::WindowNoState);
+    QTRY_VERIFY(isOnScreen(*window_));
+    QCOMPARE(hides.count(), 0);
 }
 
 void tst_Tray::runningGameHidesTheWindow()

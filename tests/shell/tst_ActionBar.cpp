@@ -129,6 +129,7 @@ private slots:
     void controlsAreNamedForScreenReaders();
     void keyboardGoesFromLeftToRight();
     void focusStaysInTheBarThroughAJob();
+    void focusNeverLeavesTheBarDuringAJob();
     void focusElsewhereStaysWhereItIs();
     void focusThatLeftDuringAJobStaysAway();
     void nothingIsPaintedAtRest();
@@ -564,6 +565,26 @@ void tst_ActionBar::focusStaysInTheBarThroughAJob()
     const QList<std::pair<GameState, QWidget *>> expected{
         {GameState::Downloading, f.cancel}, {GameState::Installing, f.bar.get()}, {GameState::Installed, f.primary}};
     QCOMPARE(focus, expected);
+}
+
+void tst_ActionBar::focusNeverLeavesTheBarDuringAJob()
+{
+    QWidget window;
+    const QPushButton other(&window); // takes a focus that a button of the bar loses
+    Fixture f(*studio_);
+    f.bar->setParent(&window);
+    studio_->publish(build(1, 1000));
+    QVERIFY(f.game.startAndCheck());
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    f.primary->setFocus();
+    QList<QWidget *> focus;
+    connect(qApp, &QApplication::focusChanged, f.bar.get(),
+            [&focus](QWidget * /*old*/, QWidget *now) { focus.append(now); });
+    f.game->primaryAction();
+    QVERIFY(f.game.waitForState(GameState::Installed));
+    QCOMPARE(focus, QList<QWidget *>({f.bar.get(), f.cancel, f.bar.get(), f.primary}));
+    f.bar->setParent(nullptr);
 }
 
 void tst_ActionBar::focusElsewhereStaysWhereItIs()
