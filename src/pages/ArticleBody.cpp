@@ -113,8 +113,8 @@ void addBlock(QVBoxLayout *layout, const ArticleBlock &block)
         break;
     }
     case ArticleBlock::Heading: {
-        auto *heading = new BodyLabel(text, theme::displayFont(13, QFont::DemiBold, 2.0), color::accent,
-                                      readingWidth, parent);
+        auto *heading =
+            new BodyLabel(text, theme::displayFont(13, QFont::DemiBold, 2.0), color::accent, readingWidth, parent);
         layout->addSpacing(24);
         layout->addWidget(heading);
         layout->addSpacing(12);

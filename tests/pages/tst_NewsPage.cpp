@@ -240,6 +240,7 @@ private slots:
     void listScrollsToTheCardThatAKeyReaches();
     void listStaysWhereItIsOnAClick();
     void focusStaysInAListThatIsRebuilt();
+    void focusStaysInAListThatIsRebuiltBehindAnotherProgram();
 
     void longArticleIsBuiltInPieces();
     void muchTextIsBuiltInPiecesToo_data();
@@ -783,6 +784,27 @@ void tst_NewsPage::focusStaysInAListThatIsRebuilt()
     QCOMPARE(QApplication::focusWidget(), w.f.cards().first());
 }
 
+void tst_NewsPage::focusStaysInAListThatIsRebuiltBehindAnotherProgram()
+{
+    const LogCapture quiet;
+    Window w;
+    w.window.show();
+    QWidget other;
+    other.show();
+    other.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&other));
+    w.f.page.onPageShown();
+    NewsCard *bundled = w.f.cards().first();
+    bundled->show();
+    bundled->setFocus();
+    QCOMPARE(w.window.focusWidget(), bundled);
+    QVERIFY(!bundled->hasFocus());
+    QTRY_COMPARE(w.f.cards().size(), 3);
+    QTRY_COMPARE(w.f.page.findChildren<NewsCard *>().size(), 3);
+    QCOMPARE(w.window.focusWidget(), w.f.cards().first());
+    QCOMPARE(QApplication::activeWindow(), &other);
+}
+
 void tst_NewsPage::longArticleIsBuiltInPieces()
 {
     (*studio_)->setDocument(feedPath, longFeed());
@@ -804,8 +826,8 @@ void tst_NewsPage::muchTextIsBuiltInPiecesToo_data()
     QTest::addColumn<int>("letters");
     const QString paragraph = u"word "_s.repeated(2'000).trimmed();
     QTest::newRow("one paragraph of 1 MB") << u"word "_s.repeated(200'000) << longestBlock;
-    QTest::newRow("100 paragraphs of 10 KB") << QString(paragraph + u"\n\n"_s).repeated(100)
-                                             << 100 * static_cast<int>(paragraph.size());
+    QTest::newRow("100 paragraphs of 10 KB")
+        << QString(paragraph + u"\n\n"_s).repeated(100) << 100 * static_cast<int>(paragraph.size());
 }
 
 /// What a paragraph costs goes by its letters.
