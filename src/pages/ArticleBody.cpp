@@ -21,9 +21,27 @@ namespace color = theme::color;
 
 namespace {
 
-constexpr qsizetype firstBlocks = 100; // more than a window shows
+// What is built in one turn: so many blocks, and no more once there are so many letters. The first ones are more than a
+// window shows, and are all that a usual article has.
+constexpr qsizetype firstBlocks = 100;
+constexpr qsizetype firstLetters = 30'000;
 constexpr qsizetype pieceBlocks = 20;
+constexpr qsizetype pieceLetters = 10'000;
+constexpr qsizetype longestBlock = 20'000; // some twenty windows full; nobody writes a longer paragraph
 constexpr int bulletWidth = 690;
+
+/// As much of a block as can be laid out in one turn, with an ellipsis for the rest.
+QString boundedText(const QString &text)
+{
+    if (text.size() <= longestBlock) {
+        return text;
+    }
+    QString cut = text.left(longestBlock - 1);
+    if (cut.back().isHighSurrogate()) {
+        cut.chop(1);
+    }
+    return cut + u'…';
+}
 
 /// A wrapped label whose text and width stay. Its size is worked out once, and not at every change of a layout that
 /// holds thousands of these.
@@ -85,24 +103,25 @@ QWidget *makeBullet(const QString &text, QWidget *parent)
 void addBlock(QVBoxLayout *layout, const ArticleBlock &block)
 {
     QWidget *parent = layout->parentWidget();
+    const QString text = boundedText(block.text);
     switch (block.kind) {
     case ArticleBlock::Paragraph: {
-        QLabel *paragraph = makeBodyLabel(block.text, readingWidth, parent);
+        QLabel *paragraph = makeBodyLabel(text, readingWidth, parent);
         paragraph->setTextInteractionFlags(Qt::TextSelectableByMouse);
         layout->addWidget(paragraph);
         layout->addSpacing(16);
         break;
     }
     case ArticleBlock::Heading: {
-        auto *heading = new BodyLabel(block.text, theme::displayFont(13, QFont::DemiBold, 2.0), color::accent,
-                                      readingWidth, parent);
+        auto *heading =
+            new BodyLabel(text, theme::displayFont(13, QFont::DemiBold, 2.0), color::accent, readingWidth, parent);
         layout->addSpacing(24);
         layout->addWidget(heading);
         layout->addSpacing(12);
         break;
     }
     case ArticleBlock::Bullet:
-        layout->addWidget(makeBullet(block.text, parent));
+        layout->addWidget(makeBullet(text, parent));
         layout->addSpacing(6);
         break;
     }
@@ -123,7 +142,7 @@ void ArticleBody::setBlocks(const QList<ArticleBlock> &blocks)
     clear();
     blocks_ = blocks;
     next_ = 0;
-    addBlocks(column_, firstBlocks);
+    addBlocks(column_, firstBlocks, firstLetters);
     steps_.start();
 }
 
@@ -160,11 +179,14 @@ void ArticleBody::takeStep()
     }
 }
 
-void ArticleBody::addBlocks(QVBoxLayout *layout, qsizetype count)
+/// At least one block, at most \a count, and none behind the one that completes \a letters.
+void ArticleBody::addBlocks(QVBoxLayout *layout, qsizetype count, qsizetype letters)
 {
     const qsizetype end = std::min(next_ + count, blocks_.size());
-    for (; next_ < end; ++next_) {
-        addBlock(layout, blocks_.at(next_));
+    for (; next_ < end && letters > 0; ++next_) {
+        const ArticleBlock &block = blocks_.at(next_);
+        addBlock(layout, block);
+        letters -= std::min(block.text.size(), longestBlock);
     }
 }
 
@@ -175,7 +197,7 @@ void ArticleBody::addPiece()
     auto *layout = new QVBoxLayout(piece);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-    addBlocks(layout, pieceBlocks);
+    addBlocks(layout, pieceBlocks, pieceLetters);
     column_->addWidget(piece);
     piece->show();
     pieces_.append(piece);

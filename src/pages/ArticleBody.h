@@ -29,7 +29,7 @@ public:
 private:
     void clear();
     void takeStep();
-    void addBlocks(QVBoxLayout *layout, qsizetype count);
+    void addBlocks(QVBoxLayout *layout, qsizetype count, qsizetype letters);
     void addPiece();
 
     QVBoxLayout *column_;

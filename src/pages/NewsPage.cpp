@@ -11,7 +11,6 @@
 #include "widgets/NewsCard.h"
 #include "widgets/RoleButton.h"
 
-#include <QApplication>
 #include <QFile>
 #include <QFocusEvent>
 #include <QFrame>
@@ -195,7 +194,8 @@ void NewsPage::rebuildList()
         }
     }
     emptyLabel_->setVisible(articles_.isEmpty());
-    const bool isUsedByKeys = qobject_cast<NewsCard *>(QApplication::focusWidget()) && listView_->isVisible();
+    // The window's own, for the launcher need not be the program that is used at the moment.
+    const bool isUsedByKeys = qobject_cast<NewsCard *>(window()->focusWidget()) && listView_->isVisible();
     QWidget *before = listView_;
     for (qsizetype i = 0; i < articles_.size(); ++i) {
         auto *card = new NewsCard(articles_.at(i), i > 0, listView_);

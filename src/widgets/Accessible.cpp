@@ -10,7 +10,7 @@
 #include <QAbstractButton>
 #include <QAccessibleValueInterface>
 #include <QAccessibleWidget>
-#include <QCoreApplication>
+#include <QApplication>
 #include <QMouseEvent>
 #include <QPointer>
 
@@ -87,11 +87,23 @@ private:
     QAbstractButton *tab_;
 };
 
+/// Whether a dialog holds \a widget back until it is answered.
+bool isBehindADialog(const QWidget *widget)
+{
+    const QWidget *dialog = QApplication::activeModalWidget();
+    const QWidget *window = widget->window();
+    while (window && window != dialog) {
+        const QWidget *owner = window->parentWidget(); // a list's box, for one
+        window = owner ? owner->window() : nullptr;
+    }
+    return dialog && !window;
+}
+
 /// A press and a release in the middle of \a widget, if that is still there to be clicked.
 void click(QWidget *widget)
 {
     const QPointer<QWidget> still = widget;
-    if (!widget->isVisible()) {
+    if (!widget->isVisible() || isBehindADialog(widget)) {
         return;
     }
     const QPointF middle = QRectF(widget->rect()).center();

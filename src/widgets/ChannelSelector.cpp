@@ -6,6 +6,7 @@
 #include "theme/Palette.h"
 #include "widgets/ChannelPopup.h"
 
+#include <QAccessible>
 #include <QEasingCurve>
 #include <QFontMetrics>
 #include <QGuiApplication>
@@ -34,6 +35,16 @@ constexpr int screenGap = 8;
 QFont nameFont()
 {
     return theme::monoFont(11, QFont::DemiBold, 0.8);
+}
+
+/// That the list has opened or closed.
+void announceList(ChannelSelector *selector)
+{
+    QAccessible::State changed;
+    changed.expanded = true;
+    changed.collapsed = true;
+    QAccessibleStateChangeEvent event(selector, changed);
+    QAccessible::updateAccessibility(&event);
 }
 
 } // namespace
@@ -144,10 +155,14 @@ void ChannelSelector::showPopup()
     }
     popup_ = new ChannelPopup(
         channelId_, [this](const QString &id) { emit channelSelected(id); }, this);
-    connect(popup_, &QObject::destroyed, this, [this] { popup_ = nullptr; });
+    connect(popup_, &QObject::destroyed, this, [this] {
+        popup_ = nullptr;
+        announceList(this);
+    });
     popup_->adjustSize();
     popup_->move(popupPosition(popup_->height()));
     popup_->show();
+    announceList(this);
 }
 
 /// Below the box, flush with its right edge; held inside the screen, and above the box where there is no room below.

@@ -37,8 +37,9 @@ constexpr int markerWidth = 2;
 constexpr int waveStep = 16;
 constexpr int waves = 5;
 
-/// As much of \a text as can be seen in \a lines of \a width pixels: a letter takes one of them at the least. The rest
-/// of a text that is far too long would be laid out at every paint for nobody.
+/// As much of \a text as can be seen in \a lines of \a width pixels, at one for each letter, which takes several as a
+/// rule. Only marks that stand above or below another letter take none, and a text of little else may lose some of
+/// them. The rest of a text that is far too long would be laid out at every paint for nobody.
 QString seenPart(const QString &text, int width, int lines = 1)
 {
     return text.left(static_cast<qsizetype>(std::max(width, 1)) * lines);

@@ -1,7 +1,10 @@
 #include "support/LogCapture.h"
+#include "support/Patience.h"
 #include "support/TestEnvironment.h"
 #include "theme/Motion.h"
 #include "widgets/Accessible.h"
+#include "widgets/ChannelPopup.h"
+#include "widgets/ChannelSelector.h"
 #include "widgets/ProgressTrack.h"
 
 #include <QAccessible>
@@ -33,6 +36,11 @@ private:
         } else if (event->type() == QAccessible::StateChanged &&
                    static_cast<QAccessibleStateChangeEvent *>(event)->changedStates().busy) {
             heard.append(event->accessibleInterface()->state().busy ? u"busy"_s : u"not busy"_s);
+        } else if (event->type() == QAccessible::StateChanged) {
+            const QAccessible::State changed = static_cast<QAccessibleStateChangeEvent *>(event)->changedStates();
+            if (changed.expanded && changed.collapsed) {
+                heard.append(event->accessibleInterface()->state().expanded ? u"expanded"_s : u"collapsed"_s);
+            }
         }
     }
 
@@ -49,6 +57,7 @@ private slots:
     void initTestCase();
     void trackAnnouncesItsValue();
     void trackAnnouncesThatItIsBusy();
+    void selectorAnnouncesThatItsListOpensAndCloses();
 };
 
 void tst_Announcements::initTestCase()
@@ -83,6 +92,18 @@ void tst_Announcements::trackAnnouncesThatItIsBusy()
     QCOMPARE(Announcements::heard, QStringList({u"value 0.25"_s, u"busy"_s}));
     track.setIndeterminate(false);
     QCOMPARE(Announcements::heard.sliced(2), QStringList({u"not busy"_s, u"value 0.5"_s}));
+}
+
+void tst_Announcements::selectorAnnouncesThatItsListOpensAndCloses()
+{
+    velmo::ChannelSelector selector;
+    selector.show();
+    const Announcements announcements;
+    QTest::mouseClick(&selector, Qt::LeftButton);
+    QCOMPARE(Announcements::heard, QStringList({u"expanded"_s}));
+    selector.popup()->close();
+    QTRY_VERIFY(!selector.popup());
+    QCOMPARE(Announcements::heard, QStringList({u"expanded"_s, u"collapsed"_s}));
 }
 
 int main(int argc, char **argv)

@@ -48,6 +48,8 @@ private slots:
     void cardIsAButtonOfItsTitle();
     void pressedCardIsActivated();
     void disabledCardIsNotActivated();
+    void pressDoesNotPassAnOpenDialog();
+    void pressWithinTheDialogArrives();
     void cardTakesTheFocusWhenAsked();
     void selectorIsAButtonThatOpensAList();
     void openListHangsBelowItsBox();
@@ -177,10 +179,39 @@ void tst_Accessible::disabledCardIsNotActivated()
     QCOMPARE(activated.size(), 0);
 }
 
+void tst_Accessible::pressDoesNotPassAnOpenDialog()
+{
+    velmo::NewsCard card({}, false);
+    card.show();
+    QSignalSpy activated(&card, &velmo::NewsCard::activated);
+    velmo::ModalDialog dialog(velmo::ModalDialog::Confirm, u"Remove the game?"_s, QString());
+    dialog.show();
+    QCOMPARE(QApplication::activeModalWidget(), &dialog);
+    press(interfaceOf(&card));
+    QCoreApplication::processEvents();
+    QCOMPARE(activated.size(), 0);
+    dialog.reject();
+    press(interfaceOf(&card));
+    QVERIFY(activated.wait());
+    QCOMPARE(activated.size(), 1);
+}
+
+void tst_Accessible::pressWithinTheDialogArrives()
+{
+    velmo::ModalDialog dialog(velmo::ModalDialog::Confirm, u"Which branch?"_s, QString());
+    velmo::ChannelSelector selector(&dialog);
+    dialog.show();
+    QCOMPARE(QApplication::activeModalWidget(), &dialog);
+    press(interfaceOf(&selector));
+    QTRY_VERIFY(selector.popup()); // a window of its own, which belongs to the dialog
+    QSignalSpy selected(&selector, &velmo::ChannelSelector::channelSelected);
+    press(interfaceOf(&selector)->child(0)->child(0));
+    QVERIFY(selected.wait());
+}
+
 void tst_Accessible::cardTakesTheFocusWhenAsked()
 {
     velmo::NewsCard card({}, false);
-    card.setFocusPolicy(Qt::StrongFocus);
     card.show();
     QVERIFY(QTest::qWaitForWindowActive(&card));
     card.clearFocus();

@@ -721,7 +721,7 @@ void tst_NewsCard::onlyWhatCanBeSeenIsLaidOut()
     }
 }
 
-/// Measured against one reading on this machine in its present state: twenty would show.
+/// Measured against one reading on this machine in its present state: a paint with a reading in it takes longer.
 void tst_NewsCard::bodyIsReadOnce()
 {
     NewsArticle news = article();
