@@ -1,7 +1,7 @@
 /* Stands in another program's place while a setup is tried under Wine: "holder read FILE..." opens files as a scanner
  * does, so that others may read them and nobody may move or remove them; "holder alone FILE..." so that others may not
  * even read them; "holder name NAME" takes a name among the system's objects. Says "held" once it has all of it, and
- * keeps it for two minutes or until it is killed. */
+ * keeps it until it is killed. */
 #include <stdio.h>
 #include <wchar.h>
 #include <windows.h>
@@ -24,6 +24,6 @@ int wmain(int count, wchar_t **arguments)
     }
     puts("held");
     fflush(stdout);
-    Sleep(120000);
+    Sleep(INFINITE);
     return 0;
 }

@@ -2,7 +2,8 @@
 ; COMMANDS (which unpack the files into .velmo-new), LIST (of their names), ART, ICON, SIGN and OUTPUT.
 ;
 ; An upgrade unpacks beside the installed files and then swaps by renaming, so that what fails or is cut off leaves the
-; old launcher or, at worst, something that the next run of a setup or of the uninstaller puts back:
+; old launcher or, at worst, something that the next run of a setup or of the uninstaller puts back. It cannot when the
+; journal is damaged and new files stand in the old ones' places; then the old ones stay in .velmo-old.
 ;
 ;   .velmo-new\.velmo-setup   the marker that the folder is the setup's own; held open for as long as one is at work here
 ;   .velmo-new\...            the new files, until they are placed
@@ -19,7 +20,8 @@
 !define EXIT_FILES 5     ; a file could not be written, moved or removed
 !define EXIT_SYSTEM 6    ; this Windows is too old
 !define EXIT_BUSY 7      ; another setup is at work
-; After each of these, nothing has changed.
+; After each of these, nothing has changed, but for one case of 5: the undo itself met a file that is held, or a journal that
+; does not tell all. The launcher is in pieces then, and nothing of it is lost.
 
 !define TITLE "Velmo Games Launcher"
 !define PROGRAM "VelmoLauncher.exe"
@@ -237,7 +239,8 @@ Function ${un}OpenMarker
     ${EndIf}
 FunctionEnd
 
-; Removes $R0 if it is the setup's own, the marker last. What cannot go yet keeps its marker, so that a later run may.
+; Removes $R0 if it is the setup's own, the marker last. What cannot go yet keeps its marker, so that a later run may; but what
+; has come into it meanwhile is somebody's.
 Function ${un}RemoveOwn
     Call ${un}IsOwn
     ${IfThen} $0 = 0 ${|} Return ${|}
@@ -245,10 +248,10 @@ Function ${un}RemoveOwn
     Call ${un}Empty
     ${IfThen} $left = 1 ${|} Return ${|}
     Delete "$R0\${MARKER}"
+    ${Step} unmarked
     RMDir $R0
-    StrCpy $0 $R0
-    Call ${un}Kind
-    ${If} $0 != "nothing"
+    ${DirState} $R0 $0
+    ${If} $0 = 0 ; it is there and empty
         Call ${un}OpenMarker
         System::Call 'kernel32::CloseHandle(p $R7)'
     ${EndIf}
@@ -398,7 +401,7 @@ FunctionEnd
 
 ; Leaves 1 in $0 when $line may name a launcher's file below $INSTDIR and nothing else: no way up, no drive, no stream, none
 ; of the signs that stand for others, no root, nothing in the setup's own folders, and not so long that a path with it would
-; be cut.
+; be cut. Nor may it be another way to write the path of one of these: with ".", a short name, or what Windows leaves out.
 Function ${un}IsLineSound
     StrCpy $1 0
     StrCpy $0 $line 1
@@ -408,12 +411,11 @@ Function ${un}IsLineSound
     ${EndIf}
     StrCpy $0 $line "" $1
     StrLen $2 $0
-    StrCpy $3 $0 7
     StrCpy $0 $0 1
     ${If} $2 = 0
     ${OrIf} $2 > ${LONGEST_LINE}
     ${OrIf} $0 == "\"
-    ${OrIf} $3 == ".velmo-"
+    ${OrIf} $0 == "."
         StrCpy $0 0
         Return
     ${EndIf}
@@ -422,6 +424,11 @@ Function ${un}IsLineSound
         ${IfThen} $0 == "" ${|} ${ExitDo} ${|}
         StrCpy $2 $line 2 $1
         ${If} $2 == ".."
+        ${OrIf} $2 == "\."
+        ${OrIf} $2 == ".\"
+        ${OrIf} $2 == " \"
+        ${OrIf} $2 == "\\"
+        ${OrIf} $0 == "~"
         ${OrIf} $0 == ":"
         ${OrIf} $0 == "/"
         ${OrIf} $0 == "*"
@@ -530,6 +537,43 @@ Function ${un}PutBack
     ${EndIf}
 FunctionEnd
 
+; Puts back what is left in the folder $R0 of .velmo-old, "" being that itself: the journal may be damaged, and one that
+; cannot be read on looks like one that ends. Where something stands already, nothing tells whether it may go.
+Function ${un}PutBackUntold
+    Push $R5
+    Push $R6
+    FindFirst $R5 $R6 "$INSTDIR\${OLD}$R0\*"
+    ${DoWhile} $R6 != ""
+        StrCpy $line "$R0\$R6"
+        StrCpy $0 "$INSTDIR\${OLD}$line"
+        Call ${un}Kind
+        ${If} $R6 == "."
+        ${OrIf} $R6 == ".."
+        ${OrIf} $line == "\${MARKER}"
+        ${OrIf} "$INSTDIR\${OLD}$line" == "${JOURNAL}"
+        ${OrIf} "$INSTDIR\${OLD}$line" == "${JOURNAL}.part"
+            ; not of the launcher
+        ${ElseIf} $0 == "folder"
+            Push $R0
+            StrCpy $R0 $line
+            Call ${un}PutBackUntold
+            Pop $R0
+        ${ElseIf} $0 == "file"
+            ${GetParent} "$INSTDIR$line" $0
+            CreateDirectory $0
+            ClearErrors
+            Rename "$INSTDIR\${OLD}$line" "$INSTDIR$line" ; which replaces nothing
+            ${IfThen} ${Errors} ${|} StrCpy $unrestored 1 ${|}
+        ${EndIf}
+        ClearErrors
+        FindNext $R5 $R6
+    ${Loop}
+    FindClose $R5
+    ClearErrors
+    Pop $R6
+    Pop $R5
+FunctionEnd
+
 ; Puts the old launcher back into its place after a swap that failed, or one that an earlier run did not finish. The
 ; journal goes when all of it is back, and not before.
 Function ${un}UndoSwap
@@ -540,6 +584,11 @@ Function ${un}UndoSwap
     Call ${un}ForEachMove
     ${IfThen} $failed = 1 ${|} StrCpy $unrestored 1 ${|}
     ${IfThen} $unrestored = 1 ${|} Return ${|}
+    ${If} ${FileExists} "${JOURNAL}"
+        StrCpy $R0 ""
+        Call ${un}PutBackUntold
+        ${IfThen} $unrestored = 1 ${|} Return ${|}
+    ${EndIf}
     ${Step} undone
     StrCpy $R0 "$INSTDIR\${OLD}"
     Call ${un}RemoveOwn
@@ -547,6 +596,8 @@ FunctionEnd
 
 ; Claims the folder and puts right what an earlier run has left there.
 Function ${un}BeginWork
+    ${Step} beginning
+    Call ${un}RefuseForeignWork ; waiting for the launcher to close may have taken long
     StrCpy $R0 "$INSTDIR\${NEW}"
     Call ${un}OpenMarker
     ${If} $R7 P= -1
@@ -570,6 +621,10 @@ FunctionEnd
 ; Writes the journal for the files that the lists $8 and $9 name.
 Function ${un}WriteJournal
     StrCpy $R0 "$INSTDIR\${OLD}"
+    ${If} ${FileExists} $R0 ; somebody's, since BeginWork has left nothing there
+        StrCpy $failed 1
+        Return
+    ${EndIf}
     Call ${un}OpenMarker
     ${If} $R7 P= -1
         StrCpy $failed 1
@@ -637,7 +692,7 @@ Function ${un}GiveUp
     Call ${un}RemoveIfEmpty ; if there was nothing in it before
     SetErrorLevel ${EXIT_FILES}
     StrCpy $0 "Nothing was changed."
-    ${IfThen} $unrestored = 1 ${|} StrCpy $0 "The launcher is incomplete now; the next attempt puts it back." ${|}
+    ${IfThen} $unrestored = 1 ${|} StrCpy $0 "The launcher may be incomplete now; the next attempt tries to put it back." ${|}
     MessageBox MB_OK|MB_ICONSTOP "A file in $INSTDIR is in use, may not be changed, or the drive is full.$\r$\n$\r$\n\
         $0 Free some space or close other programs, then try again." /SD IDOK
     Abort "$0"
