@@ -59,6 +59,7 @@ public:
     QSize sizeHint() const override
     {
         if (size_.isEmpty()) {
+            ensurePolished(); // the style has a say in the height, and asks nobody to measure again
             size_ = QSize(minimumWidth(), heightForWidth(minimumWidth()));
         }
         return size_;

@@ -50,32 +50,32 @@ struct Opening {
 };
 
 struct ConfigMember {
-    friend auto *openedBy(ConfigMember tag, Application &application);
+    friend auto *openedBy(ConfigMember /*tag*/, Application & /*application*/);
 };
 template struct Opening<ConfigMember, &Application::config>;
 
 struct NetworkMember {
-    friend auto *openedBy(NetworkMember tag, Application &application);
+    friend auto *openedBy(NetworkMember /*tag*/, Application & /*application*/);
 };
 template struct Opening<NetworkMember, &Application::network>;
 
 struct ApiMember {
-    friend auto *openedBy(ApiMember tag, Application &application);
+    friend auto *openedBy(ApiMember /*tag*/, Application & /*application*/);
 };
 template struct Opening<ApiMember, &Application::api>;
 
 struct AccountMember {
-    friend auto *openedBy(AccountMember tag, Application &application);
+    friend auto *openedBy(AccountMember /*tag*/, Application & /*application*/);
 };
 template struct Opening<AccountMember, &Application::account>;
 
 struct GameMember {
-    friend auto *openedBy(GameMember tag, Application &application);
+    friend auto *openedBy(GameMember /*tag*/, Application & /*application*/);
 };
 template struct Opening<GameMember, &Application::game>;
 
 struct WindowMember {
-    friend auto *openedBy(WindowMember tag, Application &application);
+    friend auto *openedBy(WindowMember /*tag*/, Application & /*application*/);
 };
 template struct Opening<WindowMember, &Application::window>;
 
@@ -89,7 +89,11 @@ auto *opened(Application &application)
 
 namespace {
 
+#ifdef Q_OS_WIN
+constexpr int terminatedByAnException = 3; // MinGW's runtime aborts, whatever the program has set for this
+#else
 constexpr int terminatedByAnException = 17;
+#endif
 
 // What this program does as a child: one Application in one process, as in the launcher itself.
 
