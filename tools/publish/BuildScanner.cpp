@@ -1,5 +1,6 @@
 #include "publish/BuildScanner.h"
 
+#include "publish/DecodedName.h"
 #include "publish/PathRules.h"
 #include "publish/ProgressMeter.h"
 
@@ -7,7 +8,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QStringDecoder>
 
 #include <algorithm>
 #include <filesystem>
@@ -19,24 +19,6 @@ namespace velmo::publish {
 namespace {
 
 constexpr qsizetype filesPerReport = 256;
-
-struct DecodedName {
-    QString text; ///< with replacement characters where it is not lossless
-    bool lossless = true;
-};
-
-DecodedName decoded(const std::filesystem::path &name)
-{
-#ifdef Q_OS_WIN
-    const QString text = QString::fromStdWString(name.native());
-    return {text, text.isValidUtf16()};
-#else
-    QStringDecoder decoder(QStringDecoder::Utf8);
-    const std::string &bytes = name.native();
-    const QString text = decoder(QByteArrayView(bytes.data(), static_cast<qsizetype>(bytes.size())));
-    return {text, !decoder.hasError()};
-#endif
-}
 
 bool precedesByBytes(const BuildFile &a, const BuildFile &b)
 {
@@ -98,7 +80,7 @@ QStringList BuildScanner::namesIn(const QString &folder)
     std::error_code failure;
     std::filesystem::directory_iterator entry(QFileInfo(locationOf(folder)).filesystemFilePath(), failure);
     for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
-        const DecodedName name = decoded(entry->path().filename());
+        const DecodedName name = decodedName(entry->path().filename());
         if (name.lossless) {
             names.append(name.text);
         } else {

@@ -1,5 +1,7 @@
 #include "publish/ContentStore.h"
 
+#include "core/SaveFile.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -81,8 +83,8 @@ bool ContentStore::add(const QString &source, const FileDigest &expected, Progre
         *error = u"\"%1\" changed while it was being published."_s.arg(source);
         return false;
     }
-    if (!file.commit()) {
-        *error = u"\"%1\" cannot be written: %2."_s.arg(target, file.errorString());
+    if (const QString reason = commitOnDrive(file); !reason.isEmpty()) {
+        *error = u"\"%1\" cannot be written: %2."_s.arg(target, reason);
         return false;
     }
     return true;

@@ -2,6 +2,7 @@
 
 #include "core/SaveFile.h"
 #include "publish/ContentStore.h"
+#include "publish/DecodedName.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,6 +11,8 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QSaveFile>
+
+#include <algorithm>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -26,6 +29,12 @@ Manifest parsedManifest(const QByteArray &json, QString *error)
         return {};
     }
     return Manifest::fromJson(document.object(), error);
+}
+
+ChannelManifest unreadable(const QString &channel, const QString &path, const std::error_code &failure)
+{
+    const QString reason = QString::fromStdString(failure.message());
+    return {channel, path, {}, u"\"%1\" cannot be read: %2."_s.arg(path, reason)};
 }
 
 } // namespace
@@ -68,7 +77,9 @@ QString ContentTree::manifestPath(const QString &channel) const
 
 bool ContentTree::hasManifest(const QString &channel) const
 {
-    return QFileInfo::exists(manifestPath(channel));
+    std::error_code failure;
+    const std::filesystem::path path = QFileInfo(manifestPath(channel)).filesystemFilePath();
+    return std::filesystem::symlink_status(path, failure).type() != std::filesystem::file_type::not_found;
 }
 
 ChannelManifest ContentTree::readManifest(const QString &channel) const
@@ -90,13 +101,55 @@ ChannelManifest ContentTree::readManifest(const QString &channel) const
 QList<ChannelManifest> ContentTree::readManifests() const
 {
     QList<ChannelManifest> manifests;
-    const QDir game(gameFolder());
-    for (const QString &channel : game.entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name)) {
-        if (hasManifest(channel)) {
-            manifests.append(readManifest(channel));
-        }
+    std::error_code failure;
+    std::filesystem::directory_iterator entry(QFileInfo(gameFolder()).filesystemFilePath(), failure);
+    for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
+        readFolder(*entry, &manifests);
     }
+    if (failure && failure != std::errc::no_such_file_or_directory) {
+        manifests.append(unreadable({}, gameFolder(), failure));
+    }
+    const auto precedes = [](const ChannelManifest &a, const ChannelManifest &b) { return a.channel < b.channel; };
+    std::sort(manifests.begin(), manifests.end(), precedes);
     return manifests;
+}
+
+/// Not by QDir, which leaves out without a word what it cannot look into, such as a link to a drive that is not there.
+void ContentTree::readFolder(const std::filesystem::directory_entry &folder, QList<ChannelManifest> *manifests) const
+{
+    const DecodedName name = decodedName(folder.path().filename());
+    const QString path = QDir(gameFolder()).filePath(name.text);
+    std::error_code failure;
+    const std::filesystem::file_type type = folder.status(failure).type();
+    std::error_code ignored;
+    if (type == std::filesystem::file_type::none) {
+        manifests->append(unreadable(name.text, path, failure));
+    } else if (type == std::filesystem::file_type::not_found && folder.is_symlink(ignored)) {
+        manifests->append({name.text, path, {}, u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path)});
+    } else if (type == std::filesystem::file_type::directory && !name.lossless) {
+        manifests->append({name.text, path, {}, u"\"%1\" has a name that is not valid Unicode."_s.arg(path)});
+    } else if (type == std::filesystem::file_type::directory && hasManifest(name.text)) {
+        manifests->append(readManifest(name.text));
+    }
+}
+
+NamedContent ContentTree::namedContent(const QString &channel) const
+{
+    NamedContent named;
+    bool seen = false;
+    for (const ChannelManifest &manifest : readManifests()) {
+        if (!manifest.error.isEmpty()) {
+            named.problems.append(manifest.error);
+        }
+        for (const ManifestFile &file : manifest.manifest.files) {
+            named.hashes.insert(file.sha256);
+        }
+        seen = seen || manifest.channel.compare(channel, Qt::CaseInsensitive) == 0; // as some drives keep names
+    }
+    if (!seen) {
+        named.problems.append(u"\"%1\" is not found in its folder."_s.arg(manifestPath(channel)));
+    }
+    return named;
 }
 
 bool ContentTree::writeManifest(const Manifest &manifest, QString *error) const
@@ -121,9 +174,8 @@ bool ContentTree::writeManifest(const Manifest &manifest, QString *error) const
         return false;
     }
     writeAll(file, json);
-    // Asked before the commit, which forgets why a write failed.
-    if (file.error() != QFileDevice::NoError || !file.commit()) {
-        *error = u"\"%1\" cannot be written: %2."_s.arg(path, file.errorString());
+    if (reason = commitOnDrive(file); !reason.isEmpty()) {
+        *error = u"\"%1\" cannot be written: %2."_s.arg(path, reason);
         return false;
     }
     return true;

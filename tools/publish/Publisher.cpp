@@ -219,20 +219,11 @@ QStringList Publisher::putManifest()
 
 QStringList Publisher::prune()
 {
-    QSet<QString> named;
-    QStringList damaged;
-    for (const ChannelManifest &channel : tree_.readManifests()) {
-        if (!channel.error.isEmpty()) {
-            damaged.append(channel.error);
-        }
-        for (const ManifestFile &file : channel.manifest.files) {
-            named.insert(file.sha256);
-        }
+    const NamedContent named = tree_.namedContent(order_.channel);
+    if (!named.problems.isEmpty()) {
+        return named.problems;
     }
-    if (!damaged.isEmpty()) {
-        return damaged;
-    }
-    result_.pruned = store_.prune(named);
+    result_.pruned = store_.prune(named.hashes);
     return result_.pruned.problems;
 }
 

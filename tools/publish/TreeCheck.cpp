@@ -33,7 +33,8 @@ QString problemWith(const QString &location, const FileDigest &digest, const Man
         return digest.error;
     }
     if (digest.size != file.size) {
-        return u"\"%1\" has %2 bytes instead of %3."_s.arg(location).arg(digest.size).arg(file.size);
+        return u"\"%1\" has %2 bytes instead of %3."_s.arg(location, QString::number(digest.size),
+                                                           QString::number(file.size));
     }
     if (digest.sha256 != file.sha256) {
         return u"\"%1\" has the hash %2 instead of %3."_s.arg(location, digest.sha256, file.sha256);

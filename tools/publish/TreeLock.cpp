@@ -2,6 +2,7 @@
 
 #include <QDateTime>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSysInfo>
 
@@ -12,7 +13,7 @@ namespace velmo::publish {
 namespace {
 
 constexpr int waitMs = 200;         // a lock that is just being made is empty for a moment
-constexpr qint64 longestHours = 24; // for which a lock of another machine holds, whose processes nobody here can see
+constexpr qint64 longestHours = 24; // for which a lock of another machine holds
 
 struct Holder {
     bool known = false;
@@ -20,14 +21,32 @@ struct Holder {
     QString host;
     QString program;
 
-    bool isElsewhere() const { return host.compare(QSysInfo::machineHostName(), Qt::CaseInsensitive) != 0; }
+    bool elsewhere = false; ///< on a machine whose processes nobody here can see
     QString description() const { return u"%1, process %2 on \"%3\""_s.arg(program, QString::number(process), host); }
 };
+
+/// What tells machines of one name apart, such as a container that was made anew; the fourth line of a lock.
+QByteArray machineOf(const QLockFile &lock)
+{
+    QFile file(lock.fileName());
+    return file.open(QIODevice::ReadOnly) ? file.readAll().split('\n').value(3).trimmed() : QByteArray();
+}
+
+/// Decided as QLockFile does, which never takes the lock of another machine for left over.
+bool isOfAnotherMachine(const QString &host, const QByteArray &machine)
+{
+    const QByteArray here = QSysInfo::machineUniqueId();
+    if (!machine.isEmpty() && !here.isEmpty()) {
+        return machine != here;
+    }
+    return !host.isEmpty() && host != QSysInfo::machineHostName();
+}
 
 Holder holderOf(const QLockFile &lock)
 {
     Holder holder;
     holder.known = lock.getLockInfo(&holder.process, &holder.host, &holder.program);
+    holder.elsewhere = isOfAnotherMachine(holder.host, machineOf(lock));
     return holder;
 }
 
@@ -60,7 +79,7 @@ bool TreeLock::replaceLeftOver()
 {
     const Holder holder = holderOf(lock_);
     const qint64 hours = hoursSinceMade(lock_);
-    if (holder.known && (!holder.isElsewhere() || hours < longestHours)) {
+    if (holder.known && (!holder.elsewhere || hours < longestHours)) {
         return false;
     }
     if (!lock_.removeStaleLockFile() || !lock_.tryLock()) {
@@ -88,7 +107,7 @@ QString TreeLock::lockError() const
     }
     const QString held = u"Another build is being published: the lock \"%1\" is held by %2."_s.arg(
         lock_.fileName(), holder.description());
-    return holder.isElsewhere() ? held + u" If that machine is gone, delete the lock."_s : held;
+    return holder.elsewhere ? held + u" If that machine is gone, delete the lock."_s : held;
 }
 
 } // namespace velmo::publish

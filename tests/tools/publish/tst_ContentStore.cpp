@@ -1,10 +1,12 @@
 #include "publish/ContentStore.h"
 #include "publish/ProgressMeter.h"
 #include "support/TestEnvironment.h"
+#include "tools/publish/FailingSync.h"
 #include "tools/publish/PublishFixture.h"
 
 #include <QDir>
 
+#include <cerrno>
 #include <sys/stat.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -25,6 +27,10 @@ private slots:
     void sourceThatIsNotWhatWasHashedIsRefused();
     void sourceThatCannotBeReadIsRefused();
     void targetThatCannotBeWrittenIsRefused();
+    void fileThatTheDriveDoesNotTakeIsNotStored_data();
+    void fileThatTheDriveDoesNotTakeIsNotStored();
+    void driveThatCannotSyncIsNoFailure_data();
+    void driveThatCannotSyncIsNoFailure();
     void folderThatCannotBeMadeIsRefused();
     void pruneKeepsWhatIsNamed();
     void pruneRemovesUnfinishedCopies();
@@ -135,6 +141,47 @@ void tst_ContentStore::targetThatCannotBeWrittenIsRefused()
     QVERIFY(QDir().mkpath(path));
     const QString error = fixture.add("content");
     QVERIFY2(error.startsWith(u"\"%1\" cannot be written: "_s.arg(path)), qUtf8Printable(error));
+}
+
+void tst_ContentStore::fileThatTheDriveDoesNotTakeIsNotStored_data()
+{
+    QTest::addColumn<int>("failure");
+    QTest::addColumn<QString>("reason");
+    QTest::newRow("full") << ENOSPC << u"No space left on device"_s;
+    QTest::newRow("over quota") << EDQUOT << u"Disk quota exceeded"_s;
+    QTest::newRow("broken") << EIO << u"Input/output error"_s;
+}
+
+void tst_ContentStore::fileThatTheDriveDoesNotTakeIsNotStored()
+{
+    QFETCH(int, failure);
+    QFETCH(QString, reason);
+    const StoreFixture fixture;
+    writeFile(fixture.source(), "content");
+    {
+        const velmo::test::FailingSync sync(failure);
+        QCOMPARE(fixture.add("content"),
+                 u"\"%1\" cannot be written: %2."_s.arg(fixture.store().filePath(sha256Of("content")), reason));
+    }
+    QCOMPARE(PublishFixture::filesBelow(fixture.folder()), QStringList());
+}
+
+void tst_ContentStore::driveThatCannotSyncIsNoFailure_data()
+{
+    QTest::addColumn<int>("failure");
+    QTest::newRow("invalid") << EINVAL;
+    QTest::newRow("no such call") << ENOSYS;
+    QTest::newRow("not supported") << EOPNOTSUPP;
+}
+
+void tst_ContentStore::driveThatCannotSyncIsNoFailure()
+{
+    QFETCH(int, failure);
+    const StoreFixture fixture;
+    writeFile(fixture.source(), "content");
+    const velmo::test::FailingSync sync(failure);
+    QCOMPARE(fixture.add("content"), QString());
+    QCOMPARE(velmo::test::contentOf(fixture.store().filePath(sha256Of("content"))), "content");
 }
 
 void tst_ContentStore::folderThatCannotBeMadeIsRefused()

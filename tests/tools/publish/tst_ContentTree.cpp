@@ -1,8 +1,12 @@
 #include "publish/ContentTree.h"
 #include "support/TestEnvironment.h"
+#include "tools/publish/FailingSync.h"
 #include "tools/publish/PublishFixture.h"
 
 #include <QDir>
+
+#include <cerrno>
+#include <sys/stat.h>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::Manifest;
@@ -21,12 +25,19 @@ private slots:
     void manifestThatTheLauncherRefusesIsNotWritten();
     void manifestThatTheLauncherReadsOtherwiseIsNotWritten();
     void manifestThatCannotBeWrittenIsNamed();
+    void oldManifestStandsWhenTheDriveDoesNotTakeTheNewOne();
     void channelFolderThatCannotBeMadeIsNamed();
     void damagedManifestIsNamed_data();
     void damagedManifestIsNamed();
     void missingManifestIsNamed();
     void manifestsOfAllChannelsAreRead();
     void treeWithoutTheGameHasNoManifests();
+    void channelThatMayNotBeEnteredIsNamed();
+    void gameFolderThatMayNotBeListedIsNamed();
+    void channelThatLeadsNowhereIsNamed_data();
+    void channelThatLeadsNowhereIsNamed();
+    void filesAndFoldersWithoutAManifestAreNoChannels();
+    void channelThatIsNotFoundLeavesItsContentUnknown();
 };
 
 namespace {
@@ -125,6 +136,23 @@ void tst_ContentTree::manifestThatCannotBeWrittenIsNamed()
     QVERIFY2(error.startsWith(u"\"%1\" cannot be written: "_s.arg(path)), qUtf8Printable(error));
 }
 
+void tst_ContentTree::oldManifestStandsWhenTheDriveDoesNotTakeTheNewOne()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    Manifest manifest = smallManifest();
+    QString error;
+    QVERIFY(tree.writeManifest(manifest, &error));
+    manifest.build = 8;
+    {
+        const velmo::test::FailingSync sync(ENOSPC);
+        QVERIFY(!tree.writeManifest(manifest, &error));
+    }
+    QCOMPARE(error, u"\"%1\" cannot be written: No space left on device."_s.arg(tree.manifestPath(u"release"_s)));
+    QCOMPARE(tree.readManifest(u"release"_s).manifest.build, 7);
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), QStringList{u"harrowfen/release/manifest.json"_s});
+}
+
 void tst_ContentTree::channelFolderThatCannotBeMadeIsNamed()
 {
     const PublishFixture fixture;
@@ -189,6 +217,87 @@ void tst_ContentTree::manifestsOfAllChannelsAreRead()
 void tst_ContentTree::treeWithoutTheGameHasNoManifests()
 {
     QVERIFY(PublishFixture().contentTree().readManifests().isEmpty());
+}
+
+void tst_ContentTree::channelThatMayNotBeEnteredIsNamed()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    writeFile(tree.manifestPath(u"beta"_s), "{}");
+    const QByteArray folder = QFile::encodeName(tree.gameFolder() + u"/beta"_s);
+    QCOMPARE(chmod(folder.constData(), 0), 0);
+    QList<ChannelManifest> manifests;
+    {
+        const velmo::test::UnprivilegedFileAccess access;
+        manifests = tree.readManifests();
+    }
+    QCOMPARE(chmod(folder.constData(), 0755), 0); // so that the fixture can go
+    QCOMPARE(manifests.size(), 1);
+    QCOMPARE(manifests.first().error, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.manifestPath(u"beta"_s)));
+}
+
+void tst_ContentTree::gameFolderThatMayNotBeListedIsNamed()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    writeFile(tree.manifestPath(u"beta"_s), "{}");
+    const QByteArray folder = QFile::encodeName(tree.gameFolder());
+    QCOMPARE(chmod(folder.constData(), 0311), 0);
+    QList<ChannelManifest> manifests;
+    {
+        const velmo::test::UnprivilegedFileAccess access;
+        manifests = tree.readManifests();
+    }
+    QCOMPARE(chmod(folder.constData(), 0755), 0); // so that the fixture can go
+    QCOMPARE(manifests.size(), 1);
+    QCOMPARE(manifests.first().error, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.gameFolder()));
+}
+
+void tst_ContentTree::channelThatLeadsNowhereIsNamed_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<QString>("error");
+    QTest::newRow("folder") << u"beta"_s << u"\"%1/beta\" is a symbolic link that leads nowhere."_s;
+    QTest::newRow("manifest") << u"beta/manifest.json"_s
+                              << u"\"%1/beta/manifest.json\" cannot be read: No such file or directory."_s;
+}
+
+void tst_ContentTree::channelThatLeadsNowhereIsNamed()
+{
+    QFETCH(QString, link);
+    QFETCH(QString, error);
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    fixture.link(u"/not/mounted"_s, QDir(tree.gameFolder()).filePath(link));
+    const QList<ChannelManifest> manifests = tree.readManifests();
+    QCOMPARE(manifests.size(), 1);
+    QCOMPARE(manifests.first().channel, u"beta"_s);
+    QCOMPARE(manifests.first().error, error.arg(tree.gameFolder()));
+}
+
+void tst_ContentTree::filesAndFoldersWithoutAManifestAreNoChannels()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    writeFile(tree.gameFolder() + u"/README"_s, "x");
+    writeFile(tree.gameFolder() + u"/files/aa/x"_s, "x");
+    fixture.link(u"README"_s, tree.gameFolder() + u"/link"_s);
+    QVERIFY(tree.readManifests().isEmpty());
+}
+
+void tst_ContentTree::channelThatIsNotFoundLeavesItsContentUnknown()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    Manifest manifest = smallManifest();
+    manifest.channel = u"beta"_s;
+    QString error;
+    QVERIFY(tree.writeManifest(manifest, &error));
+    const velmo::publish::NamedContent named = tree.namedContent(u"beta"_s);
+    QCOMPARE(named.problems, QStringList());
+    QCOMPARE(named.hashes, QSet<QString>{QString(64, u'a')});
+    QCOMPARE(tree.namedContent(u"release"_s).problems,
+             QStringList{u"\"%1\" is not found in its folder."_s.arg(tree.manifestPath(u"release"_s))});
 }
 
 int main(int argc, char **argv)

@@ -78,8 +78,11 @@ private slots:
     void withoutPruneOldFilesStay();
     void pruneKeepsWhatAnotherChannelNames();
     void pruneIsRefusedWhileAManifestIsDamaged();
+    void pruneIsRefusedWhileAChannelCannotBeSeen_data();
+    void pruneIsRefusedWhileAChannelCannotBeSeen();
     void pruneWithAllowOlderReplacesItsOwnDamagedManifest();
     void pruneRemovesNothingWhenAManifestIsDamagedMeanwhile();
+    void pruneRemovesNothingWhenAChannelIsOutOfSightMeanwhile();
 };
 
 namespace {
@@ -836,6 +839,33 @@ void tst_Publisher::pruneIsRefusedWhileAManifestIsDamaged()
     QCOMPARE(fixture.manifest().build, 1);
 }
 
+void tst_Publisher::pruneIsRefusedWhileAChannelCannotBeSeen_data()
+{
+    QTest::addColumn<QString>("link");
+    QTest::addColumn<QString>("problem");
+    QTest::newRow("folder on a drive that is not there")
+        << u"beta"_s << u"\"%1/beta\" is a symbolic link that leads nowhere."_s;
+    QTest::newRow("manifest on a drive that is not there")
+        << u"beta/manifest.json"_s << u"\"%1/beta/manifest.json\" cannot be read: No such file or directory."_s;
+}
+
+void tst_Publisher::pruneIsRefusedWhileAChannelCannotBeSeen()
+{
+    QFETCH(QString, link);
+    QFETCH(QString, problem);
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    writeFile(fixture.storedPath("of beta"), "of beta");
+    fixture.link(u"/not/mounted"_s, QDir(fixture.contentTree().gameFolder()).filePath(link));
+    PublishOrder order = secondOrder(fixture);
+    order.prune = true;
+    QCOMPARE(Publisher(order).run().problems, QStringList{problem.arg(fixture.contentTree().gameFolder()) +
+                                                          u" What it names is not known, so nothing can be pruned."_s});
+    QVERIFY(QFile::exists(fixture.storedPath("of beta")));
+    QCOMPARE(fixture.manifest().build, 1);
+}
+
 void tst_Publisher::pruneWithAllowOlderReplacesItsOwnDamagedManifest()
 {
     const PublishFixture fixture;
@@ -862,6 +892,21 @@ void tst_Publisher::pruneRemovesNothingWhenAManifestIsDamagedMeanwhile()
     QCOMPARE(result.problems, QStringList{u"\"%1\" is damaged. Manifest is missing a version."_s.arg(beta)});
     QVERIFY2(result.manifest.valid, "the build itself is out");
     QVERIFY(QFile::exists(fixture.storedPath("stray")));
+}
+
+void tst_Publisher::pruneRemovesNothingWhenAChannelIsOutOfSightMeanwhile()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    writeFile(fixture.storedPath("of beta"), "of beta");
+    PublishOrder order = fixture.order();
+    order.prune = true;
+    const QString beta = fixture.contentTree().gameFolder() + u"/beta"_s;
+    const PublishResult result =
+        runWithActionAt(PublishStep::Copy, order, [&fixture, &beta] { fixture.link(u"/not/mounted"_s, beta); });
+    QCOMPARE(result.problems, QStringList{u"\"%1\" is a symbolic link that leads nowhere."_s.arg(beta)});
+    QVERIFY2(result.manifest.valid, "the build itself is out");
+    QVERIFY(QFile::exists(fixture.storedPath("of beta")));
 }
 
 int main(int argc, char **argv)

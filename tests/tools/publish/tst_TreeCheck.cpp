@@ -1,3 +1,4 @@
+#include "publish/ContentStore.h"
 #include "publish/TreeCheck.h"
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
@@ -20,6 +21,7 @@ private slots:
     void treeWithoutManifestsIsNot();
     void missingFileIsNamedForEveryPath();
     void wrongSizeIsNamed();
+    void pathThatLooksLikeAPlaceholderIsNamedAsItIs();
     void wrongHashIsNamed();
     void somethingElseInTheFilesPlaceIsNamed();
     void brokenManifestIsNamedAndTheOthersAreChecked();
@@ -95,6 +97,20 @@ void tst_TreeCheck::wrongSizeIsNamed()
     writeFile(location, "sec");
     QCOMPARE(checkOf(fixture).problems,
              QStringList{u"release: \"b\": \"%1\" has 3 bytes instead of 6."_s.arg(location)});
+}
+
+void tst_TreeCheck::pathThatLooksLikeAPlaceholderIsNamedAsItIs()
+{
+    const PublishFixture fixture;
+    velmo::publish::PublishOrder order = fixture.order();
+    order.tree = fixture.folder() + u"/%2 and %3"_s;
+    fixture.write(u"a"_s, "first");
+    QCOMPARE(velmo::publish::Publisher(order).run().problems, QStringList());
+    const velmo::publish::ContentTree tree(order.tree, order.game);
+    const QString location = velmo::publish::ContentStore(tree.contentFolder()).filePath(sha256Of("first"));
+    writeFile(location, "cut");
+    QCOMPARE(velmo::publish::TreeCheck(tree, 2).run().problems,
+             QStringList{u"release: \"a\": \""_s + location + u"\" has 3 bytes instead of 5."_s});
 }
 
 void tst_TreeCheck::wrongHashIsNamed()

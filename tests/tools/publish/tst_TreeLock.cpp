@@ -24,8 +24,11 @@ private slots:
     void lockOfAProcessThatIsGoneGivesWayWithoutAWord();
     void lockWithoutAHolderGivesWay_data();
     void lockWithoutAHolderGivesWay();
-    void youngLockOfAnotherHostHolds();
-    void lockOfAnotherHostGivesWayAfterADayWithAWarning();
+    void youngLockOfAnotherMachineHolds_data();
+    void youngLockOfAnotherMachineHolds();
+    void lockOfAnotherMachineGivesWayAfterADayWithAWarning_data();
+    void lockOfAnotherMachineGivesWayAfterADayWithAWarning();
+    void lockOfThisMachineUnderAnotherNameHoldsHoweverOld();
     void oldLockOfAnotherHostThatIsAliveHolds();
     void lockThatCannotBeWrittenIsNamed();
     void somethingElseInTheLocksPlaceIsNamed();
@@ -87,11 +90,28 @@ QByteArray withLine(const QByteArray &text, qsizetype line, const QByteArray &va
     return lines.join('\n');
 }
 
+QByteArray lockTextOfAnotherMachine(const QByteArray &host, const QByteArray &machine)
+{
+    const QByteArray text = withLine(withLine(ownLockText(), 2, host), 3, machine);
+    return withLine(text, 4, "01234567-89ab-cdef-0123-456789abcdef");
+}
+
 QByteArray lockTextOfAnotherHost()
 {
-    QByteArray text = withLine(ownLockText(), 2, "build-7");
-    text = withLine(text, 3, "0123456789abcdef0123456789abcdef");
-    return withLine(text, 4, "01234567-89ab-cdef-0123-456789abcdef");
+    return lockTextOfAnotherMachine("build-7", "0123456789abcdef0123456789abcdef");
+}
+
+/// What tells that a lock is of another machine; some machines have no id to tell.
+void addOtherMachines()
+{
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<QByteArray>("machine");
+    const QByteArray otherId = "0123456789abcdef0123456789abcdef";
+    QTest::newRow("other host") << u"build-7"_s << otherId;
+    QTest::newRow("other host without an id") << u"build-7"_s << QByteArray();
+    if (!QSysInfo::machineUniqueId().isEmpty()) {
+        QTest::newRow("same host made anew") << QSysInfo::machineHostName() << otherId;
+    }
 }
 
 /// The holder as sentences name it, when it is this process.
@@ -163,29 +183,57 @@ void tst_TreeLock::lockWithoutAHolderGivesWay()
     QVERIFY(!QFile::exists(fixture.path()));
 }
 
-void tst_TreeLock::youngLockOfAnotherHostHolds()
+void tst_TreeLock::youngLockOfAnotherMachineHolds_data()
 {
+    addOtherMachines();
+}
+
+void tst_TreeLock::youngLockOfAnotherMachineHolds()
+{
+    QFETCH(QString, host);
+    QFETCH(QByteArray, machine);
     const LockFixture fixture;
-    const QByteArray text = lockTextOfAnotherHost();
+    const QByteArray text = lockTextOfAnotherMachine(host.toLocal8Bit(), machine);
     fixture.leave(text, 23 * hour);
     QString refusal;
     QVERIFY(!fixture.take(&refusal));
     QCOMPARE(refusal,
              u"Another build is being published: the lock \"%1\" is held by %2. If that machine is gone, delete "
-             "the lock."_s.arg(fixture.path(), ownDescription(u"build-7"_s)));
+             "the lock."_s.arg(fixture.path(), ownDescription(host)));
     QCOMPARE(contentOf(fixture.path()), text);
 }
 
-void tst_TreeLock::lockOfAnotherHostGivesWayAfterADayWithAWarning()
+void tst_TreeLock::lockOfAnotherMachineGivesWayAfterADayWithAWarning_data()
 {
+    addOtherMachines();
+}
+
+void tst_TreeLock::lockOfAnotherMachineGivesWayAfterADayWithAWarning()
+{
+    QFETCH(QString, host);
+    QFETCH(QByteArray, machine);
     const LockFixture fixture;
-    fixture.leave(lockTextOfAnotherHost(), 25 * hour);
+    fixture.leave(lockTextOfAnotherMachine(host.toLocal8Bit(), machine), 25 * hour);
     QString refusal;
     QString warning;
     QVERIFY2(fixture.take(&refusal, &warning), qUtf8Printable(refusal));
     QCOMPARE(warning, u"The lock \"%1\" of %2 is 25 hours old; it was taken for left over and replaced."_s.arg(
-                          fixture.path(), ownDescription(u"build-7"_s)));
+                          fixture.path(), ownDescription(host)));
     QVERIFY(!QFile::exists(fixture.path()));
+}
+
+/// As of a machine that got another name meanwhile: its id says that its processes can be seen here.
+void tst_TreeLock::lockOfThisMachineUnderAnotherNameHoldsHoweverOld()
+{
+    if (QSysInfo::machineUniqueId().isEmpty()) {
+        QSKIP("This machine has no id.");
+    }
+    const LockFixture fixture;
+    fixture.leave(withLine(ownLockText(), 2, "build-7"), 25 * hour);
+    QString refusal;
+    QVERIFY(!fixture.take(&refusal));
+    QCOMPARE(refusal, u"Another build is being published: the lock \"%1\" is held by %2."_s.arg(
+                          fixture.path(), ownDescription(u"build-7"_s)));
 }
 
 /// Two containers of one machine share its kernel, which knows that the file is still held.
