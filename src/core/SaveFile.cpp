@@ -39,8 +39,7 @@ int syncFailure(int descriptor)
     do {
         failure = fsync(descriptor) == 0 ? 0 : errno;
     } while (failure == EINTR);
-    const bool cannotBeAsked = failure == EINVAL || failure == ENOSYS || failure == EOPNOTSUPP ||
-                               failure == ENOTSUP; // the last two may be one
+    const bool cannotBeAsked = failure == EINVAL || failure == ENOSYS || failure == EOPNOTSUPP;
     return cannotBeAsked ? 0 : failure;
 }
 
