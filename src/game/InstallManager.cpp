@@ -13,6 +13,7 @@
 #include <QSet>
 #include <QStorageInfo>
 
+#include <chrono>
 #include <limits>
 
 using namespace Qt::Literals::StringLiterals;
@@ -113,6 +114,10 @@ Manifest InstallManager::loadInstalledManifest() const
     if (!file.open(QIODevice::ReadOnly)) {
         return {};
     }
+    const FileStamp stamp = stampOf(file);
+    if (known_.manifest.valid && known_.stamp == stamp) {
+        return known_.manifest; // parsing 100,000 files would hold up the window for a third of a second
+    }
     QJsonParseError parseError;
     const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &parseError);
     if (parseError.error != QJsonParseError::NoError || !document.isObject()) {
@@ -124,6 +129,7 @@ Manifest InstallManager::loadInstalledManifest() const
     if (!manifest.valid) {
         qCWarning(lcGame) << "Installed manifest rejected:" << error;
     }
+    known_ = stamp.isSettledAt(std::chrono::system_clock::now()) ? KnownRecord{stamp, manifest} : KnownRecord{};
     return manifest;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/FileStamp.h"
 #include "data/Manifest.h"
 
 #include <QObject>
@@ -7,8 +8,8 @@
 namespace velmo {
 
 /// Keeps the install folder: whether it is usable, what it needs and has, where the game's program is, and the record
-/// of the installed build in ".velmo/installed.json". Holds nothing but the root and reads the disk for every question.
-/// Main thread only; synchronous.
+/// of the installed build in ".velmo/installed.json". Holds nothing but the root and looks at the disk for every
+/// question; a sound record is parsed again only when its file has changed. Main thread only; synchronous.
 class InstallManager : public QObject {
     Q_OBJECT
 
@@ -43,7 +44,14 @@ public:
 private:
     QString installedManifestPath() const;
 
+    /// A sound record, and the state of its file in which it was read.
+    struct KnownRecord {
+        FileStamp stamp;
+        Manifest manifest;
+    };
+
     QString root_; ///< cleaned absolute path; empty until set
+    mutable KnownRecord known_;
 };
 
 } // namespace velmo

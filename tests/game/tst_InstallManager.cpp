@@ -61,6 +61,17 @@ void writeFile(const QString &path, const QByteArray &bytes)
     }
 }
 
+/// A record of one build; those of builds of one digit are of one size.
+QByteArray buildDocument(int build)
+{
+    return R"({"version":"1.0","build":%1,"executable":"%1.exe"})"_ba.replace("%1", QByteArray::number(build));
+}
+
+QDateTime longAgo()
+{
+    return {QDate(2026, 2, 3), QTime(4, 5, 6), QTimeZone::utc()};
+}
+
 QByteArray readFile(const QString &path)
 {
     QFile file(path);
@@ -123,6 +134,12 @@ private slots:
     void tamperedRecordIsRejected_data();
     void tamperedRecordIsRejected();
     void everyQuestionReadsTheDiskAgain();
+    void untouchedRecordIsNotParsedAgain();
+    void changedRecordIsParsedAgain_data();
+    void changedRecordIsParsedAgain();
+    void recordOfThisMomentIsParsedAgain();
+    void damagedRecordIsToldOfEachTime_data();
+    void damagedRecordIsToldOfEachTime();
 
     void committedRecordIsReadBack();
     void commitWritesTheIndentedForm();
@@ -145,6 +162,8 @@ private slots:
     void tamperedRecordRemovesNothingOutsideTheRoot();
 
 private:
+    void writeRecord(const QByteArray &bytes, const QDateTime &time) const;
+
     QString root() const { return folder_->filePath(u"Meine Spiele/Härröwfen 沼"_s); }
     QString metadata() const { return root() + u"/.velmo"_s; }
     QString record() const { return metadata() + u"/installed.json"_s; }
@@ -165,6 +184,15 @@ void tst_InstallManager::cleanup()
 {
     manager_.reset();
     folder_.reset();
+}
+
+void tst_InstallManager::writeRecord(const QByteArray &bytes, const QDateTime &time) const
+{
+    writeFile(record(), bytes);
+    QFile file(record());
+    if (!file.open(QIODevice::ReadWrite) || !file.setFileTime(time, QFileDevice::FileModificationTime)) {
+        qFatal("Cannot set the time of %s", qPrintable(record()));
+    }
 }
 
 void tst_InstallManager::withoutARootNothingIsKnownOrDone()
@@ -516,6 +544,72 @@ void tst_InstallManager::everyQuestionReadsTheDiskAgain()
     QVERIFY(QFile::remove(record()));
     QVERIFY(!manager_->hasInstalledManifest());
     QVERIFY(!manager_->loadInstalledManifest().valid);
+}
+
+// Bytes that change without the file's size or time show whether they were read.
+
+void tst_InstallManager::untouchedRecordIsNotParsedAgain()
+{
+    writeRecord(buildDocument(1), longAgo());
+    QCOMPARE(manager_->loadInstalledManifest().build, 1);
+    writeRecord(buildDocument(2), longAgo());
+    QCOMPARE(manager_->loadInstalledManifest().build, 1);
+    QCOMPARE(manager_->executablePath(), below(u"1.exe"_s));
+}
+
+void tst_InstallManager::changedRecordIsParsedAgain_data()
+{
+    QTest::addColumn<QByteArray>("document");
+    QTest::addColumn<QDateTime>("time");
+    QTest::addColumn<bool>("replaced");
+    QTest::newRow("another time") << buildDocument(2) << longAgo().addSecs(1) << false;
+    QTest::newRow("another size") << buildDocument(2) + ' ' << longAgo() << false;
+    QTest::newRow("another file") << buildDocument(2) << longAgo() << true;
+}
+
+void tst_InstallManager::changedRecordIsParsedAgain()
+{
+    QFETCH(const QByteArray, document);
+    QFETCH(const QDateTime, time);
+    QFETCH(const bool, replaced);
+    writeRecord(buildDocument(1), longAgo());
+    QCOMPARE(manager_->loadInstalledManifest().build, 1);
+    // Kept, so that the drive cannot give its number to the next one.
+    QVERIFY(!replaced || QFile::rename(record(), record() + u".old"_s));
+    writeRecord(document, time);
+    QCOMPARE(manager_->loadInstalledManifest().build, 2);
+    QCOMPARE(manager_->executablePath(), below(u"2.exe"_s));
+}
+
+void tst_InstallManager::recordOfThisMomentIsParsedAgain()
+{
+    const QDateTime ahead =
+        QDateTime::currentDateTimeUtc().addDays(1); // and so within two seconds, however long this takes
+    writeRecord(buildDocument(1), ahead);
+    QCOMPARE(manager_->loadInstalledManifest().build, 1);
+    writeRecord(buildDocument(2), ahead);
+    QCOMPARE(manager_->loadInstalledManifest().build, 2);
+}
+
+void tst_InstallManager::damagedRecordIsToldOfEachTime_data()
+{
+    QTest::addColumn<QByteArray>("damaged");
+    QTest::newRow("cut off") << "{"_ba;
+    QTest::newRow("without a version") << R"({"build":1})"_ba;
+}
+
+void tst_InstallManager::damagedRecordIsToldOfEachTime()
+{
+    QFETCH(const QByteArray, damaged);
+    const LogCapture log;
+    writeRecord(buildDocument(1), longAgo());
+    QVERIFY(manager_->loadInstalledManifest().valid);
+    writeRecord(damaged, longAgo());
+    QVERIFY(!manager_->loadInstalledManifest().valid);
+    QVERIFY(!manager_->loadInstalledManifest().valid);
+    QCOMPARE(log.texts().size(), 2);
+    writeRecord(buildDocument(1), longAgo());
+    QVERIFY(manager_->loadInstalledManifest().valid);
 }
 
 void tst_InstallManager::committedRecordIsReadBack()
