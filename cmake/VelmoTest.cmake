@@ -3,7 +3,7 @@
 function(velmo_test name)
     cmake_parse_arguments(test "SERIAL" "TIMEOUT" "USES;SOURCES" ${ARGN})
     if(NOT test_TIMEOUT)
-        set(test_TIMEOUT 120)
+        set(test_TIMEOUT 600) # for what never ends; a busy machine takes its time
     endif()
     add_executable(tst_${name} tst_${name}.cpp ${test_SOURCES})
     target_link_libraries(tst_${name} PRIVATE velmo_test_support velmo_resources Qt6::Test ${test_USES})
@@ -23,7 +23,7 @@ function(velmo_pixel_test name)
     target_link_libraries(tst_${name} PRIVATE velmo_test_pixels)
     add_test(NAME tst_${name}_at150 COMMAND tst_${name})
     set_tests_properties(tst_${name}_at150 PROPERTIES
-        TIMEOUT 120
+        TIMEOUT 600
         ENVIRONMENT "${VELMO_TEST_ENVIRONMENT};QT_SCALE_FACTOR=1.5")
     # Some write a game profile beside the program, and the program is the same.
     set_tests_properties(tst_${name} tst_${name}_at150 PROPERTIES RESOURCE_LOCK tst_${name})

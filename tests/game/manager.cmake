@@ -32,7 +32,7 @@ foreach(test ${tests})
     velmo_test(${test}
         USES velmo_test_game_fixture velmo_test_certificates
         SOURCES ${sources}
-        TIMEOUT 300)
+        TIMEOUT 600)
     velmo_own_folder(tst_${test})
 endforeach()
 # Starts some hundred programs. What bounds it is meant for a machine that hangs, not for one that is busy.

@@ -32,6 +32,8 @@ Listener::Listener(Site *site, QObject *parent)
     , site_(site)
 {
     setMaxPendingConnections(mostPendingConnections);
+    // Qt's five seconds are short for a client on a busy machine.
+    setHandshakeTimeout(static_cast<int>(idleTimeout.count()));
     connect(this, &Listener::pendingConnectionAvailable, this, &Listener::takeIn);
 }
 

@@ -9,7 +9,7 @@ namespace velmo::test {
 
 namespace {
 
-constexpr int patienceMs = 10'000;
+constexpr int patienceMs = 60'000;
 
 } // namespace
 

@@ -24,7 +24,7 @@ using velmo::test::TestStudio;
 
 namespace {
 
-constexpr int patienceMs = 10'000;
+constexpr int patienceMs = 60'000;
 
 } // namespace
 
