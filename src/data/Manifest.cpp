@@ -4,7 +4,7 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QRegularExpression>
+#include <QStringTokenizer>
 
 #include <algorithm>
 #include <limits>
@@ -20,23 +20,36 @@ constexpr qsizetype longestPath = 260; // characters
 [[maybe_unused]] const int manifestTypeId = qRegisterMetaType<Manifest>("velmo::Manifest");
 [[maybe_unused]] const int fileListTypeId = qRegisterMetaType<QList<ManifestFile>>("QList<velmo::ManifestFile>");
 
-bool isSha256(const QString &text)
+// Spelt out, since patterns would cost more than all else of reading a long manifest.
+
+bool isHexDigit(QChar character)
 {
-    static const QRegularExpression pattern(u"^[0-9a-fA-F]{64}$"_s);
-    // The pattern's end also matches before a final line break, which the length rules out.
-    return text.size() == 64 && pattern.match(text).hasMatch();
+    return (character >= u'0' && character <= u'9') || (character >= u'a' && character <= u'f') ||
+           (character >= u'A' && character <= u'F');
 }
 
-bool isDriveQualified(const QString &path)
+bool isSha256(QStringView text)
 {
-    static const QRegularExpression pattern(u"^[A-Za-z]:"_s);
-    return pattern.match(path).hasMatch();
+    return text.size() == 64 && std::all_of(text.begin(), text.end(), isHexDigit);
 }
 
-bool hasForbiddenCharacter(const QString &path)
+/// What no file name holds on one platform or another: a backslash parts folders on Windows, and a colon follows a
+/// drive.
+bool isForbidden(QChar character)
 {
-    static const QRegularExpression pattern(uR"([<>:"|?*\x00-\x1F])"_s);
-    return pattern.match(path).hasMatch();
+    switch (character.unicode()) {
+    case u'\\':
+    case u'<':
+    case u'>':
+    case u':':
+    case u'"':
+    case u'|':
+    case u'?':
+    case u'*':
+        return true;
+    default:
+        return character < u' ';
+    }
 }
 
 bool isSafeSegment(QStringView segment)
@@ -141,13 +154,16 @@ bool Manifest::isNewerThan(const Manifest &other) const
 
 bool Manifest::isSafeManifestPath(const QString &path)
 {
-    // Half a surrogate pair would keep the patterns below from matching anything.
-    if (path.isEmpty() || !path.isValidUtf16() || path.size() > longestPath || path.contains(u'\\') ||
-        path.startsWith(u'/') || path.contains("//"_L1) || isDriveQualified(path)) {
+    if (path.size() > longestPath || !path.isValidUtf16() || std::any_of(path.begin(), path.end(), isForbidden)) {
         return false;
     }
-    const QList<QStringView> segments = QStringView(path).split(u'/');
-    return std::all_of(segments.begin(), segments.end(), isSafeSegment) && !hasForbiddenCharacter(path);
+    // An empty path has one empty segment; a slash in front, at the end or twice makes one too.
+    for (const QStringView segment : QStringTokenizer(path, u'/')) {
+        if (!isSafeSegment(segment)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 qint64 totalSize(const QList<ManifestFile> &files)
