@@ -1,7 +1,7 @@
-# velmo_test(<name> [USES <libraries>] [SOURCES <more files>] [TIMEOUT <seconds>] [SERIAL])
+# velmo_test(<name> [USES <libraries>] [SOURCES <more files>] [TIMEOUT <seconds>])
 # A Qt Test class tst_<name>.cpp in the current folder as one program and one CTest test of the same name.
 function(velmo_test name)
-    cmake_parse_arguments(test "SERIAL" "TIMEOUT" "USES;SOURCES" ${ARGN})
+    cmake_parse_arguments(test "" "TIMEOUT" "USES;SOURCES" ${ARGN})
     if(NOT test_TIMEOUT)
         set(test_TIMEOUT 600) # for what never ends; a busy machine takes its time
     endif()
@@ -11,9 +11,6 @@ function(velmo_test name)
     set_tests_properties(tst_${name} PROPERTIES
         TIMEOUT ${test_TIMEOUT}
         ENVIRONMENT "${VELMO_TEST_ENVIRONMENT}")
-    if(test_SERIAL)
-        set_tests_properties(tst_${name} PROPERTIES RUN_SERIAL ON)
-    endif()
 endfunction()
 
 # velmo_pixel_test(<name> [the options of velmo_test])

@@ -109,6 +109,23 @@ ApiResult decode(const QNetworkReply &reply, const QByteArray &body)
     return result;
 }
 
+/// The reply to a request that never left: it ends as one that was aborted, and reaches no network.
+class UnsentReply : public QNetworkReply {
+public:
+    UnsentReply(const QNetworkRequest &request, QObject *parent)
+        : QNetworkReply(parent)
+    {
+        setRequest(request);
+        setError(OperationCanceledError, u"Operation canceled"_s); // in Qt's own words
+        setFinished(true);
+    }
+
+    void abort() override {}
+
+protected:
+    qint64 readData(char * /*data*/, qint64 /*size*/) override { return -1; }
+};
+
 } // namespace
 
 ApiClient::ApiClient(QObject *parent)
@@ -135,7 +152,7 @@ void ApiClient::getJson(const QString &url, Callback callback)
     }
     const QNetworkRequest request = buildRequest(url);
     qCInfo(lcNet) << "GET" << url;
-    send([this, request, callback = std::move(callback)] { track(network->get(request), true, callback); });
+    send({request, std::nullopt, std::move(callback)});
 }
 
 void ApiClient::postJson(const QString &url, const QJsonObject &body, Callback callback)
@@ -147,20 +164,22 @@ void ApiClient::postJson(const QString &url, const QJsonObject &body, Callback c
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     const QByteArray bytes = QJsonDocument(body).toJson(QJsonDocument::Compact);
     qCInfo(lcNet) << "POST" << url << bytes.size() << "bytes";
-    send([this, request, bytes, callback = std::move(callback)] {
-        track(network->post(request, bytes), false, callback);
-    });
+    send({request, bytes, std::move(callback)});
 }
 
 void ApiClient::cancelAll()
 {
-    release(); // a request that never left fails in the same words as one that did
     // Each abort runs its callback at once, which may start a request that is no longer ours to cancel.
+    holding = false;
+    const QList<Request> unsent = std::exchange(held, {});
     const QList<QPointer<QNetworkReply>> inFlight = std::exchange(pending, {});
     for (const QPointer<QNetworkReply> &reply : inFlight) {
         if (reply) {
             reply->abort();
         }
+    }
+    for (const Request &request : unsent) {
+        finish(new UnsentReply(request.request, network), false, request.callback);
     }
 }
 
@@ -172,9 +191,9 @@ void ApiClient::hold()
 void ApiClient::release()
 {
     holding = false;
-    const QList<std::function<void()>> requests = std::exchange(held, {});
-    for (const std::function<void()> &request : requests) {
-        request();
+    const QList<Request> requests = std::exchange(held, {});
+    for (const Request &request : requests) {
+        leave(request);
     }
 }
 
@@ -208,12 +227,21 @@ QNetworkRequest ApiClient::buildRequest(const QString &url) const
     return request;
 }
 
-void ApiClient::send(std::function<void()> request)
+void ApiClient::send(Request request)
 {
     if (holding) {
         held.append(std::move(request));
     } else {
-        request();
+        leave(request);
+    }
+}
+
+void ApiClient::leave(const Request &request)
+{
+    if (request.body) {
+        track(network->post(request.request, *request.body), false, request.callback);
+    } else {
+        track(network->get(request.request), true, request.callback);
     }
 }
 

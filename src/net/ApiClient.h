@@ -2,14 +2,15 @@
 
 #include <QJsonObject>
 #include <QList>
+#include <QNetworkRequest>
 #include <QObject>
 #include <QPointer>
 
 #include <functional>
+#include <optional>
 
 class QNetworkAccessManager;
 class QNetworkReply;
-class QNetworkRequest;
 
 namespace velmo {
 
@@ -40,9 +41,9 @@ public:
     void getJson(const QString &url, Callback callback);
     /// One POST of \a body; the callback as for getJson.
     void postJson(const QString &url, const QJsonObject &body, Callback callback);
-    /// Aborts everything in flight, and what is still held back; the callbacks run before this returns. A request that
-    /// a callback makes goes on, and a refused address is still answered from the event loop. The destructor does the
-    /// same, but what a callback asks for then is dropped.
+    /// Aborts everything in flight, and what is still held back, which then never leaves; the callbacks run before this
+    /// returns. A request that a callback makes goes on, and a refused address is still answered from the event loop.
+    /// The destructor does the same, but what a callback asks for then is dropped.
     void cancelAll();
 
     /// Holds back what is requested from now on: it is logged and answered like any other request, but leaves, and
@@ -52,16 +53,23 @@ public:
     void release();
 
 private:
+    struct Request {
+        QNetworkRequest request;
+        std::optional<QByteArray> body; ///< of a POST
+        Callback callback;
+    };
+
     bool refuse(const QString &url, const Callback &callback);
     QNetworkRequest buildRequest(const QString &url) const;
-    void send(std::function<void()> request);
+    void send(Request request);
+    void leave(const Request &request);
     void track(QNetworkReply *reply, bool logSuccess, Callback callback);
     void finish(QNetworkReply *reply, bool logSuccess, const Callback &callback);
 
     QNetworkAccessManager *network;
     QList<QPointer<QNetworkReply>> pending;
     int timeoutMs; ///< without transfer progress, of every request
-    QList<std::function<void()>> held;
+    QList<Request> held;
     bool holding = false;
 };
 

@@ -227,7 +227,29 @@ bool NewsPage::eventFilter(QObject *watched, QEvent *event)
 void NewsPage::showList()
 {
     body_->stop(); // whoever opens the article again gets it from its beginning
+    const bool isUsedByKeys = articleView_->isAncestorOf(window()->focusWidget());
     stack_->setCurrentWidget(listView_);
+    if (isUsedByKeys && !qobject_cast<NewsCard *>(window()->focusWidget())) {
+        focusCardOf(openId_); // the one that was left has gone, for another feed
+    }
+}
+
+/// Takes the focus to the card of an article, or to the first one when it has none any more.
+void NewsPage::focusCardOf(const QString &id)
+{
+    NewsCard *first = nullptr;
+    qsizetype article = 0;
+    for (int index = 0; index < listLayout_->count(); ++index) {
+        auto *card = qobject_cast<NewsCard *>(listLayout_->itemAt(index)->widget());
+        if (card && articles_.at(article++).id == id) {
+            card->setFocus();
+            return;
+        }
+        first = first ? first : card;
+    }
+    if (first) {
+        first->setFocus();
+    }
 }
 
 void NewsPage::showArticle(const QString &id)
@@ -237,6 +259,7 @@ void NewsPage::showArticle(const QString &id)
     if (article == articles_.cend()) {
         return;
     }
+    openId_ = id;
     categoryLabel_->setText(article->category.left(longestTitle));
     categoryLabel_->setVisible(!article->category.isEmpty());
     titleLabel_->setText(article->title.left(longestTitle));

@@ -39,11 +39,13 @@ private:
     void takeLiveFeed(const ApiResult &result);
     void rebuildList();
     void showList();
+    void focusCardOf(const QString &id);
     void showArticle(const QString &id);
     void renderBody(const NewsArticle &article);
 
     ApiClient *api_;
     QList<NewsArticle> articles_;
+    QString openId_; ///< of the article in the reading view
     QStackedWidget *stack_;
     QScrollArea *listView_ = nullptr;
     QVBoxLayout *listLayout_ = nullptr;

@@ -176,12 +176,13 @@ QStringList namesOfTheNextSeconds()
     return names;
 }
 
+/// Null when it could not be started. As long as it takes: to one that has not ended, a process gives the code of one
+/// that went well.
 std::unique_ptr<QProcess> ranChild(const QString &scene)
 {
     auto child = std::make_unique<QProcess>();
     child->start(QCoreApplication::applicationFilePath(), {scene});
-    child->waitForFinished();
-    return child;
+    return child->waitForFinished(-1) ? std::move(child) : nullptr;
 }
 
 } // namespace
@@ -471,6 +472,7 @@ void tst_Logging::withoutADirectoryOnlyTheStreamsAreServed()
     QVERIFY(velmo::ensureDirectory(velmo::dataDirectory()));
     QVERIFY(QFile(velmo::logsDirectory()).open(QIODevice::WriteOnly));
     const std::unique_ptr<QProcess> child = ranChild(u"--levels"_s);
+    QVERIFY(child);
     QCOMPARE(child->exitStatus(), QProcess::NormalExit);
     QCOMPARE(child->readAllStandardOutput().count("\n"), 1);
     QCOMPARE(child->readAllStandardError().count("\n"), 3);
@@ -484,6 +486,7 @@ void tst_Logging::withoutAFileOnlyTheStreamsAreServed()
         QVERIFY(QDir(velmo::logsDirectory()).mkpath(name));
     }
     const std::unique_ptr<QProcess> child = ranChild(u"--levels"_s);
+    QVERIFY(child);
     QCOMPARE(child->exitStatus(), QProcess::NormalExit);
     QCOMPARE(child->readAllStandardOutput().count("\n"), 1);
     QCOMPARE(child->readAllStandardError().count("\n"), 3);
@@ -550,6 +553,7 @@ void tst_Logging::stoppingTwiceOrUnstartedDoesNoHarm()
 void tst_Logging::debugGoesToStdoutAndTheRestToStderr()
 {
     const std::unique_ptr<QProcess> child = ranChild(u"--levels"_s);
+    QVERIFY(child);
     QCOMPARE(child->exitCode(), 0);
     const QString output = QString::fromLocal8Bit(plainText(child->readAllStandardOutput()));
     const QString errors = QString::fromLocal8Bit(plainText(child->readAllStandardError()));
@@ -564,6 +568,7 @@ void tst_Logging::debugGoesToStdoutAndTheRestToStderr()
 void tst_Logging::linesOfManyThreadsNeverMixInTheFile()
 {
     const std::unique_ptr<QProcess> child = ranChild(u"--threads"_s);
+    QVERIFY(child);
     QCOMPARE(child->exitStatus(), QProcess::NormalExit);
     QCOMPARE(child->exitCode(), 0);
     const QStringList lines = linesOfOnlyLog();
@@ -590,6 +595,7 @@ void tst_Logging::fatalMessageWritesItsLineClosesTheLogAndAborts()
 {
     QFETCH(QString, scene);
     const std::unique_ptr<QProcess> child = ranChild(scene);
+    QVERIFY(child);
 #ifdef Q_OS_WIN
     QCOMPARE(child->exitCode(), 3); // what abort ends with there
 #else

@@ -454,6 +454,7 @@ void tst_Tray::lateReportDoesNotHideTheReturningWindow()
     }
     window_->overrideWindowState(Qt::WindowMinimized); // as the window system tells it
     QCoreApplication::processEvents();
+    QCOMPARE(hides.count(), 0);
     window_->overrideWindowState(Qt::WindowNoState);
     QTRY_VERIFY(isOnScreen(*window_));
     QVERIFY(!window_->isMinimized());
@@ -469,6 +470,7 @@ void tst_Tray::hidingThatWaitsLeavesTheReturningWindow()
     window_->restoreFromTray();
     window_->overrideWindowState(Qt::WindowMinimized);
     QCoreApplication::processEvents();
+    QCOMPARE(hides.count(), 0);
     window_->overrideWindowState(Qt::WindowNoState);
     QTRY_VERIFY(isOnScreen(*window_));
     QCOMPARE(hides.count(), 0);

@@ -7,10 +7,12 @@
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QPointer>
 #include <QScopeGuard>
+#include <QSignalSpy>
 #include <QSslConfiguration>
 #include <QTcpSocket>
 #include <QTimer>
@@ -180,6 +182,8 @@ private slots:
 
     void heldRequestsLeaveInTheirOrderAtTheRelease();
     void cancelledHeldRequestFailsLikeOneThatLeft();
+    void cancelledHeldRequestNeverLeaves();
+    void heldRequestFailsWithTheClientThatGoes();
 
 private:
     static ApiResult get(const QUrl &url);
@@ -1108,15 +1112,58 @@ void tst_ApiClient::heldRequestsLeaveInTheirOrderAtTheRelease()
 void tst_ApiClient::cancelledHeldRequestFailsLikeOneThatLeft()
 {
     ApiClient client;
+    const LogCapture log;
     const QString url = studio_->url(u"/api"_s).toString();
-    Outcome outcome;
+    const QString detail = errorDetail(u"Operation canceled"_s, 5, 0, QUrl(url));
+    Outcome get;
+    Outcome post;
     client.hold();
-    client.getJson(url, outcome.callback());
-    QCOMPARE(outcome.calls(), 0);
+    client.getJson(url, get.callback());
+    client.postJson(url, {}, post.callback());
+    QCOMPARE(get.calls() + post.calls(), 0);
     client.cancelAll();
-    QVERIFY(outcome.arrives());
+    for (const Outcome *outcome : {&get, &post}) {
+        QCOMPARE(outcome->calls(), 1);
+        QVERIFY(!outcome->result().ok);
+        QVERIFY(outcome->result().offline);
+        QCOMPARE(outcome->result().httpStatus, 0);
+        QCOMPARE(outcome->result().message, outOfReach);
+        QCOMPARE(outcome->result().detail, detail);
+    }
+    QCOMPARE(log.count(QtWarningMsg, u"velmo.net"_s, u"Request failed: \"%1\""_s.arg(detail)), 2);
+}
+
+void tst_ApiClient::cancelledHeldRequestNeverLeaves()
+{
+    ApiClient client;
+    const LogCapture quiet;
+    const QSignalSpy left(client.findChild<QNetworkAccessManager *>(), &QNetworkAccessManager::finished);
+    const QString url = studio_->url(u"/api"_s).toString();
+    Outcome get;
+    Outcome post;
+    client.hold();
+    client.getJson(url, get.callback());
+    client.postJson(url, {}, post.callback());
+    client.cancelAll();
+    QCOMPARE(get.calls() + post.calls(), 2);
+    QCOMPARE(left.size(), 0);
+    Outcome later;
+    client.getJson(url, later.callback()); // nothing is held any more
+    QVERIFY(later.arrives());
+    QCOMPARE(left.size(), 1);
+}
+
+void tst_ApiClient::heldRequestFailsWithTheClientThatGoes()
+{
+    const LogCapture quiet;
+    Outcome outcome;
+    {
+        ApiClient client;
+        client.hold();
+        client.getJson(studio_->url(u"/api"_s).toString(), outcome.callback());
+    }
+    QCOMPARE(outcome.calls(), 1);
     QCOMPARE(outcome.result().message, outOfReach);
-    QCOMPARE(outcome.result().detail, errorDetail(u"Operation canceled"_s, 5, 0, QUrl(url)));
 }
 
 int main(int argc, char **argv)

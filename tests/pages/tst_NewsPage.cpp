@@ -241,6 +241,8 @@ private slots:
     void listStaysWhereItIsOnAClick();
     void focusStaysInAListThatIsRebuilt();
     void focusStaysInAListThatIsRebuiltBehindAnotherProgram();
+    void focusReturnsFromAnArticleToItsCardInTheNewList_data();
+    void focusReturnsFromAnArticleToItsCardInTheNewList();
 
     void longArticleIsBuiltInPieces();
     void muchTextIsBuiltInPiecesToo_data();
@@ -803,6 +805,42 @@ void tst_NewsPage::focusStaysInAListThatIsRebuiltBehindAnotherProgram()
     QTRY_COMPARE(w.f.page.findChildren<NewsCard *>().size(), 3);
     QCOMPARE(w.window.focusWidget(), w.f.cards().first());
     QCOMPARE(QApplication::activeWindow(), &other);
+}
+
+void tst_NewsPage::focusReturnsFromAnArticleToItsCardInTheNewList_data()
+{
+    QTest::addColumn<QString>("last");
+    QTest::addColumn<int>("card");
+    QTest::newRow("the same article") << u"the-water-moves"_s << 2;
+    QTest::newRow("it is gone") << u"other"_s << 0;
+}
+
+void tst_NewsPage::focusReturnsFromAnArticleToItsCardInTheNewList()
+{
+    QFETCH(const QString, last);
+    QFETCH(const int, card);
+    (*studio_)->setDocument(feedPath,
+                            feedOf({article(u"a"_s, u"A"_s, u"2026-11-10"_s), article(u"b"_s, u"B"_s, u"2026-11-09"_s),
+                                    article(last, u"C"_s, u"2026-11-08"_s)}));
+    const LogCapture quiet;
+    Window w;
+    w.window.show();
+    w.window.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&w.window));
+    w.f.page.onPageShown();
+    w.f.cards().first()->show();
+    w.f.cards().first()->setFocus();
+    emit w.f.cards().first()->activated(u"the-water-moves"_s); // before the event loop brings the live feed
+    const QWidget *inArticle = QApplication::focusWidget();
+    QVERIFY(w.f.articleView == inArticle || w.f.articleView->isAncestorOf(inArticle));
+    QTRY_COMPARE(w.f.cards().size(), 3);
+    QTRY_COMPARE(w.f.page.findChildren<NewsCard *>().size(), 3);
+    QCOMPARE(w.f.stack->currentWidget(), w.f.articleView);
+    QCOMPARE(QApplication::focusWidget(), inArticle);
+    buttonReading(w.f.page, u"Back to news"_s)->setFocus();
+    w.press(Qt::Key_Space);
+    QCOMPARE(w.f.stack->currentWidget(), w.f.listView);
+    QCOMPARE(QApplication::focusWidget(), w.f.cards().at(card));
 }
 
 void tst_NewsPage::longArticleIsBuiltInPieces()

@@ -3,6 +3,7 @@
 #include "core/ConfigManager.h"
 #include "game/GameManager.h"
 #include "net/ApiClient.h"
+#include "shell/MainWindow.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
 
@@ -11,6 +12,9 @@
 #include <QMenu>
 #include <QNetworkAccessManager>
 #include <QSystemTrayIcon>
+#include <QTimer>
+
+#include <memory>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo;
@@ -49,6 +53,25 @@ struct Fixture {
     TrayIcon tray{&config, &game};
 };
 
+/// The whole window, with an icon of its own, in the moment after it was asked to come back from the tray. Its system
+/// tells that it is minimised, and has not brought it to the front yet.
+struct ReturningWindow : Fixture {
+    ReturningWindow()
+    {
+        config.setValue(u"launcher.minimizeToTray"_s, true);
+        window = std::make_unique<MainWindow>(&config, &game, &api);
+        window->show();
+        emit game.stateChanged(GameState::Running, QString()); // hides it
+        QVERIFY(window->isHidden());
+        window->restoreFromTray();
+        window->overrideWindowState(Qt::WindowMinimized);
+        QCoreApplication::processEvents();
+        QVERIFY(!window->isHidden());
+    }
+
+    std::unique_ptr<MainWindow> window;
+};
+
 } // namespace
 
 /// The icon on a desktop without a window system, whose tray comes and goes.
@@ -59,6 +82,8 @@ private slots:
     void iconStaysWhereItsTrayGoes();
     void iconIsRefusedUntilThereIsATray();
     void ampersandsAreShownAndMarkNoLetter();
+    void windowThatDoesNotComeBackIsHiddenAgain();
+    void windowThatCameBackUnnoticedIsHiddenAsUsual();
 };
 
 void tst_TrayIcon::iconStaysWhereItsTrayGoes()
@@ -106,6 +131,28 @@ void tst_TrayIcon::ampersandsAreShownAndMarkNoLetter()
     QCOMPARE(f.icon()->toolTip(), u"NORTH & SOUTH\nSword & Sorcery && more"_s);
     emit f.game.stateChanged(GameState::Installed, u"NORTH & SOUTH"_s);
     QCOMPARE(f.status()->text(), u"NORTH && SOUTH"_s);
+}
+
+void tst_TrayIcon::windowThatDoesNotComeBackIsHiddenAgain()
+{
+    const ReturningWindow f;
+    QTRY_VERIFY_WITH_TIMEOUT(f.window->isHidden(), 60'000); // it has five seconds
+}
+
+void tst_TrayIcon::windowThatCameBackUnnoticedIsHiddenAsUsual()
+{
+    const ReturningWindow f;
+    bool over = false; // in the same loop as the window's own five seconds, and so after them
+    QTimer::singleShot(6000, f.window.get(), [&over] { over = true; });
+    QWidget other;
+    other.show();
+    QTRY_VERIFY(other.isActiveWindow());
+    f.window->overrideWindowState(Qt::WindowNoState); // on the screen, behind the other one
+    QTRY_VERIFY(over);
+    QVERIFY(!f.window->isHidden());
+    f.window->overrideWindowState(Qt::WindowMinimized);
+    QCoreApplication::processEvents();
+    QVERIFY(f.window->isHidden());
 }
 
 int main(int argc, char **argv)

@@ -18,7 +18,7 @@ namespace velmo::publish {
 
 namespace {
 
-constexpr qsizetype filesPerReport = 256;
+constexpr qsizetype entriesPerReport = 256;
 
 bool precedesByBytes(const BuildFile &a, const BuildFile &b)
 {
@@ -57,6 +57,7 @@ BuildScan BuildScanner::scan()
     }
     ancestors_ = {root_};
     visits_.clear();
+    entries_ = 0;
     walk({});
     std::sort(scan_.files.begin(), scan_.files.end(), precedesByBytes);
     scan_.refusals += caseClashes(pathsOf(scan_.files));
@@ -70,6 +71,7 @@ void BuildScanner::walk(const QString &folder)
 {
     for (const QString &name : namesIn(folder)) {
         visit(folder.isEmpty() ? name : QString(folder + u'/' + name));
+        countEntry();
     }
 }
 
@@ -154,18 +156,21 @@ void BuildScanner::addFile(const QString &path)
     const QFileInfo info(location);
     scan_.files.append({path, location, info.size(), info.lastModified().toMSecsSinceEpoch(),
                         (info.permissions() & anyRun) != QFile::Permissions()});
-    count(scan_.files.constLast());
+    if (meter_) {
+        meter_->addBytes(info.size());
+        meter_->addFile();
+    }
 }
 
-void BuildScanner::count(const BuildFile &file)
+/// Not files alone: a walk through folders that hold none takes its time too.
+void BuildScanner::countEntry()
 {
-    if (!meter_) {
-        return;
-    }
-    meter_->addBytes(file.size);
-    meter_->addFile();
-    if (scan_.files.size() % filesPerReport == 0) {
-        meter_->report();
+    ++entries_;
+    if (meter_) {
+        meter_->addEntry();
+        if (entries_ % entriesPerReport == 0) {
+            meter_->report();
+        }
     }
 }
 

@@ -44,7 +44,7 @@ private:
     void visit(const QString &path);
     void visitFolder(const QString &path, const QString &canonical);
     void addFile(const QString &path);
-    void count(const BuildFile &file);
+    void countEntry();
     bool isInside(const QString &canonical) const;
     QString locationOf(const QString &path) const;
 
@@ -53,6 +53,7 @@ private:
     ProgressMeter *meter_;
     QStringList ancestors_;      ///< canonical folders that lead to the one being walked, for loops of links
     QHash<QString, int> visits_; ///< of each canonical folder so far
+    qsizetype entries_ = 0;      ///< walked so far: files, folders, and what is refused
     BuildScan scan_;
 };
 

@@ -37,7 +37,8 @@ QString summary(const PublishProgress &progress)
 QString position(const PublishProgress &progress)
 {
     if (progress.step == PublishStep::Scan) {
-        return u"%1: %2 files, %3"_s.arg(wordingOf(progress.step).running)
+        return u"%1: %2 entries, %3 files, %4"_s.arg(wordingOf(progress.step).running)
+            .arg(progress.entriesDone)
             .arg(progress.filesDone)
             .arg(formatBytes(progress.bytesDone));
     }

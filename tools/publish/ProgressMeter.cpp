@@ -11,6 +11,7 @@ void ProgressMeter::begin(PublishStep step, qsizetype files, qint64 bytes)
     step_ = {step, files, bytes};
     filesDone_ = 0;
     bytesDone_ = 0;
+    entriesDone_ = 0;
     report();
 }
 
@@ -20,6 +21,7 @@ void ProgressMeter::report() const
         PublishProgress now = step_;
         now.filesDone = filesDone_;
         now.bytesDone = bytesDone_;
+        now.entriesDone = entriesDone_;
         callback_(now);
     }
 }

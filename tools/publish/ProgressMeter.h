@@ -16,7 +16,8 @@ struct PublishProgress {
     qint64 bytes = 0;
     qsizetype filesDone = 0;
     qint64 bytesDone = 0;
-    bool finished = false; ///< set on the last report of a step that went well
+    bool finished = false;     ///< set on the last report of a step that went well
+    qsizetype entriesDone = 0; ///< of a scan: everything that it has come by, folders too
 };
 
 /// Called on the thread that runs the step: at its start, a few times a second, and at its end.
@@ -34,15 +35,17 @@ public:
     /// Reports that all of the step is done.
     void finish();
 
-    /// These two may be called from any thread.
+    /// These may be called from any thread.
     void addBytes(qint64 bytes) { bytesDone_ += bytes; }
     void addFile() { ++filesDone_; }
+    void addEntry() { ++entriesDone_; }
 
 private:
     ProgressCallback callback_;
     PublishProgress step_;
     std::atomic<qsizetype> filesDone_ = 0;
     std::atomic<qint64> bytesDone_ = 0;
+    std::atomic<qsizetype> entriesDone_ = 0;
 };
 
 } // namespace velmo::publish

@@ -49,6 +49,7 @@ private slots:
     void folderUnderAsManyPathsAsAllowedIsPublished();
     void linksThatDoubleThePathsAreRefusedAfterABoundedWalk();
     void walkReportsAsItGoesOn();
+    void walkOfFoldersWithoutFilesReportsToo();
     void sourceGivenThroughALinkIsPublished();
     void specialFileIsRefused();
     void socketIsRefused();
@@ -390,6 +391,21 @@ void tst_BuildScanner::walkReportsAsItGoesOn()
     QCOMPARE(reports.at(2).filesDone, 512);
     QCOMPARE(reports.at(2).bytesDone, 1024);
     QCOMPARE(reports.at(3).filesDone, 600);
+}
+
+void tst_BuildScanner::walkOfFoldersWithoutFilesReportsToo()
+{
+    const PublishFixture fixture;
+    for (int number = 0; number < 300; ++number) {
+        QVERIFY(QDir(fixture.build()).mkpath(u"%1/inner"_s.arg(number)));
+    }
+    QList<qsizetype> entries;
+    velmo::publish::ProgressMeter meter([&entries](const velmo::publish::PublishProgress &progress) {
+        QCOMPARE(progress.filesDone, 0);
+        entries.append(progress.entriesDone);
+    });
+    QCOMPARE(velmo::publish::BuildScanner(fixture.build(), &meter).scan().files.size(), 0);
+    QCOMPARE(entries, QList<qsizetype>({256, 512}));
 }
 
 void tst_BuildScanner::sourceGivenThroughALinkIsPublished()

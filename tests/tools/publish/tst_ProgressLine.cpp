@@ -54,8 +54,8 @@ void tst_ProgressLine::scanShowsWhatItHasFoundSoFar()
 {
     QString text;
     QTextStream out(&text);
-    velmo::publish::ProgressLine(out, true).show({PublishStep::Scan, 0, 0, 256, 3000, false});
-    QCOMPARE(text, u"\rScanning: 256 files, 3.0 KB"_s);
+    velmo::publish::ProgressLine(out, true).show({PublishStep::Scan, 0, 0, 200, 3000, false, 256});
+    QCOMPARE(text, u"\rScanning: 256 entries, 200 files, 3.0 KB"_s);
 }
 
 void tst_ProgressLine::stepsAreNamed_data()
