@@ -513,7 +513,7 @@ void tst_StudioServer::stopDoesNotWaitForAnUnfinishedHandshake()
     QElapsedTimer time;
     time.start();
     (*studio_)->stop();
-    QVERIFY2(time.elapsed() < 4'000, qPrintable(QString::number(time.elapsed())));
+    QVERIFY2(time.elapsed() < 30'000, qPrintable(QString::number(time.elapsed())));
     QVERIFY(socket.state() == QAbstractSocket::UnconnectedState || socket.waitForDisconnected(patienceMs));
 }
 
