@@ -1,6 +1,7 @@
 #include "net/DownloadClient.h"
 
 #include "core/Logging.h"
+#include "net/LoggedAddress.h"
 #include "net/UserAgent.h"
 
 #include <QCoreApplication>
@@ -80,7 +81,7 @@ void DownloadClient::start(const QUrl &url, const QString &destination, qint64 e
         return;
     }
     if (!url.isValid() || url.scheme().compare("https"_L1, Qt::CaseInsensitive) != 0) {
-        fail(unsafe, u"Refusing non-HTTPS download URL: %1"_s.arg(url.toString()), false);
+        fail(unsafe, u"Refusing non-HTTPS download URL: %1"_s.arg(loggedAddress(url.toString())), false);
         return;
     }
     if (openPartFile()) {
@@ -205,8 +206,8 @@ void DownloadClient::handleFinished()
     }
     if (ended->error() != QNetworkReply::NoError) {
         fail(u"A game file could not be downloaded. The launcher will try again."_s,
-             u"%1 (HTTP %2) for %3"_s.arg(ended->errorString(), QString::number(status),
-                                          ended->request().url().toString()),
+             u"%1 (HTTP %2) for %3"_s.arg(withoutUserInfo(ended->errorString()), QString::number(status),
+                                          loggedAddress(ended->request().url().toString())),
              isRetryable(status));
         return;
     }
