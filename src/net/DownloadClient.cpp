@@ -23,6 +23,9 @@ constexpr qint64 hashBlockBytes = qint64{1024} * 1024;
 /// What may wait in memory between the line and the disk. Unbounded, a fast line fills memory while the disk is slow.
 constexpr qint64 readBufferBytes = qint64{4} * 1024 * 1024;
 
+/// How far a body may run past the size of its file before nothing more is taken. One without end would fill the drive.
+constexpr qint64 surplusBytes = qint64{4} * 1024 * 1024;
+
 /// SHA-256 of the file at \a path in lower-case hexadecimal; null when it could not be read. Between blocks the event
 /// loop runs, so that the window goes on painting.
 QString hashOfFile(const QString &path)
@@ -174,6 +177,10 @@ void DownloadClient::readAvailable()
         return;
     }
     received += written;
+    if (isFarTooLong()) {
+        reply->abort();
+        return;
+    }
     const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
     emit progress(received, expectedSize >= 1 ? expectedSize : resumeOffset + length);
 }
@@ -204,7 +211,7 @@ void DownloadClient::handleFinished()
         closeFile();
         return;
     }
-    if (ended->error() != QNetworkReply::NoError) {
+    if (ended->error() != QNetworkReply::NoError && !isFarTooLong()) {
         fail(u"A game file could not be downloaded. The launcher will try again."_s,
              u"%1 (HTTP %2) for %3"_s.arg(withoutUserInfo(ended->errorString()), QString::number(status),
                                           loggedAddress(ended->request().url().toString())),
@@ -278,6 +285,11 @@ void DownloadClient::closeFile()
         file.flush();
         file.close();
     }
+}
+
+bool DownloadClient::isFarTooLong() const
+{
+    return expectedSize > 0 && received - expectedSize > surplusBytes;
 }
 
 int DownloadClient::httpStatus() const

@@ -115,8 +115,8 @@ constexpr int windowMs = 600'000;
 void endWindow(ApiClient &client)
 {
     const QList<QTimer *> timers = client.findChildren<QTimer *>();
-    const auto window = std::find_if(timers.begin(), timers.end(),
-                                     [](const QTimer *timer) { return timer->interval() == windowMs; });
+    const auto window =
+        std::find_if(timers.begin(), timers.end(), [](const QTimer *timer) { return timer->interval() == windowMs; });
     if (window == timers.end() || !(*window)->isActive()) {
         qFatal("No window of ten minutes is running");
     }
@@ -187,6 +187,7 @@ private slots:
     void replyThatBringsTooLittleInTenMinutesIsGivenUp_data();
     void replyThatBringsTooLittleInTenMinutesIsGivenUp();
     void slowReplyGoesOnWhileItBringsEnough();
+    void trickleAfterAGoodBeginningIsGivenUp();
 
     void objectOfAnyKindIsTaken_data();
     void objectOfAnyKindIsTaken();
@@ -1031,6 +1032,27 @@ void tst_ApiClient::slowReplyGoesOnWhileItBringsEnough()
     line->disconnectFromHost();
     QVERIFY(outcome.arrives());
     QVERIFY2(outcome.result().ok, qPrintable(outcome.result().detail));
+}
+
+void tst_ApiClient::trickleAfterAGoodBeginningIsGivenUp()
+{
+    QPointer<QTcpSocket> line;
+    LoopbackPeer peer([&line](QTcpSocket *socket, const QByteArray &) {
+        line = socket;
+        socket->write(openEnded + QByteArray(1'000'000, ' '));
+    });
+    ApiClient client;
+    Outcome outcome;
+    client.getJson(peer.url(u"/api"_s).toString(), outcome.callback());
+    const auto *reply = client.findChild<QNetworkReply *>();
+    QTRY_COMPARE(reply->bytesAvailable(), 1'000'000);
+    endWindow(client);
+    QCOMPARE(outcome.calls(), 0);
+    line->write(QByteArray(65'535, ' '));
+    QTRY_COMPARE(reply->bytesAvailable(), 1'065'535);
+    endWindow(client);
+    QCOMPARE(outcome.calls(), 1);
+    QCOMPARE(outcome.result().message, outOfReach);
 }
 
 void tst_ApiClient::objectOfAnyKindIsTaken_data()
