@@ -11,7 +11,7 @@ namespace velmo {
 namespace {
 
 /// Named one by one to the reader, which otherwise asks whatever plugin is there.
-constexpr std::array<const char *, 5> pixelFormats = {"png", "jpeg", "bmp", "gif", "webp"};
+constexpr std::array<const char *, 5> pixelFormats = {"png", "jpeg", "gif", "bmp", "webp"};
 
 } // namespace
 
@@ -24,6 +24,7 @@ QPixmap loadPicture(const QString &path)
         return {};
     }
     for (const char *format : pixelFormats) {
+        file.seek(0); // a look of some readers leaves it elsewhere
         QImageReader reader(&file, format);
         reader.setAutoDetectImageFormat(false);
         if (reader.canRead()) {

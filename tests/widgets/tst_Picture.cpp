@@ -81,6 +81,8 @@ class tst_Picture : public QObject {
 private slots:
     void pixelsAreRead_data();
     void pixelsAreRead();
+    void smallestPicturesAreRead_data();
+    void smallestPicturesAreRead();
     void nameInTwoTimesSetsNoRatio();
     void resourceIsRead();
     void drawingIsNotRead_data();
@@ -124,6 +126,26 @@ void tst_Picture::pixelsAreRead()
     const QPixmap picture = loadPicture(write(name, encoded(format.constData())));
     QCOMPARE(picture.size(), QSize(6, 4));
     QVERIFY(qAbs(picture.toImage().pixelColor(3, 2).red() - 200) < 10);
+}
+
+void tst_Picture::smallestPicturesAreRead_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    const QList<QByteArray> formats = QImageReader::supportedImageFormats(); // with what plugins there are
+    if (formats.contains("gif")) {
+        QTest::newRow("gif") << QByteArray::fromBase64("R0lGODlhAQABAIAAAP8AAP///ywAAAAAAQABAAACAkQBADs=");
+    }
+    if (formats.contains("webp")) {
+        QTest::newRow("webp") << QByteArray::fromBase64("UklGRiIAAABXRUJQVlA4IBYAAAAwAQCdASoBAAEADsD+JaQAA3AAAAAA");
+    }
+    QTest::newRow("png") << encoded("png");
+}
+
+/// In the formats that Qt does not write.
+void tst_Picture::smallestPicturesAreRead()
+{
+    QFETCH(const QByteArray, bytes);
+    QVERIFY(!loadPicture(write(u"smallest"_s, bytes)).isNull());
 }
 
 void tst_Picture::nameInTwoTimesSetsNoRatio()
