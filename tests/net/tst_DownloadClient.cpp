@@ -314,6 +314,7 @@ private slots:
 
     void requestSaysWhatItMust();
     void resumingRequestAsksForTheRest();
+    void packedBodyIsNotUnpacked();
     void requestStaysWithHttp1();
     void littleWaitsInMemoryForTheDisk();
     void neverEndingSilenceIsNoFailure();
@@ -804,6 +805,18 @@ void tst_DownloadClient::resumingRequestAsksForTheRest()
     QCOMPARE(request.headers.value("user-agent"), QByteArray("VelmoLauncher/0.1.0"));
     QCOMPARE(request.headers.value("accept-encoding"), QByteArray("identity"));
     QCOMPARE(request.headers.value("cache-control"), QByteArray("no-cache"));
+}
+
+/// What a server sends packed all the same is the file as it came, and grows no further.
+void tst_DownloadClient::packedBodyIsNotUnpacked()
+{
+    const QByteArray packed = qCompress(QByteArray(100'000, ' ')).sliced(4);
+    LoopbackPeer peer(LoopbackPeer::reply("HTTP/1.1 200 OK\r\nContent-Encoding: deflate\r\nContent-Length: " +
+                                          QByteArray::number(packed.size()) + "\r\n\r\n" + packed));
+    Download download;
+    download.client->start(peer.url(u"/data.bin"_s), download.destination(), packed.size(), sha256(packed));
+    QVERIFY(download.ends());
+    expectSuccess(download, packed);
 }
 
 void tst_DownloadClient::requestStaysWithHttp1()
