@@ -176,6 +176,7 @@ private slots:
     void untrustedServerIsInsecure();
     void proxyErrorsHaveTheirWording_data();
     void proxyErrorsHaveTheirWording();
+    void proxyThatHangsUpIsWaitedForInVain();
     void refusedProxyConnectionIsUnreachable();
     void proxyThatDoesNotFitBlocksTheConnection();
     void silenceEndsTheRequestAfterTenSeconds();
@@ -777,8 +778,6 @@ void tst_ApiClient::proxyErrorsHaveTheirWording_data()
     QTest::addColumn<QNetworkReply::NetworkError>("error");
     QTest::addColumn<QString>("message");
 
-    QTest::newRow("closes the connection")
-        << QByteArray() << QNetworkReply::ProxyConnectionClosedError << blockedByProxy;
     QTest::newRow("wants authentication")
         << http("407 Proxy Authentication Required", {}, "Proxy-Authenticate: Basic realm=\"studio\"\r\n")
         << QNetworkReply::ProxyAuthenticationRequiredError << blockedByProxy;
@@ -806,6 +805,20 @@ void tst_ApiClient::proxyErrorsHaveTheirWording()
     QCOMPARE(result.message, message);
     QVERIFY(result.offline);
     QCOMPARE(result.httpStatus, 0);
+}
+
+/// Qt has an error of its own for this, which it reports for HTTP/2 alone. What stays is the time without progress.
+void tst_ApiClient::proxyThatHangsUpIsWaitedForInVain()
+{
+    LoopbackPeer proxy(LoopbackPeer::reply({}), LoopbackPeer::Plain);
+    const auto restore = qScopeGuard([] { QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy); });
+    QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, u"127.0.0.1"_s, proxy.port()});
+    const ApiResult result = get(proxiedUrl);
+    QVERIFY2(!proxy.requests().isEmpty(), qPrintable(result.detail));
+    QVERIFY(!result.ok);
+    QVERIFY(result.offline);
+    QCOMPARE(result.detail, errorDetail(u"Operation canceled"_s, QNetworkReply::OperationCanceledError, 0, proxiedUrl));
+    QCOMPARE(result.message, outOfReach);
 }
 
 void tst_ApiClient::refusedProxyConnectionIsUnreachable()
