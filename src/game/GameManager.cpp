@@ -6,6 +6,7 @@
 #include "core/Paths.h"
 #include "game/InstallManager.h"
 #include "game/UpdateManager.h"
+#include "net/LoggedAddress.h"
 
 #include <QDir>
 #include <QFile>
@@ -257,7 +258,7 @@ void GameManager::applyChannel()
 {
     const GameChannel channel = currentChannel();
     update_->setManifestUrl(channel.manifest);
-    qCInfo(lcGame) << "Update channel is" << channel.id << "->" << channel.manifest;
+    qCInfo(lcGame) << "Update channel is" << channel.id << "->" << loggedAddress(channel.manifest);
 }
 
 void GameManager::checkForUpdates()

@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 #include "net/ApiClient.h"
+#include "net/LoggedAddress.h"
 
 #include <QHash>
 #include <QPointer>
@@ -31,7 +32,8 @@ void UpdateManager::checkForUpdates(const Manifest &installed)
         }
     };
     emit checkStarted();
-    qCInfo(lcUpdate) << "Checking for updates at" << (manifestUrl_.isEmpty() ? u"<unconfigured>"_s : manifestUrl_);
+    qCInfo(lcUpdate) << "Checking for updates at"
+                     << (manifestUrl_.isEmpty() ? u"<unconfigured>"_s : loggedAddress(manifestUrl_));
     api_->getJson(manifestUrl_, std::move(handle));
 }
 

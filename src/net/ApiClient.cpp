@@ -1,6 +1,7 @@
 #include "net/ApiClient.h"
 
 #include "core/Logging.h"
+#include "net/LoggedAddress.h"
 #include "net/UserAgent.h"
 
 #include <QJsonDocument>
@@ -21,6 +22,10 @@ namespace velmo {
 namespace {
 
 constexpr int requestTimeoutMs = 10000;
+
+constexpr qint64 largestReplyBytes = qint64{256} * 1024 * 1024; // as it lies in memory, unpacked
+constexpr qint64 leastWindowBytes = qint64{64} * 1024;
+constexpr int windowMs = 10 * 60 * 1000;
 
 struct Wording {
     bool offline;
@@ -82,9 +87,9 @@ ApiResult decodeFailure(const QNetworkReply &reply, const QByteArray &body, int 
     result.httpStatus = httpStatus;
     result.offline = wording.offline;
     result.message = wording.message.toString();
-    result.detail =
-        u"%1 (Qt error %2, HTTP %3) for %4"_s.arg(reply.errorString(), QString::number(reply.error()),
-                                                  QString::number(httpStatus), reply.request().url().toString());
+    result.detail = u"%1 (Qt error %2, HTTP %3) for %4"_s.arg(
+        withoutUserInfo(reply.errorString()), QString::number(reply.error()), QString::number(httpStatus),
+        loggedAddress(reply.request().url().toString()));
     result.data = QJsonDocument::fromJson(body).object();
     return result;
 }
@@ -126,6 +131,26 @@ protected:
     qint64 readData(char * /*data*/, qint64 /*size*/) override { return -1; }
 };
 
+/// Lets \a reply end as an aborted one when it would fill memory, or brings so little that it would never end. Whatever
+/// arrives stays in it until it has finished.
+void boundReply(QNetworkReply *reply)
+{
+    reply->setReadBufferSize(largestReplyBytes + 1); // holds for what comes while this thread is busy, too
+    auto *window = new QTimer(reply);
+    QObject::connect(reply, &QNetworkReply::readyRead, window, [reply] {
+        if (reply->bytesAvailable() >= reply->readBufferSize()) {
+            reply->abort();
+        }
+    });
+    QObject::connect(window, &QTimer::timeout, reply, [reply, before = qint64{0}]() mutable {
+        const qint64 now = reply->bytesAvailable();
+        if (now - std::exchange(before, now) < leastWindowBytes) {
+            reply->abort();
+        }
+    });
+    window->start(windowMs);
+}
+
 } // namespace
 
 ApiClient::ApiClient(QObject *parent)
@@ -151,7 +176,7 @@ void ApiClient::getJson(const QString &url, Callback callback)
         return;
     }
     const QNetworkRequest request = buildRequest(url);
-    qCInfo(lcNet) << "GET" << url;
+    qCInfo(lcNet) << "GET" << loggedAddress(url);
     send({request, std::nullopt, std::move(callback)});
 }
 
@@ -163,7 +188,7 @@ void ApiClient::postJson(const QString &url, const QJsonObject &body, Callback c
     QNetworkRequest request = buildRequest(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, u"application/json"_s);
     const QByteArray bytes = QJsonDocument(body).toJson(QJsonDocument::Compact);
-    qCInfo(lcNet) << "POST" << url << bytes.size() << "bytes";
+    qCInfo(lcNet) << "POST" << loggedAddress(url) << bytes.size() << "bytes";
     send({request, bytes, std::move(callback)});
 }
 
@@ -211,7 +236,7 @@ bool ApiClient::refuse(const QString &url, const Callback &callback)
             return false;
         }
         result.message = u"The launcher refused to contact an insecure service address."_s;
-        result.detail = u"Rejected non-HTTPS or malformed URL: %1"_s.arg(url);
+        result.detail = u"Rejected non-HTTPS or malformed URL: %1"_s.arg(loggedAddress(url));
         qCWarning(lcNet) << result.detail;
     }
     QTimer::singleShot(0, this, [callback, result] { callback(result); });
@@ -223,6 +248,8 @@ QNetworkRequest ApiClient::buildRequest(const QString &url) const
     QNetworkRequest request{QUrl(url)};
     request.setHeader(QNetworkRequest::UserAgentHeader, userAgent());
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    // Two small documents gain nothing by HTTP/2, whose headers are a way in of their own.
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     request.setTransferTimeout(timeoutMs);
     return request;
 }
@@ -248,6 +275,7 @@ void ApiClient::leave(const Request &request)
 void ApiClient::track(QNetworkReply *reply, bool logSuccess, Callback callback)
 {
     pending.append(reply);
+    boundReply(reply);
     connect(reply, &QNetworkReply::finished, this,
             [this, reply, logSuccess, callback = std::move(callback)] { finish(reply, logSuccess, callback); });
 }
@@ -260,7 +288,7 @@ void ApiClient::finish(QNetworkReply *reply, bool logSuccess, const Callback &ca
     if (!result.ok) {
         qCWarning(lcNet) << "Request failed:" << result.detail;
     } else if (logSuccess) {
-        qCInfo(lcNet) << "OK" << reply->request().url().toString() << body.size() << "bytes";
+        qCInfo(lcNet) << "OK" << loggedAddress(reply->request().url().toString()) << body.size() << "bytes";
     }
     pending.removeAll(reply);
     reply->deleteLater();

@@ -1,6 +1,7 @@
 #include "net/DownloadClient.h"
 
 #include "core/Logging.h"
+#include "net/LoggedAddress.h"
 #include "net/UserAgent.h"
 
 #include <QCoreApplication>
@@ -21,6 +22,9 @@ constexpr qint64 hashBlockBytes = qint64{1024} * 1024;
 
 /// What may wait in memory between the line and the disk. Unbounded, a fast line fills memory while the disk is slow.
 constexpr qint64 readBufferBytes = qint64{4} * 1024 * 1024;
+
+/// How far a body may run past the size of its file before nothing more is taken. One without end would fill the drive.
+constexpr qint64 surplusBytes = qint64{4} * 1024 * 1024;
 
 /// SHA-256 of the file at \a path in lower-case hexadecimal; null when it could not be read. Between blocks the event
 /// loop runs, so that the window goes on painting.
@@ -80,7 +84,7 @@ void DownloadClient::start(const QUrl &url, const QString &destination, qint64 e
         return;
     }
     if (!url.isValid() || url.scheme().compare("https"_L1, Qt::CaseInsensitive) != 0) {
-        fail(unsafe, u"Refusing non-HTTPS download URL: %1"_s.arg(url.toString()), false);
+        fail(unsafe, u"Refusing non-HTTPS download URL: %1"_s.arg(loggedAddress(url.toString())), false);
         return;
     }
     if (openPartFile()) {
@@ -173,6 +177,10 @@ void DownloadClient::readAvailable()
         return;
     }
     received += written;
+    if (isFarTooLong()) {
+        reply->abort();
+        return;
+    }
     const qint64 length = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
     emit progress(received, expectedSize >= 1 ? expectedSize : resumeOffset + length);
 }
@@ -203,10 +211,10 @@ void DownloadClient::handleFinished()
         closeFile();
         return;
     }
-    if (ended->error() != QNetworkReply::NoError) {
+    if (ended->error() != QNetworkReply::NoError && !isFarTooLong()) {
         fail(u"A game file could not be downloaded. The launcher will try again."_s,
-             u"%1 (HTTP %2) for %3"_s.arg(ended->errorString(), QString::number(status),
-                                          ended->request().url().toString()),
+             u"%1 (HTTP %2) for %3"_s.arg(withoutUserInfo(ended->errorString()), QString::number(status),
+                                          loggedAddress(ended->request().url().toString())),
              isRetryable(status));
         return;
     }
@@ -277,6 +285,11 @@ void DownloadClient::closeFile()
         file.flush();
         file.close();
     }
+}
+
+bool DownloadClient::isFarTooLong() const
+{
+    return expectedSize > 0 && received - expectedSize > surplusBytes;
 }
 
 int DownloadClient::httpStatus() const

@@ -49,6 +49,7 @@ private:
     void moveIntoPlace();
     void fail(const QString &message, const QString &detail, bool retryable);
     void closeFile();
+    bool isFarTooLong() const;
     int httpStatus() const;
 
     QNetworkAccessManager *network;

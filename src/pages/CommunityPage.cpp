@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 #include "data/GameProfile.h"
+#include "net/LoggedAddress.h"
 #include "pages/PageParts.h"
 #include "theme/Fonts.h"
 #include "theme/Palette.h"
@@ -141,7 +142,7 @@ QFrame *CommunityPage::makeCard(const QString &title, const QString &text, const
         button->setToolTip(u"Not configured in this build."_s);
     } else {
         connect(button, &QPushButton::clicked, card, [url] {
-            qCInfo(lcUi) << "Opening external link" << url;
+            qCInfo(lcUi) << "Opening external link" << loggedAddress(url);
             QDesktopServices::openUrl(QUrl(url));
         });
     }

@@ -9,8 +9,18 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::theme {
 
+bool isNetworkPath(const QString &path)
+{
+    // The second with a question mark: "\??\UNC\host\share".
+    const auto isSlash = [](QChar character) { return character == u'/' || character == u'\\'; };
+    return path.size() >= 2 && isSlash(path.at(0)) && (isSlash(path.at(1)) || path.at(1) == u'?');
+}
+
 QString resolveResourcePath(const QString &relative)
 {
+    if (isNetworkPath(relative)) {
+        return {};
+    }
     const QDir program(QCoreApplication::applicationDirPath());
     const QStringList candidates = {
         program.filePath(relative),

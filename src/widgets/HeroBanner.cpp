@@ -4,6 +4,7 @@
 #include "theme/Palette.h"
 #include "widgets/DeviceSize.h"
 #include "widgets/DuskScene.h"
+#include "widgets/Picture.h"
 
 #include <QFile>
 #include <QLinearGradient>
@@ -41,13 +42,12 @@ void HeroBanner::setArtworkPath(const QString &path)
         return;
     }
     artworkPath_ = path;
-    artwork_ = QPixmap();
+    artwork_ = loadPicture(path);
     if (path.isEmpty()) {
         // Nothing to look for, nothing to tell.
     } else if (!QFile::exists(path)) {
         qCInfo(lcUi) << "No hero artwork at" << path << "- using the generated placeholder scene";
-    } else if (artwork_.load(path)) {
-        artwork_.setDevicePixelRatio(1.0); // a name in "@2x" sets another, and leaves bars
+    } else if (!artwork_.isNull()) {
         qCInfo(lcUi) << "Loaded hero artwork from" << path;
     } else {
         qCWarning(lcUi) << "Hero artwork exists but could not be decoded:" << path;

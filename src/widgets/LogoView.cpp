@@ -2,6 +2,7 @@
 
 #include "core/Logging.h"
 #include "theme/ResourcePath.h"
+#include "widgets/Picture.h"
 
 #include <QPainter>
 
@@ -18,7 +19,6 @@ LogoView::LogoView(QWidget *parent)
 void LogoView::setLogo(const QString &path, int height)
 {
     targetHeight = height < 2 ? 1 : height;
-    source = {};
     load(path);
     scaled = {};
     if (source.isNull()) {
@@ -49,9 +49,10 @@ void LogoView::paintEvent(QPaintEvent * /*event*/)
 void LogoView::load(const QString &path)
 {
     const QString resolved = path.startsWith(u':') ? path : theme::resolveResourcePath(path);
+    source = loadPicture(resolved);
     if (resolved.isEmpty()) {
         qCWarning(lcUi) << "Logo not found:" << path;
-    } else if (!source.load(resolved)) {
+    } else if (source.isNull()) {
         qCWarning(lcUi) << "Logo could not be decoded:" << resolved;
     }
 }

@@ -4,10 +4,11 @@
 #include "theme/Fonts.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
+#include "theme/ResourcePath.h"
 #include "widgets/DeviceSize.h"
+#include "widgets/Picture.h"
 
 #include <QEasingCurve>
-#include <QFile>
 #include <QFontMetrics>
 #include <QKeyEvent>
 #include <QLinearGradient>
@@ -92,9 +93,9 @@ NewsCard::NewsCard(const NewsArticle &article, bool compact, QWidget *parent)
     setFixedHeight(compact_ ? compactHeight : largeHeight);
     setAccessibleName(article_.title);
     setAccessibleDescription(article_.summary);
-    if (!article_.image.isEmpty() && QFile::exists(article_.image)) {
-        picture_.load(article_.image);
-        picture_.setDevicePixelRatio(1.0); // a name in "@2x" sets another, and the picture is scaled to its area anyway
+    // To look for a file of another host is to call that host, and to offer it who the player is.
+    if (!article_.image.isEmpty() && !theme::isNetworkPath(article_.image)) {
+        picture_ = loadPicture(article_.image);
     }
     hoverAnim_->setDuration(hoverMs);
     hoverAnim_->setEasingCurve(QEasingCurve::OutCubic);

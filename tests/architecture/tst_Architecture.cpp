@@ -100,6 +100,14 @@ QString contentsOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
+/// The text of the test class \a name; empty when there is none.
+QString testNamed(const QString &name)
+{
+    QDirIterator iterator(sources().filePath(u"../tests"_s), {name + u".cpp"_s}, QDir::Files,
+                          QDirIterator::Subdirectories);
+    return iterator.hasNext() ? contentsOf(iterator.next()) : QString();
+}
+
 /// Every header and source, as paths from src.
 QStringList sourceFiles()
 {
@@ -125,6 +133,7 @@ private slots:
     void everyFileKeepsToTheMap();
     void everyRoomLinksOnlyThroughItsDoors_data();
     void everyRoomLinksOnlyThroughItsDoors();
+    void everyTestThatTheSecurityPageNamesExists();
 };
 
 void tst_Architecture::mapHasNoRoundTrips()
@@ -237,6 +246,27 @@ void tst_Architecture::everyRoomLinksOnlyThroughItsDoors()
             QVERIFY2(mayOpen(room, linked), qPrintable(u"no door from %1 to %2"_s.arg(room, linked)));
         }
     }
+}
+
+/// A bare name there, in backticks and in camel case, is a function of the class that was named last.
+void tst_Architecture::everyTestThatTheSecurityPageNamesExists()
+{
+    static const QRegularExpression name(u"`(?:(tst_\\w+)(?:::)?)?([a-z]+[A-Z]\\w*)?`"_s);
+    const QString page = contentsOf(u"../docs/security.md"_s);
+    QString test;
+    int functions = 0;
+    for (auto match = name.globalMatch(page); match.hasNext();) {
+        const QRegularExpressionMatch named = match.next();
+        test = named.hasCaptured(1) ? named.captured(1) : test;
+        const QString text = testNamed(test);
+        QVERIFY2(!text.isEmpty(), qPrintable(test));
+        if (named.hasCaptured(2)) {
+            ++functions;
+            QVERIFY2(text.contains(u"\nvoid %1::%2()\n"_s.arg(test, named.captured(2))),
+                     qPrintable(test + u"::"_s + named.captured(2)));
+        }
+    }
+    QVERIFY(functions > 50); // the search finds them
 }
 
 int main(int argc, char **argv)

@@ -52,8 +52,8 @@ BuildFile gameProgramFile();
 QJsonObject ownInstallFolder();
 
 /// A studio for a whole test program, and beside the program the game profile that leads there. Its branches are
-/// "release" (the default one), "beta", "nowhere" (nothing listens there), "blank" (no address) and "plain" (http).
-/// One at a time.
+/// "release" (the default one), "beta", "nowhere" (nothing listens there), "blank" (no address), "plain" (http)
+/// and "locked" ("nowhere" with a password). One at a time.
 class GameStudio {
 public:
     /// The members of \a profile come on top of the profile.

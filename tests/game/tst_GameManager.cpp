@@ -142,6 +142,7 @@ private slots:
     void channelIsSwitchedWhileTheGameStartsOrRuns();
     void selectingAChannelEndsAnError();
     void unknownChannelIsKeptAndServedByTheFallback();
+    void noPasswordOfABranchReachesTheLog();
     void switchDuringACheckTakesTheOldBranchsReply();
 
     void installPathIsCleanedStoredAndTold();
@@ -1180,6 +1181,21 @@ void tst_GameManager::selectingAChannelEndsAnError()
     QCOMPARE(t->state(), GameState::NotInstalled);
     QCOMPARE(t->currentChannelId(), u"beta"_s);
     QCOMPARE(t.errors().size(), 1);
+}
+
+void tst_GameManager::noPasswordOfABranchReachesTheLog()
+{
+    GameFixture t(*studio_);
+    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    t.start();
+    t.clearTrace();
+    t->selectChannel(u"locked"_s);
+    QVERIFY(t.waitForStatus(ServiceStatus::Offline));
+    QVERIFY(t->currentChannel().manifest.contains(u"secret"_s));
+    const QString told = t.trace().join(u'\n');
+    QVERIFY2(!told.contains(u"player"_s) && !told.contains(u"secret"_s), qPrintable(told));
+    QVERIFY(t.trace().contains(
+        u"INFO velmo.game: Update channel is \"locked\" -> \"https://127.0.0.1:1/manifest.json\""_s));
 }
 
 void tst_GameManager::unknownChannelIsKeptAndServedByTheFallback()

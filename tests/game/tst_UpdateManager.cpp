@@ -118,6 +118,7 @@ private slots:
     void rejectedManifestIsNoOfflineFailure_data();
     void rejectedManifestIsNoOfflineFailure();
     void nothingIsRetried();
+    void noPasswordReachesTheLog();
 
     void nextCheckMayStartFromAnOutcome_data();
     void nextCheckMayStartFromAnOutcome();
@@ -567,6 +568,20 @@ void tst_UpdateManager::nothingIsRetried()
     check({});
     QCOMPARE(signals_.last(), u"updateAvailable"_s);
     QCOMPARE(server_->studio().requests().size(), 2);
+}
+
+void tst_UpdateManager::noPasswordReachesTheLog()
+{
+    QUrl url(address());
+    url.setUserInfo(u"player:secret"_s);
+    manager_->setManifestUrl(url.toString());
+    const LogCapture log;
+    check({}); // of what is not there
+    QCOMPARE(signals_.last(), u"checkFailed"_s);
+    const QString told = log.texts().join(u'\n') + detail_;
+    QVERIFY2(!told.contains(u"player"_s) && !told.contains(u"secret"_s), qPrintable(told));
+    QCOMPARE(log.texts(u"velmo.update"_s).first(),
+             u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(address()));
 }
 
 void tst_UpdateManager::nextCheckMayStartFromAnOutcome_data()

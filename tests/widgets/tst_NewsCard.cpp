@@ -160,6 +160,7 @@ private slots:
     void pictureOfAnyNameCoversItsArea_data();
     void pictureOfAnyNameCoversItsArea();
     void brokenPictureGivesThePatternInSilence();
+    void pictureOnAnotherHostIsNotLookedFor();
     void imageFollowsTheSize();
     void imageIsBuiltOncePerSize();
     void cardWithoutWidthBuildsNoImage();
@@ -452,6 +453,25 @@ void tst_NewsCard::brokenPictureGivesThePatternInSilence()
     QCOMPARE(snapshot(broken), snapshot(plain));
     QCOMPARE(snapshot(missing), snapshot(plain));
     QVERIFY(log.texts().isEmpty());
+}
+
+/// Where two slashes lead to no other host, they lead to a picture that is there.
+void tst_NewsCard::pictureOnAnotherHostIsNotLookedFor()
+{
+    QImage red(168, 116, QImage::Format_RGB32);
+    red.fill(Qt::red);
+    NewsArticle news = article();
+    news.image = folder_.filePath(u"picture.png"_s);
+    QVERIFY(red.save(news.image));
+    NewsCard near(news, true);
+    news.image.prepend(u'/');
+    NewsCard far(news, true);
+    NewsCard plain(article(), true);
+    for (NewsCard *card : {&near, &far, &plain}) {
+        card->resize(900, 116);
+    }
+    QVERIFY(snapshot(near) != snapshot(plain));
+    QCOMPARE(snapshot(far), snapshot(plain));
 }
 
 void tst_NewsCard::imageFollowsTheSize()
