@@ -10,6 +10,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QJsonObject>
 #include <QSet>
 
 #include <algorithm>

@@ -37,7 +37,7 @@ Scene sceneOf(const QByteArray &input)
     const int lengthByte = input.isEmpty() ? 0 : static_cast<unsigned char>(input.at(0));
     const int sizeByte = input.size() < 2 ? 0 : static_cast<unsigned char>(input.at(1));
     Scene scene;
-    scene.partFile = (gameFile + "and more than the file has").left(lengthByte & 0x1f);
+    scene.partFile = QByteArray(gameFile + "and more than the file has").left(lengthByte & 0x1f);
     if ((lengthByte & 0x80) != 0) {
         std::reverse(scene.partFile.begin(), scene.partFile.end());
     }

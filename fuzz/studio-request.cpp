@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QSet>
 
+#include <algorithm>
+
 using namespace Qt::Literals::StringLiterals;
 using velmo::fuzz::require;
 using velmo::fuzz::scratchFolder;
