@@ -15,7 +15,6 @@
 using namespace Qt::Literals::StringLiterals;
 using velmo::ArticleBlock;
 using velmo::ArticleBody;
-using velmo::NewsArticle;
 using velmo::fuzz::require;
 
 namespace {

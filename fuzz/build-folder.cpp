@@ -20,7 +20,6 @@
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::Manifest;
-using velmo::ManifestFile;
 using velmo::fuzz::require;
 using velmo::publish::BuildFile;
 using velmo::publish::BuildScan;

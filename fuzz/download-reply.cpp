@@ -15,11 +15,8 @@
 #include <algorithm>
 
 using namespace Qt::Literals::StringLiterals;
-using velmo::DownloadClient;
-using velmo::fuzz::Peer;
 using velmo::fuzz::readFile;
 using velmo::fuzz::require;
-using velmo::fuzz::writeFile;
 
 namespace {
 

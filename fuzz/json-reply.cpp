@@ -8,9 +8,7 @@
 #include <QEventLoop>
 
 using namespace Qt::Literals::StringLiterals;
-using velmo::ApiClient;
 using velmo::ApiResult;
-using velmo::fuzz::Peer;
 using velmo::fuzz::require;
 using velmo::fuzz::warnings;
 

@@ -14,7 +14,6 @@ using velmo::ConfigManager;
 using velmo::fuzz::readFile;
 using velmo::fuzz::require;
 using velmo::fuzz::warnings;
-using velmo::fuzz::writeFile;
 
 namespace {
 

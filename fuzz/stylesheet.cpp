@@ -9,7 +9,6 @@
 #include <QMap>
 
 using namespace Qt::Literals::StringLiterals;
-using velmo::fuzz::require;
 
 namespace color = velmo::theme::color;
 
