@@ -1,7 +1,7 @@
 // One trial: velmo-faults KIND SEED, or velmo-faults --kinds for the kinds there are. Prints how it ended, in one word
-// of "well", "told" and "stopped", and what did not hold. Ends with 0 when all held, with 1 when not, with 2 when it
-// was called wrongly, and with 77 where this machine does not let it have file systems of its own and the kind needs
-// them.
+// of "well", "told" and "stopped", with the number of Outcome::earlyRecords, and then what did not hold. Ends with 0
+// when all held, with 1 when not, with 2 when it was called wrongly, and with 77 where this machine does not let it
+// have file systems of its own and the kind needs them.
 
 #include "Trial.h"
 #include "support/TestEnvironment.h"
@@ -29,7 +29,7 @@ int listKinds()
 int report(const Outcome &outcome, bool verbose)
 {
     constexpr const char *endings[] = {"well", "told", "stopped"};
-    std::printf("%s\n", endings[outcome.ending]);
+    std::printf("%s %d\n", endings[outcome.ending], outcome.earlyRecords);
     for (const QString &violation : outcome.violations) {
         std::printf("  VIOLATION %s\n", qPrintable(violation));
     }
