@@ -11,17 +11,21 @@ namespace velmo::faults {
 
 namespace {
 
-constexpr qint64 bytesPerWrite = 12000; // about what comes at a time
+constexpr qint64 bytesPerReply = 12000; // about what comes at a time; a copy is made in larger steps
 constexpr int changesPerFile = 5;       // besides the writes
-constexpr int runMs = 800;              // in which most runs come to their end
 constexpr qint64 mebibyte = qint64{1024} * 1024;
 
 /// A number from 1 to how often a run changes the disk, or a little above.
 int anyChange(const Surroundings &around)
 {
-    const auto changes =
-        static_cast<int>(around.bytes / bytesPerWrite + changesPerFile * static_cast<qint64>(around.served.size()));
-    return 1 + around.random.bounded(changes);
+    const qint64 writes = around.studio ? around.bytes / bytesPerReply : 0;
+    return 1 + around.random.bounded(static_cast<int>(writes + changesPerFile * around.served.size()));
+}
+
+/// Milliseconds after the start, within the time that most runs take.
+int anyMoment(const Surroundings &around)
+{
+    return around.random.bounded(around.studio ? 800 : 100);
 }
 
 QString row(int call, int first, int count, int error)
@@ -41,7 +45,7 @@ Disturbance fullDisk(Surroundings &around)
     for (const auto &[bit, folder] : {std::pair(1, around.scratch.drive()), std::pair(2, around.scratch.home())}) {
         if ((which & bit) != 0) {
             const qint64 left = random.bounded(4) == 0 ? 0 : random.bounded(static_cast<int>(around.bytes));
-            disturbance.events.append({random.bounded(runMs), [folder = folder, left] {
+            disturbance.events.append({anyMoment(around), [folder = folder, left] {
                                            Scratch::fill(folder, left);
                                            return true;
                                        }});
@@ -98,7 +102,7 @@ Disturbance readOnlyDisk(Surroundings &around)
         disturbance.variables.append({u"VELMO_FAULT_FAIL"_s, row(-1, anyChange(around), 1000000, EROFS)});
     } else {
         disturbance.events.append(
-            {around.random.bounded(runMs), [&scratch = around.scratch] { return scratch.setDriveReadOnly(true); }});
+            {anyMoment(around), [&scratch = around.scratch] { return scratch.setDriveReadOnly(true); }});
         if (around.studio) {
             (*around.studio)->setBytesPerSecond(around.bytes);
         }
@@ -117,7 +121,7 @@ Disturbance clockJump(Surroundings &around)
         const qint64 span = most[random.bounded(4)];
         const qint64 seconds = static_cast<qint64>((2.0 * random.generateDouble() - 1.0) * static_cast<double>(span));
         jumps.append(u"%1,%2"_s.arg(afterMs).arg(seconds));
-        afterMs += random.bounded(runMs);
+        afterMs += anyMoment(around);
     }
     if (around.studio) {
         (*around.studio)->setBytesPerSecond(around.bytes);
