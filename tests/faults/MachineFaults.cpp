@@ -13,13 +13,16 @@ namespace {
 
 constexpr qint64 bytesPerReply = 12000; // about what comes at a time; a copy is made in larger steps
 constexpr int changesPerFile = 5;       // besides the writes
+constexpr int firstChanges = 12;
 constexpr qint64 mebibyte = qint64{1024} * 1024;
 
-/// A number from 1 to how often a run changes the disk, or a little above.
+/// A number from 1 to how often a run changes the disk, or a little above; often among the first, which are few and
+/// concern the settings.
 int anyChange(const Surroundings &around)
 {
     const qint64 writes = around.studio ? around.bytes / bytesPerReply : 0;
-    return 1 + around.random.bounded(static_cast<int>(writes + changesPerFile * around.served.size()));
+    const auto all = static_cast<int>(writes + changesPerFile * around.served.size());
+    return 1 + around.random.bounded(around.random.bounded(4) == 0 ? firstChanges : all);
 }
 
 /// Milliseconds after the start, within the time that most runs take.
