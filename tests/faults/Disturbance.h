@@ -17,7 +17,7 @@ namespace velmo::faults {
 /// What one run of a program is to suffer.
 struct Disturbance {
     struct Event {
-        int afterMs;
+        int afterMs;                  ///< after the start; 0 is before it
         std::function<bool()> happen; ///< false asks for it once more, a little later
     };
 

@@ -62,13 +62,14 @@ Run endOf(QProcess &process)
 
 QList<Run> runDisturbed(const Command &command, const Disturbance &disturbance)
 {
+    QList<Disturbance::Event> events = disturbance.events;
+    events.removeIf([](const Disturbance::Event &event) { return event.afterMs == 0 && event.happen(); });
     std::vector<std::unique_ptr<QProcess>> processes;
     for (int i = 0; i < disturbance.programs; ++i) {
         processes.push_back(started(command, disturbance));
     }
     QElapsedTimer clock;
     clock.start();
-    QList<Disturbance::Event> events = disturbance.events;
     QEventLoop loop;
     QTimer look;
     QObject::connect(&look, &QTimer::timeout, &loop, [&] {

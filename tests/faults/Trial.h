@@ -19,7 +19,7 @@ struct Outcome {
     Ending ending = Well;
     QStringList violations;
     int earlyRecords = 0; ///< records on the drive without all that they name, which only a loss of power makes
-    QStringList story; ///< what happened, for whoever looks into it
+    QStringList story;    ///< what happened, for whoever looks into it
 
     void note(Ending ended) { ending = std::max(ending, ended); }
     /// Takes down \a problems of the moment \a when.
