@@ -214,6 +214,7 @@ private slots:
     void startingWhileALogIsOpenDoesNothing();
     void withoutADirectoryOnlyTheStreamsAreServed();
     void withoutAFileOnlyTheStreamsAreServed();
+    void nextStartOpensTheLogThatOneCouldNot();
     void handlerTakesOverFromThePreviousOne();
     void stoppingGivesTheMessagesBack_data();
     void stoppingGivesTheMessagesBack();
@@ -491,6 +492,24 @@ void tst_Logging::withoutAFileOnlyTheStreamsAreServed()
     QCOMPARE(child->readAllStandardOutput().count("\n"), 1);
     QCOMPARE(child->readAllStandardError().count("\n"), 3);
     QCOMPARE(logNames(), QStringList());
+}
+
+void tst_Logging::nextStartOpensTheLogThatOneCouldNot()
+{
+    const LogCapture before;
+    const QDir logs(velmo::logsDirectory());
+    const QStringList taken = namesOfTheNextSeconds();
+    for (const QString &name : taken) {
+        QVERIFY(logs.mkpath(name));
+    }
+    velmo::initLogging();
+    QCOMPARE(logNames(), QStringList());
+    for (const QString &name : taken) {
+        QVERIFY(logs.rmdir(name));
+    }
+    velmo::initLogging();
+    qCInfo(velmo::lcApp) << "in the log";
+    QCOMPARE(afterStamps(linesOfOnlyLog()), QStringList{u"[INFO ] velmo.app       in the log"_s});
 }
 
 void tst_Logging::handlerTakesOverFromThePreviousOne()
