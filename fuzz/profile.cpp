@@ -11,7 +11,6 @@ using namespace Qt::Literals::StringLiterals;
 using velmo::GameChannel;
 using velmo::GameProfile;
 using velmo::fuzz::require;
-using velmo::fuzz::warnings;
 
 namespace {
 
