@@ -217,7 +217,6 @@ void tst_UnseenRest::followsItsWidgetIntoAnotherWindow()
     QTRY_COMPARE(f.animation->state(), paused);
     other.showNormal();
     QTRY_COMPARE(f.animation->state(), running);
-    f.page->setParent(nullptr);
 }
 
 void tst_UnseenRest::widgetMayBeTheWindow()
