@@ -460,6 +460,9 @@ void tst_Launcher::signInOpensToTheTray()
     QVERIFY(demo::rightClickAt(icon));
     constexpr int middleOfTheLastRow = 14; // above the bottom
     const QRect menu = launcher_->menuBeside(windows);
+    if (menu.isEmpty()) {
+        QGuiApplication::primaryScreen()->grabWindow(0).save(pictureFolder().filePath(u"no-tray-menu.png"_s));
+    }
     QVERIFY(!menu.isEmpty());
     QVERIFY(demo::clickAt({menu.center().x(), menu.bottom() - middleOfTheLastRow}));
     QCOMPARE(launcher_->waitForEnd(), 0);

@@ -949,7 +949,8 @@ void tst_ApiClient::replyThatWouldFillMemoryIsGivenUp()
     QFETCH(const bool, taken);
     const QByteArray object = "{}" + QByteArray(bytes - 2, ' ');
     const QByteArray body = packed ? qCompress(object).sliced(4) : object; // after its own count of the bytes
-    LoopbackPeer peer(LoopbackPeer::reply(http("200 OK", body, packed ? "Content-Encoding: deflate\r\n" : "")));
+    // Kept open, since Wine loses the end of a long reply that comes together with the connection's.
+    LoopbackPeer peer(LoopbackPeer::replyAndStall(http("200 OK", body, packed ? "Content-Encoding: deflate\r\n" : "")));
     const QUrl url = peer.url(u"/api"_s);
     const LogCapture log;
     ApiClient client;
