@@ -94,11 +94,6 @@ QByteArray readFile(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-bool hasTextWithMark(const QByteArray &json)
-{
-    return json.contains("\"\xef\xbb\xbf");
-}
-
 QList<QByteArray> parts(const QByteArray &input, char separator)
 {
     return input.split(separator);

@@ -27,10 +27,6 @@ QByteArray readFile(const QString &path);
 /// The parts of an input that carries several things, separated by one byte.
 QList<QByteArray> parts(const QByteArray &input, char separator = '\x1e');
 
-/// Whether a text of \a json, a document as QJsonDocument writes it, begins with a byte order mark. The mark is written
-/// as it is, and Qt's reader drops one that stands first: such a text comes back without it.
-bool hasTextWithMark(const QByteArray &json);
-
 /// An application object, which much of Qt wants, from the first call on. It is never deleted: by the time that the
 /// program's statics go, Qt's caches, which it would empty, have gone before it.
 template<typename App = QCoreApplication>

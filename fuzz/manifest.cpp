@@ -3,6 +3,7 @@
 
 #include "data/Manifest.h"
 #include "Target.h"
+#include "core/SaveFile.h"
 #include "game/UpdateManager.h"
 
 #include <QDir>
@@ -68,18 +69,14 @@ Manifest read(const QByteArray &bytes, QString *error)
 void checkRoundTrip(const Manifest &manifest)
 {
     QString error;
-    const QByteArray record = QJsonDocument(manifest.toJson()).toJson();
-    if (velmo::fuzz::hasTextWithMark(record)) {
-        return;
-    }
+    const QByteArray record = velmo::jsonForFile(manifest.toJson());
     const Manifest back = read(record, &error);
     require(back.valid && error.isEmpty(), "what was accepted is accepted from its own record");
     require(back.build == manifest.build && back.executable == manifest.executable, "a record keeps build and program");
     require(std::equal(back.files.begin(), back.files.end(), manifest.files.begin(), manifest.files.end(), isSameFile),
             "a record keeps every file");
-    const QByteArray again = QJsonDocument(back.toJson()).toJson();
-    require(again == QJsonDocument(read(again, nullptr).toJson()).toJson(),
-            "a record that is rewritten stays the same");
+    const QByteArray again = velmo::jsonForFile(back.toJson());
+    require(again == velmo::jsonForFile(read(again, nullptr).toJson()), "a record that is rewritten stays the same");
 }
 
 Manifest checkDocument(const QByteArray &bytes)

@@ -60,11 +60,10 @@ void checkWrite(ConfigManager &config, const QByteArray &line)
     config.setValue(key, text);
     require(config.value(key, {}).toString() == text, "a setting reads as it was set");
     require(config.save(), "settings can be saved");
-    const QByteArray saved = readFile(config.filePath());
     ConfigManager next;
     next.load();
     const bool isKept = key.section(u'.', 0, 0) != "schema"_L1;
-    if (isKept && !velmo::fuzz::hasTextWithMark(saved)) {
+    if (isKept) {
         require(next.stringValue(key, u"missing"_s) == text, "the next start finds what was set");
     }
 }
@@ -76,8 +75,7 @@ void checkSave(ConfigManager &config)
     const QByteArray first = readFile(config.filePath());
     ConfigManager next;
     next.load();
-    require((next.save() && readFile(config.filePath()) == first) || velmo::fuzz::hasTextWithMark(first),
-            "settings that are read and saved stay the same");
+    require(next.save() && readFile(config.filePath()) == first, "settings that are read and saved stay the same");
 }
 
 } // namespace

@@ -132,7 +132,7 @@ bool ConfigManager::save()
         qCWarning(lcConfig) << "Could not open configuration for writing:" << file.errorString();
         return false;
     }
-    writeAll(file, QJsonDocument(data).toJson(QJsonDocument::Indented));
+    writeAll(file, jsonForFile(data));
     if (!file.commit()) {
         qCWarning(lcConfig) << "Failed to commit configuration:" << file.errorString();
         return false;

@@ -1,6 +1,8 @@
 #include "core/SaveFile.h"
 
 #include <QByteArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSaveFile>
 #include <QString>
 
@@ -61,6 +63,11 @@ void writeAll(QSaveFile &file, const QByteArray &bytes)
         }
         written += count; // a short write; the next one tells why
     }
+}
+
+QByteArray jsonForFile(const QJsonObject &object)
+{
+    return QJsonDocument(object).toJson(QJsonDocument::Indented).replace("\"\xEF\xBB\xBF", "\"\\ufeff");
 }
 
 QString commitOnDrive(QSaveFile &file)

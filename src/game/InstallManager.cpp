@@ -144,7 +144,7 @@ bool InstallManager::commitInstalledManifest(const Manifest &manifest)
         qCWarning(lcGame) << "Could not record the installed manifest:" << file.errorString();
         return false;
     }
-    writeAll(file, QJsonDocument(manifest.toJson()).toJson());
+    writeAll(file, jsonForFile(manifest.toJson()));
     if (!file.commit()) {
         qCWarning(lcGame) << "Could not commit the installed manifest:" << file.errorString();
         return false;

@@ -144,6 +144,7 @@ private slots:
     void writtenValueIsNotOnDiskBeforeTheDelay();
     void saveWritesAtOnceAndStopsTheTimer();
     void fileIsIndentedJson();
+    void textsThatBeginWithAByteOrderMarkAreReadBack();
     void saveLeavesNoOtherFile();
     void missingDirectoryIsMadeOnSave();
     void saveFailsWithoutADirectory();
@@ -710,6 +711,23 @@ void tst_ConfigManager::fileIsIndentedJson()
 #else
     QVERIFY(bytes.contains("\n    \"appearance\": {\n"));
 #endif
+}
+
+/// Qt's reader takes one off the front of every text.
+void tst_ConfigManager::textsThatBeginWithAByteOrderMarkAreReadBack()
+{
+    const QString text = u"\uFEFF\uFEFF-windowed"_s;
+    const QString key = u"studio.\uFEFFname"_s;
+    {
+        ConfigManager config;
+        config.setValue(u"game.launchArguments"_s, text);
+        config.setValue(key, text);
+        QVERIFY(config.save());
+    }
+    ConfigManager next;
+    next.load();
+    QCOMPARE(next.stringValue(u"game.launchArguments"_s, {}), text);
+    QCOMPARE(next.stringValue(key, {}), text);
 }
 
 void tst_ConfigManager::saveLeavesNoOtherFile()

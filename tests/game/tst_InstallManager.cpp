@@ -143,6 +143,7 @@ private slots:
 
     void committedRecordIsReadBack();
     void commitWritesTheIndentedForm();
+    void textsThatBeginWithAByteOrderMarkAreReadBack();
     void commitMakesTheMetadataFolder();
     void commitReplacesTheRecordAndLeavesNothingElse();
     void invalidManifestIsNotCommitted();
@@ -639,6 +640,17 @@ void tst_InstallManager::commitWritesTheIndentedForm()
     const Manifest manifest = manifestOf({u"a"_s, u"b"_s}, 7);
     QVERIFY(manager_->commitInstalledManifest(manifest));
     QCOMPARE(readFile(record()), QJsonDocument(manifest.toJson()).toJson(QJsonDocument::Indented));
+}
+
+/// Qt's reader takes one off the front of every text.
+void tst_InstallManager::textsThatBeginWithAByteOrderMarkAreReadBack()
+{
+    const LogCapture log;
+    Manifest manifest = manifestOf({u"\uFEFFa.pak"_s, u"b\uFEFF.pak"_s}, 7);
+    manifest.version = u"\uFEFF\uFEFF1.0"_s;
+    manifest.notes = u"\"\uFEFFquoted\""_s;
+    QVERIFY(manager_->commitInstalledManifest(manifest));
+    QCOMPARE(manager_->loadInstalledManifest().toJson(), manifest.toJson());
 }
 
 void tst_InstallManager::commitMakesTheMetadataFolder()
