@@ -153,6 +153,7 @@ private slots:
     void verifyingWantsTheRepairBeforeItIsTold();
     void verifyingOfflineUsesTheRecord();
     void serversManifestStaysTheReferenceAfterAnInstall();
+    void fileInThePlaceOfTheRecordGivesWayToIt();
     void secondVerifyDuringAPassOnlyLogs();
     void passWithNothingWrongIsTold();
     void passWithNothingWrongLeavesAnUpdateOffered();
@@ -800,6 +801,22 @@ void tst_GameManagerFlows::serversManifestStaysTheReferenceAfterAnInstall()
     t->verifyFiles();
     QTRY_COMPARE(t.passes().size(), 1);
     QCOMPARE(t.passes().first().filesChecked, 3);
+}
+
+/// A server that has one of the game's files lie there can have it found broken, and that is all.
+void tst_GameManagerFlows::fileInThePlaceOfTheRecordGivesWayToIt()
+{
+    GameFixture t(*studio_);
+    Build build = firstBuild();
+    build.files.append({u".velmo/installed.json"_s, "{\"version\":\"9.9\",\"build\":999}", false, {}});
+    studio_->publish(build);
+    QVERIFY(t.startAndCheck());
+    t->primaryAction();
+    QVERIFY(t.waitForState(GameState::Installed));
+    QCOMPARE(QJsonDocument::fromJson(t.record()).object(), build.manifest().toJson());
+    t->verifyFiles();
+    QTRY_COMPARE(t.passes().size(), 1);
+    QCOMPARE(t.passes().first().corrupt.size(), 1);
 }
 
 void tst_GameManagerFlows::secondVerifyDuringAPassOnlyLogs()
