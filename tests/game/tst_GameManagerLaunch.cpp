@@ -85,11 +85,12 @@ void endGame(GameFixture &t)
     t.worker<QProcess>()->closeWriteChannel();
 }
 
-/// What the game wrote down: its working directory, then its arguments. The file comes into being whole.
+/// What the game wrote down: its working directory, then its arguments. The file comes into being whole, but Windows
+/// opens it to nobody else until the game has done with giving it its name.
 QStringList recorded(const QString &fileName)
 {
     QFile file(fileName);
-    if (!QTest::qWaitFor([&fileName] { return QFile::exists(fileName); }, waitMs) || !file.open(QIODevice::ReadOnly)) {
+    if (!QTest::qWaitFor([&file] { return file.open(QIODevice::ReadOnly); }, waitMs)) {
         return {};
     }
     return QString::fromUtf8(file.readAll()).trimmed().split(u'\n');
