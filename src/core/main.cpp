@@ -1,4 +1,5 @@
 #include "core/Application.h"
+#include "core/LibrarySearch.h"
 
 #include <QGuiApplication>
 
@@ -15,6 +16,7 @@ int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    velmo::restrictLibrarySearch();
     try {
         return run(argc, argv);
     } catch (...) {

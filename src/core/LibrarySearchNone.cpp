@@ -1,0 +1,7 @@
+#include "core/LibrarySearch.h"
+
+namespace velmo {
+
+void restrictLibrarySearch() {}
+
+} // namespace velmo

@@ -1,0 +1,5 @@
+// A library that nobody asked for.
+extern "C" int planted()
+{
+    return 1;
+}
