@@ -314,7 +314,7 @@ void tst_WindowMessages::everyPointOfTheMaximizedWindowIsKnown()
 {
     window_->showMaximized();
     QTRY_VERIFY(IsZoomed(handleOf(*window_)));
-    QTRY_COMPARE(clientRect(*window_).size(), (QSizeF(window_->size()) * ratio()).toSize());
+    QTRY_COMPARE(window_->size(), (QSizeF(clientRect(*window_).size()) / ratio()).toSize());
     compareGrid(true);
 }
 
@@ -388,13 +388,16 @@ void tst_WindowMessages::laterShowLeavesTheStyleAlone()
 
 void tst_WindowMessages::restoredClientAreaIsTheWholeWindow()
 {
-    QCOMPARE(clientRect(*window_), windowRect(*window_));
+    const QRect place = windowRect(*window_);
+    QCOMPARE(clientRect(*window_), place);
+    QCOMPARE(window_->geometry(), QRect(200, 100, 900, 560));
+    // With no turn of the event loop between: another system's window manager may answer to the first after the second.
     window_->showMaximized();
-    QTRY_VERIFY(IsZoomed(handleOf(*window_)));
+    QVERIFY(IsZoomed(handleOf(*window_)));
     window_->showNormal();
-    QTRY_VERIFY(!IsZoomed(handleOf(*window_)));
-    QTRY_COMPARE(clientRect(*window_), windowRect(*window_));
-    QTRY_COMPARE(window_->geometry(), QRect(200, 100, 900, 560));
+    QVERIFY(!IsZoomed(handleOf(*window_)));
+    QCOMPARE(windowRect(*window_), place);
+    QCOMPARE(clientRect(*window_), place);
 }
 
 void tst_WindowMessages::maximizedClientAreaIsInsetInTheWorkArea()
@@ -483,7 +486,7 @@ void tst_WindowMessages::controlsOfTheMaximizedWindowLieWhereTheyAreSeen()
 {
     window_->toggleMaximized();
     QTRY_VERIFY(IsZoomed(handleOf(*window_)));
-    QTRY_COMPARE(clientRect(*window_).size(), (QSizeF(window_->size()) * ratio()).toSize());
+    QTRY_COMPARE(window_->size(), (QSizeF(clientRect(*window_).size()) / ratio()).toSize());
     const QList<TitleBarButton *> buttons = window_->findChildren<TitleBarButton *>();
     QCOMPARE(buttons.size(), 3);
     for (const TitleBarButton *button : buttons) {
