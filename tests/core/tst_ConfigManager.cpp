@@ -456,8 +456,9 @@ void tst_ConfigManager::failedQuarantineStillRevertsToDefaults()
 {
     QVERIFY(writeSettings("{ bad"));
     QStringList targets;
-    for (int second = 0; second < 5; ++second) { // wherever the bad file would go, something stands already
-        const QString stamp = QDateTime::currentDateTime().addSecs(second).toString(u"yyyyMMddHHmmss"_s);
+    const QDateTime now = QDateTime::currentDateTime();
+    for (int second = 0; second < 120; ++second) { // wherever the bad file would go, something stands already
+        const QString stamp = now.addSecs(second).toString(u"yyyyMMddHHmmss"_s);
         targets.append(velmo::configFilePath() + u".corrupt-"_s + stamp);
         QVERIFY(QFile::copy(velmo::configFilePath(), targets.last()));
     }
