@@ -90,7 +90,7 @@ bool verify()
 {
     constexpr int files = 1'000;
     const QByteArray content(1024, 'v');
-    const QByteArray large(1024 * 1024, 'v');
+    const QByteArray large(qsizetype{1024} * 1024, 'v');
     const QTemporaryDir folder;
     Manifest manifest = readManifest(manifestJson(1, files, content));
     QDir(folder.path()).mkpath(u"Chapter 0"_s);
@@ -187,7 +187,7 @@ private:
 /// A file from its first byte to its place, its hash checked. What Qt and TLS do on the line is not ours to count.
 bool download()
 {
-    constexpr qint64 size = 2 * 1024 * 1024;
+    constexpr qint64 size = qint64{2} * 1024 * 1024;
     const QTemporaryDir folder;
     const QString hash = sha256(QByteArray(size, 'v'));
     Network network(size);
