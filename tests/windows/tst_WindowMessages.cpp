@@ -398,6 +398,7 @@ void tst_WindowMessages::restoredClientAreaIsTheWholeWindow()
     QVERIFY(!IsZoomed(handleOf(*window_)));
     QCOMPARE(windowRect(*window_), place);
     QCOMPARE(clientRect(*window_), place);
+    QTRY_COMPARE(window_->geometry(), QRect(200, 100, 900, 560));
 }
 
 void tst_WindowMessages::maximizedClientAreaIsInsetInTheWorkArea()
