@@ -42,12 +42,13 @@ void *operator new(std::size_t size)
     std::abort();
 }
 
-void operator delete(void *memory) noexcept
+// Not inlined, or GCC 14 sees free() meet what its own operator new gave.
+[[gnu::noinline]] void operator delete(void *memory) noexcept
 {
     std::free(memory);
 }
 
-void operator delete(void *memory, std::size_t /*size*/) noexcept
+[[gnu::noinline]] void operator delete(void *memory, std::size_t /*size*/) noexcept
 {
     std::free(memory);
 }
