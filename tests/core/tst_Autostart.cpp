@@ -107,7 +107,7 @@ void tst_Autostart::programPathWithBlanksStaysQuoted()
     QVERIFY(QFile::copy(QCoreApplication::applicationFilePath(), moved));
     QProcess child;
     child.start(moved, {QString(printCommandArgument)});
-    QVERIFY(child.waitForFinished());
+    QVERIFY2(child.waitForFinished(), qPrintable(child.errorString()));
     QCOMPARE(child.exitCode(), 0);
     const QString expected = u"\"%1\" --autostart"_s.arg(QDir::toNativeSeparators(moved));
     QCOMPARE(QString::fromLocal8Bit(child.readAllStandardOutput()), expected);
