@@ -33,6 +33,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <functional>
 #include <stdexcept>
 #include <utility>
 
@@ -168,13 +169,23 @@ public:
     QSettings::Status remove() override { return QSettings::NoError; }
 };
 
-/// Tells at the window's first paint whether a request has left by then, and whether one does right after; it can also
+/// Sees at the window's first paint whether a request has left by then, and whether one has right after; it can also
 /// keep the window from painting.
 class FirstPaint : public QObject {
 public:
-    explicit FirstPaint(bool painting)
+    /// \a seen is called when all is seen.
+    FirstPaint(bool painting, std::function<void()> seen)
         : painting_(painting)
+        , seen_(std::move(seen))
     {}
+
+    void tell() const
+    {
+        printFlag("a request has left", hadLeft_);
+        if (painting_) {
+            printFlag("a request has left then", hadLeftThen_);
+        }
+    }
 
     bool eventFilter(QObject *watched, QEvent *event) override
     {
@@ -186,13 +197,14 @@ public:
             return QObject::eventFilter(watched, event);
         }
         if (!std::exchange(painted_, true)) {
-            printFlag("a request has left", requestHasLeft());
-            if (painting_) {
-                // The launcher's own turn lies between these two.
+            hadLeft_ = requestHasLeft();
+            // The launcher's own turn lies between these two.
+            QTimer::singleShot(0, this, [this] {
                 QTimer::singleShot(0, this, [this] {
-                    QTimer::singleShot(0, this, [this] { printFlag("a request has left then", requestHasLeft()); });
+                    hadLeftThen_ = requestHasLeft();
+                    seen_();
                 });
-            }
+            });
         }
         return !painting_;
     }
@@ -206,10 +218,14 @@ private:
 
     bool painting_;
     bool painted_ = false;
+    bool hadLeft_ = false;
+    bool hadLeftThen_ = false;
+    std::function<void()> seen_;
     QSet<QNetworkAccessManager *> networks_;
 };
 
-/// Runs until a client comes to the server of the check for updates, which is told then.
+/// Runs until the window's first paint is seen and a client has come to the server of the check for updates, which may
+/// be in either order.
 int runUntilTheRequestArrives(velmo::Application &application, bool painting)
 {
     QTcpServer server;
@@ -218,13 +234,19 @@ int runUntilTheRequestArrives(velmo::Application &application, bool painting)
     if (!writeFile(override, profileWithManifestAt(server.serverPort()))) {
         return 1;
     }
-    FirstPaint watch(painting);
+    int awaited = 2;
+    const auto come = [&awaited] {
+        if (--awaited == 0) {
+            QCoreApplication::quit();
+        }
+    };
+    FirstPaint watch(painting, come);
     application.installEventFilter(&watch);
-    QObject::connect(&server, &QTcpServer::newConnection, &application, [] {
-        print("the request", u"arrives"_s);
-        QCoreApplication::quit();
-    });
-    return application.start() ? velmo::Application::exec() : 1;
+    QObject::connect(&server, &QTcpServer::newConnection, &application, come, Qt::SingleShotConnection);
+    const int code = application.start() ? velmo::Application::exec() : 1;
+    watch.tell();
+    print("the request", u"arrives"_s);
+    return code;
 }
 
 /// The program's own objects, told in the order in which they go; and what the stop does between.
