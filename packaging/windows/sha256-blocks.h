@@ -185,7 +185,7 @@ static inline int sha256Add(SHA256Context *context, const uint8_t *bytes, unsign
     const unsigned rest = length % SHA256_Message_Block_Size;
     compress(context->Intermediate_Hash, bytes, whole);
     if (rest > 0) {
-        memcpy(context->Message_Block + held, bytes + size_t(whole) * SHA256_Message_Block_Size, rest);
+        memcpy(context->Message_Block, bytes + size_t(whole) * SHA256_Message_Block_Size, rest);
     }
     context->Message_Block_Index = int_least16_t(held + rest);
     return shaSuccess;

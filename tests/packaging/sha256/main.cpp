@@ -1,14 +1,16 @@
-// Tries the SHA-256 that our Qt for Windows gets, without that Qt: sha256-blocks.h by itself, or with VELMO_RFC6234
-// Qt's whole sha224-256.c as it lies on the include path, changed or not. tests/packaging/sha256 says what is right.
+// Tries SHA-256 as our Qt for Windows has it: VELMO_HASH names the header that says in which form. The script "try"
+// tells it what is right.
 //
-// usage: sha256 FOLDER SEED portable|extensions|either      everything but the long message
-//        sha256 long FOLDER                                 the long message
-//        sha256 speed                                       MB/s of each way of hashing
+// usage: PROGRAM FOLDER SEED portable|extensions|either      everything but the long message
+//        PROGRAM long FOLDER                                 the long message
+//        PROGRAM speed                                       MB/s of each way of hashing
+#include VELMO_HASH
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <ctime>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -18,71 +20,19 @@
 #include <string>
 #include <vector>
 
-#ifdef VELMO_RFC6234
-#include "sha.h"
-// As Qt includes it.
-static int SHA224_256AddLength(SHA256Context *context, unsigned int length);
-#include "sha224-256.c"
-static int SHA224_256AddLength(SHA256Context *context, unsigned int length)
-{
-    uint32_t addTemp;
-    return SHA224_256AddLengthM(context, length);
-}
-#ifndef SHA256_BLOCKS_H // the unchanged file, which is measured for comparison
-using Sha256Compression = void();
-static Sha256Compression *sha256Compression()
-{
-    return nullptr;
-}
-#endif
-#else
-// What the blocks know of Qt's sha.h.
-#include <cstdint>
-enum { shaSuccess = 0, shaInputTooLong = 2, SHA256_Message_Block_Size = 64 };
-struct SHA256Context {
-    uint32_t Intermediate_Hash[8];
-    uint32_t Length_High;
-    uint32_t Length_Low;
-    int_least16_t Message_Block_Index;
-    uint8_t Message_Block[SHA256_Message_Block_Size];
-    int Computed;
-    int Corrupted;
-};
-#include "sha256-blocks.h"
-#endif
-
 namespace {
 
 using Bytes = std::vector<uint8_t>;
 using Digests = std::map<size_t, std::string>; // by the length of the message
 
-enum class Kind { Sha224, Sha256 };
 constexpr Kind kinds[] = {Kind::Sha224, Kind::Sha256};
 constexpr size_t tableEnd = 1100;
 constexpr size_t mebibyte = 1024 * 1024;
 constexpr size_t longLength = 1024 * mebibyte;
 
-struct Way {
-    const char *name;
-    Sha256Compression *compress;
-};
-
 const char *nameOf(Kind kind)
 {
     return kind == Kind::Sha224 ? "SHA-224" : "SHA-256";
-}
-
-[[noreturn]] void fail(const std::string &what)
-{
-    std::printf("FAIL  %s\n", what.c_str());
-    std::exit(1);
-}
-
-void check(bool holds, const std::string &what)
-{
-    if (!holds) {
-        fail(what);
-    }
 }
 
 void tell(const std::string &what)
@@ -90,92 +40,6 @@ void tell(const std::string &what)
     std::printf("ok    %s\n", what.c_str());
     std::fflush(stdout);
 }
-
-#ifdef VELMO_RFC6234
-
-class Hash {
-public:
-    Hash(Kind kind, const Way &)
-        : kind_(kind)
-    {
-        kind == Kind::Sha224 ? SHA224Reset(&context) : SHA256Reset(&context);
-    }
-
-    int add(const uint8_t *bytes, size_t length)
-    {
-        const auto part = static_cast<unsigned>(length);
-        return kind_ == Kind::Sha224 ? SHA224Input(&context, bytes, part) : SHA256Input(&context, bytes, part);
-    }
-
-    std::string finish()
-    {
-        const size_t size = kind_ == Kind::Sha224 ? SHA224HashSize : SHA256HashSize;
-        uint8_t digest[SHA256HashSize];
-        const int code = kind_ == Kind::Sha224 ? SHA224Result(&context, digest) : SHA256Result(&context, digest);
-        check(code == shaSuccess, "a message is finished");
-        std::string text;
-        for (size_t index = 0; index < size; ++index) {
-            char hex[3];
-            std::snprintf(hex, sizeof hex, "%02x", digest[index]);
-            text += hex;
-        }
-        return text;
-    }
-
-    SHA256Context context;
-
-private:
-    Kind kind_;
-};
-
-#else
-
-/// The blocks' own frame: the first hash values and the padding, which Qt's file goes on having.
-class Hash {
-public:
-    Hash(Kind kind, const Way &way)
-        : kind_(kind)
-        , compress_(way.compress)
-    {
-        static constexpr uint32_t first[2][8] = {
-            {0xc1059ed8, 0x367cd507, 0x3070dd17, 0xf70e5939, 0xffc00b31, 0x68581511, 0x64f98fa7, 0xbefa4fa4},
-            {0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a, 0x510e527f, 0x9b05688c, 0x1f83d9ab, 0x5be0cd19}};
-        std::copy_n(first[kind == Kind::Sha256 ? 1 : 0], 8, context.Intermediate_Hash);
-    }
-
-    int add(const uint8_t *bytes, size_t length)
-    {
-        return sha256Add(&context, bytes, static_cast<unsigned>(length), compress_);
-    }
-
-    std::string finish()
-    {
-        const uint64_t bits = uint64_t(context.Length_High) << 32 | context.Length_Low;
-        const auto held = static_cast<size_t>(context.Message_Block_Index);
-        Bytes padding((held < 56 ? 56 : 120) - held);
-        padding[0] = 0x80;
-        for (int shift = 56; shift >= 0; shift -= 8) {
-            padding.push_back(static_cast<uint8_t>(bits >> shift));
-        }
-        add(padding.data(), padding.size());
-        check(context.Message_Block_Index == 0, "the padding ends a block");
-        std::string text;
-        for (size_t index = 0; index < (kind_ == Kind::Sha224 ? 7 : 8); ++index) {
-            char hex[9];
-            std::snprintf(hex, sizeof hex, "%08x", context.Intermediate_Hash[index]);
-            text += hex;
-        }
-        return text;
-    }
-
-    SHA256Context context = {};
-
-private:
-    Kind kind_;
-    Sha256Compression *compress_;
-};
-
-#endif
 
 Bytes read(const std::string &path)
 {
@@ -198,21 +62,7 @@ Digests readDigests(const std::string &folder, Kind kind)
     return digests;
 }
 
-std::vector<Way> ways()
-{
-#if defined(VELMO_RFC6234)
-    return {{"as Qt calls it", nullptr}};
-#elif defined(SHA256_BLOCKS_BY_EXTENSIONS)
-    if (sha256Compression() == sha256CompressByExtensions) {
-        return {{"portable", sha256CompressPortably}, {"extensions", sha256CompressByExtensions}};
-    }
-#endif
-#ifndef VELMO_RFC6234
-    return {{"portable", sha256CompressPortably}};
-#endif
-}
-
-void theProcessorsBestIsChosen(const std::string &best)
+void theProcessorsBestIsChosen([[maybe_unused]] const std::string &best)
 {
 #ifdef SHA256_BLOCKS_BY_EXTENSIONS
     if (best != "either") {
@@ -226,7 +76,7 @@ void theProcessorsBestIsChosen(const std::string &best)
     check(!sha256ExtensionsAreAmong(~unsigned(bit_SSE4_1), ~0U), "not without SSE4.1");
     check(!sha256ExtensionsAreAmong(~0U, ~unsigned(bit_SHA)), "not without SHA");
     tell("all three of SHA, SSSE3 and SSE4.1 are asked for");
-#else
+#elif defined(SHA256_BLOCKS_H)
     check(best != "extensions", "the extensions are compiled");
 #endif
 }
@@ -310,6 +160,8 @@ void piecesMakeNoDifference(const Way &way, const Bytes &message, Kind kind, con
     tell(std::string(nameOf(kind)) + where);
 }
 
+#ifdef SHA256_BLOCKS_H
+
 /// A message whose length is set, as if it had come so far.
 void theLengthIsCountedInBitsUpToItsEnd(const Way &way)
 {
@@ -333,6 +185,8 @@ void theLengthIsCountedInBitsUpToItsEnd(const Way &way)
     tell("the length's carry and its end");
 }
 
+#endif
+
 void tryAll(const std::string &folder, unsigned seed, const std::string &best)
 {
     theProcessorsBestIsChosen(best);
@@ -341,7 +195,9 @@ void tryAll(const std::string &folder, unsigned seed, const std::string &best)
     for (const Way &way : ways()) {
         std::printf("      %s:\n", way.name);
         publishedExamplesHold(way);
+#ifdef SHA256_BLOCKS_H
         theLengthIsCountedInBitsUpToItsEnd(way);
+#endif
         for (const Kind kind : kinds) {
             const Digests expected = readDigests(folder, kind);
             eachLengthAtEachAlignmentHasItsDigest(way, message, kind, expected);
@@ -373,24 +229,26 @@ void tryLong(const std::string &folder)
     }
 }
 
-/// The best of many spans shorter than a turn on the processor, since a neighbour there can only take from a span.
+/// By the processor's time as "openssl speed" does it, in the pieces in which the launcher reads; and the best piece,
+/// since the time is the clock's on Windows, and a neighbour on the processor can only take from a piece.
 void measure()
 {
-    constexpr size_t span = 256 * 1024;
     const Bytes message(mebibyte, 0x5a);
     for (const Way &way : ways()) {
         Hash hash(Kind::Sha256, way);
         auto best = std::chrono::steady_clock::duration::max();
-        const auto start = std::chrono::steady_clock::now();
-        while (std::chrono::steady_clock::now() - start < std::chrono::seconds(3)) {
-            for (size_t done = 0; done < message.size(); done += span) {
-                const auto before = std::chrono::steady_clock::now();
-                hash.add(message.data() + done, span);
-                best = std::min(best, std::chrono::steady_clock::now() - before);
-            }
+        double mebibytes = 0;
+        const std::clock_t start = std::clock();
+        while (std::clock() - start < 2 * CLOCKS_PER_SEC) {
+            const auto before = std::chrono::steady_clock::now();
+            hash.add(message.data(), message.size());
+            best = std::min(best, std::chrono::steady_clock::now() - before);
+            mebibytes += 1;
         }
-        const double seconds = std::chrono::duration<double>(best).count();
-        std::printf("%.0f MB/s  %s\n", static_cast<double>(span) / 1e6 / seconds, way.name);
+        const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+        const double atBest = 1 / std::chrono::duration<double>(best).count();
+        constexpr double megabytes = static_cast<double>(mebibyte) / 1e6;
+        std::printf("%.0f MB/s, %.0f at best: %s\n", mebibytes * megabytes / seconds, atBest * megabytes, way.name);
     }
 }
 
@@ -406,7 +264,7 @@ int main(int count, char **arguments)
     } else if (words.size() == 3) {
         tryAll(words[0], static_cast<unsigned>(std::stoul(words[1])), words[2]);
     } else {
-        std::fputs("usage: sha256 FOLDER SEED portable|extensions|either, sha256 long FOLDER or sha256 speed\n",
+        std::fputs("usage: PROGRAM FOLDER SEED portable|extensions|either, PROGRAM long FOLDER or PROGRAM speed\n",
                    stderr);
         return 2;
     }
