@@ -23,9 +23,8 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
 endif()
 
 if(WIN32)
-    # A function whose frame was written over ends the program. What sees to it is linked in, so that nothing more is shipped.
+    # A function whose frame was written over ends the program. What sees to it, the toolchain file links in.
     target_compile_options(velmo_options INTERFACE -fstack-protector-strong)
-    target_link_libraries(velmo_options INTERFACE -l:libssp.a)
 endif()
 
 if(VELMO_SANITIZE)
