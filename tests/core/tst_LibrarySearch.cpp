@@ -63,7 +63,8 @@ void tst_LibrarySearch::libraryOfTheCurrentFolderIsNotLoaded()
 void tst_LibrarySearch::libraryOfThePathIsNotLoaded()
 {
     const QByteArray path = qgetenv("PATH");
-    qputenv("PATH", QDir::toNativeSeparators(folder_.path()).toLocal8Bit() + ';' + path);
+    const QByteArray longer = QDir::toNativeSeparators(folder_.path()).toLocal8Bit() + ';' + path;
+    qputenv("PATH", longer);
     velmo::restrictLibrarySearch();
     const bool found = isFound(L"planted.dll");
     qputenv("PATH", path);
