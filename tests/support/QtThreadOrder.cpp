@@ -1,10 +1,13 @@
-// Qt is not built with ThreadSanitizer, so its locks are invisible, and with them the order between posting a call and
-// running it, and between a thread's work and the end of a wait for it. This file, linked into ThreadSanitizer's build
-// alone, tells that order.
+// Qt is not built with ThreadSanitizer, so its locks are invisible, and with them two orders: what a thread did before
+// it posted a call is done when that call runs, and what it did before its last one is done when a wait for the thread
+// has ended. This file, linked into ThreadSanitizer's build alone, tells these two and nothing more: a call is in order
+// with its poster only, and a wait with its thread only, or a race between others would be hidden.
+//
+// It stands before two functions of Qt, by the names that they have in the library: one of them has another
+// since Qt 6.7. With a Qt that has neither, the test ends before it begins.
 
-#include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QEvent>
+#include <QMetaObject>
 #include <QThread>
 
 #include <dlfcn.h>
@@ -12,84 +15,94 @@
 extern "C" void __tsan_acquire(void *address);
 extern "C" void __tsan_release(void *address);
 
+// QMetaObject::invokeMethodImpl(), through which QMetaObject::invokeMethod() posts, and QThread::wait().
+#define VELMO_POST "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14ConnectionTypeE"
+#if QT_VERSION < QT_VERSION_CHECK(6, 7, 0)
+#define VELMO_POST_SYMBOL VELMO_POST "Pv"
+#else
+#define VELMO_POST_SYMBOL VELMO_POST "xPKPKvPKPKcPKPKNS2_18QMetaTypeInterfaceE"
+#endif
+#define VELMO_WAIT_SYMBOL "_ZN7QThread4waitE14QDeadlineTimer"
+
+using QtPrivate::QSlotObjectBase;
+
 namespace {
 
-char order; // one for all
-
-/// Sees every event of the main thread before its receiver does.
-class DeliveryWatch : public QObject {
-public:
-    using QObject::QObject;
-
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        __tsan_acquire(&order);
-        return QObject::eventFilter(watched, event);
+void *inQt(const char *symbol)
+{
+    void *const function = dlsym(RTLD_NEXT, symbol);
+    if (!function) {
+        qFatal("Qt %s has no %s: QtThreadOrder.cpp needs a variant for it", qVersion(), symbol);
     }
+    return function;
+}
+
+void *const postInQt = inQt(VELMO_POST_SYMBOL);
+void *const waitInQt = inQt(VELMO_WAIT_SYMBOL);
+
+/// A call that begins where its poster has come to. Neither it nor the call is ever deleted: which thread does that
+/// last is the queue's business.
+class OrderedCall : public QSlotObjectBase {
+public:
+    explicit OrderedCall(QSlotObjectBase *call)
+        : QSlotObjectBase(&OrderedCall::operate)
+        , call_(call)
+    {
+        __tsan_release(this);
+        __tsan_release(QThread::currentThread());
+    }
+
+private:
+    static void operate(int which, QSlotObjectBase *self, QObject *receiver, void **arguments, bool * /*result*/)
+    {
+        if (which == Call) {
+            __tsan_acquire(self);
+            static_cast<OrderedCall *>(self)->call_->call(receiver, arguments);
+        }
+    }
+
+    QSlotObjectBase *call_;
 };
 
-void watchDeliveries()
-{
-    QCoreApplication::instance()->installEventFilter(new DeliveryWatch(QCoreApplication::instance()));
-}
-
-} // namespace
-
-Q_COREAPP_STARTUP_FUNCTION(watchDeliveries)
-
-namespace {
-
-// QMetaObject::invokeMethod() posts through QMetaObject::invokeMethodImpl(), which takes more since Qt 6.7.
-#define VELMO_POST "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14ConnectionType"
-#if QT_VERSION < QT_VERSION_CHECK(6, 7, 0)
-#define VELMO_POST_SYMBOL VELMO_POST "EPv"
-#else
-#define VELMO_POST_SYMBOL VELMO_POST "ExPKPKvPKPKcPKPKNS2_18QMetaTypeInterfaceE"
-#endif
-
 template<typename... Rest>
-bool postInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type, Rest... rest)
+bool postInOrder(QObject *object, QSlotObjectBase *call, Qt::ConnectionType type, Rest... rest)
 {
-    using Post = bool (*)(QObject *, QtPrivate::QSlotObjectBase *, Qt::ConnectionType, Rest...);
-    static const Post post = reinterpret_cast<Post>(dlsym(RTLD_NEXT, VELMO_POST_SYMBOL));
-    slot->ref(); // never deleted: which thread does that last is the queue's business too
-    __tsan_release(&order);
-    return post(object, slot, type, rest...);
+    using Post = bool (*)(QObject *, QSlotObjectBase *, Qt::ConnectionType, Rest...);
+    return reinterpret_cast<Post>(postInQt)(object, new OrderedCall(call), type, rest...);
 }
 
 } // namespace
 
-/// Stands before QMetaObject::invokeMethodImpl().
 #if QT_VERSION < QT_VERSION_CHECK(6, 7, 0)
-extern "C" bool velmoPostInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type,
-                                 void *result) asm(VELMO_POST_SYMBOL);
+extern "C" bool velmoPost(QObject *object, QSlotObjectBase *call, Qt::ConnectionType type,
+                          void *result) asm(VELMO_POST_SYMBOL);
 
-bool velmoPostInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type, void *result)
+bool velmoPost(QObject *object, QSlotObjectBase *call, Qt::ConnectionType type, void *result)
 {
-    return postInOrder(object, slot, type, result);
+    return postInOrder(object, call, type, result);
 }
 #else
 using MetaTypes = const QtPrivate::QMetaTypeInterface *const *;
 
-extern "C" bool velmoPostInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type,
-                                 qsizetype count, const void *const *parameters, const char *const *names,
-                                 MetaTypes metaTypes) asm(VELMO_POST_SYMBOL);
+extern "C" bool velmoPost(QObject *object, QSlotObjectBase *call, Qt::ConnectionType type, qsizetype count,
+                          const void *const *arguments, const char *const *names,
+                          MetaTypes types) asm(VELMO_POST_SYMBOL);
 
-bool velmoPostInOrder(QObject *object, QtPrivate::QSlotObjectBase *slot, Qt::ConnectionType type, qsizetype count,
-                      const void *const *parameters, const char *const *names, MetaTypes metaTypes)
+bool velmoPost(QObject *object, QSlotObjectBase *call, Qt::ConnectionType type, qsizetype count,
+               const void *const *arguments, const char *const *names, MetaTypes types)
 {
-    return postInOrder(object, slot, type, count, parameters, names, metaTypes);
+    return postInOrder(object, call, type, count, arguments, names, types);
 }
 #endif
 
-/// Stands before QThread::wait(): what a thread did before its last posted call is done when it has ended.
-extern "C" bool velmoWaitInOrder(QThread *thread, QDeadlineTimer deadline) asm("_ZN7QThread4waitE14QDeadlineTimer");
+extern "C" bool velmoWait(QThread *thread, QDeadlineTimer deadline) asm(VELMO_WAIT_SYMBOL);
 
-bool velmoWaitInOrder(QThread *thread, QDeadlineTimer deadline)
+bool velmoWait(QThread *thread, QDeadlineTimer deadline)
 {
     using Wait = bool (*)(QThread *, QDeadlineTimer);
-    static const Wait wait = reinterpret_cast<Wait>(dlsym(RTLD_NEXT, "_ZN7QThread4waitE14QDeadlineTimer"));
-    const bool ended = wait(thread, deadline);
-    __tsan_acquire(&order);
+    const bool ended = reinterpret_cast<Wait>(waitInQt)(thread, deadline);
+    if (ended) {
+        __tsan_acquire(thread);
+    }
     return ended;
 }
