@@ -4,6 +4,10 @@
 
 #include <QDataStream>
 
+#include <concepts>
+#include <tuple>
+#include <type_traits>
+
 namespace velmo::test {
 
 /// What a test program under Wine asks of velmo-studio-host on the Linux side. A message on the connection is a
@@ -31,38 +35,62 @@ constexpr QDataStream::Version hostStreamVersion = QDataStream::Qt_6_4;
 // Beside the types, where every stream finds them.
 namespace velmo::studio {
 
-inline QDataStream &operator<<(QDataStream &stream, const StudioServer::Options &options)
+template<typename Value, typename Type>
+concept Is = std::same_as<std::remove_const_t<Value>, Type>;
+
+template<Is<StudioServer::Options> Value>
+auto fields(Value &options)
 {
-    return stream << options.root << options.certificateChain << options.privateKey << options.port
-                  << options.bytesPerSecond << options.etags;
+    return std::tie(options.root, options.certificateChain, options.privateKey, options.port, options.bytesPerSecond);
 }
 
-inline QDataStream &operator>>(QDataStream &stream, StudioServer::Options &options)
+template<Is<Fault> Value>
+auto fields(Value &fault)
 {
-    return stream >> options.root >> options.certificateChain >> options.privateKey >> options.port >>
-           options.bytesPerSecond >> options.etags;
+    return std::tie(fault.kind, fault.status, fault.bytes, fault.location, fault.firstAttempt, fault.lastAttempt);
 }
 
-inline QDataStream &operator<<(QDataStream &stream, const Fault &fault)
+template<Is<Request> Value>
+auto fields(Value &request)
 {
-    return stream << fault.kind << fault.status << fault.bytes << fault.location << fault.firstAttempt
-                  << fault.lastAttempt;
+    return std::tie(request.method, request.path, request.headers, request.attempt, request.status);
 }
 
-inline QDataStream &operator>>(QDataStream &stream, Fault &fault)
+/// Stands for a field of any type, where it is counted how many a type has.
+struct AnyField {
+    template<typename Field>
+    operator Field() const;
+};
+
+template<typename Value, typename... Counted>
+constexpr std::size_t fieldCount()
 {
-    return stream >> fault.kind >> fault.status >> fault.bytes >> fault.location >> fault.firstAttempt >>
-           fault.lastAttempt;
+    if constexpr (requires { Value{Counted{}..., AnyField{}}; }) {
+        return fieldCount<Value, Counted..., AnyField>();
+    }
+    return sizeof...(Counted);
 }
 
-inline QDataStream &operator<<(QDataStream &stream, const Request &request)
+template<typename Value>
+concept Crossing = requires(Value &value)
 {
-    return stream << request.method << request.path << request.headers << request.attempt << request.status;
+    fields(value);
+};
+
+template<Crossing Value>
+QDataStream &operator<<(QDataStream &stream, const Value &value)
+{
+    static_assert(std::tuple_size_v<decltype(fields(value))> == fieldCount<Value>(),
+                  "a field that fields() does not name is silently its default on the other side");
+    std::apply([&stream](const auto &...field) { static_cast<void>((stream << ... << field)); }, fields(value));
+    return stream;
 }
 
-inline QDataStream &operator>>(QDataStream &stream, Request &request)
+template<Crossing Value>
+QDataStream &operator>>(QDataStream &stream, Value &value)
 {
-    return stream >> request.method >> request.path >> request.headers >> request.attempt >> request.status;
+    std::apply([&stream](auto &...field) { static_cast<void>((stream >> ... >> field)); }, fields(value));
+    return stream;
 }
 
 } // namespace velmo::studio

@@ -13,8 +13,8 @@ struct FaultOption {
     QString path; ///< decoded
     Fault fault;
 
-    /// Nothing when \a text is not such a fault, with the reason in \a error.
-    static std::optional<FaultOption> parse(const QString &text, QString &error);
+    /// Nothing, with the reason in \a error, when \a text is not such a fault.
+    static std::optional<FaultOption> parse(const QString &text, QString *error);
     /// Every kind with its argument, what it does and an example, for a help text.
     static QString describeKinds();
 };

@@ -37,28 +37,28 @@ Listener::Listener(Site *site, QObject *parent)
     connect(this, &Listener::pendingConnectionAvailable, this, &Listener::takeIn);
 }
 
-bool Listener::start(const QByteArray &certificateChain, const QByteArray &privateKey, quint16 port, QString &error)
+bool Listener::start(const QByteArray &certificateChain, const QByteArray &privateKey, quint16 port, QString *error)
 {
     if (!secure(certificateChain, privateKey, error)) {
         return false;
     }
     if (!listen(QHostAddress::LocalHost, port)) {
-        error = u"cannot listen on port %1: %2"_s.arg(port).arg(errorString());
+        *error = u"cannot listen on port %1: %2"_s.arg(port).arg(errorString());
         return false;
     }
     return true;
 }
 
-bool Listener::secure(const QByteArray &certificateChain, const QByteArray &privateKey, QString &error)
+bool Listener::secure(const QByteArray &certificateChain, const QByteArray &privateKey, QString *error)
 {
     const QList<QSslCertificate> chain = QSslCertificate::fromData(certificateChain, QSsl::Pem);
     const QSslKey key = readKey(privateKey);
     if (chain.isEmpty()) {
-        error = u"the certificate chain holds no PEM certificate"_s;
+        *error = u"the certificate chain holds no PEM certificate"_s;
         return false;
     }
     if (key.isNull()) {
-        error = u"the private key is no unencrypted PEM key"_s;
+        *error = u"the private key is no unencrypted PEM key"_s;
         return false;
     }
     QSslConfiguration configuration = sslConfiguration();

@@ -1,5 +1,6 @@
 #include "studio/Reply.h"
 
+#include <QDateTime>
 #include <QLocale>
 
 #include <algorithm>
@@ -80,7 +81,8 @@ void Reply::addHeader(const QByteArray &name, const QByteArray &value)
 QByteArray Reply::head(bool saysClose) const
 {
     QByteArray head = "HTTP/1.1 " + QByteArray::number(status) + ' ' + textOf(status) + "\r\n";
-    head += "Date: " + httpDate(QDateTime::currentDateTimeUtc()) + "\r\n";
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    head += "Date: " + QLocale::c().toString(now, u"ddd, dd MMM yyyy hh:mm:ss 'GMT'").toLatin1() + "\r\n";
     for (const auto &[name, value] : headers) {
         head += name + ": " + value + "\r\n";
     }
@@ -89,11 +91,6 @@ QByteArray Reply::head(bool saysClose) const
     }
     head += saysClose ? "Connection: close\r\n\r\n" : "Connection: keep-alive\r\n\r\n";
     return head;
-}
-
-QByteArray httpDate(const QDateTime &time)
-{
-    return QLocale::c().toString(time.toUTC(), u"ddd, dd MMM yyyy hh:mm:ss 'GMT'").toLatin1();
 }
 
 } // namespace velmo::studio

@@ -3,7 +3,6 @@
 #include "studio/Body.h"
 
 #include <QByteArray>
-#include <QDateTime>
 #include <QList>
 
 #include <utility>
@@ -33,8 +32,5 @@ struct Reply {
     qint64 contentLength = 0; ///< as announced; negative announces none
     Ending ending = KeepOpen;
 };
-
-/// \a time as HTTP writes it.
-QByteArray httpDate(const QDateTime &time);
 
 } // namespace velmo::studio

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QDateTime>
 #include <QIODevice>
 #include <QString>
 
@@ -14,8 +13,6 @@ namespace velmo::studio {
 struct Document {
     QByteArray body;
     QByteArray contentType;
-    QByteArray etag;
-    QDateTime lastModified;
 };
 
 /// Something that the studio serves, opened for one reply.
@@ -23,17 +20,10 @@ struct Resource {
     std::unique_ptr<QIODevice> device;
     qint64 size = 0;
     QByteArray contentType;
-    QByteArray etag; ///< quoted
-    QDateTime lastModified;
 
     /// Nothing when the file cannot be read.
-    static std::optional<Resource> ofFile(const QString &fileName, const QByteArray &contentType);
+    static std::optional<Resource> ofFile(const QString &fileName);
     static Resource ofDocument(const Document &document);
 };
-
-/// A document that came into being now.
-Document makeDocument(const QByteArray &body, const QByteArray &contentType);
-/// The content type that a file name's suffix says.
-QByteArray contentTypeOf(const QString &fileName);
 
 } // namespace velmo::studio

@@ -7,10 +7,9 @@
 
 namespace velmo::studio {
 
-Responder::Responder(const HttpRequest &request, const QList<Fault> &faults, bool etags)
+Responder::Responder(const HttpRequest &request, const QList<Fault> &faults)
     : request_(request)
     , faults_(faults)
-    , etags_(etags)
 {}
 
 Reply Responder::answer(std::optional<Resource> resource) const
@@ -65,11 +64,6 @@ Reply Responder::misdirect(const Fault &fault) const
 
 Reply Responder::serve(Resource resource, const Fault *fault) const
 {
-    if (isKnownToClient(resource)) {
-        Reply reply = Reply::page(304);
-        describe(reply, resource);
-        return reply;
-    }
     if (!isRangeRequest() || (fault && fault->kind == Fault::IgnoreRange)) {
         return sendWhole(std::move(resource));
     }
@@ -77,35 +71,13 @@ Reply Responder::serve(Resource resource, const Fault *fault) const
         return refuseRange(resource);
     }
     const ByteRange range = ByteRange::parse(request_.headers.value("range"), resource.size);
-    if (range.outcome == ByteRange::Whole || !rangeStillFits(resource)) {
+    if (range.outcome == ByteRange::Whole) {
         return sendWhole(std::move(resource));
     }
     if (range.outcome == ByteRange::Unsatisfiable) {
         return refuseRange(resource);
     }
     return sendPart(std::move(resource), fault ? 0 : range.first, range.length());
-}
-
-bool Responder::isKnownToClient(const Resource &resource) const
-{
-    if (!etags_ || !request_.headers.contains("if-none-match")) {
-        return false;
-    }
-    const QList<QByteArray> known = request_.headers.value("if-none-match").split(',');
-    return std::any_of(known.cbegin(), known.cend(), [&resource](const QByteArray &entry) {
-        const QByteArray tag = entry.trimmed();
-        return tag == "*" || tag == resource.etag || tag == "W/" + resource.etag;
-    });
-}
-
-/// Whether what the client has a part of is what stands here.
-bool Responder::rangeStillFits(const Resource &resource) const
-{
-    if (!request_.headers.contains("if-range")) {
-        return true;
-    }
-    const QByteArray validator = request_.headers.value("if-range");
-    return (etags_ && validator == resource.etag) || validator == httpDate(resource.lastModified);
 }
 
 Reply Responder::refuseRange(const Resource &resource) const
@@ -142,13 +114,7 @@ Reply Responder::sendWhole(Resource resource) const
 void Responder::describe(Reply &reply, const Resource &resource) const
 {
     reply.addHeader("Accept-Ranges", "bytes");
-    reply.addHeader("Last-Modified", httpDate(resource.lastModified));
-    if (etags_) {
-        reply.addHeader("ETag", resource.etag);
-    }
-    if (reply.status != 304) {
-        reply.addHeader("Content-Type", resource.contentType);
-    }
+    reply.addHeader("Content-Type", resource.contentType);
 }
 
 void Responder::corrupt(Reply &reply) const

@@ -14,7 +14,7 @@ namespace velmo::studio {
 /// Works out the reply to one request, from what stands at its path and the faults that it meets.
 class Responder {
 public:
-    Responder(const HttpRequest &request, const QList<Fault> &faults, bool etags);
+    Responder(const HttpRequest &request, const QList<Fault> &faults);
 
     /// \a resource is nothing when nothing stands at the path.
     Reply answer(std::optional<Resource> resource) const;
@@ -25,8 +25,6 @@ private:
     const Fault *firstFault(std::initializer_list<Fault::Kind> kinds) const;
     Reply misdirect(const Fault &fault) const;
     Reply serve(Resource resource, const Fault *fault) const;
-    bool isKnownToClient(const Resource &resource) const;
-    bool rangeStillFits(const Resource &resource) const;
     Reply refuseRange(const Resource &resource) const;
     Reply sendPart(Resource resource, qint64 first, qint64 length) const;
     Reply sendWhole(Resource resource) const;
@@ -36,7 +34,6 @@ private:
 
     const HttpRequest &request_;
     const QList<Fault> &faults_;
-    bool etags_;
 };
 
 } // namespace velmo::studio

@@ -7,19 +7,17 @@
 
 namespace velmo::studio {
 
-void Site::open(const QString &root, bool etags)
+void Site::open(const QString &root)
 {
     const QMutexLocker lock(&mutex_);
-    tree_ = ContentTree(root);
-    etags_ = etags;
+    tree_ = ServedTree(root);
     plan_.restart();
 }
 
 void Site::setDocument(const QString &path, const QByteArray &body, const QByteArray &contentType)
 {
-    const Document document = makeDocument(body, contentType);
     const QMutexLocker lock(&mutex_);
-    documents_.insert(path, document);
+    documents_.insert(path, {body, contentType});
 }
 
 void Site::removeDocument(const QString &path)
@@ -50,7 +48,7 @@ Reply Site::answer(const HttpRequest &request, Request &record)
 {
     const QMutexLocker lock(&mutex_);
     const FaultPlan::Attempt attempt = plan_.next(request.path);
-    Reply reply = Responder(request, attempt.faults, etags_).answer(find(request.path));
+    Reply reply = Responder(request, attempt.faults).answer(find(request.path));
     record = {request.method, request.path, request.headers, attempt.number, reply.status};
     return reply;
 }
@@ -62,7 +60,7 @@ std::optional<Resource> Site::find(const QString &path) const
         return Resource::ofDocument(*document);
     }
     const QString fileName = files_.contains(path) ? files_.value(path) : tree_.find(path);
-    return fileName.isEmpty() ? std::nullopt : Resource::ofFile(fileName, contentTypeOf(fileName));
+    return fileName.isEmpty() ? std::nullopt : Resource::ofFile(fileName);
 }
 
 } // namespace velmo::studio

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "studio/ContentTree.h"
 #include "studio/FaultPlan.h"
 #include "studio/Reply.h"
 #include "studio/Resource.h"
+#include "studio/ServedTree.h"
 
 #include <QHash>
 #include <QMutex>
@@ -23,7 +23,7 @@ public:
     Q_DISABLE_COPY_MOVE(Site)
 
     /// Serves the files under \a root, or none when it is empty, and counts attempts anew.
-    void open(const QString &root, bool etags);
+    void open(const QString &root);
 
     void setDocument(const QString &path, const QByteArray &body, const QByteArray &contentType);
     void removeDocument(const QString &path);
@@ -44,8 +44,7 @@ private:
     std::optional<Resource> find(const QString &path) const;
 
     mutable QMutex mutex_;
-    ContentTree tree_;
-    bool etags_ = true;
+    ServedTree tree_;
     QHash<QString, Document> documents_;
     QHash<QString, QString> files_;
     FaultPlan plan_;

@@ -52,7 +52,7 @@ bool StudioServer::Worker::start(const Options &options, QString *error)
         error_ = u"there is no folder %1"_s.arg(QDir::toNativeSeparators(options.root));
     } else {
         error_.clear();
-        site.open(options.root, options.etags);
+        site.open(options.root);
         site.setBytesPerSecond(options.bytesPerSecond);
         thread_.reset(QThread::create([this, options] { serve(options); }));
         thread_->setObjectName("studio"_L1);
@@ -84,7 +84,7 @@ void StudioServer::Worker::serve(const Options &options)
 {
     Listener listener(&site);
     QObject::connect(&listener, &Listener::answered, &listener, [this](const Request &request) { record(request); });
-    const bool listening = listener.start(options.certificateChain, options.privateKey, options.port, error_);
+    const bool listening = listener.start(options.certificateChain, options.privateKey, options.port, &error_);
     port = listener.serverPort();
     started_.release();
     if (listening) {

@@ -35,6 +35,8 @@ struct Fault {
     QString location;
     int firstAttempt = 1; ///< of the requests for the path, counted from 1 since the start or the last clearFaults
     int lastAttempt = std::numeric_limits<int>::max();
+
+    bool operator==(const Fault &) const = default;
 };
 
 /// One request as it arrived. What cannot be read as a request is answered, but is none.
@@ -44,6 +46,8 @@ struct Request {
     QHash<QByteArray, QByteArray> headers; ///< names in lower case
     int attempt = 0;                       ///< the how manieth for this path, from 1
     int status = 0;                        ///< what was answered
+
+    bool operator==(const Request &) const = default;
 };
 
 /// The studio's side on loopback: an HTTP/1.1 server over TLS with keep-alive, GET, HEAD and Range, for a content tree
@@ -57,7 +61,8 @@ public:
         QByteArray privateKey;       ///< PEM
         quint16 port = 0;            ///< 0 takes a free one
         qint64 bytesPerSecond = 0;   ///< of each connection's bodies; 0 is unlimited
-        bool etags = true;
+
+        bool operator==(const Options &) const = default;
     };
 
     StudioServer();

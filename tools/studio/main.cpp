@@ -1,6 +1,6 @@
-#include "studio/CommandLine.h"
 #include "studio/Listener.h"
 #include "studio/Site.h"
+#include "studio/StudioArguments.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -11,6 +11,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <optional>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
@@ -50,47 +51,47 @@ void quitOnSignals(QTimer &poll)
     poll.start(signalPollTime);
 }
 
-/// The contents of a file, or a reason in \a error when it cannot be read.
-QByteArray read(const QString &fileName, QString &error)
+/// The contents of a file. Nothing, with the reason in \a error, when it cannot be read.
+std::optional<QByteArray> read(const QString &fileName, QString *error)
 {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
-        error = u"cannot read %1: %2"_s.arg(fileName, file.errorString());
-        return {};
+        *error = u"cannot read %1: %2"_s.arg(fileName, file.errorString());
+        return std::nullopt;
     }
     return file.readAll();
 }
 
-bool offer(Site &site, const QString &path, const QString &fileName, QString &error)
+bool offer(Site &site, const QString &path, const QString &fileName, QString *error)
 {
-    if (!fileName.isEmpty()) {
-        read(fileName, error);
-        site.setFile(path, fileName);
+    if (fileName.isEmpty()) {
+        return true;
     }
-    return error.isEmpty();
+    site.setFile(path, fileName);
+    return read(fileName, error).has_value();
 }
 
-/// Sets up what \a commandLine asks for. False, with the reason in \a error.
-bool furnish(Site &site, const CommandLine &commandLine, QString &error)
+/// Sets up what \a arguments asks for. False, with the reason in \a error.
+bool furnish(Site &site, const StudioArguments &arguments, QString *error)
 {
-    if (!QDir(commandLine.tree).exists()) {
-        error = u"there is no folder %1"_s.arg(commandLine.tree);
+    if (!QDir(arguments.tree).exists()) {
+        *error = u"there is no folder %1"_s.arg(arguments.tree);
         return false;
     }
-    site.open(commandLine.tree, commandLine.etags);
-    site.setBytesPerSecond(commandLine.bytesPerSecond);
-    for (const FaultOption &option : commandLine.faults) {
+    site.open(arguments.tree);
+    site.setBytesPerSecond(arguments.bytesPerSecond);
+    for (const FaultOption &option : arguments.faults) {
         site.addFault(option.path, option.fault);
     }
-    return offer(site, u"/api/v1/news"_s, commandLine.news, error) &&
-           offer(site, u"/api/v1/status"_s, commandLine.status, error);
+    return offer(site, u"/api/v1/news"_s, arguments.news, error) &&
+           offer(site, u"/api/v1/status"_s, arguments.status, error);
 }
 
-bool listen(Listener &listener, const CommandLine &commandLine, QString &error)
+bool listen(Listener &listener, const StudioArguments &arguments, QString *error)
 {
-    const QByteArray chain = read(commandLine.certificate, error);
-    const QByteArray key = error.isEmpty() ? read(commandLine.key, error) : QByteArray();
-    return error.isEmpty() && listener.start(chain, key, commandLine.port, error);
+    const std::optional<QByteArray> chain = read(arguments.certificate, error);
+    const std::optional<QByteArray> key = chain ? read(arguments.key, error) : std::nullopt;
+    return key && listener.start(*chain, *key, arguments.port, error);
 }
 
 void printRequest(const Request &request)
@@ -103,23 +104,23 @@ void printRequest(const Request &request)
     print(line + u'\n');
 }
 
-int serve(const CommandLine &commandLine)
+int serve(const StudioArguments &arguments)
 {
     QString error;
     Site site;
     Listener listener(&site);
-    if (!furnish(site, commandLine, error) || !listen(listener, commandLine, error)) {
+    if (!furnish(site, arguments, &error) || !listen(listener, arguments, &error)) {
         return complain(CannotServe, error);
     }
-    if (!commandLine.quiet) {
+    if (!arguments.quiet) {
         QObject::connect(&listener, &Listener::answered, &listener, printRequest);
     }
     QTimer poll;
     quitOnSignals(poll);
-    if (commandLine.runFor > 0s) {
-        QTimer::singleShot(commandLine.runFor, &listener, &QCoreApplication::quit);
+    if (arguments.runFor > 0s) {
+        QTimer::singleShot(arguments.runFor, &listener, &QCoreApplication::quit);
     }
-    print(u"Serving %1 at https://127.0.0.1:%2\n"_s.arg(commandLine.tree).arg(listener.serverPort()));
+    print(u"Serving %1 at https://127.0.0.1:%2\n"_s.arg(arguments.tree).arg(listener.serverPort()));
     return QCoreApplication::exec();
 }
 
@@ -131,18 +132,19 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(u"velmo-studio"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(VELMO_VERSION));
 
-    CommandLine commandLine;
-    switch (commandLine.parse(QCoreApplication::arguments())) {
-    case CommandLine::Serve:
-        return serve(commandLine);
-    case CommandLine::ShowHelp:
-        print(commandLine.helpText());
+    QString error;
+    StudioArguments arguments;
+    switch (arguments.parse(QCoreApplication::arguments(), &error)) {
+    case StudioArguments::Serve:
+        return serve(arguments);
+    case StudioArguments::ShowHelp:
+        print(arguments.helpText());
         return Ended;
-    case CommandLine::ShowVersion:
+    case StudioArguments::ShowVersion:
         print(u"velmo-studio %1\n"_s.arg(QCoreApplication::applicationVersion()));
         return Ended;
-    case CommandLine::Misused:
+    case StudioArguments::Misused:
         break;
     }
-    return complain(CalledWrongly, commandLine.error() + u" See velmo-studio --help."_s);
+    return complain(CalledWrongly, error + u" See velmo-studio --help."_s);
 }

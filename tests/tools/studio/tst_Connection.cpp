@@ -109,7 +109,7 @@ void tst_Connection::init()
 {
     tree_ = std::make_unique<QTemporaryDir>();
     site_ = std::make_unique<Site>();
-    site_->open(tree_->path(), true);
+    site_->open(tree_->path());
     site_->setDocument(u"/doc"_s, "document", "text/plain");
     server_ = std::make_unique<QSslServer>();
     server_->setSslConfiguration(serverConfiguration());

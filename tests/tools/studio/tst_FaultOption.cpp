@@ -55,7 +55,7 @@ void tst_FaultOption::everyKindIsRead()
     QFETCH(const qint64, bytes);
     QFETCH(const QString, location);
     QString error;
-    const std::optional<FaultOption> option = FaultOption::parse(text, error);
+    const std::optional<FaultOption> option = FaultOption::parse(text, &error);
     QVERIFY2(option, qPrintable(error));
     QCOMPARE(option->path, u"/a"_s);
     QCOMPARE(option->fault.kind, kind);
@@ -84,7 +84,7 @@ void tst_FaultOption::attemptsAreRead()
     QFETCH(const int, first);
     QFETCH(const int, last);
     QString error;
-    const std::optional<FaultOption> option = FaultOption::parse(text, error);
+    const std::optional<FaultOption> option = FaultOption::parse(text, &error);
     QVERIFY2(option, qPrintable(error));
     QCOMPARE(option->fault.firstAttempt, first);
     QCOMPARE(option->fault.lastAttempt, last);
@@ -93,7 +93,7 @@ void tst_FaultOption::attemptsAreRead()
 void tst_FaultOption::pathIsDecoded()
 {
     QString error;
-    const std::optional<FaultOption> option = FaultOption::parse(u"/a%3Db%20c=wrong-range"_s, error);
+    const std::optional<FaultOption> option = FaultOption::parse(u"/a%3Db%20c=wrong-range"_s, &error);
     QVERIFY2(option, qPrintable(error));
     QCOMPARE(option->path, u"/a=b c"_s);
 }
@@ -131,7 +131,7 @@ void tst_FaultOption::mistakesAreExplained()
     QFETCH(const QString, text);
     QFETCH(const QString, reason);
     QString error;
-    QVERIFY(!FaultOption::parse(text, error));
+    QVERIFY(!FaultOption::parse(text, &error));
     QCOMPARE(error, reason);
 }
 
@@ -143,7 +143,7 @@ void tst_FaultOption::everyKindIsDescribedWithAnExampleThatCanBeRead()
         const qsizetype example = line.indexOf("--fault "_L1);
         if (example >= 0) {
             QString error;
-            const std::optional<FaultOption> option = FaultOption::parse(line.mid(example + 8), error);
+            const std::optional<FaultOption> option = FaultOption::parse(line.mid(example + 8), &error);
             QVERIFY2(option, qPrintable(line + u": "_s + error));
             described.insert(option->fault.kind);
         }

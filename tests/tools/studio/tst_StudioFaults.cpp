@@ -118,6 +118,7 @@ void tst_StudioFaults::faultStatus_data()
     QTest::newRow("500 of nothing") << 500 << u"/missing"_s << "500 Internal Server Error\n"_ba;
     QTest::newRow("200 with another body") << 200 << u"/digits.txt"_s << "200 OK\n"_ba;
     QTest::newRow("204") << 204 << u"/digits.txt"_s << ""_ba;
+    QTest::newRow("304") << 304 << u"/digits.txt"_s << ""_ba;
     QTest::newRow("status without a name") << 599 << u"/digits.txt"_s << "599 Status\n"_ba;
 }
 
@@ -134,7 +135,7 @@ void tst_StudioFaults::faultStatus()
     QCOMPARE((*studio_)->requests().constLast().status, status);
     const RawReply ranged = exchange("GET", path.toUtf8(), "Range: bytes=1-\r\n");
     QCOMPARE(ranged.status, status);
-    QCOMPARE(ranged.headers.contains("content-length"), status != 204);
+    QCOMPARE(ranged.headers.contains("content-length"), !body.isEmpty());
 }
 
 void tst_StudioFaults::faultRedirect()
@@ -349,9 +350,11 @@ void tst_StudioFaults::bodyFaultsLeaveHeadAlone()
 {
     QFETCH(const Fault::Kind, kind);
     (*studio_)->addFault(u"/digits.txt"_s, fault(kind));
+    (*studio_)->addFault(u"/empty"_s, statusFault(204));
+    (*studio_)->addFault(u"/empty"_s, fault(kind));
     RawClient client((*studio_)->port());
-    const QByteArray tag = client.exchange("HEAD", "/digits.txt").headers.value("etag");
-    QCOMPARE(client.exchange("GET", "/digits.txt", "If-None-Match: " + tag + "\r\n").status, 304);
+    QCOMPARE(client.exchange("HEAD", "/digits.txt").status, 200);
+    QCOMPARE(client.exchange("GET", "/empty").status, 204);
     QCOMPARE(client.exchange("GET", "/missing").status, 404); // on the same connection
 }
 

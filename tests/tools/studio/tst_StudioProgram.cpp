@@ -3,8 +3,13 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSslCertificate>
+#include <QSslConfiguration>
 #include <QTcpServer>
 #include <QTemporaryDir>
 
@@ -32,7 +37,8 @@ private slots:
     void newsAndStatusAreServedAsTheyAre();
     void faultsAreSwitchedOn();
     void rateIsKept();
-    void etagsCanBeLeftOut();
+    void launcherInstallsWhatItServes();
+    void certificateOfOnesOwnIsTrustedByWhoeverHasIt();
     void wrongCallsEndWithTwo_data();
     void wrongCallsEndWithTwo();
     void whatCannotBeServedEndsWithOne_data();
@@ -231,11 +237,56 @@ void tst_StudioProgram::rateIsKept()
     QVERIFY2(time.elapsed() >= 400, qPrintable(QString::number(time.elapsed())));
 }
 
-void tst_StudioProgram::etagsCanBeLeftOut()
+/// As a studio's own people try a build before players get it.
+void tst_StudioProgram::launcherInstallsWhatItServes()
 {
-    serve({u"--no-etag"_s});
-    RawClient client(port_);
-    QVERIFY(!client.exchange("GET", "/digits.txt").headers.contains("etag"));
+    const QByteArray game(300'000, 'g');
+    QVERIFY(QDir(folder_->path()).mkpath(u"build/bin"_s) && QDir(folder_->path()).mkdir(u"launcher"_s));
+    QVERIFY(!write(u"build/bin/game"_s, game).isEmpty());
+    QCOMPARE(QProcess::execute(QStringLiteral(VELMO_PUBLISH),
+                               {u"--source"_s, folder_->filePath(u"build"_s), u"--out"_s, folder_->filePath(u"tree"_s),
+                                u"--channel"_s, u"release"_s, u"--version"_s, u"1.0.0"_s, u"--build"_s, u"1"_s,
+                                u"--executable"_s, u"bin/game"_s}),
+             0);
+    serve();
+    const QString address = u"https://127.0.0.1:%1/harrowfen/release/manifest.json"_s.arg(port_);
+    const QJsonObject channel{{u"id"_s, u"release"_s}, {u"name"_s, u"Release"_s}, {u"manifest"_s, address}};
+    const QJsonObject profile{{u"channels"_s, QJsonArray{channel}}};
+    QVERIFY(!write(u"launcher/game.json"_s, QJsonDocument(profile).toJson()).isEmpty());
+    const QString launcher = folder_->filePath(u"launcher/installer"_s);
+    QVERIFY(QFile::copy(QStringLiteral(VELMO_TEST_INSTALLER), launcher));
+
+    QProcess engine;
+    engine.setProcessEnvironment(velmo::test::TestEnvironment::redirected(folder_->path()));
+    engine.start(launcher, {folder_->filePath(u"installed"_s)});
+    QVERIFY(engine.waitForFinished(60'000));
+    QVERIFY2(engine.exitCode() == 0, engine.readAllStandardError().constData());
+    QFile installed(folder_->filePath(u"installed/bin/game"_s));
+    QVERIFY(installed.open(QIODevice::ReadOnly));
+    QVERIFY(installed.readAll() == game);
+    QCOMPARE(line(), u"200 GET /harrowfen/release/manifest.json\n"_s);
+}
+
+void tst_StudioProgram::certificateOfOnesOwnIsTrustedByWhoeverHasIt()
+{
+    const QString certificate = folder_->filePath(u"preview.pem"_s);
+    const QString key = folder_->filePath(u"preview.key"_s);
+    QProcess openssl;
+    openssl.start(u"openssl"_s, {u"req"_s, u"-x509"_s, u"-newkey"_s, u"rsa:2048"_s, u"-nodes"_s, u"-days"_s, u"30"_s,
+                                 u"-subj"_s, u"/CN=Preview"_s, u"-addext"_s, u"subjectAltName=IP:127.0.0.1"_s,
+                                 u"-keyout"_s, key, u"-out"_s, certificate});
+    QVERIFY(openssl.waitForFinished(60'000));
+    serve({u"--certificate"_s, certificate, u"--key"_s, key});
+
+    QSslSocket stranger;
+    stranger.connectToHostEncrypted(u"127.0.0.1"_s, port_);
+    QVERIFY(!stranger.waitForEncrypted());
+    QSslConfiguration trusting;
+    trusting.setCaCertificates(QSslCertificate::fromPath(certificate));
+    QSslSocket client;
+    client.setSslConfiguration(trusting);
+    client.connectToHostEncrypted(u"127.0.0.1"_s, port_);
+    QVERIFY2(client.waitForEncrypted(), qPrintable(client.errorString()));
 }
 
 void tst_StudioProgram::wrongCallsEndWithTwo_data()
@@ -323,7 +374,6 @@ void tst_StudioProgram::helpIsComplete()
                              "--key <KEY.pem>",
                              "--port <N>",
                              "--rate <BYTES_PER_SECOND>",
-                             "--no-etag",
                              "--fault <FAULT>",
                              "--run-for <SECONDS>",
                              "--quiet",

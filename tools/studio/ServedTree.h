@@ -5,10 +5,10 @@
 namespace velmo::studio {
 
 /// The folder whose files the studio serves. It never gives out a file that lies elsewhere.
-class ContentTree {
+class ServedTree {
 public:
-    ContentTree() = default;
-    explicit ContentTree(const QString &root);
+    ServedTree() = default;
+    explicit ServedTree(const QString &root);
 
     /// The name of the file at \a path, which begins with a slash. Empty when there is none.
     QString find(const QString &path) const;

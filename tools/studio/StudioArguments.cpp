@@ -1,4 +1,4 @@
-#include "studio/CommandLine.h"
+#include "studio/StudioArguments.h"
 
 #include <limits>
 
@@ -6,7 +6,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::studio {
 
-CommandLine::CommandLine()
+StudioArguments::StudioArguments()
 {
     parser_.setApplicationDescription(u"Serves a content tree and the launcher's endpoints over TLS on 127.0.0.1,\n"
                                       "with faults that can be switched on by path."_s);
@@ -20,7 +20,6 @@ CommandLine::CommandLine()
         {u"port"_s, u"Listen on this port. 0, the default, takes a free one."_s, u"N"_s, u"0"_s},
         {u"rate"_s, u"Send each client at most this much. 0, the default, is unlimited."_s, u"BYTES_PER_SECOND"_s,
          u"0"_s},
-        {u"no-etag"_s, u"Send no ETag, and so never answer 304."_s},
         {u"fault"_s, u"Misbehave at a path, see below. May be given several times."_s, u"FAULT"_s},
         {u"run-for"_s, u"End after this time, 1 or more. Without it, SIGINT and SIGTERM end."_s, u"SECONDS"_s},
         {u"quiet"_s, u"Do not print a line for each request."_s},
@@ -29,10 +28,10 @@ CommandLine::CommandLine()
     });
 }
 
-CommandLine::Outcome CommandLine::parse(const QStringList &arguments)
+StudioArguments::Outcome StudioArguments::parse(const QStringList &arguments, QString *error)
 {
     if (!parser_.parse(arguments)) {
-        error_ = parser_.errorText();
+        *error = parser_.errorText();
         return Misused;
     }
     if (parser_.isSet(u"help"_s)) {
@@ -42,15 +41,14 @@ CommandLine::Outcome CommandLine::parse(const QStringList &arguments)
         return ShowVersion;
     }
     if (!parser_.positionalArguments().isEmpty()) {
-        error_ = u"Unexpected argument \"%1\"."_s.arg(parser_.positionalArguments().constFirst());
+        *error = u"Unexpected argument \"%1\"."_s.arg(parser_.positionalArguments().constFirst());
         return Misused;
     }
-    etags = !parser_.isSet(u"no-etag"_s);
     quiet = parser_.isSet(u"quiet"_s);
-    return takeFiles() && takeNumbers() && takeFaults() ? Serve : Misused;
+    return takeFiles(error) && takeNumbers(error) && takeFaults(error) ? Serve : Misused;
 }
 
-QString CommandLine::helpText() const
+QString StudioArguments::helpText() const
 {
     return parser_.helpText() + u"\nFAULT is PATH=KIND[:ARGUMENT][@FIRST[-LAST]], where KIND is one of\n"_s +
            FaultOption::describeKinds() +
@@ -65,11 +63,11 @@ QString CommandLine::helpText() const
            "Exit status: 0 when it was ended, 1 when it cannot serve, 2 when it was called wrongly.\n"_s;
 }
 
-bool CommandLine::takeFiles()
+bool StudioArguments::takeFiles(QString *error)
 {
     for (const QString &required : {u"tree"_s, u"certificate"_s, u"key"_s}) {
         if (parser_.value(required).isEmpty()) {
-            error_ = u"--%1 is missing."_s.arg(required);
+            *error = u"--%1 is missing."_s.arg(required);
             return false;
         }
     }
@@ -81,13 +79,14 @@ bool CommandLine::takeFiles()
     return true;
 }
 
-bool CommandLine::takeNumbers()
+bool StudioArguments::takeNumbers(QString *error)
 {
     qint64 wantedPort = 0;
     qint64 seconds = 0;
-    if (!takeNumber(u"port"_s, 0, std::numeric_limits<quint16>::max(), wantedPort) ||
-        !takeNumber(u"rate"_s, 0, std::numeric_limits<qint64>::max(), bytesPerSecond) ||
-        (parser_.isSet(u"run-for"_s) && !takeNumber(u"run-for"_s, 1, std::numeric_limits<int>::max(), seconds))) {
+    if (!takeNumber(u"port"_s, 0, std::numeric_limits<quint16>::max(), wantedPort, error) ||
+        !takeNumber(u"rate"_s, 0, std::numeric_limits<qint64>::max(), bytesPerSecond, error) ||
+        (parser_.isSet(u"run-for"_s) &&
+         !takeNumber(u"run-for"_s, 1, std::numeric_limits<int>::max(), seconds, error))) {
         return false;
     }
     port = static_cast<quint16>(wantedPort);
@@ -95,14 +94,13 @@ bool CommandLine::takeNumbers()
     return true;
 }
 
-bool CommandLine::takeFaults()
+bool StudioArguments::takeFaults(QString *error)
 {
     const QStringList texts = parser_.values(u"fault"_s);
     for (const QString &text : texts) {
-        QString reason;
-        const std::optional<FaultOption> option = FaultOption::parse(text, reason);
+        const std::optional<FaultOption> option = FaultOption::parse(text, error);
         if (!option) {
-            error_ = u"--fault %1: %2."_s.arg(text, reason);
+            *error = u"--fault %1: %2."_s.arg(text, *error);
             return false;
         }
         faults.append(*option);
@@ -110,12 +108,12 @@ bool CommandLine::takeFaults()
     return true;
 }
 
-bool CommandLine::takeNumber(const QString &option, qint64 smallest, qint64 largest, qint64 &number)
+bool StudioArguments::takeNumber(const QString &option, qint64 smallest, qint64 largest, qint64 &number, QString *error)
 {
     bool isNumber = false;
     number = parser_.value(option).toLongLong(&isNumber);
     if (!isNumber || number < smallest || number > largest) {
-        error_ = u"--%1 takes no \"%2\"."_s.arg(option, parser_.value(option));
+        *error = u"--%1 takes no \"%2\"."_s.arg(option, parser_.value(option));
         return false;
     }
     return true;

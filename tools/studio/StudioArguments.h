@@ -12,20 +12,19 @@
 namespace velmo::studio {
 
 /// What was asked of velmo-studio on its command line.
-class CommandLine {
+class StudioArguments {
 public:
     enum Outcome {
         Serve,
         ShowHelp,
         ShowVersion,
-        Misused, ///< see error()
+        Misused,
     };
 
-    CommandLine();
+    StudioArguments();
 
-    /// Reads \a arguments, of which the first is the program's name.
-    Outcome parse(const QStringList &arguments);
-    QString error() const { return error_; }
+    /// Reads \a arguments, of which the first is the program's name. Misused comes with the reason in \a error.
+    Outcome parse(const QStringList &arguments, QString *error);
     QString helpText() const;
 
     QString tree;
@@ -35,19 +34,17 @@ public:
     QString key;
     quint16 port = 0;
     qint64 bytesPerSecond = 0;
-    bool etags = true;
     QList<FaultOption> faults;
     std::chrono::seconds runFor{0}; ///< 0 is without an end
     bool quiet = false;
 
 private:
-    bool takeFiles();
-    bool takeNumbers();
-    bool takeFaults();
-    bool takeNumber(const QString &option, qint64 smallest, qint64 largest, qint64 &number);
+    bool takeFiles(QString *error);
+    bool takeNumbers(QString *error);
+    bool takeFaults(QString *error);
+    bool takeNumber(const QString &option, qint64 smallest, qint64 largest, qint64 &number, QString *error);
 
     QCommandLineParser parser_;
-    QString error_;
 };
 
 } // namespace velmo::studio

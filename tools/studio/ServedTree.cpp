@@ -1,4 +1,6 @@
-#include "studio/ContentTree.h"
+#include "studio/ServedTree.h"
+
+#include "InsideFolder.h"
 
 #include <QFileInfo>
 #include <QStringList>
@@ -7,11 +9,11 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::studio {
 
-ContentTree::ContentTree(const QString &root)
+ServedTree::ServedTree(const QString &root)
     : root_(root.isEmpty() ? QString() : QFileInfo(root).canonicalFilePath())
 {}
 
-QString ContentTree::find(const QString &path) const
+QString ServedTree::find(const QString &path) const
 {
     if (root_.isEmpty() || path.split(u'/').contains(".."_L1)) {
         return {};
@@ -19,8 +21,7 @@ QString ContentTree::find(const QString &path) const
     // Links are followed before the check, so that none leads out of the tree. What is no plain file might block a
     // reader.
     const QString fileName = QFileInfo(root_ + path).canonicalFilePath();
-    const QString folder = root_.endsWith(u'/') ? root_ : QString(root_ + u'/');
-    return fileName.startsWith(folder) && QFileInfo(fileName).isFile() ? fileName : QString();
+    return isInside(fileName, root_) && QFileInfo(fileName).isFile() ? fileName : QString();
 }
 
 } // namespace velmo::studio
