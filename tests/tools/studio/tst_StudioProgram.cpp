@@ -3,9 +3,6 @@
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSslCertificate>
@@ -37,8 +34,8 @@ private slots:
     void newsAndStatusAreServedAsTheyAre();
     void faultsAreSwitchedOn();
     void rateIsKept();
-    void launcherInstallsWhatItServes();
-    void certificateOfOnesOwnIsTrustedByWhoeverHasIt();
+    void launcherInstallsWhatItServesByTheDocumentedProfile();
+    void documentedCertificateIsTrustedByWhoeverHasIt();
     void wrongCallsEndWithTwo_data();
     void wrongCallsEndWithTwo();
     void whatCannotBeServedEndsWithOne_data();
@@ -55,6 +52,8 @@ private:
     QString line();
     QString write(const QString &name, const QByteArray &bytes);
     QStringList required() const;
+    /// What docs/publishing.md says behind \a from and before the next \a to. Empty when it does not.
+    static QByteArray page(const QByteArray &from, const QByteArray &to);
 
     std::unique_ptr<QTemporaryDir> folder_;
     std::unique_ptr<QProcess> program_;
@@ -98,6 +97,15 @@ QStringList tst_StudioProgram::required() const
 {
     return {u"--tree"_s, folder_->filePath(u"tree"_s),      u"--certificate"_s, folder_->filePath(u"chain.pem"_s),
             u"--key"_s,  folder_->filePath(u"server.key"_s)};
+}
+
+QByteArray tst_StudioProgram::page(const QByteArray &from, const QByteArray &to)
+{
+    QFile file(QStringLiteral(VELMO_PUBLISHING));
+    const QByteArray text = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const qsizetype begin = text.indexOf(from);
+    const qsizetype first = begin + from.size();
+    return begin < 0 ? QByteArray() : text.mid(first, text.indexOf(to, first) - first);
 }
 
 void tst_StudioProgram::initTestCase()
@@ -238,7 +246,7 @@ void tst_StudioProgram::rateIsKept()
 }
 
 /// As a studio's own people try a build before players get it.
-void tst_StudioProgram::launcherInstallsWhatItServes()
+void tst_StudioProgram::launcherInstallsWhatItServesByTheDocumentedProfile()
 {
     const QByteArray game(300'000, 'g');
     QVERIFY(QDir(folder_->path()).mkpath(u"build/bin"_s) && QDir(folder_->path()).mkdir(u"launcher"_s));
@@ -249,10 +257,9 @@ void tst_StudioProgram::launcherInstallsWhatItServes()
                                 u"--executable"_s, u"bin/game"_s}),
              0);
     serve();
-    const QString address = u"https://127.0.0.1:%1/harrowfen/release/manifest.json"_s.arg(port_);
-    const QJsonObject channel{{u"id"_s, u"release"_s}, {u"name"_s, u"Release"_s}, {u"manifest"_s, address}};
-    const QJsonObject profile{{u"channels"_s, QJsonArray{channel}}};
-    QVERIFY(!write(u"launcher/game.json"_s, QJsonDocument(profile).toJson()).isEmpty());
+    QByteArray profile = page("```json\n", "```");
+    QVERIFY(profile.contains("127.0.0.1:8443/"));
+    QVERIFY(!write(u"launcher/game.json"_s, profile.replace("8443", QByteArray::number(port_))).isEmpty());
     const QString launcher = folder_->filePath(u"launcher/installer"_s);
     QVERIFY(QFile::copy(QStringLiteral(VELMO_TEST_INSTALLER), launcher));
 
@@ -267,15 +274,15 @@ void tst_StudioProgram::launcherInstallsWhatItServes()
     QCOMPARE(line(), u"200 GET /harrowfen/release/manifest.json\n"_s);
 }
 
-void tst_StudioProgram::certificateOfOnesOwnIsTrustedByWhoeverHasIt()
+void tst_StudioProgram::documentedCertificateIsTrustedByWhoeverHasIt()
 {
     const QString certificate = folder_->filePath(u"preview.pem"_s);
     const QString key = folder_->filePath(u"preview.key"_s);
-    QProcess openssl;
-    openssl.start(u"openssl"_s, {u"req"_s, u"-x509"_s, u"-newkey"_s, u"rsa:2048"_s, u"-nodes"_s, u"-days"_s, u"30"_s,
-                                 u"-subj"_s, u"/CN=Preview"_s, u"-addext"_s, u"subjectAltName=IP:127.0.0.1"_s,
-                                 u"-keyout"_s, key, u"-out"_s, certificate});
-    QVERIFY(openssl.waitForFinished(60'000));
+    QProcess shell;
+    shell.setWorkingDirectory(folder_->path());
+    shell.start(u"sh"_s, {u"-c"_s, QString::fromUtf8(page("\nopenssl req", "velmo-studio")).prepend("openssl req"_L1)});
+    QVERIFY(shell.waitForFinished(60'000));
+    QCOMPARE(shell.exitCode(), 0);
     serve({u"--certificate"_s, certificate, u"--key"_s, key});
 
     QSslSocket stranger;
