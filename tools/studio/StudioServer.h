@@ -32,7 +32,7 @@ struct Fault {
     Kind kind = Status;
     int status = 503;
     qint64 bytes = 0;
-    QString location;
+    QString location = {};
     int firstAttempt = 1; ///< of the requests for the path, counted from 1 since the start or the last clearFaults
     int lastAttempt = std::numeric_limits<int>::max();
 

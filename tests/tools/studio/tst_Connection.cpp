@@ -1,6 +1,5 @@
 #include "studio/Connection.h"
 
-#include "Faults.h"
 #include "studio/Site.h"
 #include "support/TestEnvironment.h"
 
@@ -274,7 +273,7 @@ void tst_Connection::goesWhenTheClientGoes_data()
 void tst_Connection::goesWhenTheClientGoes()
 {
     QFETCH(const QByteArray, target);
-    site_->addFault(u"/doc"_s, velmo::test::fault(velmo::studio::Fault::Stall));
+    site_->addFault(u"/doc"_s, {.kind = velmo::studio::Fault::Stall});
     site_->setFile(u"/file"_s, makeFile(60'000'000));
     client_->setReadBufferSize(1'000);
     connectClient(never);

@@ -1,6 +1,5 @@
 #include "studio/StudioServer.h"
 
-#include "Faults.h"
 #include "Fetch.h"
 #include "RawClient.h"
 #include "support/TestEnvironment.h"
@@ -15,11 +14,8 @@
 using namespace Qt::Literals::StringLiterals;
 using velmo::studio::Fault;
 using velmo::test::Answer;
-using velmo::test::fault;
 using velmo::test::RawClient;
 using velmo::test::RawReply;
-using velmo::test::redirectFault;
-using velmo::test::statusFault;
 using velmo::test::TestStudio;
 
 namespace {
@@ -95,8 +91,8 @@ void tst_StudioFaults::cleanup()
 
 void tst_StudioFaults::faultMeetsItsAttempts()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, statusFault(500, 2, 3));
-    (*studio_)->addFault(u"/digits.txt"_s, statusFault(429, 5));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 500, .firstAttempt = 2, .lastAttempt = 3});
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 429, .firstAttempt = 5});
     QList<int> statuses;
     for (int attempt = 1; attempt <= 6; ++attempt) {
         statuses.append(exchange(attempt == 2 ? "HEAD" : "GET", "/digits.txt").status);
@@ -128,7 +124,7 @@ void tst_StudioFaults::faultStatus()
     QFETCH(const QString, path);
     QFETCH(const QByteArray, body);
     (*studio_)->setDocument(u"/doc"_s, "document");
-    (*studio_)->addFault(path, statusFault(status));
+    (*studio_)->addFault(path, {.kind = Fault::Status, .status = status});
     const Answer answer = fetch(path);
     QCOMPARE(answer.status, status);
     QCOMPARE(answer.body, body);
@@ -140,12 +136,12 @@ void tst_StudioFaults::faultStatus()
 
 void tst_StudioFaults::faultRedirect()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, redirectFault(u"http://127.0.0.1:1/digits.txt"_s));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Redirect, .location = u"http://127.0.0.1:1/digits.txt"_s});
     const Answer answer = fetch(u"/digits.txt"_s);
     QCOMPARE(answer.status, 302);
     QCOMPARE(answer.location, QUrl(u"http://127.0.0.1:1/digits.txt"_s));
 
-    (*studio_)->addFault(u"/moved.txt"_s, redirectFault(u"/target.txt"_s));
+    (*studio_)->addFault(u"/moved.txt"_s, {.kind = Fault::Redirect, .location = u"/target.txt"_s});
     studio_->writeFile(u"/target.txt"_s, "target");
     const std::unique_ptr<QNetworkReply> reply(network_->get(QNetworkRequest(studio_->url(u"/moved.txt"_s))));
     QSignalSpy finished(reply.get(), &QNetworkReply::finished);
@@ -155,7 +151,7 @@ void tst_StudioFaults::faultRedirect()
 
 void tst_StudioFaults::faultIgnoreRange()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::IgnoreRange));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
     const RawReply reply = exchange("GET", "/digits.txt", "Range: bytes=4-\r\n");
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.body, "0123456789");
@@ -165,7 +161,7 @@ void tst_StudioFaults::faultIgnoreRange()
 
 void tst_StudioFaults::faultRangeRefused()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::RangeRefused));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::RangeRefused});
     for (const char *range : {"bytes=4-", "bytes=0-", "bytes=1-2,4-5"}) {
         const RawReply reply = exchange("GET", "/digits.txt", "Range: " + QByteArray(range) + "\r\n");
         QCOMPARE(reply.status, 416);
@@ -175,7 +171,7 @@ void tst_StudioFaults::faultRangeRefused()
 
 void tst_StudioFaults::faultWrongRange()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::WrongRange));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::WrongRange});
     const RawReply reply = exchange("GET", "/digits.txt", "Range: bytes=4-\r\n");
     QCOMPARE(reply.status, 206);
     QCOMPARE(reply.headers.value("content-range"), "bytes 0-5/10");
@@ -194,8 +190,8 @@ void tst_StudioFaults::rangeFaultsLeaveOtherRequestsAlone_data()
 void tst_StudioFaults::rangeFaultsLeaveOtherRequestsAlone()
 {
     QFETCH(const Fault::Kind, kind);
-    (*studio_)->addFault(u"/digits.txt"_s, fault(kind));
-    (*studio_)->addFault(u"/missing"_s, fault(kind));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = kind});
+    (*studio_)->addFault(u"/missing"_s, {.kind = kind});
     const RawReply reply = exchange("GET", "/digits.txt");
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.body, "0123456789");
@@ -228,7 +224,7 @@ void tst_StudioFaults::faultCloseAfter()
     QFETCH(const qint64, bytes);
     QFETCH(const QByteArray, length);
     QFETCH(const QByteArray, body);
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::CloseAfter, bytes));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::CloseAfter, .bytes = bytes});
     RawClient client((*studio_)->port());
     const RawReply reply = client.exchange("GET", "/digits.txt", range);
     QCOMPARE(reply.headers.value("content-length"), length);
@@ -241,7 +237,7 @@ void tst_StudioFaults::faultCloseAfterReachesTheClientAsAnError()
 {
     const QByteArray large(3'000'000, 'x');
     studio_->writeFile(u"/large"_s, large);
-    (*studio_)->addFault(u"/large"_s, fault(Fault::CloseAfter, 1'234'567));
+    (*studio_)->addFault(u"/large"_s, {.kind = Fault::CloseAfter, .bytes = 1'234'567});
     const Answer answer = fetch(u"/large"_s);
     QCOMPARE(answer.error, QNetworkReply::RemoteHostClosedError);
     QCOMPARE(answer.status, 200);
@@ -250,7 +246,7 @@ void tst_StudioFaults::faultCloseAfterReachesTheClientAsAnError()
 
 void tst_StudioFaults::faultStall()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::Stall, 3));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Stall, .bytes = 3});
     RawClient client((*studio_)->port());
     client.request("GET", "/digits.txt");
     QByteArray received;
@@ -271,10 +267,10 @@ void tst_StudioFaults::faultCorrupt()
     QByteArray expected(300'000, 'x');
     studio_->writeFile(u"/large"_s, expected);
     for (const qint64 offset : {0LL, 131'072LL, 299'999LL}) {
-        (*studio_)->addFault(u"/large"_s, fault(Fault::Corrupt, offset));
+        (*studio_)->addFault(u"/large"_s, {.kind = Fault::Corrupt, .bytes = offset});
         expected[offset] = static_cast<char>(~'x');
     }
-    (*studio_)->addFault(u"/large"_s, fault(Fault::Corrupt, 300'000)); // behind the end
+    (*studio_)->addFault(u"/large"_s, {.kind = Fault::Corrupt, .bytes = 300'000}); // behind the end
     const Answer answer = fetch(u"/large"_s);
     QCOMPARE(answer.status, 200);
     QVERIFY(answer.body == expected);
@@ -303,7 +299,7 @@ void tst_StudioFaults::faultCorruptOfARange()
     QFETCH(const QByteArray, body);
     (*studio_)->setDocument(u"/doc"_s, "0123456789");
     for (const QString &path : {u"/digits.txt"_s, u"/doc"_s}) {
-        (*studio_)->addFault(path, fault(Fault::Corrupt, 5));
+        (*studio_)->addFault(path, {.kind = Fault::Corrupt, .bytes = 5});
         QCOMPARE(fetch(path, range).body, body);
     }
     QCOMPARE(studio_->readFile(u"/digits.txt"_s), "0123456789");
@@ -323,7 +319,7 @@ void tst_StudioFaults::faultLengthOffset()
 {
     QFETCH(const qint64, bytes);
     QFETCH(const QByteArray, length);
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::LengthOffset, bytes));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::LengthOffset, .bytes = bytes});
     RawClient client((*studio_)->port());
     QElapsedTimer time;
     time.start();
@@ -349,9 +345,9 @@ void tst_StudioFaults::bodyFaultsLeaveHeadAlone_data()
 void tst_StudioFaults::bodyFaultsLeaveHeadAlone()
 {
     QFETCH(const Fault::Kind, kind);
-    (*studio_)->addFault(u"/digits.txt"_s, fault(kind));
-    (*studio_)->addFault(u"/empty"_s, statusFault(204));
-    (*studio_)->addFault(u"/empty"_s, fault(kind));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = kind});
+    (*studio_)->addFault(u"/empty"_s, {.kind = Fault::Status, .status = 204});
+    (*studio_)->addFault(u"/empty"_s, {.kind = kind});
     RawClient client((*studio_)->port());
     QCOMPARE(client.exchange("HEAD", "/digits.txt").status, 200);
     QCOMPARE(client.exchange("GET", "/empty").status, 204);
@@ -360,10 +356,10 @@ void tst_StudioFaults::bodyFaultsLeaveHeadAlone()
 
 void tst_StudioFaults::faultsAddUp()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::IgnoreRange));
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::Corrupt, 1));
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::LengthOffset, 7));
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::CloseAfter, 3));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Corrupt, .bytes = 1});
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::LengthOffset, .bytes = 7});
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::CloseAfter, .bytes = 3});
     RawClient client((*studio_)->port());
     const RawReply reply = client.exchange("GET", "/digits.txt", "Range: bytes=4-\r\n");
     QCOMPARE(reply.status, 200);
@@ -372,24 +368,24 @@ void tst_StudioFaults::faultsAddUp()
                          "2"_ba);
     QVERIFY(client.waitForClose());
 
-    (*studio_)->addFault(u"/missing"_s, statusFault(503));
-    (*studio_)->addFault(u"/missing"_s, fault(Fault::CloseAfter, 3));
+    (*studio_)->addFault(u"/missing"_s, {.kind = Fault::Status, .status = 503});
+    (*studio_)->addFault(u"/missing"_s, {.kind = Fault::CloseAfter, .bytes = 3});
     RawClient other((*studio_)->port());
     QCOMPARE(other.exchange("GET", "/missing").body, "503");
 }
 
 void tst_StudioFaults::firstOfExcludingFaultsDecides()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::RangeRefused));
-    (*studio_)->addFault(u"/digits.txt"_s, redirectFault(u"/elsewhere"_s));
-    (*studio_)->addFault(u"/digits.txt"_s, statusFault(503));
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::IgnoreRange));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::RangeRefused});
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Redirect, .location = u"/elsewhere"_s});
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503});
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
     QCOMPARE(exchange("GET", "/digits.txt", "Range: bytes=4-\r\n").status, 416);
     QCOMPARE(exchange("GET", "/digits.txt").status, 302);
 
     (*studio_)->setDocument(u"/doc"_s, "0123456789");
-    (*studio_)->addFault(u"/doc"_s, fault(Fault::CloseAfter, 5));
-    (*studio_)->addFault(u"/doc"_s, fault(Fault::Stall, 2));
+    (*studio_)->addFault(u"/doc"_s, {.kind = Fault::CloseAfter, .bytes = 5});
+    (*studio_)->addFault(u"/doc"_s, {.kind = Fault::Stall, .bytes = 2});
     RawClient client((*studio_)->port());
     QCOMPARE(client.exchange("GET", "/doc").body, "01234");
     QVERIFY(client.waitForClose());
@@ -397,12 +393,12 @@ void tst_StudioFaults::firstOfExcludingFaultsDecides()
 
 void tst_StudioFaults::clearedFaultsAreGoneAndTheCountAnew()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, statusFault(503));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503});
     QCOMPARE(exchange("GET", "/digits.txt").status, 503);
     (*studio_)->clearFaults();
     QCOMPARE(exchange("GET", "/digits.txt").status, 200);
     QCOMPARE((*studio_)->requests().constLast().attempt, 1);
-    (*studio_)->addFault(u"/digits.txt"_s, statusFault(503, 2, 2));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503, .firstAttempt = 2, .lastAttempt = 2});
     QCOMPARE(exchange("GET", "/digits.txt").status, 503);
     QCOMPARE(exchange("GET", "/digits.txt").status, 200);
 }

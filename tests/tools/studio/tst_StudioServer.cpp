@@ -1,6 +1,5 @@
 #include "studio/StudioServer.h"
 
-#include "Faults.h"
 #include "Fetch.h"
 #include "RawClient.h"
 #include "support/TestEnvironment.h"
@@ -22,10 +21,8 @@ using velmo::studio::Fault;
 using velmo::studio::Request;
 using velmo::studio::StudioServer;
 using velmo::test::Answer;
-using velmo::test::fault;
 using velmo::test::RawClient;
 using velmo::test::RawReply;
-using velmo::test::statusFault;
 using velmo::test::TestStudio;
 
 namespace {
@@ -381,7 +378,7 @@ void tst_StudioServer::attemptsAreCountedByPath()
 
 void tst_StudioServer::attemptsBeginAnewWithStart()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, statusFault(503, 1, 1));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503, .firstAttempt = 1, .lastAttempt = 1});
     QCOMPARE(exchange("GET", "/digits.txt").status, 503);
     QCOMPARE(exchange("GET", "/digits.txt").status, 200);
     studio_->restart();
@@ -476,7 +473,7 @@ void tst_StudioServer::rateIsOfEachConnection()
 
 void tst_StudioServer::stopDoesNotWaitForAStalledConnection()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, fault(Fault::Stall, 3));
+    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Stall, .bytes = 3});
     RawClient client((*studio_)->port());
     client.request("GET", "/digits.txt");
     QVERIFY(client.socket().waitForReadyRead(patienceMs));
@@ -535,7 +532,7 @@ void tst_StudioServer::everyFunctionMayBeCalledWhileRequestsAreServed()
         server.removeDocument(u"/passing"_s);
     });
     repeat([&server] {
-        server.addFault(u"/passing"_s, statusFault(503));
+        server.addFault(u"/passing"_s, {.kind = Fault::Status, .status = 503});
         server.clearFaults();
         server.setBytesPerSecond(0);
     });
