@@ -3,8 +3,8 @@
 // has ended. This file, linked into ThreadSanitizer's build alone, tells these two and nothing more: a call is in order
 // with its poster only, and a wait with its thread only, or a race between others would be hidden.
 //
-// It stands before two functions of Qt, by the names that they have in the library: one of them has another
-// since Qt 6.7. With a Qt that has neither, the test ends before it begins.
+// It stands before two functions of Qt, by the names that they have in the library; one of them has another since
+// Qt 6.7. With a Qt that lacks one of the names, the test ends before it begins.
 
 #include <QDeadlineTimer>
 #include <QMetaObject>
