@@ -591,7 +591,7 @@ QStringList tst_Launcher::startLines(const QString &settingsLine) const
     return QStringList{
                u"[INFO ] velmo.app       Velmo Games Launcher \"0.1.0\" starting"_s,
                u"[INFO ] velmo.app       Host: \"*\" \"*\""_s,
-               u"[INFO ] velmo.app       Qt: "_s + QLatin1String(qVersion()) + u" TLS: available"_s,
+               u"[INFO ] velmo.app       Qt: %1 TLS: available"_s.arg(machine_.qtVersion()),
                u"[INFO ] velmo.app       Data directory: \"<data>\""_s,
                u"[INFO ] velmo.config    %1 \"<data>/launcher.json\""_s.arg(settingsLine),
            } +
@@ -631,7 +631,8 @@ void tst_Launcher::compareLog(const QStringList &expected) const
     QList<QByteArray> raw = launcher_->rawLog().split('\n');
     QVERIFY(raw.takeLast().isEmpty()); // after the last line's end
     for (const QByteArray &line : raw) {
-        QVERIFY2(form.match(QString::fromUtf8(line)).hasMatch(), line.constData());
+        const QString text = QString::fromUtf8(line);
+        QVERIFY2(form.match(text).hasMatch() || launcher_->isSystemsLine(text), line.constData());
         QCOMPARE(line.endsWith('\r'), machine_.lineEnd() == "\r\n");
     }
     const QStringList lines = launcher_->lines();
