@@ -24,7 +24,7 @@ const QString entryName = u"VelmoLauncher"_s;
 /// What Qt says of services of Windows that Wine does not have: one for each new window, one for the picture in a
 /// notice, one for the first connection.
 constexpr std::array<QStringView, 3> wineLines = {
-    u"[ERROR] default         EnableNonClientDpiScaling() failed",
+    u"[WARN ] default         EnableNonClientDpiScaling() failed",
     u"[ERROR] default         QPixmap::fromWinHICON(), failed to GetIconInfo()",
     u"[WARN ] qt.tlsbackend.schannel  Failed to enumerate ciphers",
 };
