@@ -114,6 +114,7 @@ void printMetadata()
     print("organization", QCoreApplication::organizationName());
     printFlag("has domain", !QCoreApplication::organizationDomain().isEmpty());
     print("version", QCoreApplication::applicationVersion());
+    print("desktop entry", QGuiApplication::desktopFileName());
     printFlag("has icon", !QGuiApplication::windowIcon().pixmap(32).isNull());
     printFlag("quits on last window", QGuiApplication::quitOnLastWindowClosed());
     printFlag("data directory", QFile::exists(velmo::dataDirectory()));
@@ -539,6 +540,7 @@ void tst_Application::constructionSetsTheMetadataAndTouchesNoFile()
                                                                           "organization=Velmo Games\n"
                                                                           "has domain=yes\n"
                                                                           "version=0.1.0\n"
+                                                                          "desktop entry=velmo-launcher\n"
                                                                           "has icon=yes\n"
                                                                           "quits on last window=yes\n"
                                                                           "data directory=no\n"_s);
