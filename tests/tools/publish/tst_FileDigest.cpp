@@ -1,10 +1,9 @@
 #include "publish/FileDigest.h"
+#include "publish/IncomingFile.h"
 #include "publish/ProgressMeter.h"
 #include "support/FullDrive.h"
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
-
-#include <QSaveFile>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -21,12 +20,13 @@ private slots:
 
 void tst_FileDigest::digestCountsAndCopiesEveryByte_data()
 {
+    constexpr int block = velmo::publish::digestBlock;
     QTest::addColumn<int>("size");
     QTest::newRow("empty") << 0;
     QTest::newRow("one byte") << 1;
-    QTest::newRow("one block") << 1024 * 1024;
-    QTest::newRow("a block and a byte") << 1024 * 1024 + 1;
-    QTest::newRow("several blocks") << 3 * 1024 * 1024 + 12345;
+    QTest::newRow("one block") << block;
+    QTest::newRow("a block and a byte") << block + 1;
+    QTest::newRow("several blocks") << 3 * block + 12345;
 }
 
 void tst_FileDigest::digestCountsAndCopiesEveryByte()
@@ -41,16 +41,15 @@ void tst_FileDigest::digestCountsAndCopiesEveryByte()
     velmo::test::writeFile(path, bytes);
     velmo::publish::PublishProgress last;
     velmo::publish::ProgressMeter meter([&last](const velmo::publish::PublishProgress &progress) { last = progress; });
-    QSaveFile copy(folder.filePath(u"copy"_s));
-    QVERIFY(copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    velmo::publish::IncomingFile copy(folder.filePath(u"copy"_s));
 
     const velmo::publish::FileDigest digest = velmo::publish::digestFile(path, meter, &copy);
     meter.report();
     QCOMPARE(digest.error, QString());
     QCOMPARE(digest.size, size);
     QCOMPARE(digest.sha256, velmo::test::sha256Of(bytes));
-    QVERIFY(copy.commit());
-    QVERIFY(velmo::test::contentOf(copy.fileName()) == bytes);
+    QCOMPARE(copy.keep(), QString());
+    QVERIFY(velmo::test::contentOf(copy.path()) == bytes);
     QCOMPARE(last.bytesDone, size);
 }
 
@@ -77,16 +76,14 @@ void tst_FileDigest::copyThatTakesTooLittleIsNoticed()
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"file"_s);
     velmo::test::writeFile(path, QByteArray(qsizetype{1024} * 1024 + 1, 'x'));
-    QSaveFile copy(folder.filePath(u"copy"_s));
-    QVERIFY(copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    velmo::publish::IncomingFile copy(folder.filePath(u"copy"_s));
     velmo::publish::ProgressMeter meter({});
     QString error;
     {
         const velmo::test::FullDrive drive(room);
         error = velmo::publish::digestFile(path, meter, &copy).error;
     }
-    QCOMPARE(error, u"\"%1\" cannot be copied to \"%2\": File too large."_s.arg(path, copy.fileName()));
-    QVERIFY(!copy.commit());
+    QCOMPARE(error, u"\"%1\" cannot be copied to \"%2\": File too large."_s.arg(path, copy.path()));
 }
 
 int main(int argc, char **argv)
