@@ -34,8 +34,14 @@ constexpr char16_t rank(char16_t unit)
 
 bool precedesByBytes(const QString &a, const QString &b)
 {
-    const auto precedes = [](QChar one, QChar other) { return rank(one.unicode()) < rank(other.unicode()); };
-    return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), precedes);
+    const QStringView one(a);
+    const QStringView other(b);
+    const auto [in, against] =
+        std::mismatch(one.utf16(), one.utf16() + one.size(), other.utf16(), other.utf16() + other.size());
+    if (against == other.utf16() + other.size()) {
+        return false;
+    }
+    return in == one.utf16() + one.size() || rank(*in) < rank(*against);
 }
 
 QString BuildScan::locationOf(const BuildFile &file) const

@@ -1,7 +1,8 @@
 #include "publish/DriveSync.h"
 
-#include <QDir>
+#include <QFile>
 
+#include <io.h>
 #include <windows.h>
 
 namespace velmo::publish {
@@ -22,13 +23,12 @@ bool DriveSync::syncsAll() const
 
 int DriveSync::failureOf(const QString &path)
 {
-    const std::wstring name = (QStringLiteral("\\\\?\\") + QDir::toNativeSeparators(path)).toStdWString();
-    const HANDLE file = CreateFileW(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    if (file == INVALID_HANDLE_VALUE) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered)) {
         return static_cast<int>(GetLastError());
     }
-    const DWORD failure = FlushFileBuffers(file) ? ERROR_SUCCESS : GetLastError();
-    CloseHandle(file);
+    const bool isSynced = FlushFileBuffers(reinterpret_cast<HANDLE>(_get_osfhandle(file.handle()))) != 0;
+    const DWORD failure = isSynced ? ERROR_SUCCESS : GetLastError();
     const bool cannotBeAsked = failure == ERROR_INVALID_FUNCTION || failure == ERROR_NOT_SUPPORTED;
     return cannotBeAsked ? 0 : static_cast<int>(failure);
 }

@@ -26,8 +26,9 @@ QString moved(const QString &from, const QString &to)
 
 } // namespace
 
-Incoming::Incoming(const ContentStore &store)
+Incoming::Incoming(const ContentStore &store, const Limits &limits)
     : store_(store)
+    , limits_(limits)
     , folder_(store.incomingFolder())
 {}
 

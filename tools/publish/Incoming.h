@@ -22,7 +22,13 @@ public:
     /// Whether the store is thought to hold a file, so that it is read before it is copied.
     enum class Guess { New, Held };
 
-    explicit Incoming(const ContentStore &store);
+    /// How much may be ready before it had better be placed: more is lost when the program is killed.
+    struct Limits {
+        qint64 bytes;
+        qsizetype files;
+    };
+
+    explicit Incoming(const ContentStore &store, const Limits &limits = {qint64{1} << 30, qsizetype{1} << 18});
     /// What was not placed goes away.
     ~Incoming();
     Q_DISABLE_COPY_MOVE(Incoming)
@@ -34,8 +40,7 @@ public:
     /// called from any thread.
     FileDigest take(const QString &source, qint64 size, Guess guess, ProgressMeter &meter);
 
-    /// Whether so much is ready that a crash had better not cost it.
-    bool isMuchReady() const { return bytesReady_ >= muchReady || filesReady_ >= manyReady; }
+    bool isMuchReady() const { return bytesReady_ >= limits_.bytes || filesReady_ >= limits_.files; }
     /// Puts what is ready into the store, with the drive's word for it. A sentence for each file that fails. The meter,
     /// which may be null, counts them.
     QStringList place(ProgressMeter *meter);
@@ -45,10 +50,6 @@ public:
     qint64 bytes() const { return bytes_; }
 
 private:
-    static constexpr qint64 muchReady = qint64{1} << 30; // bytes
-
-    static constexpr qsizetype manyReady = qsizetype{1} << 18; // files
-
     struct Copy {
         quint64 name = 0;
         qint64 size = 0;
@@ -63,6 +64,7 @@ private:
     QString placeOne(const Copy &copy);
 
     ContentStore store_;
+    Limits limits_;
     QString folder_;
     std::optional<DriveSync> drive_;
     QSet<QString> shelves_; ///< that are certainly there

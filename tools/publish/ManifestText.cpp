@@ -3,6 +3,7 @@
 #include "publish/ParallelFor.h"
 
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMutex>
@@ -36,6 +37,19 @@ int threads()
 QByteArray textOf(const Manifest &manifest)
 {
     return QJsonDocument(manifest.toJson()).toJson();
+}
+
+/// A string as QJsonDocument writes it.
+QByteArray quoted(const QString &text)
+{
+    const auto isPlain = [](QChar c) {
+        return c >= u' ' && c != u'"' && c != u'\\' && c != u'\x7f' && !c.isSurrogate();
+    };
+    if (std::all_of(text.begin(), text.end(), isPlain)) {
+        return '"' + text.toUtf8() + '"';
+    }
+    const QByteArray list = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
+    return list.sliced(1, list.size() - 2);
 }
 
 bool isSameFile(const ManifestFile &a, const ManifestFile &b)
@@ -146,11 +160,18 @@ QByteArray ManifestText::piece(qsizetype number) const
 /// Without what stands around the list.
 QByteArray ManifestText::entries(qsizetype number) const
 {
-    Manifest some;
-    some.files = files_.some(number * filesOfAPiece, filesOfAPiece);
-    const QByteArray text = textOf(some);
-    const qsizetype begin = text.indexOf(filesBegin) + filesBegin.size();
-    return text.mid(begin, text.lastIndexOf(filesEnd) - begin);
+    QByteArray text;
+    for (const ManifestFile &file : files_.some(number * filesOfAPiece, filesOfAPiece)) {
+        if (!text.isEmpty()) {
+            text += entryEnd;
+        }
+        text += QByteArrayView("        {\n            \"executable\": ");
+        text += file.executable ? QByteArrayView("true") : QByteArrayView("false");
+        text += ",\n            \"path\": " + quoted(file.path) + ",\n            \"sha256\": " + quoted(file.sha256) +
+                ",\n            \"size\": " + QByteArray::number(file.size) +
+                ",\n            \"url\": " + quoted(file.url);
+    }
+    return text + "\n        }";
 }
 
 std::optional<QString> ManifestText::difference() const

@@ -37,8 +37,10 @@ Manifest manifestOf(int files)
     manifest.released = QDateTime(QDate(2026, 3, 1), QTime(12, 0), Qt::UTC);
     for (int number = 0; number < files; ++number) {
         const QString sha256 = velmo::test::sha256Of(QByteArray::number(number));
-        manifest.files.append({u"Data/%1"_s.arg(number) + (number % 7 == 0 ? u" 地図"_s : QString()), sha256,
-                               qint64{number} << 20, u"../files/x/"_s + sha256, number % 3 == 0});
+        const QString letters = QStringList{u""_s, u" 地図"_s, u"😀"_s}.at(number % 3);
+        const QString marks = QStringList{u""_s, u"\t\"\\/\x7f\x1f"_s}.at(number % 2);
+        manifest.files.append({u"Data/%1"_s.arg(number) + letters, sha256, qint64{number} << 35,
+                               u"../files/"_s + sha256 + marks, number % 3 == 0});
     }
     manifest.valid = true;
     return manifest;
@@ -103,12 +105,12 @@ void tst_ManifestText::textOfAnotherFormIsLeftToTheWholeParser_data()
     QTest::addColumn<QByteArray>("before");
     QTest::addColumn<QByteArray>("after");
     QTest::newRow("compact") << QByteArray("\n") << QByteArray();
-    QTest::newRow("cut") << QByteArray("Data/5000\"") << QByteArray("Data/");
-    QTest::newRow("bad entry") << QByteArray("Data/5000\"") << QByteArray("../5000\"");
-    QTest::newRow("two lists") << QByteArray("\n        },\n        {\n            \"executable\": false,\n            "
-                                             "\"path\": \"Data/5000\"")
+    QTest::newRow("cut") << QByteArray("Data/5001\"") << QByteArray("Data/");
+    QTest::newRow("bad entry") << QByteArray("Data/5001\"") << QByteArray("../5001\"");
+    QTest::newRow("two lists") << QByteArray("\n        },\n        {\n            \"executable\": true,\n            "
+                                             "\"path\": \"Data/5001\"")
                                << QByteArray("\n        }\n    ],\n    \"files\": [\n        {\n            "
-                                             "\"executable\": false,\n            \"path\": \"Data/5000\"");
+                                             "\"executable\": true,\n            \"path\": \"Data/5001\"");
     QTest::newRow("a list behind the list")
         << QByteArray("    \"notes\"") << QByteArray("    \"more\": [\n    ],\n    \"notes\"");
 }
@@ -158,7 +160,8 @@ void tst_ManifestText::headerThatIsReadOtherwiseIsFound()
 {
     Manifest manifest = manifestOf(3);
     manifest.version.clear();
-    QCOMPARE(ManifestText(manifest, ManifestFiles::of(manifest)).difference().value_or(u"none"_s), u"Manifest is missing a version."_s);
+    QCOMPARE(ManifestText(manifest, ManifestFiles::of(manifest)).difference().value_or(u"none"_s),
+             u"Manifest is missing a version."_s);
     manifest = manifestOf(3);
     manifest.channel.clear(); // read as release
     QVERIFY(ManifestText(manifest, ManifestFiles::of(manifest)).difference());

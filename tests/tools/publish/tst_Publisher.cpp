@@ -67,6 +67,7 @@ private slots:
 
     void oldManifestStandsWhileFilesAreCopied();
     void oldManifestStandsWhenCopyingFails();
+    void whatWasCopiedBeforeAFailureServesTheNextAttempt();
     void fileThatChangesAfterHashingIsNoticed();
     void fileThatChangesToTheSameSizeAndTimeIsNoticed();
     void fileThatVanishesWhileHashingIsNoticed();
@@ -704,6 +705,21 @@ void tst_Publisher::oldManifestStandsWhenCopyingFails()
     QVERIFY(QDir().rmdir(inTheWay));
     QCOMPARE(Publisher(secondOrder(fixture)).run().problems, QStringList());
     QCOMPARE(fixture.manifest().build, 2);
+}
+
+void tst_Publisher::whatWasCopiedBeforeAFailureServesTheNextAttempt()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "first");
+    fixture.write(u"b"_s, "second");
+    PublishOrder order = fixture.order();
+    order.jobs = 1;
+    const QString gone = QFileInfo(fixture.build() + u"/b"_s).canonicalFilePath();
+    const PublishResult result = runWithActionAt(PublishStep::Hash, order, [&gone] { QVERIFY(QFile::remove(gone)); });
+    QCOMPARE(result.problems.size(), 1);
+    QCOMPARE(stored(fixture), QStringList{velmo::publish::TreeLayout::contentName(sha256Of("first"))});
+    fixture.write(u"b"_s, "second");
+    QCOMPARE(Publisher(order).run().copied, 1);
 }
 
 void tst_Publisher::fileThatChangesAfterHashingIsNoticed()

@@ -237,7 +237,10 @@ public:
     velmo::publish::ChannelManifest readManifest(const QString &channel) const override
     {
         const QString name = nameOf(layout().manifest(channel));
-        return {channel, name, manifest, manifest.channel == channel ? QString() : u"\"%1\" is not there."_s.arg(name)};
+        if (channel != manifest.channel) {
+            return {channel, name, {}, u"\"%1\" is not there."_s.arg(name)};
+        }
+        return {channel, name, manifest, {}};
     }
     qint64 sizeOf(const QString &address) const override { return files.value(address).size(); }
     velmo::publish::FileDigest digest(const QString &address, velmo::publish::ProgressMeter &meter) const override
