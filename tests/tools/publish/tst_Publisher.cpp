@@ -1,6 +1,7 @@
 #include "publish/Publisher.h"
 #include "publish/TreeCheck.h"
 #include "support/TestEnvironment.h"
+#include "tools/publish/FakeClone.h"
 #include "tools/publish/PublishFixture.h"
 
 #include <QDateTime>
@@ -41,6 +42,8 @@ private slots:
     void otherGameHasItsOwnFolder();
     void heldFileOfTheRightSizeIsKept();
     void heldFileOfAnotherSizeIsReplaced();
+    void unchangedLargeFileIsNotCopiedOnceMore();
+    void largeFileThatChangedAndKeptItsSizeIsCopied();
     void progressGoesFromScanningToCopyingAndALastLook();
 
     void badBuildIsRefusedBeforeAnythingIsWritten();
@@ -349,6 +352,37 @@ void tst_Publisher::heldFileOfAnotherSizeIsReplaced()
     writeFile(fixture.storedPath("data"), "da");
     QCOMPARE(fixture.publish().copied, 1);
     QCOMPARE(velmo::test::contentOf(fixture.storedPath("data")), "data");
+}
+
+void tst_Publisher::unchangedLargeFileIsNotCopiedOnceMore()
+{
+    const PublishFixture fixture;
+    const QByteArray bytes(2 * velmo::publish::digestBlock, 'l');
+    fixture.write(u"large"_s, bytes);
+    const velmo::test::FakeClone copies(bytes); // tells when one is begun
+    QCOMPARE(fixture.publish().copied, 1);
+    QCOMPARE(copies.clones(), 1);
+    QCOMPARE(Publisher(secondOrder(fixture)).run().copied, 0);
+    QCOMPARE(copies.clones(), 1);
+    PublishOrder order = secondOrder(fixture);
+    order.build = 3;
+    QVERIFY(QFile::remove(fixture.storedPath(bytes)));
+    QCOMPARE(Publisher(order).run().copied, 1);
+    QCOMPARE(copies.clones(), 2);
+}
+
+void tst_Publisher::largeFileThatChangedAndKeptItsSizeIsCopied()
+{
+    const PublishFixture fixture;
+    fixture.write(u"large"_s, QByteArray(2 * velmo::publish::digestBlock, 'o'));
+    QCOMPARE(fixture.publish().problems, QStringList());
+    const QByteArray later(2 * velmo::publish::digestBlock, 'n');
+    fixture.write(u"large"_s, later);
+    const PublishResult result = Publisher(secondOrder(fixture)).run();
+    QCOMPARE(result.problems, QStringList());
+    QCOMPARE(result.copied, 1);
+    QVERIFY(velmo::test::contentOf(fixture.storedPath(later)) == later);
+    QCOMPARE(fixture.manifest().files.first().sha256, sha256Of(later));
 }
 
 void tst_Publisher::progressGoesFromScanningToCopyingAndALastLook()
