@@ -14,6 +14,7 @@ private slots:
     void digestCountsAndCopiesEveryByte_data();
     void digestCountsAndCopiesEveryByte();
     void unreadableFileIsNamed();
+    void readThatFailsIsNamed();
     void copyThatTakesTooLittleIsNoticed_data();
     void copyThatTakesTooLittleIsNoticed();
 };
@@ -60,6 +61,14 @@ void tst_FileDigest::unreadableFileIsNamed()
     const QString path = folder.filePath(u"gone"_s);
     QCOMPARE(velmo::publish::digestFile(path, meter).error,
              u"\"%1\" cannot be read: No such file or directory."_s.arg(path));
+}
+
+void tst_FileDigest::readThatFailsIsNamed()
+{
+    // Nothing lies at the beginning of a program's memory.
+    velmo::publish::ProgressMeter meter({});
+    QCOMPARE(velmo::publish::digestFile(u"/proc/self/mem"_s, meter).error,
+             u"\"/proc/self/mem\" cannot be read: Input/output error."_s);
 }
 
 void tst_FileDigest::copyThatTakesTooLittleIsNoticed_data()
