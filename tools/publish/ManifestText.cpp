@@ -22,7 +22,7 @@ namespace {
 
 constexpr qsizetype filesOfAPiece = 1000;
 constexpr qsizetype bytesOfAPiece = qsizetype{512} * 1024; // about, when it is read
-constexpr qsizetype bytesOfAnEntry = 16 * 1024;            // more than the longest path can make it
+constexpr qsizetype bytesOfAnEntry = qsizetype{16} * 1024; // more than the longest path can make it
 
 // In a text that QJsonDocument has indented, no string holds a line break, so these stand where they seem to.
 constexpr QByteArrayView filesBegin = "\n    \"files\": [\n";

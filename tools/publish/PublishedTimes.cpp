@@ -16,8 +16,8 @@ namespace {
 
 // Says also how this machine orders the bytes of a number; a list of another one is of no use.
 constexpr quint64 mark = 0x0001'7365'6d69'7476;
-constexpr qint64 longestPath = 4096;            // bytes; the launcher takes far less
-constexpr qsizetype waitingAtMost = 256 * 1024; // bytes
+constexpr qint64 longestPath = 4096;                       // bytes; the launcher takes far less
+constexpr qsizetype waitingAtMost = qsizetype{256} * 1024; // bytes
 
 template<typename Value>
 QByteArray bytesOf(const Value &value)
