@@ -1,9 +1,9 @@
 #include "publish/ManifestText.h"
 
+#include "core/SaveFile.h"
 #include "publish/ParallelFor.h"
 
 #include <QFile>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMutex>
@@ -24,7 +24,7 @@ constexpr qsizetype filesOfAPiece = 1000;
 constexpr qsizetype bytesOfAPiece = qsizetype{512} * 1024; // about, when it is read
 constexpr qsizetype bytesOfAnEntry = qsizetype{16} * 1024; // more than the longest path can make it
 
-// In a text that QJsonDocument has indented, no string holds a line break, so these stand where they seem to.
+// In a text that jsonForFile has made, no string holds a line break, so these stand where they seem to.
 constexpr QByteArrayView filesBegin = "\n    \"files\": [\n";
 constexpr QByteArrayView filesEnd = "\n    ]";
 constexpr QByteArrayView entryEnd = "\n        },\n";
@@ -36,20 +36,22 @@ int threads()
 
 QByteArray textOf(const Manifest &manifest)
 {
-    return QJsonDocument(manifest.toJson()).toJson();
+    return jsonForFile(manifest.toJson());
 }
 
-/// A string as QJsonDocument writes it.
+/// A string as jsonForFile writes it.
 QByteArray quoted(const QString &text)
 {
     const auto isPlain = [](QChar c) {
-        return c >= u' ' && c != u'"' && c != u'\\' && c != u'\x7f' && !c.isSurrogate();
+        return c >= u' ' && c != u'"' && c != u'\\' && c != u'\x7f' && c != QChar::ByteOrderMark && !c.isSurrogate();
     };
     if (std::all_of(text.begin(), text.end(), isPlain)) {
         return '"' + text.toUtf8() + '"';
     }
-    const QByteArray list = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Compact);
-    return list.sliced(1, list.size() - 2);
+    constexpr qsizetype before = QByteArrayView("{\n    \"\": ").size();
+    constexpr qsizetype behind = QByteArrayView("\n}\n").size();
+    const QByteArray object = jsonForFile({{QString(), text}});
+    return object.sliced(before, object.size() - before - behind);
 }
 
 bool isSameFile(const ManifestFile &a, const ManifestFile &b)

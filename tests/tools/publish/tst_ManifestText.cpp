@@ -1,8 +1,8 @@
+#include "core/SaveFile.h"
 #include "publish/ManifestText.h"
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
 
-#include <QJsonDocument>
 #include <QJsonObject>
 
 using namespace Qt::Literals::StringLiterals;
@@ -16,6 +16,7 @@ class tst_ManifestText : public QObject {
 private slots:
     void piecesMakeTheTextOfTheWhole_data();
     void piecesMakeTheTextOfTheWhole();
+    void byteOrderMarkThatBeginsATextIsKept();
     void textIsReadInPieces_data();
     void textIsReadInPieces();
     void textOfAnotherFormIsLeftToTheWholeParser_data();
@@ -76,7 +77,25 @@ void tst_ManifestText::piecesMakeTheTextOfTheWhole()
     QFETCH(int, files);
     const Manifest manifest = manifestOf(files);
     QVERIFY(!ManifestText(manifest, ManifestFiles::of(manifest)).difference());
-    QVERIFY(textOf(manifest) == QJsonDocument(manifest.toJson()).toJson());
+    QVERIFY(textOf(manifest) == velmo::jsonForFile(manifest.toJson()));
+}
+
+void tst_ManifestText::byteOrderMarkThatBeginsATextIsKept()
+{
+    // Qt's reader drops one that stands there as it is.
+    const QString mark(QChar::ByteOrderMark);
+    Manifest manifest = manifestOf(3);
+    manifest.version = mark + u"1.0"_s;
+    manifest.notes = mark + u"notes"_s;
+    manifest.files[0].path = mark + u"map"_s;
+    manifest.files[1].url = mark + u"\"map"_s;
+    manifest.files[2].path = u"a"_s + mark;
+    const std::optional<QString> difference = ManifestText(manifest, ManifestFiles::of(manifest)).difference();
+    QVERIFY2(!difference, qUtf8Printable(difference.value_or(QString())));
+    const QByteArray text = textOf(manifest);
+    QCOMPARE(text, velmo::jsonForFile(manifest.toJson()));
+    QString error;
+    QCOMPARE(velmo::publish::parsedManifest(text, &error).toJson(), manifest.toJson());
 }
 
 void tst_ManifestText::textIsReadInPieces_data()
@@ -106,6 +125,7 @@ void tst_ManifestText::textOfAnotherFormIsLeftToTheWholeParser_data()
     QTest::addColumn<QByteArray>("after");
     QTest::newRow("compact") << QByteArray("\n") << QByteArray();
     QTest::newRow("cut") << QByteArray("Data/5001\"") << QByteArray("Data/");
+    QTest::newRow("not UTF-8") << QByteArray("Data/5001\"") << QByteArray("Data/\xff\"");
     QTest::newRow("bad entry") << QByteArray("Data/5001\"") << QByteArray("../5001\"");
     QTest::newRow("two lists") << QByteArray("\n        },\n        {\n            \"executable\": true,\n            "
                                              "\"path\": \"Data/5001\"")
