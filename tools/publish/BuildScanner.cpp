@@ -1,5 +1,6 @@
 #include "publish/BuildScanner.h"
 
+#include "InsideFolder.h"
 #include "publish/DecodedName.h"
 #include "publish/FileState.h"
 #include "publish/PathRules.h"
@@ -165,7 +166,7 @@ void BuildScanner::visitOther(const QString &path)
     const QString canonical = (entry.isJunction() ? QFileInfo(entry.junctionTarget()) : entry).canonicalFilePath();
     if (isLink && (!entry.exists() || canonical.isEmpty())) {
         scan_.refusals.append(u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path));
-    } else if (isLink && !isInside(canonical)) {
+    } else if (isLink && canonical != root_ && !isInside(canonical, root_)) {
         scan_.refusals.append(u"\"%1\" is a symbolic link that leaves the build, to \"%2\"."_s.arg(path, canonical));
     } else if (entry.isDir()) {
         visitFolder(path, canonical);
@@ -235,11 +236,6 @@ void BuildScanner::countEntry()
             meter_->report();
         }
     }
-}
-
-bool BuildScanner::isInside(const QString &canonical) const
-{
-    return canonical == root_ || canonical.startsWith(root_.endsWith(u'/') ? root_ : QString(root_ + u'/'));
 }
 
 QString BuildScanner::locationOf(const QString &path) const

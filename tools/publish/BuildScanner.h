@@ -76,7 +76,6 @@ private:
     void addFile(const QString &path);
     void note(const BuildFile &file);
     void countEntry();
-    bool isInside(const QString &canonical) const;
     QString locationOf(const QString &path) const;
 
     QString source_;

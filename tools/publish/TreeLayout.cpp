@@ -1,5 +1,6 @@
 #include "publish/TreeLayout.h"
 
+#include "InsideFolder.h"
 #include "data/Manifest.h"
 
 #include <QDir>
@@ -61,7 +62,7 @@ QString TreeLayout::addressOf(const QUrl &root, const QString &channel, const Ma
     const QUrl address = base.resolved(QUrl(file.url.isEmpty() ? file.path : file.url));
     const QString path = QDir::cleanPath(address.path(QUrl::FullyDecoded));
     const bool isWithin =
-        address.scheme() == root.scheme() && address.authority() == root.authority() && path.startsWith(rootPath);
+        address.scheme() == root.scheme() && address.authority() == root.authority() && isInside(path, rootPath);
     return isWithin ? path.sliced(rootPath.size()) : QString();
 }
 
