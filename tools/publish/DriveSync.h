@@ -13,7 +13,7 @@ public:
     /// Below this many files each is synced by itself, which leaves what others have written to the drive alone.
     static constexpr qsizetype fewestForAll = 16;
 
-    /// A file that the drive did not take.
+    /// A file or folder that the drive did not take.
     struct Failure {
         qsizetype file; ///< its place among those that were to be synced
         QString reason;
@@ -25,7 +25,8 @@ public:
     ~DriveSync();
     Q_DISABLE_COPY_MOVE(DriveSync)
 
-    /// Syncs \a count files, which are closed and lie at \a pathAt, and gives those that the drive did not take.
+    /// Syncs \a count files, which are closed, or folders, that is the names in them, which lie at \a pathAt. Gives
+    /// those that the drive did not take.
     QList<Failure> sync(qsizetype count, const std::function<QString(qsizetype)> &pathAt) const;
 
 private:

@@ -1,6 +1,7 @@
 #include "publish/DriveSync.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <io.h>
 #include <windows.h>
@@ -21,8 +22,12 @@ bool DriveSync::syncsAll() const
     return false;
 }
 
+/// A folder's names need no sync of their own: the drive's journal brings them along with what is synced after them.
 int DriveSync::failureOf(const QString &path)
 {
+    if (QFileInfo(path).isDir()) {
+        return 0;
+    }
     QFile file(path);
     if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered)) {
         return static_cast<int>(GetLastError());

@@ -37,13 +37,16 @@ Incoming::~Incoming()
     for (const Copy &copy : ready_) {
         QFile::remove(pathOf(copy.name));
     }
-    QDir().rmdir(folder_);
+    if (unsettled_.isEmpty() && !earlierMayBeUnsettled_) {
+        QDir().rmdir(folder_);
+    }
 }
 
 QString Incoming::open()
 {
     static const QRegularExpression ours(u"\\A[0-9]+\\z"_s);
     const QDir folder(folder_);
+    earlierMayBeUnsettled_ = folder.exists();
     for (const QString &name : folder.entryList(QDir::Files | QDir::System).filter(ours)) {
         QFile::remove(folder.filePath(name));
     }
@@ -167,8 +170,44 @@ QString Incoming::placeOne(const Copy &copy)
         }
         shelves_.insert(shelf);
     }
-    const QString reason = moved(pathOf(copy.name), target);
-    return reason.isEmpty() ? QString() : u"\"%1\" cannot be written: %2."_s.arg(target, reason);
+    if (const QString reason = moved(pathOf(copy.name), target); !reason.isEmpty()) {
+        return u"\"%1\" cannot be written: %2."_s.arg(target, reason);
+    }
+    unsettled_.insert(shelf);
+    return {};
+}
+
+QStringList Incoming::settle()
+{
+    const QStringList folders = foldersToSettle();
+    QStringList problems;
+    for (const DriveSync::Failure &failure :
+         drive_->sync(folders.size(), [&folders](qsizetype index) { return folders.at(index); })) {
+        problems.append(u"\"%1\" cannot be written: %2."_s.arg(folders.at(failure.file), failure.reason));
+    }
+    if (problems.isEmpty()) {
+        unsettled_.clear();
+        earlierMayBeUnsettled_ = false;
+    }
+    return problems;
+}
+
+/// The shelves, and what they stand in, where they may be new themselves.
+QStringList Incoming::foldersToSettle() const
+{
+    const QString store = QFileInfo(folder_).path();
+    QSet<QString> folders = unsettled_;
+    if (earlierMayBeUnsettled_) {
+        for (const QString &shelf : QDir(store).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+            folders.insert(QDir(store).filePath(shelf));
+        }
+    }
+    if (!folders.isEmpty()) {
+        folders += {store, QFileInfo(store).path()};
+    }
+    QStringList sorted(folders.begin(), folders.end());
+    sorted.sort();
+    return sorted;
 }
 
 } // namespace velmo::publish

@@ -16,7 +16,8 @@ namespace velmo::publish {
 
 /// What is on its way into a store of content files. Each file is copied under a name of our own, as it is hashed, and
 /// takes the name of its hash once the drive has it: so no name in the store ever stands over bytes that a loss of
-/// power could take, though the drive is asked once for all of them.
+/// power could take, though the drive is asked once for all of them. Only when it has the names too, a manifest may
+/// name them.
 class Incoming {
 public:
     /// Whether the store is thought to hold a file, so that it is read before it is copied.
@@ -44,6 +45,10 @@ public:
     /// Puts what is ready into the store, with the drive's word for it. A sentence for each file that fails. The meter,
     /// which may be null, counts them.
     QStringList place(ProgressMeter *meter);
+    /// Has the drive keep the names that place() gave, and those of a run that was cut off before it came to that: a
+    /// manifest that is on the drive does not bring the files' names along everywhere. A sentence for each folder that
+    /// fails.
+    QStringList settle();
 
     /// Of all that was taken and that the store did not hold.
     qsizetype files() const { return files_; }
@@ -62,12 +67,15 @@ private:
     QString pathOf(quint64 name) const;
     QList<Copy> takeReady();
     QString placeOne(const Copy &copy);
+    QStringList foldersToSettle() const;
 
     ContentStore store_;
     Limits limits_;
     QString folder_;
     std::optional<DriveSync> drive_;
-    QSet<QString> shelves_; ///< that are certainly there
+    QSet<QString> shelves_;              ///< that are certainly there
+    QSet<QString> unsettled_;            ///< shelves with names that the drive may not have
+    bool earlierMayBeUnsettled_ = false; ///< any shelf may have such names, of a run that was cut off
 
     std::atomic<quint64> names_ = 0;
     std::atomic<qsizetype> files_ = 0;

@@ -1,5 +1,6 @@
 #include "publish/Publisher.h"
 
+#include "InsideFolder.h"
 #include "publish/ParallelFor.h"
 #include "publish/PathRules.h"
 #include "publish/PublishedTimes.h"
@@ -34,7 +35,7 @@ QString canonicalTarget(const QString &path)
 
 bool isSameOrInside(const QString &path, const QString &folder)
 {
-    return path == folder || path.startsWith(folder.endsWith(u'/') ? folder : QString(folder + u'/'));
+    return path == folder || isInside(path, folder);
 }
 
 QString changed(const QString &location)
@@ -156,6 +157,7 @@ QStringList Publisher::storeFiles()
         return placeFiles(incoming);
     }
     incoming.place(nullptr); // what was copied until then serves the next attempt
+    incoming.settle();
     return problems;
 }
 
@@ -219,7 +221,10 @@ QStringList Publisher::placeFiles(Incoming &incoming)
 {
     ProgressMeter meter(progress_);
     meter.begin(PublishStep::Copy, incoming.files(), incoming.bytes());
-    const QStringList problems = incoming.place(&meter);
+    QStringList problems = incoming.place(&meter);
+    if (problems.isEmpty()) {
+        problems = incoming.settle();
+    }
     if (problems.isEmpty()) {
         meter.finish();
         result_.copied = incoming.files();

@@ -16,6 +16,12 @@ std::atomic<int> syncError = 0; // 0 when syncs go to the system
 std::atomic<int> syncsOfAll = 0;
 std::atomic<int> syncsOfFiles = 0;
 std::atomic<ino_t> failingFile = 0; // 0 for all
+std::function<int()> lookAtSync;
+
+int errorOfLook()
+{
+    return lookAtSync ? lookAtSync() : 0;
+}
 
 } // namespace
 
@@ -54,6 +60,16 @@ int SyncCount::ofFiles()
     return syncsOfFiles;
 }
 
+SyncLook::SyncLook(const std::function<int()> &look)
+{
+    lookAtSync = look;
+}
+
+SyncLook::~SyncLook()
+{
+    lookAtSync = {};
+}
+
 } // namespace velmo::test
 
 // In front of the system's.
@@ -61,6 +77,10 @@ int SyncCount::ofFiles()
 extern "C" int fsync(int descriptor)
 {
     ++velmo::test::syncsOfFiles;
+    if (const int error = velmo::test::errorOfLook(); error != 0) {
+        errno = error;
+        return -1;
+    }
     struct stat info {};
     fstat(descriptor, &info);
     const ino_t failing = velmo::test::failingFile;
@@ -74,6 +94,10 @@ extern "C" int fsync(int descriptor)
 extern "C" int syncfs(int descriptor) noexcept
 {
     ++velmo::test::syncsOfAll;
+    if (const int error = velmo::test::errorOfLook(); error != 0) {
+        errno = error;
+        return -1;
+    }
     if (const int error = velmo::test::syncError; error != 0) {
         errno = error;
         return -1;

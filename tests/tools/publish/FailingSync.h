@@ -2,6 +2,8 @@
 
 #include <QString>
 
+#include <functional>
+
 namespace velmo::test {
 
 /// While it lives, every sync of this program fails with \a error, as that of a network drive which is full: it took
@@ -22,6 +24,15 @@ public:
 
     static int ofAll(); ///< of a whole drive
     static int ofFiles();
+};
+
+/// While it lives, \a look is called before each sync of this program, which fails with the error that it gives unless
+/// that is 0. For one thread that syncs.
+class SyncLook {
+public:
+    explicit SyncLook(const std::function<int()> &look);
+    ~SyncLook();
+    Q_DISABLE_COPY_MOVE(SyncLook)
 };
 
 } // namespace velmo::test

@@ -54,6 +54,9 @@ private slots:
     void fileThatTheDriveDoesNotTakeIsNotStored();
     void oneOfManyThatTheDriveDoesNotTakeIsNamed();
     void failureOfSomebodyElsesFileIsNoFailure();
+    void oneSyncServesAllNames();
+    void nothingPlacedLeavesNothingToSettle();
+    void namesOfARunThatWasCutOffAreSettled();
     void driveThatCannotSyncIsNoFailure_data();
     void driveThatCannotSyncIsNoFailure();
     void whatWasCutOffIsClearedAway();
@@ -135,7 +138,6 @@ void tst_Incoming::placedFileIsThereForTheWebServerToRead()
     QCOMPARE(info.st_size, bytes.size());
     QCOMPARE(info.st_mode & 0777, mode_t{0644});
     QCOMPARE(fixture.stored().size(), 1);
-    QVERIFY2(!QFile::exists(fixture.incoming()), "nothing of ours is left");
 }
 
 void tst_Incoming::nothingHasANameBeforeTheDriveHasIt()
@@ -407,6 +409,48 @@ void tst_Incoming::failureOfSomebodyElsesFileIsNoFailure()
     const velmo::test::FailingSync sync(ENOSPC, fixture.source());
     QCOMPARE(incoming.place(nullptr), QStringList());
     QCOMPARE(fixture.stored().size(), 50);
+}
+
+void tst_Incoming::oneSyncServesAllNames()
+{
+    const StoreFixture fixture;
+    Incoming incoming(fixture.store());
+    takeMany(fixture, incoming, 100);
+    QCOMPARE(incoming.place(nullptr), QStringList());
+    const velmo::test::SyncCount count;
+    QCOMPARE(incoming.settle(), QStringList());
+    QCOMPARE(count.ofAll(), 1);
+    QCOMPARE(count.ofFiles(), 0);
+    QCOMPARE(incoming.settle(), QStringList());
+    QCOMPARE(count.ofAll(), 1);
+}
+
+void tst_Incoming::nothingPlacedLeavesNothingToSettle()
+{
+    const StoreFixture fixture;
+    QCOMPARE(fixture.put("held"), QString());
+    QDir().rmdir(fixture.incoming());
+    Incoming incoming(fixture.store());
+    QCOMPARE(incoming.open(), QString());
+    const velmo::test::SyncCount count;
+    QCOMPARE(incoming.settle(), QStringList());
+    QCOMPARE(count.ofAll() + count.ofFiles(), 0);
+}
+
+void tst_Incoming::namesOfARunThatWasCutOffAreSettled()
+{
+    // Its files have their names, so that the next run takes them for held, and asks for no sync of its own.
+    const StoreFixture fixture;
+    QCOMPARE(fixture.put("content"), QString());
+    QVERIFY2(QFile::exists(fixture.incoming()), "what says that the drive may not have the names");
+    {
+        Incoming incoming(fixture.store());
+        QCOMPARE(incoming.open(), QString());
+        const velmo::test::SyncCount count;
+        QCOMPARE(incoming.settle(), QStringList());
+        QCOMPARE(count.ofFiles(), 3); // the shelf, the store, and what that stands in
+    }
+    QVERIFY(!QFile::exists(fixture.incoming()));
 }
 
 void tst_Incoming::driveThatCannotSyncIsNoFailure_data()

@@ -1,6 +1,7 @@
 #include "publish/Publisher.h"
 #include "publish/TreeCheck.h"
 #include "support/TestEnvironment.h"
+#include "tools/publish/FailingSync.h"
 #include "tools/publish/FakeClone.h"
 #include "tools/publish/PublishFixture.h"
 
@@ -12,6 +13,7 @@
 #include <QLockFile>
 #include <QSet>
 
+#include <cerrno>
 #include <sys/stat.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -70,6 +72,9 @@ private slots:
 
     void oldManifestStandsWhileFilesAreCopied();
     void oldManifestStandsWhenCopyingFails();
+    void driveHasTheNamesBeforeTheManifest_data();
+    void driveHasTheNamesBeforeTheManifest();
+    void noManifestStandsOverNamesThatTheDriveDoesNotTake();
     void whatWasCopiedBeforeAFailureServesTheNextAttempt();
     void fileThatChangesAfterHashingIsNoticed();
     void fileThatChangesToTheSameSizeAndTimeIsNoticed();
@@ -834,6 +839,54 @@ void tst_Publisher::fileThatGoesAfterCopyingIsNoticed()
         runWithActionAfter(PublishStep::Copy, fixture.order(), [&path] { QVERIFY(QFile::remove(path)); });
     QCOMPARE(result.problems, QStringList{u"\"%1\" changed while it was being published."_s.arg(path)});
     QVERIFY(!QFile::exists(manifestPath(fixture)));
+}
+
+void tst_Publisher::driveHasTheNamesBeforeTheManifest_data()
+{
+    QTest::addColumn<int>("files");
+    QTest::newRow("one by one") << 3;
+    QTest::newRow("all at once") << 2 * int{velmo::publish::DriveSync::fewestForAll};
+}
+
+void tst_Publisher::driveHasTheNamesBeforeTheManifest()
+{
+    QFETCH(int, files);
+    const PublishFixture fixture;
+    for (int number = 0; number < files; ++number) {
+        fixture.write(QString::number(number), QByteArray::number(number));
+    }
+    QStringList order; // what stands when the drive is asked, wherever that differs from the time before
+    const velmo::test::SyncLook look([&fixture, &order, files] {
+        const QStringList tree = PublishFixture::filesBelow(fixture.tree());
+        const auto count = [&tree](const QString &word) { return tree.filter(word).size(); };
+        const auto incoming = count(u"files/.incoming/"_s);
+        const bool placed = count(u"/files/"_s) - incoming == files;
+        const bool written = QFileInfo::exists(QFileInfo(manifestPath(fixture)).path()); // made for the manifest
+        const QString state = incoming == files ? u"copied"_s : QString(placed ? u"placed"_s : u"neither"_s);
+        if (const QString all = state + (written ? " and listed"_L1 : ""_L1); order.isEmpty() || order.last() != all) {
+            order.append(all);
+        }
+        return 0;
+    });
+    QCOMPARE(fixture.publish().problems, QStringList());
+    QCOMPARE(order, QStringList({u"copied"_s, u"placed"_s, u"placed and listed"_s}));
+}
+
+void tst_Publisher::noManifestStandsOverNamesThatTheDriveDoesNotTake()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    const QString stored = fixture.storedPath("x");
+    const QString shelf = QFileInfo(stored).path();
+    {
+        const velmo::test::SyncLook look([&stored] { return QFile::exists(stored) ? EIO : 0; });
+        const PublishResult result = fixture.publish();
+        QVERIFY2(result.problems.contains(u"\"%1\" cannot be written: Input/output error."_s.arg(shelf)),
+                 qUtf8Printable(result.problems.join(u'\n')));
+        QVERIFY(!QFile::exists(manifestPath(fixture)));
+    }
+    QCOMPARE(fixture.publish().problems, QStringList());
+    QVERIFY(QFile::exists(manifestPath(fixture)));
 }
 
 void tst_Publisher::manifestThatCannotBePutInPlaceIsNamed()
