@@ -1,12 +1,12 @@
 #include "publish/BuildScanner.h"
 
+#include "InsideFolder.h"
 #include "publish/DecodedName.h"
+#include "publish/FileState.h"
 #include "publish/PathRules.h"
 #include "publish/ProgressMeter.h"
 
-#include <QDateTime>
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -20,26 +20,34 @@ namespace {
 
 constexpr qsizetype entriesPerReport = 256;
 
-bool precedesByBytes(const BuildFile &a, const BuildFile &b)
+/// Puts the units of UTF-16 into the order of the letters that they stand for: surrogates behind all others.
+constexpr char16_t rank(char16_t unit)
 {
-    return a.path.toUtf8() < b.path.toUtf8();
-}
-
-QStringList pathsOf(const QList<BuildFile> &files)
-{
-    QStringList paths;
-    for (const BuildFile &file : files) {
-        paths.append(file.path);
+    constexpr char16_t firstSurrogate = 0xd800;
+    constexpr char16_t firstBehind = 0xe000;
+    if (unit >= firstBehind) {
+        return static_cast<char16_t>(unit - (firstBehind - firstSurrogate));
     }
-    return paths;
+    return unit >= firstSurrogate ? static_cast<char16_t>(unit + (0x10000 - firstBehind)) : unit;
 }
 
 } // namespace
 
-bool BuildFile::hasChanged() const
+bool precedesByBytes(const QString &a, const QString &b)
 {
-    const QFileInfo now(location);
-    return !now.isFile() || now.size() != size || now.lastModified().toMSecsSinceEpoch() != modified;
+    const QStringView one(a);
+    const QStringView other(b);
+    const auto [in, against] =
+        std::mismatch(one.utf16(), one.utf16() + one.size(), other.utf16(), other.utf16() + other.size());
+    if (against == other.utf16() + other.size()) {
+        return false;
+    }
+    return in == one.utf16() + one.size() || rank(*in) < rank(*against);
+}
+
+QString BuildScan::locationOf(const BuildFile &file) const
+{
+    return QDir(root).filePath(file.path);
 }
 
 BuildScanner::BuildScanner(const QString &source, ProgressMeter *meter)
@@ -50,41 +58,57 @@ BuildScanner::BuildScanner(const QString &source, ProgressMeter *meter)
 
 BuildScan BuildScanner::scan()
 {
-    scan_ = {};
-    if (!QFileInfo(source_).isDir()) {
-        scan_.refusals.append(u"\"%1\" is not a folder."_s.arg(source_));
-        return scan_;
-    }
-    ancestors_ = {root_};
-    visits_.clear();
-    entries_ = 0;
-    walk({});
-    std::sort(scan_.files.begin(), scan_.files.end(), precedesByBytes);
-    scan_.refusals += caseClashes(pathsOf(scan_.files));
+    before_ = nullptr;
+    walkAll();
+    std::sort(scan_.files.begin(), scan_.files.end(),
+              [](const BuildFile &a, const BuildFile &b) { return precedesByBytes(a.path, b.path); });
+    scan_.refusals += caseClashes(PathList(scan_.files));
     if (scan_.files.isEmpty() && scan_.refusals.isEmpty()) {
         scan_.refusals.append(u"\"%1\" holds no files."_s.arg(source_));
     }
-    return scan_;
+    return std::exchange(scan_, {});
 }
 
-void BuildScanner::walk(const QString &folder)
+bool BuildScanner::stillFinds(const BuildScan &before)
 {
-    for (const QString &name : namesIn(folder)) {
-        visit(folder.isEmpty() ? name : QString(folder + u'/' + name));
+    before_ = &before;
+    asBefore_ = 0;
+    walkAll();
+    return scan_.refusals.isEmpty() && scan_.files.isEmpty() && asBefore_ == before.files.size();
+}
+
+void BuildScanner::walkAll()
+{
+    scan_ = {};
+    scan_.root = root_;
+    ancestors_ = {root_};
+    visits_.clear();
+    entries_ = 0;
+    if (QFileInfo(source_).isDir()) {
+        walk({}, root_);
+    } else {
+        scan_.refusals.append(u"\"%1\" is not a folder."_s.arg(source_));
+    }
+}
+
+void BuildScanner::walk(const QString &folder, const QString &canonical)
+{
+    for (const Entry &entry : entriesOf(folder)) {
+        visit(folder.isEmpty() ? entry.name : QString(folder + u'/' + entry.name), canonical, entry.kind);
         countEntry();
     }
 }
 
 /// Not by QDir, which leaves out names that it cannot decode: a build must never lose a file without a word.
-QStringList BuildScanner::namesIn(const QString &folder)
+QList<BuildScanner::Entry> BuildScanner::entriesOf(const QString &folder)
 {
-    QStringList names;
+    QList<Entry> entries;
     std::error_code failure;
     std::filesystem::directory_iterator entry(QFileInfo(locationOf(folder)).filesystemFilePath(), failure);
     for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
         const DecodedName name = decodedName(entry->path().filename());
         if (name.lossless) {
-            names.append(name.text);
+            entries.append({name.text, kindOf(*entry)});
         } else {
             scan_.refusals.append(
                 u"\"%1\" has a name that is not valid Unicode."_s.arg(QDir(folder).filePath(name.text)));
@@ -94,26 +118,55 @@ QStringList BuildScanner::namesIn(const QString &folder)
         scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(folder.isEmpty() ? source_ : folder,
                                                                   QString::fromStdString(failure.message())));
     }
-    names.sort();
-    return names;
+    std::sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) { return a.name < b.name; });
+    return entries;
 }
 
-void BuildScanner::visit(const QString &path)
+/// Windows tells a folder from a junction only on a closer look.
+BuildScanner::Entry::Kind BuildScanner::kindOf(const std::filesystem::directory_entry &entry)
+{
+#ifdef Q_OS_WIN
+    Q_UNUSED(entry)
+#else
+    std::error_code failure;
+    if (entry.is_symlink(failure) || failure) {
+        return Entry::Kind::Other;
+    }
+    if (entry.is_regular_file(failure)) {
+        return Entry::Kind::File;
+    }
+    if (entry.is_directory(failure)) {
+        return Entry::Kind::Folder;
+    }
+#endif
+    return Entry::Kind::Other;
+}
+
+void BuildScanner::visit(const QString &path, const QString &canonicalFolder, Entry::Kind kind)
 {
     if (path.compare(".velmo"_L1, Qt::CaseInsensitive) == 0) {
         scan_.refusals.append(
             u"\"%1\" cannot be published: the launcher keeps its record of an installation there."_s.arg(path));
-        return;
-    }
-    if (const QString refusal = pathRefusal(path); !refusal.isEmpty()) {
+    } else if (const QString refusal = pathRefusal(path); !refusal.isEmpty()) {
         scan_.refusals.append(refusal);
-        return;
+    } else if (kind == Entry::Kind::File) {
+        addFile(path);
+    } else if (kind == Entry::Kind::Folder) {
+        visitFolder(path, QDir(canonicalFolder).filePath(path.section(u'/', -1)));
+    } else {
+        visitOther(path);
     }
+}
+
+void BuildScanner::visitOther(const QString &path)
+{
     const QFileInfo entry(locationOf(path));
-    const QString canonical = entry.canonicalFilePath();
-    if (entry.isSymbolicLink() && !entry.exists()) {
+    const bool isLink = entry.isSymbolicLink() || entry.isJunction();
+    // A junction is no link to Qt, which takes it for where its target lies.
+    const QString canonical = (entry.isJunction() ? QFileInfo(entry.junctionTarget()) : entry).canonicalFilePath();
+    if (isLink && (!entry.exists() || canonical.isEmpty())) {
         scan_.refusals.append(u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path));
-    } else if (entry.isSymbolicLink() && !isInside(canonical)) {
+    } else if (isLink && canonical != root_ && !isInside(canonical, root_)) {
         scan_.refusals.append(u"\"%1\" is a symbolic link that leaves the build, to \"%2\"."_s.arg(path, canonical));
     } else if (entry.isDir()) {
         visitFolder(path, canonical);
@@ -140,26 +193,37 @@ void BuildScanner::visitFolder(const QString &path, const QString &canonical)
         return;
     }
     ancestors_.append(canonical);
-    walk(path);
+    walk(path, canonical);
     ancestors_.removeLast();
 }
 
 void BuildScanner::addFile(const QString &path)
 {
-    const QString location = locationOf(path);
-    QFile file(location);
-    if (!file.open(QIODevice::ReadOnly)) {
-        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, file.errorString()));
+    const FileState state = fileState(locationOf(path));
+    if (!state.error.isEmpty()) {
+        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, state.error));
         return;
     }
-    constexpr QFile::Permissions anyRun = QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
-    const QFileInfo info(location);
-    scan_.files.append({path, location, info.size(), info.lastModified().toMSecsSinceEpoch(),
-                        (info.permissions() & anyRun) != QFile::Permissions()});
+    note({path, state.size, state.modified, state.changed, state.executable});
     if (meter_) {
-        meter_->addBytes(info.size());
+        meter_->addBytes(state.size);
         meter_->addFile();
     }
+}
+
+/// Takes down \a file, unless it only is to stand as it did.
+void BuildScanner::note(const BuildFile &file)
+{
+    if (before_) {
+        const auto found =
+            std::lower_bound(before_->files.begin(), before_->files.end(), file,
+                             [](const BuildFile &a, const BuildFile &b) { return precedesByBytes(a.path, b.path); });
+        if (found != before_->files.end() && found->path == file.path && found->isAsBefore(file)) {
+            ++asBefore_;
+            return;
+        }
+    }
+    scan_.files.append(file);
 }
 
 /// Not files alone: a walk through folders that hold none takes its time too.
@@ -172,11 +236,6 @@ void BuildScanner::countEntry()
             meter_->report();
         }
     }
-}
-
-bool BuildScanner::isInside(const QString &canonical) const
-{
-    return canonical == root_ || canonical.startsWith(root_.endsWith(u'/') ? root_ : QString(root_ + u'/'));
 }
 
 QString BuildScanner::locationOf(const QString &path) const

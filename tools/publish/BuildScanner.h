@@ -5,6 +5,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <filesystem>
+
 namespace velmo::publish {
 
 class ProgressMeter;
@@ -12,18 +14,33 @@ class ProgressMeter;
 /// A file as it stood when the build folder was walked.
 struct BuildFile {
     QString path;        ///< relative to the build folder, with forward slashes
-    QString location;    ///< absolute; where to read it
     qint64 size = 0;     ///< bytes
-    qint64 modified = 0; ///< ms since the epoch
+    qint64 modified = 0; ///< ns since the epoch, as FileState has both
+    qint64 changed = 0;
     bool executable = false;
 
-    /// Whether the file on disk is no longer the one that was seen.
-    bool hasChanged() const;
+    bool isAsBefore(const BuildFile &before) const
+    {
+        return size == before.size && modified == before.modified && changed == before.changed;
+    }
 };
 
+} // namespace velmo::publish
+
+Q_DECLARE_TYPEINFO(velmo::publish::BuildFile, Q_RELOCATABLE_TYPE);
+
+namespace velmo::publish {
+
+/// Whether \a a comes before \a b in the order of the bytes of their UTF-8, which is that of manifests.
+bool precedesByBytes(const QString &a, const QString &b);
+
 struct BuildScan {
+    QString root;           ///< the build folder, canonical
     QList<BuildFile> files; ///< sorted by the bytes of their paths
     QStringList refusals;   ///< a sentence for everything that cannot be published; empty for a good build
+
+    /// Where to read \a file.
+    QString locationOf(const BuildFile &file) const;
 };
 
 /// Walks a build folder and lists its files, together with all the reasons why it cannot be published. Reads only.
@@ -37,15 +54,28 @@ public:
     explicit BuildScanner(const QString &source, ProgressMeter *meter = nullptr);
 
     BuildScan scan();
+    /// Walks once more. Whether the build is what \a before says, to the last file; it makes no list to find out.
+    bool stillFinds(const BuildScan &before);
 
 private:
-    void walk(const QString &folder);
-    QStringList namesIn(const QString &folder);
-    void visit(const QString &path);
+    /// What stands in a folder, as far as the folder itself tells.
+    struct Entry {
+        enum class Kind { File, Folder, Other }; ///< Other is to be looked into, as links are
+
+        QString name;
+        Kind kind = Kind::Other;
+    };
+
+    void walkAll();
+    void walk(const QString &folder, const QString &canonical);
+    QList<Entry> entriesOf(const QString &folder);
+    static Entry::Kind kindOf(const std::filesystem::directory_entry &entry);
+    void visit(const QString &path, const QString &canonicalFolder, Entry::Kind kind);
+    void visitOther(const QString &path);
     void visitFolder(const QString &path, const QString &canonical);
     void addFile(const QString &path);
+    void note(const BuildFile &file);
     void countEntry();
-    bool isInside(const QString &canonical) const;
     QString locationOf(const QString &path) const;
 
     QString source_;
@@ -55,6 +85,8 @@ private:
     QHash<QString, int> visits_; ///< of each canonical folder so far
     qsizetype entries_ = 0;      ///< walked so far: files, folders, and what is refused
     BuildScan scan_;
+    const BuildScan *before_ = nullptr; ///< what is compared with, if that is what the walk is for
+    qsizetype asBefore_ = 0;            ///< files that stand as they did
 };
 
 } // namespace velmo::publish

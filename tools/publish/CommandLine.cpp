@@ -37,6 +37,8 @@ To publish:
                      Players who are downloading a build that is gone lose its files.
   --allow-older      Publish even if the channel's build number is not below this one, or if the
                      channel's manifest is damaged. This is how to roll back.
+  --trust-times      Take a file that has the size and the times of the last publishing with this
+                     option for the same, and do not read it. The tree keeps them in .times.
 
 To check:
   --check TREE       Read the whole tree and prove it: every manifest is good, and every file that
@@ -54,6 +56,7 @@ The tree:
 Builds and channels share the files that are equal. The manifest is replaced last and in one piece,
 so the published build stands until the new one is complete, and also if publishing fails.
 A file that the tree already holds with the right size is not copied again; --check reads it.
+Copies lie in TREE/harrowfen/files/.incoming until the drive has taken them.
 
 A build is refused, with a sentence for each reason and before anything is written, if it has:
   - no files at all, or files and folders that cannot be read
@@ -100,6 +103,7 @@ QList<QCommandLineOption> allOptions()
             QCommandLineOption(u"notes"_s, {}, u"TEXT"_s),
             QCommandLineOption(u"prune"_s),
             QCommandLineOption(u"allow-older"_s),
+            QCommandLineOption(u"trust-times"_s),
             QCommandLineOption(u"check"_s, {}, u"TREE"_s),
             QCommandLineOption(u"game"_s, {}, u"ID"_s, defaultGame),
             QCommandLineOption(u"jobs"_s, {}, u"N"_s)};
@@ -122,7 +126,7 @@ QString isolatedMistake(const QCommandLineParser &parser)
 /// For a name that becomes a folder of the tree.
 QString folderMistake(const QString &option, const QString &name)
 {
-    if (!ContentTree::isFolderName(name)) {
+    if (!TreeLayout::isFolderName(name)) {
         return u"%1 takes letters a to z, digits and hyphens, no hyphen first, not \"%2\"."_s.arg(option, name);
     }
     if (isReservedByWindows(name)) {
@@ -169,7 +173,7 @@ QString publishMistake(const QCommandLineParser &parser)
     if (const QString mistake = folderMistake(u"--channel"_s, channel); !mistake.isEmpty()) {
         return mistake;
     }
-    if (channel == ContentTree::contentFolderName()) {
+    if (channel == TreeLayout::contentFolderName()) {
         return u"--channel cannot be \"%1\": the content files lie in that folder."_s.arg(channel);
     }
     bool isNumber = false;
@@ -205,6 +209,7 @@ PublishOrder orderOf(const QCommandLineParser &parser)
     order.notes = parser.value(u"notes"_s);
     order.prune = parser.isSet(u"prune"_s);
     order.allowOlder = parser.isSet(u"allow-older"_s);
+    order.trustTimes = parser.isSet(u"trust-times"_s);
     order.jobs = parser.isSet(u"jobs"_s) ? parser.value(u"jobs"_s).toInt()
                                          : std::clamp(QThread::idealThreadCount(), 1, mostJobs);
     return order;

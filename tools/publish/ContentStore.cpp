@@ -1,12 +1,11 @@
 #include "publish/ContentStore.h"
 
-#include "core/SaveFile.h"
+#include "publish/TreeLayout.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QSaveFile>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -45,49 +44,20 @@ ContentStore::ContentStore(const QString &folder)
     : folder_(folder)
 {}
 
-QString ContentStore::relativePath(const QString &sha256)
-{
-    return sha256.first(2) + u'/' + sha256;
-}
-
 QString ContentStore::filePath(const QString &sha256) const
 {
-    return QDir(folder_).filePath(relativePath(sha256));
+    return QDir(folder_).filePath(TreeLayout::contentName(sha256));
+}
+
+QString ContentStore::incomingFolder() const
+{
+    return QDir(folder_).filePath(u".incoming"_s);
 }
 
 bool ContentStore::holds(const FileDigest &digest) const
 {
     const QFileInfo info(filePath(digest.sha256));
     return info.isFile() && info.size() == digest.size;
-}
-
-bool ContentStore::add(const QString &source, const FileDigest &expected, ProgressMeter &meter, QString *error) const
-{
-    const QString target = filePath(expected.sha256);
-    const QString folder = QFileInfo(target).path();
-    if (!QDir().mkpath(folder)) {
-        *error = u"The folder \"%1\" cannot be made."_s.arg(folder);
-        return false;
-    }
-    QSaveFile file(target);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-        *error = u"\"%1\" cannot be written: %2."_s.arg(target, file.errorString());
-        return false;
-    }
-    const FileDigest copied = digestFile(source, meter, &file);
-    if (!copied.error.isEmpty()) {
-        *error = copied.error;
-        return false;
-    }
-    if (copied.sha256 != expected.sha256) {
-        *error = u"\"%1\" changed while it was being published."_s.arg(source);
-        return false;
-    }
-    if (const QString reason = commitOnDrive(file); !reason.isEmpty()) {
-        *error = u"\"%1\" cannot be written: %2."_s.arg(target, reason);
-        return false;
-    }
-    return true;
 }
 
 PruneResult ContentStore::prune(const QSet<QString> &keep) const

@@ -1,15 +1,13 @@
 #include "publish/ContentTree.h"
 
 #include "core/SaveFile.h"
-#include "publish/ContentStore.h"
 #include "publish/DecodedName.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QRegularExpression>
+#include <QMutex>
+#include <QMutexLocker>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -19,17 +17,6 @@ using namespace Qt::Literals::StringLiterals;
 namespace velmo::publish {
 
 namespace {
-
-Manifest parsedManifest(const QByteArray &json, QString *error)
-{
-    QJsonParseError failure;
-    const QJsonDocument document = QJsonDocument::fromJson(json, &failure);
-    if (failure.error != QJsonParseError::NoError) {
-        *error = u"It is not valid JSON: %1."_s.arg(failure.errorString());
-        return {};
-    }
-    return Manifest::fromJson(document.object(), error);
-}
 
 ChannelManifest unreadable(const QString &channel, const QString &path, const std::error_code &failure)
 {
@@ -41,38 +28,57 @@ ChannelManifest unreadable(const QString &channel, const QString &path, const st
 
 ContentTree::ContentTree(const QString &tree, const QString &game)
     : root_(QDir::cleanPath(QFileInfo(tree).absoluteFilePath()))
-    , game_(game)
+    , layout_(game)
 {}
-
-bool ContentTree::isFolderName(const QString &name)
-{
-    static const QRegularExpression pattern(u"\\A[a-z0-9][a-z0-9-]*\\z"_s);
-    return pattern.match(name).hasMatch();
-}
-
-QString ContentTree::contentFolderName()
-{
-    return u"files"_s;
-}
-
-QString ContentTree::contentUrl(const QString &sha256)
-{
-    return u"../"_s + contentFolderName() + u'/' + ContentStore::relativePath(sha256);
-}
 
 QString ContentTree::gameFolder() const
 {
-    return QDir(root_).filePath(game_);
+    return nameOf(layout_.gameFolder());
 }
 
 QString ContentTree::contentFolder() const
 {
-    return QDir(gameFolder()).filePath(contentFolderName());
+    return nameOf(layout_.contentFolder());
 }
 
 QString ContentTree::manifestPath(const QString &channel) const
 {
-    return QDir(gameFolder()).filePath(channel + u"/manifest.json"_s);
+    return nameOf(layout_.manifest(channel));
+}
+
+QString ContentTree::timesPath(const QString &channel) const
+{
+    return nameOf(layout_.times(channel));
+}
+
+QUrl ContentTree::rootUrl() const
+{
+    return QUrl::fromLocalFile(root_.endsWith(u'/') ? root_ : QString(root_ + u'/'));
+}
+
+QString ContentTree::nameOf(const QString &address) const
+{
+    return QDir(root_).filePath(address);
+}
+
+qint64 ContentTree::sizeOf(const QString &address) const
+{
+    return QFileInfo(nameOf(address)).size();
+}
+
+FileDigest ContentTree::digest(const QString &address, ProgressMeter &meter) const
+{
+    const QString location = nameOf(address);
+    const QFileInfo info(location);
+    FileDigest digest;
+    if (!info.exists()) {
+        digest.error = u"\"%1\" is missing."_s.arg(location);
+    } else if (!info.isFile()) {
+        digest.error = u"\"%1\" is not a file."_s.arg(location);
+    } else {
+        digest = digestFile(location, meter);
+    }
+    return digest;
 }
 
 bool ContentTree::hasManifest(const QString &channel) const
@@ -90,11 +96,35 @@ ChannelManifest ContentTree::readManifest(const QString &channel) const
         result.error = u"\"%1\" cannot be read: %2."_s.arg(result.path, file.errorString());
         return result;
     }
+    if (const std::optional<Manifest> manifest = manifestInPieces(result.path)) {
+        result.manifest = *manifest;
+        return result;
+    }
     QString reason;
     result.manifest = parsedManifest(file.readAll(), &reason);
     if (!result.manifest.valid) {
         result.error = u"\"%1\" is damaged. %2"_s.arg(result.path, reason);
     }
+    return result;
+}
+
+ChannelManifest ContentTree::readManifestInPieces(const QString &channel,
+                                                  const std::function<void(const Manifest &)> &take) const
+{
+    ChannelManifest result{channel, manifestPath(channel), {}, {}};
+    QMutex mutex;
+    const auto takePiece = [&take, &mutex, &result](qsizetype, qsizetype number, const Manifest &piece) {
+        take(piece);
+        const QMutexLocker locker(&mutex);
+        if (number == 0) {
+            result.manifest = piece;
+        }
+    };
+    if (!readPieces(result.path, takePiece)) {
+        result = readManifest(channel);
+        take(result.manifest);
+    }
+    result.manifest.files.clear();
     return result;
 }
 
@@ -154,13 +184,16 @@ NamedContent ContentTree::namedContent(const QString &channel) const
 
 bool ContentTree::writeManifest(const Manifest &manifest, QString *error) const
 {
-    const QString path = manifestPath(manifest.channel);
-    const QByteArray json = QJsonDocument(manifest.toJson()).toJson();
-    QString reason;
-    const Manifest readBack = parsedManifest(json, &reason);
-    if (!readBack.valid || readBack.toJson() != manifest.toJson()) {
-        *error =
-            u"The launcher would not read the manifest for \"%1\" as it is meant. %2"_s.arg(path, reason).trimmed();
+    return writeManifest(manifest, ManifestFiles::of(manifest), error);
+}
+
+bool ContentTree::writeManifest(const Manifest &header, const ManifestFiles &files, QString *error) const
+{
+    const QString path = manifestPath(header.channel);
+    const ManifestText text(header, files);
+    if (const std::optional<QString> difference = text.difference()) {
+        *error = u"The launcher would not read the manifest for \"%1\" as it is meant. %2"_s.arg(path, *difference)
+                     .trimmed();
         return false;
     }
     const QString folder = QFileInfo(path).path();
@@ -173,8 +206,10 @@ bool ContentTree::writeManifest(const Manifest &manifest, QString *error) const
         *error = u"\"%1\" cannot be written: %2."_s.arg(path, file.errorString());
         return false;
     }
-    writeAll(file, json);
-    if (reason = commitOnDrive(file); !reason.isEmpty()) {
+    for (qsizetype number = 0; number < text.pieces(); ++number) {
+        writeAll(file, text.piece(number));
+    }
+    if (const QString reason = commitOnDrive(file); !reason.isEmpty()) {
         *error = u"\"%1\" cannot be written: %2."_s.arg(path, reason);
         return false;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "data/Manifest.h"
+#include "publish/ManifestText.h"
+#include "publish/TreeSource.h"
 
 #include <QList>
 #include <QSet>
@@ -11,41 +12,37 @@
 
 namespace velmo::publish {
 
-/// A channel's manifest as it stands in a tree.
-struct ChannelManifest {
-    QString channel;
-    QString path; ///< of manifest.json
-    Manifest manifest;
-    QString error; ///< a sentence that names the path; empty when the manifest is good
-};
-
 /// The content that the manifests of a tree name.
 struct NamedContent {
     QSet<QString> hashes;
     QStringList problems; ///< a sentence for everything that keeps \a hashes from being all of them
 };
 
-/// The folder that the content server serves, seen from one game: where things lie, and the manifests.
-class ContentTree {
+/// The folder that the content server serves, seen from one game: what lies there, and the manifests.
+class ContentTree : public TreeSource {
 public:
     ContentTree(const QString &tree, const QString &game);
-
-    /// Whether \a name may be a game's or a channel's folder: letters a to z, digits and hyphens, no hyphen first,
-    /// which would make it an option to many a program. Whether Windows reserves it is not looked at.
-    static bool isFolderName(const QString &name);
-    /// The name of the folder of content files, which no channel may take.
-    static QString contentFolderName();
-    /// A content file's address as its manifests give it.
-    static QString contentUrl(const QString &sha256);
 
     QString root() const { return root_; }
     QString gameFolder() const;
     QString contentFolder() const;
     QString manifestPath(const QString &channel) const;
+    QString timesPath(const QString &channel) const;
+
+    TreeLayout layout() const override { return layout_; }
+    QUrl rootUrl() const override;
+    QString nameOf(const QString &address) const override;
+    ChannelManifest readManifest(const QString &channel) const override;
+    /// Hands the files of \a channel's manifest to \a take, in any number of manifests with the header and some of the
+    /// files each, in no order and on any thread. Where it is not good, what was taken does not count. The result has
+    /// no files.
+    ChannelManifest readManifestInPieces(const QString &channel,
+                                         const std::function<void(const Manifest &)> &take) const;
+    qint64 sizeOf(const QString &address) const override;
+    FileDigest digest(const QString &address, ProgressMeter &meter) const override;
 
     /// Whether \a channel has a manifest, good or not, or may have one: only if none is certainly there, it has none.
     bool hasManifest(const QString &channel) const;
-    ChannelManifest readManifest(const QString &channel) const;
     /// Every channel's manifest, by channel name. What may be a channel and cannot be looked into is there with an
     /// error, and so is the game's folder itself.
     QList<ChannelManifest> readManifests() const;
@@ -53,12 +50,14 @@ public:
     NamedContent namedContent(const QString &channel) const;
     /// Puts \a manifest in place of its channel's, atomically and only if the launcher reads it back as it was meant.
     [[nodiscard]] bool writeManifest(const Manifest &manifest, QString *error) const;
+    /// The same of \a files, with all else from \a header.
+    [[nodiscard]] bool writeManifest(const Manifest &header, const ManifestFiles &files, QString *error) const;
 
 private:
     void readFolder(const std::filesystem::directory_entry &folder, QList<ChannelManifest> *manifests) const;
 
     QString root_;
-    QString game_;
+    TreeLayout layout_;
 };
 
 } // namespace velmo::publish

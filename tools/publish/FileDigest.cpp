@@ -1,11 +1,12 @@
 #include "publish/FileDigest.h"
 
-#include "core/SaveFile.h"
+#include "publish/IncomingFile.h"
 #include "publish/ProgressMeter.h"
+#include "publish/Sha256.h"
 
-#include <QCryptographicHash>
 #include <QFile>
-#include <QSaveFile>
+
+#include <vector>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -13,47 +14,46 @@ namespace velmo::publish {
 
 namespace {
 
-constexpr qsizetype blockSize = qsizetype{1024} * 1024; // bytes
+/// What one thread hashes with, file after file: most files are small, and to make these takes as long as to hash them.
+struct Desk {
+    std::vector<char> block = std::vector<char>(digestBlock);
+    Sha256 hash;
+};
 
-FileDigest failed(const QString &what, const QFile &file, const QString &reason)
+FileDigest unreadable(const QFile &file)
 {
     FileDigest digest;
-    digest.error = u"\"%1\" cannot be %2: %3."_s.arg(file.fileName(), what, reason);
+    digest.error = u"\"%1\" cannot be read: %2."_s.arg(file.fileName(), file.errorString());
     return digest;
 }
 
 } // namespace
 
-FileDigest digestFile(const QString &path, ProgressMeter &meter, QSaveFile *copy)
+FileDigest digestFile(const QString &path, ProgressMeter &meter, IncomingFile *copy)
 {
+    thread_local Desk desk;
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return failed(u"read"_s, file, file.errorString());
+        return unreadable(file);
     }
-    QByteArray block(blockSize, Qt::Uninitialized);
-    QCryptographicHash hash(QCryptographicHash::Sha256);
     FileDigest digest;
-    while (true) {
-        const qint64 count = file.read(block.data(), block.size());
-        if (count < 0) {
-            return failed(u"read"_s, file, file.errorString());
-        }
-        if (count == 0) {
-            break;
-        }
-        const QByteArray read = QByteArray::fromRawData(block.constData(), static_cast<qsizetype>(count));
-        hash.addData(read);
-        if (copy) {
-            writeAll(*copy, read);
-            if (copy->error() != QFileDevice::NoError) {
-                return failed(u"copied to \"%1\""_s.arg(copy->fileName()), file, copy->errorString());
-            }
+    qint64 count = 0;
+    while (digest.error.isEmpty() && (count = file.read(desk.block.data(), digestBlock)) > 0) {
+        const QByteArrayView block(desk.block.data(), static_cast<qsizetype>(count));
+        desk.hash.add(block);
+        if (const QString reason = copy ? copy->add(block) : QString(); !reason.isEmpty()) {
+            digest.error = copyError(path, copy->path(), reason);
         }
         digest.size += count;
         meter.addBytes(count);
     }
-    digest.sha256 = QString::fromLatin1(hash.result().toHex());
-    return digest;
+    digest.sha256 = desk.hash.take(); // whatever came of it, the next file begins anew
+    return count < 0 ? unreadable(file) : digest;
+}
+
+QString copyError(const QString &path, const QString &copy, const QString &reason)
+{
+    return u"\"%1\" cannot be copied to \"%2\": %3."_s.arg(path, copy, reason);
 }
 
 } // namespace velmo::publish

@@ -1,15 +1,17 @@
 #include "publish/Publisher.h"
 
+#include "InsideFolder.h"
 #include "publish/ParallelFor.h"
 #include "publish/PathRules.h"
+#include "publish/PublishedTimes.h"
 #include "publish/TreeLock.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
 #include <QMutex>
 #include <QMutexLocker>
-#include <QSet>
 
 #include <algorithm>
 
@@ -33,19 +35,12 @@ QString canonicalTarget(const QString &path)
 
 bool isSameOrInside(const QString &path, const QString &folder)
 {
-    return path == folder || path.startsWith(folder.endsWith(u'/') ? folder : QString(folder + u'/'));
+    return path == folder || isInside(path, folder);
 }
 
-/// Of build files or of files of a manifest.
-template<typename File>
-QStringList pathsOf(const QList<File> &files)
+QString changed(const QString &location)
 {
-    QStringList paths;
-    paths.reserve(files.size());
-    for (const File &file : files) {
-        paths.append(file.path);
-    }
-    return paths;
+    return u"\"%1\" changed while it was being published."_s.arg(location);
 }
 
 /// Whole seconds, since that is what the manifest's text form keeps.
@@ -61,6 +56,12 @@ public:
     {
         const QMutexLocker locker(&mutex_);
         problems_.append(problem);
+    }
+    void add(const QStringList &problems)
+    {
+        for (const QString &problem : problems) {
+            add(problem);
+        }
     }
     QStringList sorted()
     {
@@ -112,32 +113,29 @@ QStringList Publisher::refusals()
     if (const QString refusal = placeRefusal(); !refusal.isEmpty()) {
         return {refusal};
     }
-    // Seen before the walk, which takes its time; what is put in place meanwhile is for the second look.
-    const std::optional<ChannelManifest> publishedBefore = published();
     ProgressMeter meter(progress_);
     meter.begin(PublishStep::Scan, 0, 0);
+    scannedAt_ = std::chrono::system_clock::now();
     const BuildScan scan = BuildScanner(order_.source, &meter).scan();
+    scan_ = scan;
+    QStringList refusals = scan.refusals;
+    const auto isProgram = [this](const BuildFile &file) { return file.path == order_.executable; };
+    if (!order_.executable.isEmpty() && std::none_of(scan_.files.cbegin(), scan_.files.cend(), isProgram)) {
+        refusals.append(u"The executable \"%1\" is not in the build."_s.arg(order_.executable));
+    }
+    refusals += publishedRefusals() + pruneRefusals();
     if (scan.refusals.isEmpty()) {
         meter.finish();
     }
-    files_ = scan.files;
-    QStringList refusals = scan.refusals;
-    const auto isProgram = [this](const BuildFile &file) { return file.path == order_.executable; };
-    if (!order_.executable.isEmpty() && std::none_of(files_.cbegin(), files_.cend(), isProgram)) {
-        refusals.append(u"The executable \"%1\" is not in the build."_s.arg(order_.executable));
-    }
-    return refusals + publishedRefusals(publishedBefore) + pruneRefusals();
+    return refusals;
 }
 
 QStringList Publisher::publishFiles()
 {
     // Another publisher may have been faster since the refusals were looked for.
-    QStringList problems = publishedRefusals(published());
+    QStringList problems = publishedRefusals();
     if (problems.isEmpty()) {
-        problems = hashFiles();
-    }
-    if (problems.isEmpty()) {
-        problems = copyFiles();
+        problems = storeFiles();
     }
     if (problems.isEmpty()) {
         problems = changedFiles();
@@ -148,27 +146,56 @@ QStringList Publisher::publishFiles()
     return problems;
 }
 
-QStringList Publisher::hashFiles()
+QStringList Publisher::storeFiles()
 {
-    qint64 bytes = 0;
-    for (const BuildFile &file : files_) {
-        bytes = addSizes(bytes, file.size);
+    Incoming incoming(store_);
+    if (const QString problem = incoming.open(); !problem.isEmpty()) {
+        return {problem};
+    }
+    const QStringList problems = readFiles(incoming);
+    if (problems.isEmpty()) {
+        return placeFiles(incoming);
+    }
+    incoming.place(nullptr); // what was copied until then serves the next attempt
+    incoming.settle();
+    return problems;
+}
+
+QStringList Publisher::readFiles(Incoming &incoming)
+{
+    hashes_ = QList<ContentHash>(scan_.files.size());
+    if (order_.trustTimes) {
+        trustTimes();
     }
     ProgressMeter meter(progress_);
-    meter.begin(PublishStep::Hash, files_.size(), bytes);
-    digests_ = QList<FileDigest>(files_.size());
-    FileDigest *const results = digests_.data(); // each index is written by one thread alone
+    beginReading(meter);
+    ContentHash *const hashes = hashes_.data(); // each index is written by one thread alone
     ProblemList problems;
-    const auto hash = [this, results, &meter, &problems](qsizetype index) {
-        results[index] = digestFile(files_.at(index).location, meter);
-        meter.addFile();
-        const QString &error = results[index].error;
-        if (!error.isEmpty()) {
-            problems.add(error);
+    const auto read = [this, hashes, &incoming, &meter, &problems](qsizetype index) {
+        const BuildFile &file = scan_.files.at(index);
+        if (hashes[index].isKnown() && store_.holds({hashes[index].digits(), file.size, {}})) {
+            return true;
         }
-        return error.isEmpty();
+        const auto guess = isLikelyHeld(file) ? Incoming::Guess::Held : Incoming::Guess::New;
+        const FileDigest digest = incoming.take(scan_.locationOf(file), file.size, guess, meter);
+        meter.addFile();
+        if (!digest.error.isEmpty()) {
+            problems.add(digest.error);
+        } else if (digest.size != file.size) {
+            problems.add(changed(scan_.locationOf(file)));
+        } else {
+            hashes[index] = ContentHash(digest.sha256);
+            return true;
+        }
+        return false;
     };
-    parallelFor(files_.size(), order_.jobs, hash, [&meter] { meter.report(); });
+    const auto tick = [&meter, &incoming, &problems] {
+        meter.report();
+        if (incoming.isMuchReady()) {
+            problems.add(incoming.place(nullptr));
+        }
+    };
+    parallelFor(scan_.files.size(), order_.jobs, read, tick);
     const QStringList found = problems.sorted();
     if (found.isEmpty()) {
         meter.finish();
@@ -176,45 +203,68 @@ QStringList Publisher::hashFiles()
     return found;
 }
 
-QStringList Publisher::copyFiles()
+/// Begins the step with what there is to be read.
+void Publisher::beginReading(ProgressMeter &meter) const
 {
-    const QList<qsizetype> indexes = filesToCopy();
+    qsizetype files = 0;
     qint64 bytes = 0;
-    for (const qsizetype index : indexes) {
-        bytes = addSizes(bytes, digests_.at(index).size);
-    }
-    ProgressMeter meter(progress_);
-    meter.begin(PublishStep::Copy, indexes.size(), bytes);
-    ProblemList problems;
-    const auto copy = [this, &indexes, &meter, &problems](qsizetype position) {
-        const qsizetype index = indexes.at(position);
-        QString error;
-        const bool added = store_.add(files_.at(index).location, digests_.at(index), meter, &error);
-        meter.addFile();
-        if (!added) {
-            problems.add(error);
+    for (qsizetype index = 0; index < hashes_.size(); ++index) {
+        if (!hashes_.at(index).isKnown()) {
+            ++files;
+            bytes = addSizes(bytes, scan_.files.at(index).size);
         }
-        return added;
-    };
-    parallelFor(indexes.size(), order_.jobs, copy, [&meter] { meter.report(); });
-    const QStringList found = problems.sorted();
-    if (found.isEmpty()) {
-        meter.finish();
-        result_.copied = indexes.size();
     }
-    return found;
+    meter.begin(PublishStep::Hash, files, bytes);
+}
+
+QStringList Publisher::placeFiles(Incoming &incoming)
+{
+    ProgressMeter meter(progress_);
+    meter.begin(PublishStep::Copy, incoming.files(), incoming.bytes());
+    QStringList problems = incoming.place(&meter);
+    if (problems.isEmpty()) {
+        problems = incoming.settle();
+    }
+    if (problems.isEmpty()) {
+        meter.finish();
+        result_.copied = incoming.files();
+    }
+    return problems;
 }
 
 QStringList Publisher::putManifest()
 {
-    const Manifest manifest = this->manifest();
+    const Manifest header = this->header();
+    const auto fileAt = [this](qsizetype index) { return listed(index); };
     QString error;
-    if (!tree_.writeManifest(manifest, &error)) {
+    if (!tree_.writeManifest(header, {scan_.files.size(), fileAt}, &error)) {
         return {error};
     }
-    result_.manifest = manifest;
+    rememberTimes();
+    result_.manifest = header;
     result_.manifest.valid = true;
+    result_.files = scan_.files.size();
+    for (const BuildFile &file : scan_.files) {
+        result_.bytes = addSizes(result_.bytes, file.size);
+    }
     return {};
+}
+
+/// A build that is out without them costs the next one some time, no more.
+void Publisher::rememberTimes()
+{
+    const QString path = tree_.timesPath(order_.channel);
+    if (!order_.trustTimes) {
+        PublishedTimes::forget(path);
+        return;
+    }
+    PublishedTimes::Writer times(path, scannedAt_);
+    for (qsizetype index = 0; index < scan_.files.size(); ++index) {
+        times.add(scan_.files.at(index), hashes_.at(index));
+    }
+    if (const QString problem = times.finish(); !problem.isEmpty()) {
+        result_.warnings.append(problem);
+    }
 }
 
 QStringList Publisher::prune()
@@ -240,30 +290,51 @@ QString Publisher::placeRefusal() const
     return {};
 }
 
-/// The channel's manifest as it stands now, if it has one.
-std::optional<ChannelManifest> Publisher::published() const
+/// What keeps the build from following what the channel publishes now. Nobody can install over clashing paths, so those
+/// have no option.
+QStringList Publisher::publishedRefusals()
 {
-    return tree_.hasManifest(order_.channel) ? std::optional(tree_.readManifest(order_.channel)) : std::nullopt;
-}
-
-/// What keeps the build from following \a published. Nobody can install over clashing paths, so those have no option.
-QStringList Publisher::publishedRefusals(const std::optional<ChannelManifest> &published) const
-{
-    if (!published) {
+    largeFilesBefore_.clear();
+    if (!tree_.hasManifest(order_.channel)) {
         return {};
     }
-    if (!published->error.isEmpty()) {
+    ChannelManifest published;
+    const bool mayClash = lookAtPublished(&published);
+    if (!published.error.isEmpty()) {
         return order_.allowOlder ? QStringList()
-                                 : QStringList{published->error + u" With --allow-older it is replaced."_s};
+                                 : QStringList{published.error + u" With --allow-older it is replaced."_s};
     }
     QStringList refusals;
-    if (!order_.allowOlder && order_.build <= published->manifest.build) {
+    if (!order_.allowOlder && order_.build <= published.manifest.build) {
         refusals.append(u"Build %1 is not above build %2, which \"%3\" publishes. With --allow-older it is replaced."_s
                             .arg(order_.build)
-                            .arg(published->manifest.build)
-                            .arg(published->path));
+                            .arg(published.manifest.build)
+                            .arg(published.path));
     }
-    return refusals + updateClashes(pathsOf(published->manifest.files), pathsOf(files_));
+    if (mayClash) {
+        const ChannelManifest whole = tree_.readManifest(order_.channel);
+        refusals += updateClashes(PathList(whole.manifest.files), PathList(scan_.files));
+    }
+    return refusals;
+}
+
+/// Reads the channel's manifest, where it can in pieces, of which no more is kept than the rest of this needs; so
+/// \a published need not have its files. Whether players may be unable to update from it.
+bool Publisher::lookAtPublished(ChannelManifest *published)
+{
+    UpdateLook look{PathList(scan_.files)};
+    QMutex mutex;
+    const auto take = [this, &look, &mutex](const Manifest &piece) {
+        const QMutexLocker locker(&mutex);
+        look.addPublished(PathList(piece.files));
+        for (const ManifestFile &file : piece.files) {
+            if (file.size > digestBlock) {
+                largeFilesBefore_.insert(file.path, {file.sha256, file.size, {}});
+            }
+        }
+    };
+    *published = tree_.readManifestInPieces(order_.channel, take);
+    return look.mayClash();
 }
 
 /// The channel's own manifest is about to be replaced, so only the others can stand in the way.
@@ -280,44 +351,24 @@ QStringList Publisher::pruneRefusals() const
     return refusals;
 }
 
-/// The build is walked once more: what has come meanwhile would be missing from what goes out.
-QStringList Publisher::changedFiles() const
+/// Gives the files that stand as they were last published the hash that they had.
+void Publisher::trustTimes()
 {
-    ProgressMeter meter(progress_);
-    meter.begin(PublishStep::Scan, 0, 0);
-    const BuildScan now = BuildScanner(order_.source, &meter).scan();
-    QStringList changed = now.refusals;
-    const QStringList paths = pathsOf(files_);
-    const QSet<QString> seen(paths.begin(), paths.end());
-    for (const BuildFile &file : now.files) {
-        if (!seen.contains(file.path)) {
-            changed.append(u"\"%1\" appeared while the build was being published."_s.arg(file.location));
-        }
+    PublishedTimes times(tree_.timesPath(order_.channel));
+    for (qsizetype index = 0; index < scan_.files.size(); ++index) {
+        hashes_[index] = times.hashOf(scan_.files.at(index));
     }
-    for (const BuildFile &file : files_) {
-        if (file.hasChanged()) {
-            changed.append(u"\"%1\" changed while it was being published."_s.arg(file.location));
-        }
-    }
-    return changed;
 }
 
-/// One index for each different content that the tree does not hold.
-QList<qsizetype> Publisher::filesToCopy() const
+/// Whether to read a file before it is copied. Small ones are written only when their hash is known, anyway.
+bool Publisher::isLikelyHeld(const BuildFile &file) const
 {
-    QSet<QString> planned;
-    QList<qsizetype> indexes;
-    for (qsizetype index = 0; index < files_.size(); ++index) {
-        const FileDigest &digest = digests_.at(index);
-        if (!planned.contains(digest.sha256) && !store_.holds(digest)) {
-            planned.insert(digest.sha256);
-            indexes.append(index);
-        }
-    }
-    return indexes;
+    const auto before = largeFilesBefore_.constFind(file.path);
+    return before != largeFilesBefore_.constEnd() && before->size == file.size && store_.holds(*before);
 }
 
-Manifest Publisher::manifest() const
+/// The next manifest, but for its files.
+Manifest Publisher::header() const
 {
     Manifest manifest;
     manifest.version = order_.version;
@@ -326,14 +377,44 @@ Manifest Publisher::manifest() const
     manifest.executable = order_.executable;
     manifest.released = currentSecondUtc();
     manifest.notes = order_.notes;
-    manifest.files.reserve(files_.size());
-    for (qsizetype index = 0; index < files_.size(); ++index) {
-        const BuildFile &file = files_.at(index);
-        const FileDigest &digest = digests_.at(index);
-        manifest.files.append({file.path, digest.sha256, digest.size, ContentTree::contentUrl(digest.sha256),
-                               file.executable || file.path == order_.executable});
-    }
     return manifest;
+}
+
+ManifestFile Publisher::listed(qsizetype index) const
+{
+    const BuildFile &file = scan_.files.at(index);
+    const QString sha256 = hashes_.at(index).digits();
+    return {file.path, sha256, file.size, TreeLayout::contentUrl(sha256),
+            file.executable || file.path == order_.executable};
+}
+
+/// The build is walked once more: what has come meanwhile would be missing from what goes out.
+QStringList Publisher::changedFiles() const
+{
+    ProgressMeter meter(progress_);
+    meter.begin(PublishStep::Scan, 0, 0);
+    if (BuildScanner(order_.source, &meter).stillFinds(scan_)) {
+        return {};
+    }
+    const BuildScan now = BuildScanner(order_.source).scan();
+    QStringList appeared;
+    QStringList different;
+    auto file = now.files.begin(); // both lists are in one order
+    const auto passNewOnes = [&now, &file, &appeared](const QString *before) {
+        for (; file != now.files.end() && (!before || precedesByBytes(file->path, *before)); ++file) {
+            appeared.append(u"\"%1\" appeared while the build was being published."_s.arg(now.locationOf(*file)));
+        }
+    };
+    for (const BuildFile &before : scan_.files) {
+        passNewOnes(&before.path);
+        const bool stands = file != now.files.end() && file->path == before.path;
+        if (!stands || !file->isAsBefore(before)) {
+            different.append(changed(scan_.locationOf(before)));
+        }
+        file += stands ? 1 : 0;
+    }
+    passNewOnes(nullptr);
+    return now.refusals + appeared + different;
 }
 
 } // namespace velmo::publish

@@ -3,11 +3,15 @@
 #include "publish/BuildScanner.h"
 #include "publish/ContentStore.h"
 #include "publish/ContentTree.h"
+#include "publish/Incoming.h"
 #include "publish/ProgressMeter.h"
+#include "publish/TaskResult.h"
 
+#include <QHash>
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <optional>
 
 namespace velmo::publish {
@@ -16,7 +20,7 @@ namespace velmo::publish {
 struct PublishOrder {
     QString source; ///< the build folder
     QString tree;   ///< the content tree; made when it does not exist
-    QString game;   ///< a folder name, see ContentTree::isFolderName
+    QString game;   ///< a folder name, see TreeLayout::isFolderName
     QString channel;
     QString version;
     int build = 0;
@@ -24,13 +28,14 @@ struct PublishOrder {
     QString notes;
     bool prune = false;      ///< remove what no manifest names any longer
     bool allowOlder = false; ///< also over a build that is not older, or over a damaged manifest
+    bool trustTimes = false; ///< do not read a file that has the size and the times of the last publishing
     int jobs = 1;            ///< threads, at least 1
 };
 
-struct PublishResult {
-    QStringList problems; ///< sentences that name the path; empty when all was done
-    QStringList warnings; ///< sentences on what somebody should look at, though it did not keep the build back
-    Manifest manifest;    ///< what was put in place; invalid when nothing was
+struct PublishResult : TaskResult {
+    Manifest manifest;    ///< what was put in place, but for its files; invalid when nothing was
+    qsizetype files = 0;  ///< of the manifest
+    qint64 bytes = 0;     ///< of all of them
     qsizetype copied = 0; ///< content files that the tree did not hold yet
     PruneResult pruned;
 };
@@ -48,25 +53,34 @@ private:
     /// The steps in their order. Each gives the problems it met; the next begins only without any.
     QStringList refusals();
     QStringList publishFiles();
-    QStringList hashFiles();
-    QStringList copyFiles();
+    QStringList storeFiles();
+    QStringList readFiles(Incoming &incoming);
+    QStringList placeFiles(Incoming &incoming);
     QStringList putManifest();
+    void rememberTimes();
     QStringList prune();
 
     QString placeRefusal() const;
-    std::optional<ChannelManifest> published() const;
-    QStringList publishedRefusals(const std::optional<ChannelManifest> &published) const;
+    QStringList publishedRefusals();
+    QStringList updateRefusals(const ChannelManifest &published) const;
+    bool lookAtPublished(ChannelManifest *published);
     QStringList pruneRefusals() const;
+    void trustTimes();
+    void beginReading(ProgressMeter &meter) const;
+    bool isLikelyHeld(const BuildFile &file) const;
+    Manifest header() const;
+    ManifestFile listed(qsizetype index) const;
     QStringList changedFiles() const;
-    QList<qsizetype> filesToCopy() const;
-    Manifest manifest() const;
 
     PublishOrder order_;
     ProgressCallback progress_;
     ContentTree tree_;
     ContentStore store_;
-    QList<BuildFile> files_;
-    QList<FileDigest> digests_; ///< of files_, index by index
+    BuildScan scan_;
+    std::chrono::system_clock::time_point scannedAt_;
+    QList<ContentHash> hashes_; ///< of scan_'s files, index by index
+    /// The large files that the channel publishes, by path: a file of the same size is likely the same.
+    QHash<QString, FileDigest> largeFilesBefore_;
     PublishResult result_;
 };
 

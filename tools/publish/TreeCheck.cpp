@@ -2,30 +2,13 @@
 
 #include "publish/ParallelFor.h"
 
-#include <QDir>
-#include <QFileInfo>
 #include <QSet>
-#include <QUrl>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::publish {
 
 namespace {
-
-FileDigest digestStored(const QString &location, ProgressMeter &meter)
-{
-    const QFileInfo info(location);
-    FileDigest digest;
-    if (!info.exists()) {
-        digest.error = u"\"%1\" is missing."_s.arg(location);
-    } else if (!info.isFile()) {
-        digest.error = u"\"%1\" is not a file."_s.arg(location);
-    } else {
-        digest = digestFile(location, meter);
-    }
-    return digest;
-}
 
 QString problemWith(const QString &location, const FileDigest &digest, const ManifestFile &file)
 {
@@ -44,17 +27,31 @@ QString problemWith(const QString &location, const FileDigest &digest, const Man
 
 } // namespace
 
+TreeCheck::TreeCheck(const TreeSource &tree, const QStringList &channels, int jobs)
+    : tree_(tree)
+    , jobs_(jobs)
+{
+    read_ = [&tree, channels] {
+        QList<ChannelManifest> manifests;
+        for (const QString &channel : channels) {
+            manifests.append(tree.readManifest(channel));
+        }
+        return manifests;
+    };
+}
+
 TreeCheck::TreeCheck(const ContentTree &tree, int jobs)
     : tree_(tree)
+    , read_([&tree] { return tree.readManifests(); })
     , jobs_(jobs)
 {}
 
 TreeCheckResult TreeCheck::run()
 {
     TreeCheckResult result;
-    const QList<ChannelManifest> channels = tree_.readManifests();
+    const QList<ChannelManifest> channels = read_();
     if (channels.isEmpty()) {
-        result.problems.append(u"\"%1\" holds no manifest."_s.arg(tree_.gameFolder()));
+        result.problems.append(u"\"%1\" holds no manifest."_s.arg(tree_.nameOf(tree_.layout().gameFolder())));
         return result;
     }
     collect(channels);
@@ -71,18 +68,13 @@ TreeCheckResult TreeCheck::run()
         }
     }
     result.manifests = channels.size();
-    result.files = locations_.size();
+    result.files = addresses_.size();
     return result;
 }
 
-/// By the launcher's own rule for addresses, with the tree in the server's place; empty when it leads elsewhere.
-QString TreeCheck::locationOf(const ChannelManifest &channel, const ManifestFile &file) const
+QString TreeCheck::addressOf(const ChannelManifest &channel, const ManifestFile &file) const
 {
-    const QUrl base = QUrl::fromLocalFile(QFileInfo(channel.path).path() + u'/');
-    const QUrl address = base.resolved(QUrl(file.url.isEmpty() ? file.path : file.url));
-    const QString location = address.isLocalFile() ? QDir::cleanPath(address.toLocalFile()) : QString();
-    const QString root = tree_.root();
-    return location.startsWith(root.endsWith(u'/') ? root : QString(root + u'/')) ? location : QString();
+    return tree_.layout().addressOf(tree_.rootUrl(), channel.channel, file);
 }
 
 void TreeCheck::collect(const QList<ChannelManifest> &channels)
@@ -90,10 +82,10 @@ void TreeCheck::collect(const QList<ChannelManifest> &channels)
     QSet<QString> seen;
     for (const ChannelManifest &channel : channels) {
         for (const ManifestFile &file : channel.manifest.files) {
-            const QString location = locationOf(channel, file);
-            if (!location.isEmpty() && !seen.contains(location)) {
-                seen.insert(location);
-                locations_.append(location);
+            const QString address = addressOf(channel, file);
+            if (!address.isEmpty() && !seen.contains(address)) {
+                seen.insert(address);
+                addresses_.append(address);
             }
         }
     }
@@ -102,34 +94,34 @@ void TreeCheck::collect(const QList<ChannelManifest> &channels)
 void TreeCheck::digestAll()
 {
     qint64 bytes = 0;
-    for (const QString &location : locations_) {
-        bytes = addSizes(bytes, QFileInfo(location).size());
+    for (const QString &address : addresses_) {
+        bytes = addSizes(bytes, tree_.sizeOf(address));
     }
     ProgressMeter meter(progress_);
-    meter.begin(PublishStep::Check, locations_.size(), bytes);
-    QList<FileDigest> digests(locations_.size());
+    meter.begin(PublishStep::Check, addresses_.size(), bytes);
+    QList<FileDigest> digests(addresses_.size());
     FileDigest *const results = digests.data(); // each index is written by one thread alone
     parallelFor(
-        locations_.size(), jobs_,
+        addresses_.size(), jobs_,
         [this, results, &meter](qsizetype index) {
-            results[index] = digestStored(locations_.at(index), meter);
+            results[index] = tree_.digest(addresses_.at(index), meter);
             meter.addFile();
             return true;
         },
         [&meter] { meter.report(); });
     meter.finish();
-    for (qsizetype index = 0; index < locations_.size(); ++index) {
-        digests_.insert(locations_.at(index), digests.at(index));
+    for (qsizetype index = 0; index < addresses_.size(); ++index) {
+        digests_.insert(addresses_.at(index), digests.at(index));
     }
 }
 
 QString TreeCheck::problemOf(const ChannelManifest &channel, const ManifestFile &file) const
 {
-    const QString location = locationOf(channel, file);
-    if (location.isEmpty()) {
+    const QString address = addressOf(channel, file);
+    if (address.isEmpty()) {
         return u"The address \"%1\" leads out of the tree."_s.arg(file.url);
     }
-    return problemWith(location, digests_.value(location), file);
+    return problemWith(tree_.nameOf(address), digests_.value(address), file);
 }
 
 } // namespace velmo::publish

@@ -44,8 +44,7 @@ void printPublished(QTextStream &out, const velmo::publish::PublishOrder &order,
     const velmo::Manifest &manifest = result.manifest;
     out << u"Published %1 build %2 on %3. Files: %4, %5; new to the tree: %6."_s.arg(
                velmo::publish::onOneLine(manifest.version), QString::number(manifest.build), manifest.channel,
-               QString::number(manifest.files.size()), velmo::formatBytes(manifest.totalSize()),
-               QString::number(result.copied))
+               QString::number(result.files), velmo::formatBytes(result.bytes), QString::number(result.copied))
         << Qt::endl;
     if (order.prune) {
         out << u"Pruned files: %1, %2."_s.arg(result.pruned.files).arg(velmo::formatBytes(result.pruned.bytes))
@@ -74,7 +73,8 @@ int publish(const velmo::publish::PublishOrder &order, QTextStream &out, QTextSt
 int check(const velmo::publish::PublishOrder &order, QTextStream &out, QTextStream &errors)
 {
     velmo::publish::ProgressLine line(out, isOutputATerminal());
-    velmo::publish::TreeCheck treeCheck(velmo::publish::ContentTree(order.tree, order.game), order.jobs);
+    const velmo::publish::ContentTree tree(order.tree, order.game);
+    velmo::publish::TreeCheck treeCheck(tree, order.jobs);
     treeCheck.setProgress([&line](const velmo::publish::PublishProgress &progress) { line.show(progress); });
     const velmo::publish::TreeCheckResult result = treeCheck.run();
     line.clear();

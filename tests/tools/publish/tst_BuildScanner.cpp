@@ -3,6 +3,8 @@
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
 
+#include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -77,6 +79,14 @@ QStringList pathsOf(const velmo::publish::BuildScan &scan)
     return paths;
 }
 
+constexpr qint64 nanosecondsInAMillisecond = 1'000'000;
+
+bool setModified(const QString &path, const QDateTime &time)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadWrite) && file.setFileTime(time, QFile::FileModificationTime);
+}
+
 QByteArray nativeName(const PublishFixture &fixture, const QString &path)
 {
     return QFile::encodeName(QDir(fixture.build()).filePath(path));
@@ -100,11 +110,13 @@ void tst_BuildScanner::fileCarriesSizeLocationAndTime()
 {
     const PublishFixture fixture;
     fixture.write(u"Data/a.pak"_s, "12345");
-    const velmo::publish::BuildFile file = scanOf(fixture).files.value(0);
+    const velmo::publish::BuildScan scan = scanOf(fixture);
+    const velmo::publish::BuildFile file = scan.files.value(0);
     const QFileInfo info(QDir(fixture.build()).filePath(u"Data/a.pak"_s));
     QCOMPARE(file.size, 5);
-    QCOMPARE(file.location, info.canonicalFilePath());
-    QCOMPARE(file.modified, info.lastModified().toMSecsSinceEpoch());
+    QCOMPARE(scan.locationOf(file), info.canonicalFilePath());
+    QCOMPARE(file.modified / nanosecondsInAMillisecond, info.lastModified().toMSecsSinceEpoch());
+    QCOMPARE(file.changed / nanosecondsInAMillisecond, info.metadataChangeTime().toMSecsSinceEpoch());
 }
 
 void tst_BuildScanner::executeBitMakesAnExecutable()
@@ -501,19 +513,27 @@ void tst_BuildScanner::allRefusalsAreListedTogether()
 void tst_BuildScanner::changedFileIsNoticed()
 {
     const PublishFixture fixture;
+    const QString bytesAlone = QDir(fixture.build()).filePath(u"bytes alone"_s);
+    const QString touched = QDir(fixture.build()).filePath(u"touched"_s);
+    fixture.write(u"bytes alone"_s, "x");
     fixture.write(u"longer"_s, "x");
-    fixture.write(u"touched"_s, "x");
-    fixture.write(u"gone"_s, "x");
     fixture.write(u"same"_s, "x");
-    const QList<velmo::publish::BuildFile> files = scanOf(fixture).files;
+    fixture.write(u"touched"_s, "x");
+    const QDateTime modified = QDateTime::fromSecsSinceEpoch(2000);
+    QVERIFY(setModified(bytesAlone, modified));
+    const QList<velmo::publish::BuildFile> before = scanOf(fixture).files;
+    QDeadlineTimer patience(30000);
+    do { // until the drive's clock has moved on
+        QVERIFY(!patience.hasExpired());
+        fixture.write(u"bytes alone"_s, "y");
+        QVERIFY(setModified(bytesAlone, modified));
+    } while (scanOf(fixture).files.first().changed == before.first().changed);
     fixture.write(u"longer"_s, "xx");
-    QFile touched(QDir(fixture.build()).filePath(u"touched"_s));
-    QVERIFY(touched.open(QIODevice::ReadWrite));
-    QVERIFY(touched.setFileTime(QDateTime::fromSecsSinceEpoch(1000), QFile::FileModificationTime));
-    touched.close();
-    QVERIFY(QFile::remove(QDir(fixture.build()).filePath(u"gone"_s)));
-    for (const velmo::publish::BuildFile &file : files) {
-        QCOMPARE(file.hasChanged(), file.path != "same"_L1);
+    QVERIFY(setModified(touched, QDateTime::fromSecsSinceEpoch(1000)));
+    const QList<velmo::publish::BuildFile> now = scanOf(fixture).files;
+    QCOMPARE(now.size(), before.size());
+    for (qsizetype index = 0; index < now.size(); ++index) {
+        QCOMPARE(now.at(index).isAsBefore(before.at(index)), now.at(index).path == "same"_L1);
     }
 }
 

@@ -54,9 +54,10 @@ QStringList goodArguments(const QString &option = {}, const QString &value = {})
 
 void tst_CommandLine::publishTakesEveryOption()
 {
-    const CommandLine line = parsed(goodArguments() + QStringList{u"--executable"_s, u"Bin/game"_s, u"--notes"_s,
-                                                                  u"Better fen."_s, u"--prune"_s, u"--allow-older"_s,
-                                                                  u"--game"_s, u"other"_s, u"--jobs"_s, u"3"_s});
+    const CommandLine line =
+        parsed(goodArguments() + QStringList{u"--executable"_s, u"Bin/game"_s, u"--notes"_s, u"Better fen."_s,
+                                             u"--prune"_s, u"--allow-older"_s, u"--trust-times"_s, u"--game"_s,
+                                             u"other"_s, u"--jobs"_s, u"3"_s});
     QCOMPARE(line.task, Task::Publish);
     QCOMPARE(line.order.source, u"build"_s);
     QCOMPARE(line.order.tree, u"tree"_s);
@@ -67,6 +68,7 @@ void tst_CommandLine::publishTakesEveryOption()
     QCOMPARE(line.order.notes, u"Better fen."_s);
     QVERIFY(line.order.prune);
     QVERIFY(line.order.allowOlder);
+    QVERIFY(line.order.trustTimes);
     QCOMPARE(line.order.game, u"other"_s);
     QCOMPARE(line.order.jobs, 3);
 }
@@ -81,6 +83,7 @@ void tst_CommandLine::publishHasDefaults()
     QCOMPARE(line.order.notes, QString());
     QVERIFY(!line.order.prune);
     QVERIFY(!line.order.allowOlder);
+    QVERIFY(!line.order.trustTimes);
 }
 
 void tst_CommandLine::checkTakesTreeGameAndJobs()
@@ -170,10 +173,11 @@ void tst_CommandLine::mistakeIsNamed()
 void tst_CommandLine::helpNamesEveryOption_data()
 {
     QTest::addColumn<QString>("text");
-    for (const QString &text : {u"--source DIR"_s, u"--out TREE"_s, u"--channel NAME"_s, u"--version TEXT"_s,
-                                u"--build N"_s, u"--executable PATH"_s, u"--notes TEXT"_s, u"--prune"_s,
-                                u"--allow-older"_s, u"--check TREE"_s, u"--game ID"_s, u"--jobs N"_s, u"-h, --help"_s,
-                                u"Exit codes:"_s, u"Examples:"_s, u"TREE/harrowfen/release/manifest.json"_s}) {
+    for (const QString &text :
+         {u"--source DIR"_s, u"--out TREE"_s, u"--channel NAME"_s, u"--version TEXT"_s, u"--build N"_s,
+          u"--executable PATH"_s, u"--notes TEXT"_s, u"--prune"_s, u"--allow-older"_s, u"--trust-times"_s,
+          u"--check TREE"_s, u"--game ID"_s, u"--jobs N"_s, u"-h, --help"_s, u"Exit codes:"_s, u"Examples:"_s,
+          u"TREE/harrowfen/release/manifest.json"_s}) {
         QTest::newRow(qUtf8Printable(text)) << text;
     }
 }

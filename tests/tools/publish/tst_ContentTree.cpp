@@ -61,7 +61,7 @@ void tst_ContentTree::everythingHasItsPlace()
     QCOMPARE(tree.contentFolder(), u"/srv/content/harrowfen/files"_s);
     QCOMPARE(tree.manifestPath(u"beta"_s), u"/srv/content/harrowfen/beta/manifest.json"_s);
     const QString sha256 = u"cd"_s + QString(62, u'1');
-    QCOMPARE(velmo::publish::ContentTree::contentUrl(sha256), u"../files/cd/"_s + sha256);
+    QCOMPARE(velmo::publish::TreeLayout::contentUrl(sha256), u"../files/cd/"_s + sha256);
 }
 
 void tst_ContentTree::folderNamesAreSafe_data()
@@ -81,7 +81,7 @@ void tst_ContentTree::folderNamesAreSafe()
 {
     QFETCH(QString, name);
     QFETCH(bool, safe);
-    QCOMPARE(velmo::publish::ContentTree::isFolderName(name), safe);
+    QCOMPARE(velmo::publish::TreeLayout::isFolderName(name), safe);
 }
 
 void tst_ContentTree::writtenManifestIsReadBack()

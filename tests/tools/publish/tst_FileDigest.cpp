@@ -1,10 +1,9 @@
 #include "publish/FileDigest.h"
+#include "publish/IncomingFile.h"
 #include "publish/ProgressMeter.h"
 #include "support/FullDrive.h"
 #include "support/TestEnvironment.h"
 #include "tools/publish/PublishFixture.h"
-
-#include <QSaveFile>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -15,18 +14,20 @@ private slots:
     void digestCountsAndCopiesEveryByte_data();
     void digestCountsAndCopiesEveryByte();
     void unreadableFileIsNamed();
+    void readThatFailsIsNamed();
     void copyThatTakesTooLittleIsNoticed_data();
     void copyThatTakesTooLittleIsNoticed();
 };
 
 void tst_FileDigest::digestCountsAndCopiesEveryByte_data()
 {
+    constexpr int block = velmo::publish::digestBlock;
     QTest::addColumn<int>("size");
     QTest::newRow("empty") << 0;
     QTest::newRow("one byte") << 1;
-    QTest::newRow("one block") << 1024 * 1024;
-    QTest::newRow("a block and a byte") << 1024 * 1024 + 1;
-    QTest::newRow("several blocks") << 3 * 1024 * 1024 + 12345;
+    QTest::newRow("one block") << block;
+    QTest::newRow("a block and a byte") << block + 1;
+    QTest::newRow("several blocks") << 3 * block + 12345;
 }
 
 void tst_FileDigest::digestCountsAndCopiesEveryByte()
@@ -41,16 +42,15 @@ void tst_FileDigest::digestCountsAndCopiesEveryByte()
     velmo::test::writeFile(path, bytes);
     velmo::publish::PublishProgress last;
     velmo::publish::ProgressMeter meter([&last](const velmo::publish::PublishProgress &progress) { last = progress; });
-    QSaveFile copy(folder.filePath(u"copy"_s));
-    QVERIFY(copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    velmo::publish::IncomingFile copy(folder.filePath(u"copy"_s));
 
     const velmo::publish::FileDigest digest = velmo::publish::digestFile(path, meter, &copy);
     meter.report();
     QCOMPARE(digest.error, QString());
     QCOMPARE(digest.size, size);
     QCOMPARE(digest.sha256, velmo::test::sha256Of(bytes));
-    QVERIFY(copy.commit());
-    QVERIFY(velmo::test::contentOf(copy.fileName()) == bytes);
+    QCOMPARE(copy.keep(), QString());
+    QVERIFY(velmo::test::contentOf(copy.path()) == bytes);
     QCOMPARE(last.bytesDone, size);
 }
 
@@ -61,6 +61,14 @@ void tst_FileDigest::unreadableFileIsNamed()
     const QString path = folder.filePath(u"gone"_s);
     QCOMPARE(velmo::publish::digestFile(path, meter).error,
              u"\"%1\" cannot be read: No such file or directory."_s.arg(path));
+}
+
+void tst_FileDigest::readThatFailsIsNamed()
+{
+    // Nothing lies at the beginning of a program's memory.
+    velmo::publish::ProgressMeter meter({});
+    QCOMPARE(velmo::publish::digestFile(u"/proc/self/mem"_s, meter).error,
+             u"\"/proc/self/mem\" cannot be read: Input/output error."_s);
 }
 
 void tst_FileDigest::copyThatTakesTooLittleIsNoticed_data()
@@ -77,16 +85,14 @@ void tst_FileDigest::copyThatTakesTooLittleIsNoticed()
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"file"_s);
     velmo::test::writeFile(path, QByteArray(qsizetype{1024} * 1024 + 1, 'x'));
-    QSaveFile copy(folder.filePath(u"copy"_s));
-    QVERIFY(copy.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    velmo::publish::IncomingFile copy(folder.filePath(u"copy"_s));
     velmo::publish::ProgressMeter meter({});
     QString error;
     {
         const velmo::test::FullDrive drive(room);
         error = velmo::publish::digestFile(path, meter, &copy).error;
     }
-    QCOMPARE(error, u"\"%1\" cannot be copied to \"%2\": File too large."_s.arg(path, copy.fileName()));
-    QVERIFY(!copy.commit());
+    QCOMPARE(error, u"\"%1\" cannot be copied to \"%2\": File too large."_s.arg(path, copy.path()));
 }
 
 int main(int argc, char **argv)

@@ -97,7 +97,7 @@ void tst_PathRules::clashNamesBothPaths()
     QFETCH(QString, first);
     QFETCH(QString, second);
     QFETCH(QString, sentence);
-    QCOMPARE(velmo::publish::caseClashes({first, second}), QStringList{sentence});
+    QCOMPARE(velmo::publish::caseClashes(QStringList{first, second}), QStringList{sentence});
 }
 
 void tst_PathRules::namesThatDifferInMoreThanCaseStandTogether_data()
@@ -118,7 +118,7 @@ void tst_PathRules::namesThatDifferInMoreThanCaseStandTogether()
 
 void tst_PathRules::eachClashingPathIsReportedOnce()
 {
-    const QStringList clashes = velmo::publish::caseClashes({u"A/B/x"_s, u"a/b/X"_s, u"a/c"_s});
+    const QStringList clashes = velmo::publish::caseClashes(QStringList{u"A/B/x"_s, u"a/b/X"_s, u"a/c"_s});
     QCOMPARE(clashes.size(), 2);
     QVERIFY(clashes.at(0).startsWith("\"a/b/X\""_L1));
     QVERIFY(clashes.at(1).startsWith("\"a/c\""_L1));
@@ -155,7 +155,8 @@ void tst_PathRules::updateThatFailsOnWindowsSaysWhatToDo()
     QFETCH(QString, before);
     QFETCH(QString, after);
     QFETCH(QString, sentence);
-    QCOMPARE(velmo::publish::updateClashes({u"a/same"_s, before}, {u"a/same"_s, after}), QStringList{sentence});
+    QCOMPARE(velmo::publish::updateClashes(QStringList{u"a/same"_s, before}, QStringList{u"a/same"_s, after}),
+             QStringList{sentence});
 }
 
 void tst_PathRules::updateThatLeavesOtherNamesAloneIsTaken_data()
@@ -181,8 +182,9 @@ void tst_PathRules::updateThatLeavesOtherNamesAloneIsTaken()
 void tst_PathRules::everyClashOfAnUpdateIsReported()
 {
     // The published one comes from another tool, which let two names of one file through.
-    const QStringList clashes = velmo::publish::updateClashes({u"B"_s, u"C/x"_s, u"C/y"_s, u"a"_s, u"A"_s, u"d"_s},
-                                                              {u"A"_s, u"b/1"_s, u"b/2"_s, u"C"_s, u"D"_s});
+    const QStringList clashes =
+        velmo::publish::updateClashes(QStringList{u"B"_s, u"C/x"_s, u"C/y"_s, u"a"_s, u"A"_s, u"d"_s},
+                                      QStringList{u"A"_s, u"b/1"_s, u"b/2"_s, u"C"_s, u"D"_s});
     QCOMPARE(clashes.size(), 4);
     QVERIFY(clashes.at(0).startsWith("The folder \"b\" is the file \"B\""_L1));
     QVERIFY(clashes.at(1).startsWith("\"A\" is \"a\""_L1));

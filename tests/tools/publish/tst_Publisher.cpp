@@ -1,15 +1,19 @@
 #include "publish/Publisher.h"
 #include "publish/TreeCheck.h"
 #include "support/TestEnvironment.h"
+#include "tools/publish/FailingSync.h"
+#include "tools/publish/FakeClone.h"
 #include "tools/publish/PublishFixture.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLockFile>
 #include <QSet>
 
+#include <cerrno>
 #include <sys/stat.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -40,6 +44,8 @@ private slots:
     void otherGameHasItsOwnFolder();
     void heldFileOfTheRightSizeIsKept();
     void heldFileOfAnotherSizeIsReplaced();
+    void unchangedLargeFileIsNotCopiedOnceMore();
+    void largeFileThatChangedAndKeptItsSizeIsCopied();
     void progressGoesFromScanningToCopyingAndALastLook();
 
     void badBuildIsRefusedBeforeAnythingIsWritten();
@@ -66,6 +72,10 @@ private slots:
 
     void oldManifestStandsWhileFilesAreCopied();
     void oldManifestStandsWhenCopyingFails();
+    void driveHasTheNamesBeforeTheManifest_data();
+    void driveHasTheNamesBeforeTheManifest();
+    void noManifestStandsOverNamesThatTheDriveDoesNotTake();
+    void whatWasCopiedBeforeAFailureServesTheNextAttempt();
     void fileThatChangesAfterHashingIsNoticed();
     void fileThatChangesToTheSameSizeAndTimeIsNoticed();
     void fileThatVanishesWhileHashingIsNoticed();
@@ -104,6 +114,15 @@ QString manifestPath(const PublishFixture &fixture, const QString &channel = u"r
 QStringList stored(const PublishFixture &fixture)
 {
     return PublishFixture::filesBelow(fixture.contentTree().contentFolder());
+}
+
+/// Writes \a bytes to \a path, which then looks as if that had been long ago.
+void writeAsOf1970(const QString &path, const QByteArray &bytes)
+{
+    writeFile(path, bytes);
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(QDateTime::fromSecsSinceEpoch(1000), QFile::FileModificationTime));
 }
 
 /// Runs \a order and calls \a action at the first report that is \a wanted.
@@ -145,8 +164,8 @@ void tst_Publisher::buildComesOutAsManifestAndContentFiles()
     const PublishResult result = fixture.publish();
     QCOMPARE(result.problems, QStringList());
     QCOMPARE(result.copied, 2);
-    QStringList expected = {u"harrowfen/files/"_s + velmo::publish::ContentStore::relativePath(sha256Of("first")),
-                            u"harrowfen/files/"_s + velmo::publish::ContentStore::relativePath(sha256Of("second")),
+    QStringList expected = {u"harrowfen/files/"_s + velmo::publish::TreeLayout::contentName(sha256Of("first")),
+                            u"harrowfen/files/"_s + velmo::publish::TreeLayout::contentName(sha256Of("second")),
                             u"harrowfen/release/manifest.json"_s};
     expected.sort();
     QCOMPARE(PublishFixture::filesBelow(fixture.tree()), expected);
@@ -186,7 +205,11 @@ void tst_Publisher::manifestIsReadBackWhole()
     QCOMPARE(file.size, 5);
     QCOMPARE(file.url, u"../files/%1/%2"_s.arg(sha256Of("first").first(2), sha256Of("first")));
     QVERIFY(result.manifest.valid);
-    QCOMPARE(result.manifest.toJson(), manifest.toJson());
+    Manifest header = manifest;
+    header.files.clear();
+    QCOMPARE(result.manifest.toJson(), header.toJson());
+    QCOMPARE(result.files, 2);
+    QCOMPARE(result.bytes, 12);
 }
 
 void tst_Publisher::filesAreListedByTheBytesOfTheirPaths()
@@ -334,6 +357,37 @@ void tst_Publisher::heldFileOfAnotherSizeIsReplaced()
     writeFile(fixture.storedPath("data"), "da");
     QCOMPARE(fixture.publish().copied, 1);
     QCOMPARE(velmo::test::contentOf(fixture.storedPath("data")), "data");
+}
+
+void tst_Publisher::unchangedLargeFileIsNotCopiedOnceMore()
+{
+    const PublishFixture fixture;
+    const QByteArray bytes(2 * velmo::publish::digestBlock, 'l');
+    fixture.write(u"large"_s, bytes);
+    const velmo::test::FakeClone copies(bytes); // tells when one is begun
+    QCOMPARE(fixture.publish().copied, 1);
+    QCOMPARE(copies.clones(), 1);
+    QCOMPARE(Publisher(secondOrder(fixture)).run().copied, 0);
+    QCOMPARE(copies.clones(), 1);
+    PublishOrder order = secondOrder(fixture);
+    order.build = 3;
+    QVERIFY(QFile::remove(fixture.storedPath(bytes)));
+    QCOMPARE(Publisher(order).run().copied, 1);
+    QCOMPARE(copies.clones(), 2);
+}
+
+void tst_Publisher::largeFileThatChangedAndKeptItsSizeIsCopied()
+{
+    const PublishFixture fixture;
+    fixture.write(u"large"_s, QByteArray(2 * velmo::publish::digestBlock, 'o'));
+    QCOMPARE(fixture.publish().problems, QStringList());
+    const QByteArray later(2 * velmo::publish::digestBlock, 'n');
+    fixture.write(u"large"_s, later);
+    const PublishResult result = Publisher(secondOrder(fixture)).run();
+    QCOMPARE(result.problems, QStringList());
+    QCOMPARE(result.copied, 1);
+    QVERIFY(velmo::test::contentOf(fixture.storedPath(later)) == later);
+    QCOMPARE(fixture.manifest().files.first().sha256, sha256Of(later));
 }
 
 void tst_Publisher::progressGoesFromScanningToCopyingAndALastLook()
@@ -692,6 +746,21 @@ void tst_Publisher::oldManifestStandsWhenCopyingFails()
     QCOMPARE(fixture.manifest().build, 2);
 }
 
+void tst_Publisher::whatWasCopiedBeforeAFailureServesTheNextAttempt()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "first");
+    fixture.write(u"b"_s, "second");
+    PublishOrder order = fixture.order();
+    order.jobs = 1;
+    const QString gone = QFileInfo(fixture.build() + u"/b"_s).canonicalFilePath();
+    const PublishResult result = runWithActionAt(PublishStep::Hash, order, [&gone] { QVERIFY(QFile::remove(gone)); });
+    QCOMPARE(result.problems.size(), 1);
+    QCOMPARE(stored(fixture), QStringList{velmo::publish::TreeLayout::contentName(sha256Of("first"))});
+    fixture.write(u"b"_s, "second");
+    QCOMPARE(Publisher(order).run().copied, 1);
+}
+
 void tst_Publisher::fileThatChangesAfterHashingIsNoticed()
 {
     // The tree holds the content already, so the file is not read a second time.
@@ -710,17 +779,20 @@ void tst_Publisher::fileThatChangesToTheSameSizeAndTimeIsNoticed()
     const PublishFixture fixture;
     fixture.write(u"data"_s, "old");
     const QString path = fixture.build() + u"/data"_s;
-    const QDateTime modified = QFileInfo(path).lastModified();
-    const PublishResult result = runWithActionAt(PublishStep::Copy, fixture.order(), [&path, &modified] {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        file.write("new");
-        file.flush();
-        QVERIFY(file.setFileTime(modified, QFile::FileModificationTime));
+    writeAsOf1970(path, "old");
+    const qint64 changed = QFileInfo(path).metadataChangeTime().toMSecsSinceEpoch();
+    const PublishResult result = runWithActionAt(PublishStep::Copy, fixture.order(), [&path, changed] {
+        QDeadlineTimer patience(30000);
+        do { // until the drive's clock has moved on
+            QVERIFY(!patience.hasExpired());
+            writeAsOf1970(path, "new");
+        } while (QFileInfo(path).metadataChangeTime().toMSecsSinceEpoch() == changed);
     });
     QCOMPARE(result.problems,
              QStringList{u"\"%1\" changed while it was being published."_s.arg(QFileInfo(path).canonicalFilePath())});
-    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), QStringList());
+    QVERIFY(!QFile::exists(manifestPath(fixture)));
+    QCOMPARE(velmo::test::contentOf(fixture.storedPath("old")), "old");
+    QVERIFY(!QFile::exists(fixture.storedPath("new")));
 }
 
 void tst_Publisher::fileThatVanishesWhileHashingIsNoticed()
@@ -767,6 +839,54 @@ void tst_Publisher::fileThatGoesAfterCopyingIsNoticed()
         runWithActionAfter(PublishStep::Copy, fixture.order(), [&path] { QVERIFY(QFile::remove(path)); });
     QCOMPARE(result.problems, QStringList{u"\"%1\" changed while it was being published."_s.arg(path)});
     QVERIFY(!QFile::exists(manifestPath(fixture)));
+}
+
+void tst_Publisher::driveHasTheNamesBeforeTheManifest_data()
+{
+    QTest::addColumn<int>("files");
+    QTest::newRow("one by one") << 3;
+    QTest::newRow("all at once") << 2 * int{velmo::publish::DriveSync::fewestForAll};
+}
+
+void tst_Publisher::driveHasTheNamesBeforeTheManifest()
+{
+    QFETCH(int, files);
+    const PublishFixture fixture;
+    for (int number = 0; number < files; ++number) {
+        fixture.write(QString::number(number), QByteArray::number(number));
+    }
+    QStringList order; // what stands when the drive is asked, wherever that differs from the time before
+    const velmo::test::SyncLook look([&fixture, &order, files] {
+        const QStringList tree = PublishFixture::filesBelow(fixture.tree());
+        const auto count = [&tree](const QString &word) { return tree.filter(word).size(); };
+        const auto incoming = count(u"files/.incoming/"_s);
+        const bool placed = count(u"/files/"_s) - incoming == files;
+        const bool written = QFileInfo::exists(QFileInfo(manifestPath(fixture)).path()); // made for the manifest
+        const QString state = incoming == files ? u"copied"_s : QString(placed ? u"placed"_s : u"neither"_s);
+        if (const QString all = state + (written ? " and listed"_L1 : ""_L1); order.isEmpty() || order.last() != all) {
+            order.append(all);
+        }
+        return 0;
+    });
+    QCOMPARE(fixture.publish().problems, QStringList());
+    QCOMPARE(order, QStringList({u"copied"_s, u"placed"_s, u"placed and listed"_s}));
+}
+
+void tst_Publisher::noManifestStandsOverNamesThatTheDriveDoesNotTake()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "x");
+    const QString stored = fixture.storedPath("x");
+    const QString shelf = QFileInfo(stored).path();
+    {
+        const velmo::test::SyncLook look([&stored] { return QFile::exists(stored) ? EIO : 0; });
+        const PublishResult result = fixture.publish();
+        QVERIFY2(result.problems.contains(u"\"%1\" cannot be written: Input/output error."_s.arg(shelf)),
+                 qUtf8Printable(result.problems.join(u'\n')));
+        QVERIFY(!QFile::exists(manifestPath(fixture)));
+    }
+    QCOMPARE(fixture.publish().problems, QStringList());
+    QVERIFY(QFile::exists(manifestPath(fixture)));
 }
 
 void tst_Publisher::manifestThatCannotBePutInPlaceIsNamed()

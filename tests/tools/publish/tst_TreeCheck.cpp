@@ -4,6 +4,8 @@
 #include "tools/publish/PublishFixture.h"
 
 #include <QDir>
+#include <QHash>
+#include <QUrl>
 
 #include <sys/stat.h>
 
@@ -32,6 +34,7 @@ private slots:
     void manifestWithoutFilesIsGood();
     void sharedFileIsReadOnce();
     void checkChangesNothing();
+    void channelsAreNamedWhereNobodyListsThem();
 };
 
 namespace {
@@ -197,7 +200,8 @@ void tst_TreeCheck::sharedFileIsReadOnce()
     const PublishFixture fixture;
     publishTwoFiles(fixture);
     velmo::publish::PublishProgress last;
-    velmo::publish::TreeCheck check(fixture.contentTree(), 2);
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    velmo::publish::TreeCheck check(tree, 2);
     check.setProgress([&last](const velmo::publish::PublishProgress &progress) { last = progress; });
     check.run();
     QCOMPARE(last.step, velmo::publish::PublishStep::Check);
@@ -217,6 +221,58 @@ void tst_TreeCheck::checkChangesNothing()
     const QStringList before = PublishFixture::filesBelow(fixture.tree());
     QCOMPARE(checkOf(fixture).problems, QStringList());
     QCOMPARE(PublishFixture::filesBelow(fixture.tree()), before);
+}
+
+namespace {
+
+/// A server with one channel: it has files by address and lists nothing.
+class Server : public velmo::publish::TreeSource {
+public:
+    QHash<QString, QByteArray> files;
+    velmo::Manifest manifest;
+
+    velmo::publish::TreeLayout layout() const override { return velmo::publish::TreeLayout(u"harrowfen"_s); }
+    QUrl rootUrl() const override { return QUrl(u"https://cdn.example/tree/"_s); }
+    QString nameOf(const QString &address) const override { return rootUrl().toString() + address; }
+    velmo::publish::ChannelManifest readManifest(const QString &channel) const override
+    {
+        const QString name = nameOf(layout().manifest(channel));
+        if (channel != manifest.channel) {
+            return {channel, name, {}, u"\"%1\" is not there."_s.arg(name)};
+        }
+        return {channel, name, manifest, {}};
+    }
+    qint64 sizeOf(const QString &address) const override { return files.value(address).size(); }
+    velmo::publish::FileDigest digest(const QString &address, velmo::publish::ProgressMeter &meter) const override
+    {
+        const QByteArray bytes = files.value(address);
+        meter.addBytes(bytes.size());
+        return {sha256Of(bytes), bytes.size(), {}};
+    }
+};
+
+} // namespace
+
+void tst_TreeCheck::channelsAreNamedWhereNobodyListsThem()
+{
+    Server server;
+    server.manifest.channel = u"beta"_s;
+    const QString url = velmo::publish::TreeLayout::contentUrl(sha256Of("first"));
+    server.manifest.files = {{u"a"_s, sha256Of("first"), 5, url, false},
+                             {u"b"_s, sha256Of("x"), 1, u"../../../x"_s, false}};
+    const QString address = u"harrowfen/files/"_s + velmo::publish::TreeLayout::contentName(sha256Of("first"));
+    server.files.insert(address, "FIRST");
+    QCOMPARE(velmo::publish::TreeCheck(server, {u"beta"_s, u"release"_s}, 1).run().problems,
+             QStringList({u"beta: \"a\": \"https://cdn.example/tree/%1\" has the hash %2 instead of %3."_s.arg(
+                              address, sha256Of("FIRST"), sha256Of("first")),
+                          u"beta: \"b\": The address \"../../../x\" leads out of the tree."_s,
+                          u"\"https://cdn.example/tree/harrowfen/release/manifest.json\" is not there."_s}));
+    server.files.insert(address, "first");
+    server.manifest.files.removeLast();
+    const velmo::publish::TreeCheckResult good = velmo::publish::TreeCheck(server, {u"beta"_s}, 1).run();
+    QCOMPARE(good.problems, QStringList());
+    QCOMPARE(good.manifests, 1);
+    QCOMPARE(good.files, 1);
 }
 
 int main(int argc, char **argv)

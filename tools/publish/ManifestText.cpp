@@ -1,0 +1,258 @@
+#include "publish/ManifestText.h"
+
+#include "core/SaveFile.h"
+#include "publish/ParallelFor.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QThread>
+
+#include <algorithm>
+#include <atomic>
+#include <vector>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::publish {
+
+namespace {
+
+constexpr qsizetype filesOfAPiece = 1000;
+constexpr qsizetype bytesOfAPiece = qsizetype{512} * 1024; // about, when it is read
+constexpr qsizetype bytesOfAnEntry = qsizetype{16} * 1024; // more than the longest path can make it
+
+// In a text that jsonForFile has made, no string holds a line break, so these stand where they seem to.
+constexpr QByteArrayView filesBegin = "\n    \"files\": [\n";
+constexpr QByteArrayView filesEnd = "\n    ]";
+constexpr QByteArrayView entryEnd = "\n        },\n";
+
+int threads()
+{
+    return std::max(1, QThread::idealThreadCount());
+}
+
+QByteArray textOf(const Manifest &manifest)
+{
+    return jsonForFile(manifest.toJson());
+}
+
+/// A string as jsonForFile writes it.
+QByteArray quoted(const QString &text)
+{
+    const auto isPlain = [](QChar c) {
+        return c >= u' ' && c != u'"' && c != u'\\' && c != u'\x7f' && c != QChar::ByteOrderMark && !c.isSurrogate();
+    };
+    if (std::all_of(text.begin(), text.end(), isPlain)) {
+        return '"' + text.toUtf8() + '"';
+    }
+    constexpr qsizetype before = QByteArrayView("{\n    \"\": ").size();
+    constexpr qsizetype behind = QByteArrayView("\n}\n").size();
+    const QByteArray object = jsonForFile({{QString(), text}});
+    return object.sliced(before, object.size() - before - behind);
+}
+
+bool isSameFile(const ManifestFile &a, const ManifestFile &b)
+{
+    return a.path == b.path && a.sha256 == b.sha256 && a.size == b.size && a.url == b.url &&
+           a.executable == b.executable;
+}
+
+/// A text in the form of ManifestText, and where its files stand in pieces.
+struct Pieces {
+    QByteArray head;
+    QByteArray tail;
+    std::vector<qint64> bounds; ///< one more than there are pieces
+};
+
+QByteArray bytesAt(QFile &file, qint64 from, qint64 to)
+{
+    return file.seek(from) ? file.read(to - from) : QByteArray();
+}
+
+std::optional<Pieces> piecesOf(QFile &file)
+{
+    const qint64 size = file.size();
+    Pieces pieces;
+    pieces.head = bytesAt(file, 0, std::min<qint64>(size, bytesOfAPiece));
+    const qsizetype begin = pieces.head.indexOf(filesBegin);
+    const qint64 tailFrom = std::max<qint64>(0, size - bytesOfAPiece);
+    pieces.tail = bytesAt(file, tailFrom, size);
+    const qsizetype end = pieces.tail.lastIndexOf(filesEnd);
+    if (begin < 0 || end < 0) {
+        return std::nullopt;
+    }
+    pieces.head.truncate(begin + filesBegin.size());
+    pieces.tail.remove(0, end);
+    const qint64 bodyEnd = tailFrom + end;
+    pieces.bounds.push_back(pieces.head.size());
+    while (bodyEnd - pieces.bounds.back() > 2 * bytesOfAPiece) {
+        const qint64 near = pieces.bounds.back() + bytesOfAPiece;
+        const qsizetype bound = bytesAt(file, near, near + bytesOfAnEntry).indexOf(entryEnd);
+        if (bound < 0) {
+            return std::nullopt;
+        }
+        pieces.bounds.push_back(near + bound + entryEnd.size());
+    }
+    pieces.bounds.push_back(bodyEnd);
+    return bodyEnd > pieces.bounds.front() ? std::optional(pieces) : std::nullopt;
+}
+
+Manifest parsedPiece(const QString &path, const Pieces &pieces, std::size_t number)
+{
+    QFile file(path);
+    QByteArray body = file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)
+                          ? bytesAt(file, pieces.bounds.at(number), pieces.bounds.at(number + 1))
+                          : QByteArray();
+    if (body.contains(filesEnd)) {
+        return {}; // more than one list
+    }
+    if (number + 2 < pieces.bounds.size()) {
+        body.chop(2); // a comma and the line's end
+    }
+    QString ignored;
+    return parsedManifest(pieces.head + body + pieces.tail, &ignored);
+}
+
+} // namespace
+
+ManifestFiles ManifestFiles::of(const Manifest &manifest)
+{
+    return {manifest.files.size(), [&manifest](qsizetype index) { return manifest.files.at(index); }};
+}
+
+QList<ManifestFile> ManifestFiles::some(qsizetype from, qsizetype most) const
+{
+    QList<ManifestFile> files;
+    files.reserve(most);
+    for (qsizetype index = from; index < std::min(from + most, count); ++index) {
+        files.append(at(index));
+    }
+    return files;
+}
+
+ManifestText::ManifestText(const Manifest &header, const ManifestFiles &files)
+    : header_(header)
+    , files_(files)
+{
+    header_.files.clear();
+    tail_ = textOf(header_);
+    const qsizetype begin = tail_.indexOf(filesBegin) + filesBegin.size();
+    head_ = tail_.first(begin);
+    tail_.remove(0, begin - 1); // the line's end stands behind the files
+}
+
+qsizetype ManifestText::pieces() const
+{
+    return std::max<qsizetype>(1, (files_.count + filesOfAPiece - 1) / filesOfAPiece);
+}
+
+QByteArray ManifestText::piece(qsizetype number) const
+{
+    const bool isLast = number == pieces() - 1;
+    const QByteArray begin = number == 0 ? head_ : QByteArray();
+    if (files_.count == 0) {
+        return begin + tail_.mid(1);
+    }
+    return begin + entries(number) + (isLast ? tail_ : QByteArray(",\n"));
+}
+
+/// Without what stands around the list.
+QByteArray ManifestText::entries(qsizetype number) const
+{
+    QByteArray text;
+    for (const ManifestFile &file : files_.some(number * filesOfAPiece, filesOfAPiece)) {
+        if (!text.isEmpty()) {
+            text += entryEnd;
+        }
+        text += QByteArrayView("        {\n            \"executable\": ");
+        text += file.executable ? QByteArrayView("true") : QByteArrayView("false");
+        text += ",\n            \"path\": " + quoted(file.path) + ",\n            \"sha256\": " + quoted(file.sha256) +
+                ",\n            \"size\": " + QByteArray::number(file.size) +
+                ",\n            \"url\": " + quoted(file.url);
+    }
+    return text + "\n        }";
+}
+
+std::optional<QString> ManifestText::difference() const
+{
+    QMutex mutex;
+    std::optional<QString> found;
+    const auto look = [this, &mutex, &found](qsizetype number) {
+        const std::optional<QString> difference = differenceIn(number);
+        const QMutexLocker locker(&mutex);
+        found = found ? found : difference;
+        return !difference;
+    };
+    parallelFor(pieces(), threads(), look, [] {});
+    return found;
+}
+
+std::optional<QString> ManifestText::differenceIn(qsizetype number) const
+{
+    QString reason;
+    const QByteArray list = files_.count == 0 ? tail_.mid(1) : entries(number) + tail_;
+    Manifest readBack = parsedManifest(head_ + list, &reason);
+    const QList<ManifestFile> files = std::exchange(readBack.files, {});
+    const QList<ManifestFile> meant = files_.some(number * filesOfAPiece, filesOfAPiece);
+    const bool isSame = readBack.valid && readBack.toJson() == header_.toJson() &&
+                        std::equal(files.begin(), files.end(), meant.begin(), meant.end(), isSameFile);
+    return isSame ? std::nullopt : std::optional(reason);
+}
+
+bool readPieces(const QString &path, const PieceTaker &take)
+{
+    QFile file(path);
+    const std::optional<Pieces> pieces =
+        file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ? piecesOf(file) : std::nullopt;
+    if (!pieces) {
+        return false;
+    }
+    const auto count = static_cast<qsizetype>(pieces->bounds.size()) - 1;
+    std::atomic<bool> areGood = true;
+    const auto read = [&path, &pieces, &take, &areGood, count](qsizetype number) {
+        const Manifest piece = parsedPiece(path, *pieces, static_cast<std::size_t>(number));
+        if (piece.valid) {
+            take(count, number, piece);
+        } else {
+            areGood = false;
+        }
+        return piece.valid;
+    };
+    parallelFor(count, threads(), read, [] {});
+    return areGood;
+}
+
+std::optional<Manifest> manifestInPieces(const QString &path)
+{
+    QMutex mutex;
+    QList<Manifest> parts;
+    const auto take = [&mutex, &parts](qsizetype pieces, qsizetype number, const Manifest &piece) {
+        const QMutexLocker locker(&mutex);
+        parts.resize(pieces);
+        parts[number] = piece;
+    };
+    if (!readPieces(path, take)) {
+        return std::nullopt;
+    }
+    Manifest whole = parts.takeFirst();
+    for (const Manifest &part : parts) {
+        whole.files += part.files;
+    }
+    return whole;
+}
+
+Manifest parsedManifest(const QByteArray &json, QString *error)
+{
+    QJsonParseError failure;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &failure);
+    if (failure.error != QJsonParseError::NoError) {
+        *error = u"It is not valid JSON: %1."_s.arg(failure.errorString());
+        return {};
+    }
+    return Manifest::fromJson(document.object(), error);
+}
+
+} // namespace velmo::publish

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "publish/BuildScanner.h"
+#include "publish/ContentHash.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QSaveFile>
+#include <QString>
+
+#include <chrono>
+
+namespace velmo::publish {
+
+/// What the files of a channel were like when they were last published: size, times and hash of each, in the order of
+/// the bytes of their paths. Read in that order, so that a list of a million is never in memory.
+class PublishedTimes {
+public:
+    /// The list at \a path. One that is missing or of no use knows no file.
+    explicit PublishedTimes(const QString &path);
+
+    /// The hash of \a file if it stands as it did, none otherwise. Each call's path comes behind that of the last.
+    ContentHash hashOf(const BuildFile &file);
+
+    /// Begins the list that takes the place of the one at \a path. A file whose change is so young at \a seenAt, when
+    /// it was looked at, that the next one might bear the same time, is not known from it.
+    class Writer {
+    public:
+        Writer(const QString &path, std::chrono::system_clock::time_point seenAt);
+        void add(const BuildFile &file, const ContentHash &hash);
+        /// A sentence when that fails; no list stands then.
+        [[nodiscard]] QString finish();
+
+    private:
+        QSaveFile file_;
+        QByteArray waiting_;
+        qint64 settledBefore_; ///< ns since the epoch
+    };
+
+    /// Takes the list away. Whether none stands.
+    static bool forget(const QString &path);
+
+private:
+    /// One file's beginning; the bytes of its path follow.
+    struct Head {
+        qint64 size;
+        qint64 modified;
+        qint64 changed;
+        ContentHash hash;
+        qint64 pathBytes;
+    };
+
+    bool readEntry();
+
+    QFile file_;
+    Head head_{};
+    QByteArray path_; ///< of the entry that was read last
+    bool ended_ = true;
+};
+
+} // namespace velmo::publish
