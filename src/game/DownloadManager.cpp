@@ -1,6 +1,7 @@
 #include "game/DownloadManager.h"
 
 #include "core/Logging.h"
+#include "game/ExecuteBits.h"
 #include "net/DownloadClient.h"
 
 #include <QDir>
@@ -24,14 +25,6 @@ constexpr qsizetype fewestSamples = 2;
 constexpr double lowestSpeedForEstimate = 1024.0; // bytes per second
 
 [[maybe_unused]] const int progressTypeId = qRegisterMetaType<DownloadProgress>("velmo::DownloadProgress");
-
-#ifdef Q_OS_UNIX
-void makeExecutable(const QString &path)
-{
-    QFile::setPermissions(path, QFile::permissions(path) | QFileDevice::ExeOwner | QFileDevice::ExeGroup |
-                                    QFileDevice::ExeOther);
-}
-#endif
 
 } // namespace
 
@@ -147,11 +140,9 @@ void DownloadManager::stop()
 
 void DownloadManager::handleFileFinished()
 {
-#ifdef Q_OS_UNIX
     if (current_.executable) {
-        makeExecutable(targetPath());
+        allowExecution(targetPath());
     }
-#endif
     completedBytes_ = addSizes(completedBytes_, current_.size);
     ++progress_.filesDone;
     progress_.bytesReceived = completedBytes_;

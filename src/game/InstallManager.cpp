@@ -3,6 +3,7 @@
 #include "core/Logging.h"
 #include "core/SaveFile.h"
 #include "data/GameProfile.h"
+#include "game/ExecuteBits.h"
 
 #include <QDir>
 #include <QFile>
@@ -30,6 +31,17 @@ bool refuse(QString *error, const QString &reason)
         *error = reason;
     }
     return false;
+}
+
+/// A launcher that ended between a program's arrival and its permission leaves right bytes that cannot be run, which no
+/// look at hashes finds.
+void allowProgramsToRun(const QDir &root, const Manifest &manifest)
+{
+    for (const ManifestFile &file : manifest.files) {
+        if (file.executable) {
+            allowExecution(root.filePath(file.path));
+        }
+    }
 }
 
 } // namespace
@@ -138,6 +150,7 @@ bool InstallManager::commitInstalledManifest(const Manifest &manifest)
     if (root_.isEmpty() || !manifest.valid) {
         return false;
     }
+    allowProgramsToRun(QDir(root_), manifest);
     QDir().mkpath(metadataDir());
     QSaveFile file(installedManifestPath());
     if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {

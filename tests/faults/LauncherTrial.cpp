@@ -54,6 +54,7 @@ private:
     QString addressPath(const BuildFile &file) const;
     std::optional<Build> recordedBuild(QStringList *problems) const;
     QStringList problemsWithSettings() const;
+    QStringList strays() const;
     QStringList problemsWithPlaces() const;
     QStringList problemsWithFiles(const Build &build) const;
     QStringList exceptions() const
@@ -70,7 +71,8 @@ private:
     bool prunes_;
     QList<Build> builds_; ///< in the order in which they come out
     int offered_ = -1;
-    int recorded_ = -1; ///< before the present phase
+    int recorded_ = -1;  ///< before the present phase
+    QStringList strays_; ///< before the present phase
     Outcome outcome_;
 };
 
@@ -140,6 +142,7 @@ Outcome LauncherTrial::run()
 void LauncherTrial::phase(const QString &name)
 {
     recorded_ = offered_;
+    strays_ = strays();
     publishNext();
     const Snapshot before(scratch_.folder(), exceptions());
     disturbedRun(name);
@@ -310,21 +313,37 @@ QStringList LauncherTrial::problemsWithSettings() const
     return problems;
 }
 
+/// What stands in the install folder though no record lists it: parts, and files of a build that was taken back before
+/// all of it had arrived. Only a record tells the launcher which files were its own, so these stay.
+QStringList LauncherTrial::strays() const
+{
+    QStringList listed;
+    if (recorded_ >= 0) {
+        for (const BuildFile &file : builds_.at(recorded_).files) {
+            listed.append(root_ + u'/' + file.path);
+        }
+    }
+    QStringList found;
+    QDirIterator files(root_, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        if (!listed.contains(path)) {
+            found.append(path);
+        }
+    }
+    return found;
+}
+
 /// Files stand only where they belong. A replacement that was being written may be left beside its target.
 QStringList LauncherTrial::problemsWithPlaces() const
 {
     static const QRegularExpression own(
         u"^(home/\\.config/VelmoGames/Launcher/(launcher\\.json(\\.[A-Za-z]{6})?|logs/launcher-[-0-9]+\\.log)"
         "|drive/games/Harrowfen/\\.velmo/(installed\\.json(\\.[A-Za-z]{6})?|write-test\\.tmp))$"_s);
-    QStringList known;
+    QStringList known = strays_;
     for (int i = std::max(recorded_, 0); i <= offered_; ++i) {
         for (const BuildFile &file : builds_.at(i).files) {
             known.append({root_ + u'/' + file.path, root_ + u'/' + file.path + u".part"_s});
-        }
-    }
-    if (recorded_ < 0 || offered_ > 0) { // what an earlier phase has left in part stays
-        for (const BuildFile &file : builds_.first().files) {
-            known.append(root_ + u'/' + file.path + u".part"_s);
         }
     }
     QStringList problems;

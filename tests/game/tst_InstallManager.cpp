@@ -37,6 +37,7 @@ using velmo::test::writeFile;
 namespace {
 
 constexpr qint64 largest = std::numeric_limits<qint64>::max();
+constexpr QFileDevice::Permissions execute = QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
 
 ManifestFile entry(const QString &path, qint64 size = 0)
 {
@@ -134,6 +135,8 @@ private slots:
     void textsThatBeginWithAByteOrderMarkAreReadBack();
     void commitMakesTheMetadataFolder();
     void commitReplacesTheRecordAndLeavesNothingElse();
+    void committedProgramsCanBeRun();
+    void commitGivesNoPermissionThroughALink();
     void invalidManifestIsNotCommitted();
     void commitWarnsWhenTheRecordCannotBeOpened_data();
     void commitWarnsWhenTheRecordCannotBeOpened();
@@ -657,6 +660,35 @@ void tst_InstallManager::commitReplacesTheRecordAndLeavesNothingElse()
     QCOMPARE(manager_->loadInstalledManifest().build, 2);
     QCOMPARE(manager_->loadInstalledManifest().files.size(), 1);
     QCOMPARE(namesIn(metadata()), QStringList{u"installed.json"_s});
+}
+
+void tst_InstallManager::committedProgramsCanBeRun()
+{
+    const LogCapture log;
+    Manifest manifest = manifestOf({u"Bin/game"_s, u"data.pak"_s, u"missing"_s}, 1);
+    manifest.files[0].executable = true;
+    manifest.files[2].executable = true;
+    writeFile(below(u"Bin/game"_s), "#!/bin/sh");
+    writeFile(below(u"data.pak"_s), "data");
+    QVERIFY((QFile::permissions(below(u"Bin/game"_s)) & execute) != execute);
+    QVERIFY(manager_->commitInstalledManifest(manifest));
+    QCOMPARE(QFile::permissions(below(u"Bin/game"_s)) & execute, execute);
+    QCOMPARE(QFile::permissions(below(u"data.pak"_s)) & execute, QFileDevice::Permissions());
+    QVERIFY(!QFile::exists(below(u"missing"_s)));
+}
+
+void tst_InstallManager::commitGivesNoPermissionThroughALink()
+{
+    const LogCapture log;
+    const QString victim = QFileInfo(root()).path() + u"/victim.txt"_s;
+    writeFile(victim, "somebody else's");
+    QVERIFY(QDir().mkpath(root()));
+    QVERIFY(QFile::link(victim, below(u"game"_s)));
+    Manifest manifest = manifestOf({u"game"_s}, 1);
+    manifest.files[0].executable = true;
+    const QFileDevice::Permissions before = QFile::permissions(victim);
+    QVERIFY(manager_->commitInstalledManifest(manifest));
+    QCOMPARE(QFile::permissions(victim), before);
 }
 
 void tst_InstallManager::invalidManifestIsNotCommitted()
