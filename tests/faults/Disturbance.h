@@ -27,6 +27,7 @@ struct Disturbance {
     int patienceMs = 30000;                       ///< of the player, see launcher.cpp
     bool mayBeKilled = false;
     bool losesPower = false;
+    bool failsReads = false; ///< of whole files, so that good ones look damaged
     quint64 memoryBytes = 0; ///< that the program may have for its data; 0 is without a limit
 };
 

@@ -14,6 +14,7 @@
 #include <QJsonDocument>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <optional>
 
 using namespace Qt::Literals::StringLiterals;
@@ -55,6 +56,8 @@ private:
     std::optional<Build> recordedBuild(QStringList *problems) const;
     QStringList problemsWithSettings() const;
     QStringList strays() const;
+    QStringList copiesOfSettings() const;
+    void acceptSettingsSetAside();
     QStringList problemsWithPlaces() const;
     QStringList problemsWithFiles(const Build &build) const;
     QStringList exceptions() const
@@ -71,8 +74,9 @@ private:
     bool prunes_;
     QList<Build> builds_; ///< in the order in which they come out
     int offered_ = -1;
-    int recorded_ = -1;  ///< before the present phase
-    QStringList strays_; ///< before the present phase
+    int recorded_ = -1;    ///< before the present phase
+    QStringList strays_;   ///< before the present phase
+    QStringList setAside_; ///< copies of settings that could not be read
     Outcome outcome_;
 };
 
@@ -195,6 +199,9 @@ void LauncherTrial::disturbedRun(const QString &name)
     for (const Run &run : runs) {
         takeDown(name, run, disturbance.mayBeKilled);
     }
+    if (disturbance.failsReads) {
+        acceptSettingsSetAside();
+    }
     if (power) {
         power->strike(journal, random_);
         QFile::remove(journal);
@@ -300,6 +307,26 @@ std::optional<Build> LauncherTrial::recordedBuild(QStringList *problems) const
     return std::nullopt;
 }
 
+QStringList LauncherTrial::copiesOfSettings() const
+{
+    QStringList copies;
+    const QDir folder(scratch_.data());
+    for (const QString &name : folder.entryList({u"launcher.json.corrupt-*"_s})) {
+        copies.append(folder.filePath(name));
+    }
+    return copies;
+}
+
+/// Settings that a drive does not give look damaged. They are put aside whole.
+void LauncherTrial::acceptSettingsSetAside()
+{
+    for (const QString &copy : copiesOfSettings()) {
+        if (QJsonDocument::fromJson(test::readFile(copy)).isObject()) {
+            setAside_.append(copy);
+        }
+    }
+}
+
 QStringList LauncherTrial::problemsWithSettings() const
 {
     const QString path = scratch_.data() + u"/launcher.json"_s;
@@ -307,7 +334,8 @@ QStringList LauncherTrial::problemsWithSettings() const
     if (QFile::exists(path) && !QJsonDocument::fromJson(test::readFile(path)).isObject()) {
         problems.append(u"the settings are damaged"_s);
     }
-    if (!QDir(scratch_.data()).entryList({u"launcher.json.corrupt-*"_s}).isEmpty()) {
+    const QStringList copies = copiesOfSettings();
+    if (std::any_of(copies.begin(), copies.end(), [this](const QString &copy) { return !setAside_.contains(copy); })) {
         problems.append(u"the launcher has found its settings damaged"_s);
     }
     return problems;
@@ -340,7 +368,7 @@ QStringList LauncherTrial::problemsWithPlaces() const
     static const QRegularExpression own(
         u"^(home/\\.config/VelmoGames/Launcher/(launcher\\.json(\\.[A-Za-z]{6})?|logs/launcher-[-0-9]+\\.log)"
         "|drive/games/Harrowfen/\\.velmo/(installed\\.json(\\.[A-Za-z]{6})?|write-test\\.tmp))$"_s);
-    QStringList known = strays_;
+    QStringList known = strays_ + setAside_;
     for (int i = std::max(recorded_, 0); i <= offered_; ++i) {
         for (const BuildFile &file : builds_.at(i).files) {
             known.append({root_ + u'/' + file.path, root_ + u'/' + file.path + u".part"_s});

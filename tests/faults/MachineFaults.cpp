@@ -64,6 +64,7 @@ Disturbance diskErrors(Surroundings &around)
 {
     QRandomGenerator &random = around.random;
     QStringList rows;
+    Disturbance disturbance;
     for (int i = 1 + random.bounded(3); i > 0; --i) {
         constexpr int errors[] = {EIO, EIO, ENOSPC, EDQUOT};
         const int error = errors[random.bounded(4)];
@@ -75,6 +76,7 @@ Disturbance diskErrors(Surroundings &around)
             break;
         case 1:
             rows.append(row(static_cast<int>(Call::Read), 1 + random.bounded(2 * files), count, EIO));
+            disturbance.failsReads = true;
             break;
         case 2:
             rows.append(row(static_cast<int>(Call::Sync), 1 + random.bounded(files), count, error));
@@ -92,7 +94,6 @@ Disturbance diskErrors(Surroundings &around)
             rows.append(row(static_cast<int>(Call::Write), anyChange(around), count, error));
         }
     }
-    Disturbance disturbance;
     disturbance.variables.append({u"VELMO_FAULT_FAIL"_s, rows.join(u';')});
     return disturbance;
 }
