@@ -3,6 +3,7 @@
 #include "InsideFolder.h"
 #include "publish/DecodedName.h"
 #include "publish/FileState.h"
+#include "publish/ParallelFor.h"
 #include "publish/PathRules.h"
 #include "publish/ProgressMeter.h"
 
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <vector>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -19,6 +21,7 @@ namespace velmo::publish {
 namespace {
 
 constexpr qsizetype entriesPerReport = 256;
+constexpr qsizetype filesOfALook = 2048; // where several threads share them
 
 /// Puts the units of UTF-16 into the order of the letters that they stand for: surrogates behind all others.
 constexpr char16_t rank(char16_t unit)
@@ -29,6 +32,17 @@ constexpr char16_t rank(char16_t unit)
         return static_cast<char16_t>(unit - (firstBehind - firstSurrogate));
     }
     return unit >= firstSurrogate ? static_cast<char16_t>(unit + (0x10000 - firstBehind)) : unit;
+}
+
+/// What the paths of things in \a folder begin with.
+QString folderBelow(const QString &folder)
+{
+    return folder.endsWith(u'/') ? folder : QString(folder + u'/');
+}
+
+bool precedes(const BuildFile &a, const BuildFile &b)
+{
+    return precedesByBytes(a.path, b.path);
 }
 
 } // namespace
@@ -47,24 +61,25 @@ bool precedesByBytes(const QString &a, const QString &b)
 
 QString BuildScan::locationOf(const BuildFile &file) const
 {
-    return QDir(root).filePath(file.path);
+    return folderBelow(root) + file.path;
 }
 
-BuildScanner::BuildScanner(const QString &source, ProgressMeter *meter)
+BuildScanner::BuildScanner(const QString &source, ProgressMeter *meter, int jobs)
     : source_(source)
     , root_(QFileInfo(source).canonicalFilePath())
+    , below_(folderBelow(root_))
     , meter_(meter)
+    , jobs_(jobs)
 {}
 
 BuildScan BuildScanner::scan()
 {
     before_ = nullptr;
     walkAll();
-    std::sort(scan_.files.begin(), scan_.files.end(),
-              [](const BuildFile &a, const BuildFile &b) { return precedesByBytes(a.path, b.path); });
+    std::sort(scan_.files.begin(), scan_.files.end(), precedes);
     scan_.refusals += caseClashes(PathList(scan_.files));
     if (scan_.files.isEmpty() && scan_.refusals.isEmpty()) {
-        scan_.refusals.append(u"\"%1\" holds no files."_s.arg(source_));
+        refuse(u"\"%1\" holds no files."_s.arg(source_));
     }
     return std::exchange(scan_, {});
 }
@@ -73,6 +88,7 @@ bool BuildScanner::stillFinds(const BuildScan &before)
 {
     before_ = &before;
     asBefore_ = 0;
+    next_ = 0;
     walkAll();
     return scan_.refusals.isEmpty() && scan_.files.isEmpty() && asBefore_ == before.files.size();
 }
@@ -86,8 +102,9 @@ void BuildScanner::walkAll()
     entries_ = 0;
     if (QFileInfo(source_).isDir()) {
         walk({}, root_);
+        lookAtWaiting();
     } else {
-        scan_.refusals.append(u"\"%1\" is not a folder."_s.arg(source_));
+        refuse(u"\"%1\" is not a folder."_s.arg(source_));
     }
 }
 
@@ -110,13 +127,12 @@ QList<BuildScanner::Entry> BuildScanner::entriesOf(const QString &folder)
         if (name.lossless) {
             entries.append({name.text, kindOf(*entry)});
         } else {
-            scan_.refusals.append(
-                u"\"%1\" has a name that is not valid Unicode."_s.arg(QDir(folder).filePath(name.text)));
+            refuse(u"\"%1\" has a name that is not valid Unicode."_s.arg(QDir(folder).filePath(name.text)));
         }
     }
     if (failure) {
-        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(folder.isEmpty() ? source_ : folder,
-                                                                  QString::fromStdString(failure.message())));
+        refuse(u"\"%1\" cannot be read: %2."_s.arg(folder.isEmpty() ? source_ : folder,
+                                                   QString::fromStdString(failure.message())));
     }
     std::sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) { return a.name < b.name; });
     return entries;
@@ -145,10 +161,9 @@ BuildScanner::Entry::Kind BuildScanner::kindOf(const std::filesystem::directory_
 void BuildScanner::visit(const QString &path, const QString &canonicalFolder, Entry::Kind kind)
 {
     if (path.compare(".velmo"_L1, Qt::CaseInsensitive) == 0) {
-        scan_.refusals.append(
-            u"\"%1\" cannot be published: the launcher keeps its record of an installation there."_s.arg(path));
+        refuse(u"\"%1\" cannot be published: the launcher keeps its record of an installation there."_s.arg(path));
     } else if (const QString refusal = pathRefusal(path); !refusal.isEmpty()) {
-        scan_.refusals.append(refusal);
+        refuse(refusal);
     } else if (kind == Entry::Kind::File) {
         addFile(path);
     } else if (kind == Entry::Kind::Folder) {
@@ -165,30 +180,29 @@ void BuildScanner::visitOther(const QString &path)
     // A junction is no link to Qt, which takes it for where its target lies.
     const QString canonical = (entry.isJunction() ? QFileInfo(entry.junctionTarget()) : entry).canonicalFilePath();
     if (isLink && (!entry.exists() || canonical.isEmpty())) {
-        scan_.refusals.append(u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path));
+        refuse(u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path));
     } else if (isLink && canonical != root_ && !isInside(canonical, root_)) {
-        scan_.refusals.append(u"\"%1\" is a symbolic link that leaves the build, to \"%2\"."_s.arg(path, canonical));
+        refuse(u"\"%1\" is a symbolic link that leaves the build, to \"%2\"."_s.arg(path, canonical));
     } else if (entry.isDir()) {
         visitFolder(path, canonical);
     } else if (entry.isFile()) {
         addFile(path);
     } else {
-        scan_.refusals.append(u"\"%1\" is neither a file nor a folder."_s.arg(path));
+        refuse(u"\"%1\" is neither a file nor a folder."_s.arg(path));
     }
 }
 
 void BuildScanner::visitFolder(const QString &path, const QString &canonical)
 {
     if (ancestors_.contains(canonical)) {
-        scan_.refusals.append(u"\"%1\" is a symbolic link that leads back to a folder around it."_s.arg(path));
+        refuse(u"\"%1\" is a symbolic link that leads back to a folder around it."_s.arg(path));
         return;
     }
     const int visits = ++visits_[canonical];
     if (visits > mostPathsOfAFolder) {
         if (visits == mostPathsOfAFolder + 1) { // one sentence is enough for all the paths that follow
-            scan_.refusals.append(
-                u"\"%1\" leads to the folder \"%2\", which symbolic links already put under %3 other "
-                "paths; more are not followed."_s.arg(path, canonical, QString::number(mostPathsOfAFolder)));
+            refuse(u"\"%1\" leads to the folder \"%2\", which symbolic links already put under %3 other "
+                   "paths; more are not followed."_s.arg(path, canonical, QString::number(mostPathsOfAFolder)));
         }
         return;
     }
@@ -197,9 +211,38 @@ void BuildScanner::visitFolder(const QString &path, const QString &canonical)
     ancestors_.removeLast();
 }
 
+/// Looked at with others, for that takes most of the time of a walk and goes on all cores.
 void BuildScanner::addFile(const QString &path)
 {
-    const FileState state = fileState(locationOf(path));
+    waiting_.append(path);
+    if (jobs_ == 1 || waiting_.size() >= filesOfALook) {
+        lookAtWaiting();
+    }
+}
+
+void BuildScanner::lookAtWaiting()
+{
+    const QStringList paths = std::exchange(waiting_, {});
+    std::vector<FileState> states(static_cast<std::size_t>(paths.size()));
+    const auto look = [this, &paths, &states](qsizetype index) {
+        states[static_cast<std::size_t>(index)] =
+            fileState(locationOf(paths.at(index)), before_ ? FileLook::Attributes : FileLook::Readable);
+        return true;
+    };
+    if (jobs_ > 1 && paths.size() > 1) {
+        parallelFor(paths.size(), jobs_, look, [] {});
+    } else {
+        for (qsizetype index = 0; index < paths.size(); ++index) {
+            look(index);
+        }
+    }
+    for (qsizetype index = 0; index < paths.size(); ++index) {
+        noteLook(paths.at(index), states.at(static_cast<std::size_t>(index)));
+    }
+}
+
+void BuildScanner::noteLook(const QString &path, const FileState &state)
+{
     if (!state.error.isEmpty()) {
         scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, state.error));
         return;
@@ -211,15 +254,25 @@ void BuildScanner::addFile(const QString &path)
     }
 }
 
+/// Behind what is to be said of the files before.
+void BuildScanner::refuse(const QString &sentence)
+{
+    lookAtWaiting();
+    scan_.refusals.append(sentence);
+}
+
 /// Takes down \a file, unless it only is to stand as it did.
 void BuildScanner::note(const BuildFile &file)
 {
     if (before_) {
-        const auto found =
-            std::lower_bound(before_->files.begin(), before_->files.end(), file,
-                             [](const BuildFile &a, const BuildFile &b) { return precedesByBytes(a.path, b.path); });
-        if (found != before_->files.end() && found->path == file.path && found->isAsBefore(file)) {
+        const auto end = before_->files.end();
+        auto found = before_->files.begin() + next_;
+        if (found == end || found->path != file.path) {
+            found = std::lower_bound(before_->files.begin(), end, file, precedes);
+        }
+        if (found != end && found->path == file.path && found->isAsBefore(file)) {
             ++asBefore_;
+            next_ = found - before_->files.begin() + 1;
             return;
         }
     }
@@ -240,7 +293,7 @@ void BuildScanner::countEntry()
 
 QString BuildScanner::locationOf(const QString &path) const
 {
-    return path.isEmpty() ? root_ : QDir(root_).filePath(path);
+    return path.isEmpty() ? root_ : QString(below_ + path);
 }
 
 } // namespace velmo::publish

@@ -9,10 +9,11 @@
 #include <QFile>
 #include <QFileInfo>
 
+#ifndef Q_OS_WIN
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#endif
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::PublishFixture;
@@ -51,6 +52,7 @@ private slots:
     void folderUnderAsManyPathsAsAllowedIsPublished();
     void linksThatDoubleThePathsAreRefusedAfterABoundedWalk();
     void walkReportsAsItGoesOn();
+    void walkOnSeveralThreadsFindsTheSame();
     void walkOfFoldersWithoutFilesReportsToo();
     void sourceGivenThroughALinkIsPublished();
     void specialFileIsRefused();
@@ -125,8 +127,8 @@ void tst_BuildScanner::executeBitMakesAnExecutable()
     fixture.write(u"data"_s, "x");
     fixture.write(u"program"_s, "x");
     fixture.write(u"for others"_s, "x");
-    QCOMPARE(chmod(nativeName(fixture, u"program"_s).constData(), 0755), 0);
-    QCOMPARE(chmod(nativeName(fixture, u"for others"_s).constData(), 0645), 0);
+    QVERIFY(velmo::test::setMode(fixture.build() + u'/' + u"program"_s, 0755));
+    QVERIFY(velmo::test::setMode(fixture.build() + u'/' + u"for others"_s, 0645));
     const velmo::publish::BuildScan scan = scanOf(fixture);
     QCOMPARE(pathsOf(scan), QStringList({u"data"_s, u"for others"_s, u"program"_s}));
     QVERIFY(!scan.files.at(0).executable);
@@ -405,6 +407,25 @@ void tst_BuildScanner::walkReportsAsItGoesOn()
     QCOMPARE(reports.at(3).filesDone, 600);
 }
 
+void tst_BuildScanner::walkOnSeveralThreadsFindsTheSame()
+{
+    const PublishFixture fixture;
+    fixture.write(u"0/nul"_s, "x"); // refused on the way
+    for (int number = 0; number < 2500; ++number) {
+        fixture.write(u"%1/%2"_s.arg(number % 7).arg(number), QByteArray(number % 10, 'x'));
+    }
+    const velmo::publish::BuildScan one = scanOf(fixture);
+    const velmo::publish::BuildScan several = velmo::publish::BuildScanner(fixture.build(), nullptr, 4).scan();
+    QCOMPARE(several.refusals, one.refusals);
+    QCOMPARE(pathsOf(several), pathsOf(one));
+    QCOMPARE(several.files.size(), 2500);
+    for (qsizetype index = 0; index < one.files.size(); ++index) {
+        QVERIFY(several.files.at(index).isAsBefore(one.files.at(index)));
+    }
+    fixture.write(u"3/3"_s, "and longer");
+    QVERIFY(!velmo::publish::BuildScanner(fixture.build(), nullptr, 4).stillFinds(several));
+}
+
 void tst_BuildScanner::walkOfFoldersWithoutFilesReportsToo()
 {
     const PublishFixture fixture;
@@ -435,12 +456,13 @@ void tst_BuildScanner::sourceGivenThroughALinkIsPublished()
 void tst_BuildScanner::specialFileIsRefused()
 {
     const PublishFixture fixture;
-    QCOMPARE(mkfifo(nativeName(fixture, u"pipe"_s).constData(), 0600), 0);
+    QVERIFY(velmo::test::makePipe(nativeName(fixture, u"pipe"_s)));
     QCOMPARE(scanOf(fixture).refusals, QStringList{u"\"pipe\" is neither a file nor a folder."_s});
 }
 
 void tst_BuildScanner::socketIsRefused()
 {
+#ifndef Q_OS_WIN
     const PublishFixture fixture;
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -452,13 +474,14 @@ void tst_BuildScanner::socketIsRefused()
     const QStringList refusals = scanOf(fixture).refusals;
     close(handle);
     QCOMPARE(refusals, QStringList{u"\"socket\" is neither a file nor a folder."_s});
+#endif
 }
 
 void tst_BuildScanner::linkToASpecialFileIsRefused()
 {
     const PublishFixture fixture;
     fixture.write(u"a"_s, "x");
-    QCOMPARE(mkfifo(nativeName(fixture, u"pipe"_s).constData(), 0600), 0);
+    QVERIFY(velmo::test::makePipe(nativeName(fixture, u"pipe"_s)));
     fixture.link(u"pipe"_s, u"link"_s);
     QVERIFY(scanOf(fixture).refusals.contains(u"\"link\" is neither a file nor a folder."_s));
 }
@@ -468,9 +491,9 @@ void tst_BuildScanner::nameThatIsNotUnicodeIsRefused()
     const PublishFixture fixture;
     fixture.write(u"Data/good"_s, "x");
     const QByteArray name = nativeName(fixture, u"Data"_s) + "/b\377d";
-    QCOMPARE(mkfifo(name.constData(), 0600), 0);
+    QVERIFY(velmo::test::makePipe(name));
     const QStringList refusals = scanOf(fixture).refusals;
-    QCOMPARE(unlink(name.constData()), 0); // the fixture's folder cannot name it either
+    QCOMPARE(std::remove(name.constData()), 0); // the fixture's folder cannot name it either
     QCOMPARE(refusals, QStringList{u"\"Data/b\uFFFDd\" has a name that is not valid Unicode."_s});
 }
 
@@ -479,7 +502,7 @@ void tst_BuildScanner::unreadableFileIsRefused()
     const PublishFixture fixture;
     fixture.write(u"Data/open"_s, "x");
     fixture.write(u"Data/shut"_s, "x");
-    QCOMPARE(chmod(nativeName(fixture, u"Data/shut"_s).constData(), 0), 0);
+    QVERIFY(velmo::test::setMode(fixture.build() + u'/' + u"Data/shut"_s, 0));
     const velmo::test::UnprivilegedFileAccess access;
     QCOMPARE(scanOf(fixture).refusals, QStringList{u"\"Data/shut\" cannot be read: Permission denied."_s});
 }
@@ -489,14 +512,14 @@ void tst_BuildScanner::unreadableFolderIsRefused()
     const PublishFixture fixture;
     fixture.write(u"Data/Maps/a"_s, "x");
     fixture.write(u"b"_s, "x");
-    const QByteArray maps = nativeName(fixture, u"Data/Maps"_s);
-    QCOMPARE(chmod(maps.constData(), 0), 0);
+    const QString maps = fixture.build() + u"/Data/Maps"_s;
+    QVERIFY(velmo::test::setMode(maps, 0));
     QStringList refusals;
     {
         const velmo::test::UnprivilegedFileAccess access;
         refusals = scanOf(fixture).refusals;
     }
-    QCOMPARE(chmod(maps.constData(), 0700), 0); // so that the fixture can go
+    QVERIFY(velmo::test::setMode(maps, 0700)); // so that the fixture can go
     QCOMPARE(refusals, QStringList{u"\"Data/Maps\" cannot be read: Permission denied."_s});
 }
 
