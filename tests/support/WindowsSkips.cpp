@@ -19,11 +19,7 @@ struct Skip {
 };
 
 constexpr auto clockGoesOn = "the clock cannot be stopped there"_L1;
-constexpr auto noLinks = "making a symbolic link takes a right of its own; tst_Junctions makes what takes none"_L1;
 constexpr auto otherPermissions = "permissions are other ones there"_L1;
-constexpr auto noSuchNames = "Windows has no such names"_L1;
-constexpr auto noPipes = "a folder holds no pipe, no socket and no name of bytes alone"_L1;
-constexpr auto systemsOwnSync = "nothing stands in front of the system's own sync and copies there"_L1;
 
 // Every test function that does not run on Windows or under Wine. What else differs there, its test knows.
 constexpr std::array skips = {
@@ -58,60 +54,7 @@ constexpr std::array skips = {
     Skip{"tst_Picture"_L1, "onlyRegularFilesAreOpened"_L1, "nothing tells of a file that is opened"_L1},
     Skip{"tst_VerificationManager"_L1, "danglingLinkIsMissing"_L1,
          "making a symbolic link takes a right of its own"_L1},
-    Skip{"tst_BuildScanner"_L1, "executeBitMakesAnExecutable"_L1, otherPermissions},
-    Skip{"tst_BuildScanner"_L1, "linkToAFileInsideIsPublishedAsTheFile"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "linkToAFolderInsideIsFollowed"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "linkOutOfTheSourceIsRefused"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "linkToASiblingWithTheSamePrefixIsRefused"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "danglingLinkIsRefused"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "linkToItselfIsRefused"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "linkLoopIsRefused"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "loopOverTwoFoldersIsRefused"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "folderUnderAsManyPathsAsAllowedIsPublished"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "linksThatDoubleThePathsAreRefusedAfterABoundedWalk"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "sourceGivenThroughALinkIsPublished"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "specialFileIsRefused"_L1, noPipes},
-    Skip{"tst_BuildScanner"_L1, "socketIsRefused"_L1, noPipes},
-    Skip{"tst_BuildScanner"_L1, "linkToASpecialFileIsRefused"_L1, noLinks},
-    Skip{"tst_BuildScanner"_L1, "nameThatIsNotUnicodeIsRefused"_L1, noPipes},
-    Skip{"tst_BuildScanner"_L1, "unreadableFileIsRefused"_L1, otherPermissions},
-    Skip{"tst_BuildScanner"_L1, "unreadableFolderIsRefused"_L1, otherPermissions},
     Skip{"tst_ContentStore"_L1, "pruneNamesWhatItCannotRemove"_L1, otherPermissions},
-    Skip{"tst_ContentTree"_L1, "oldManifestStandsWhenTheDriveDoesNotTakeTheNewOne"_L1, systemsOwnSync},
-    Skip{"tst_ContentTree"_L1, "channelThatMayNotBeEnteredIsNamed"_L1, otherPermissions},
-    Skip{"tst_ContentTree"_L1, "gameFolderThatMayNotBeListedIsNamed"_L1, otherPermissions},
-    Skip{"tst_ContentTree"_L1, "channelThatLeadsNowhereIsNamed"_L1, noLinks},
-    Skip{"tst_ContentTree"_L1, "filesAndFoldersWithoutAManifestAreNoChannels"_L1, noLinks},
-    Skip{"tst_Incoming"_L1, "placedFileIsThereForTheWebServerToRead"_L1, otherPermissions},
-    Skip{"tst_Incoming"_L1, "nothingHasANameBeforeTheDriveHasIt"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "largeFileSharesItsBytesWhereTheDriveCan"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "oneSyncServesAll"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "fewFilesAreSyncedOneByOne"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "fileThatTheDriveDoesNotTakeIsNotStored"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "oneOfManyThatTheDriveDoesNotTakeIsNamed"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "failureOfSomebodyElsesFileIsNoFailure"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "oneSyncServesAllNames"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "nothingPlacedLeavesNothingToSettle"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "namesOfARunThatWasCutOffAreSettled"_L1, systemsOwnSync},
-    Skip{"tst_Incoming"_L1, "driveThatCannotSyncIsNoFailure"_L1, systemsOwnSync},
-    Skip{"tst_PublishProgram"_L1, "refusalGivesOneAndNamesThePath"_L1, noLinks},
-    Skip{"tst_Publisher"_L1, "namedProgramAndRunBitMakeExecutables"_L1, otherPermissions},
-    Skip{"tst_Publisher"_L1, "unchangedLargeFileIsNotCopiedOnceMore"_L1, systemsOwnSync},
-    Skip{"tst_Publisher"_L1, "placesThatLieInEachOtherAreRefused"_L1, noLinks},
-    Skip{"tst_Publisher"_L1, "whatAppearsAndCannotBePublishedIsNoticed"_L1, noLinks},
-    Skip{"tst_Publisher"_L1, "driveHasTheNamesBeforeTheManifest"_L1, systemsOwnSync},
-    Skip{"tst_Publisher"_L1, "noManifestStandsOverNamesThatTheDriveDoesNotTake"_L1, systemsOwnSync},
-    Skip{"tst_Publisher"_L1, "pruneIsRefusedWhileAChannelCannotBeSeen"_L1, noLinks},
-    Skip{"tst_Publisher"_L1, "pruneRemovesNothingWhenAChannelIsOutOfSightMeanwhile"_L1, noLinks},
-    Skip{"tst_TreeCheck"_L1, "somethingElseInTheFilesPlaceIsNamed"_L1, noPipes},
-    Skip{"tst_TreeLock"_L1, "lockThatCannotBeWrittenIsNamed"_L1, otherPermissions},
-    Skip{"tst_FileDigest"_L1, "readThatFailsIsNamed"_L1, "no file that can be opened fails to be read"_L1},
-    Skip{"tst_BuildScanner"_L1, "pathThatTheLauncherRefusesIsRefused"_L1, noSuchNames},
-    Skip{"tst_BuildScanner"_L1, "badFolderIsRefusedOnceForAllItHolds"_L1, noSuchNames},
-    Skip{"tst_BuildScanner"_L1, "reservedNameIsRefused"_L1, noSuchNames},
-    Skip{"tst_BuildScanner"_L1, "pathsThatDifferInCaseAreRefused"_L1, noSuchNames},
-    Skip{"tst_BuildScanner"_L1, "allRefusalsAreListedTogether"_L1, noSuchNames},
-    Skip{"tst_Publisher"_L1, "badBuildIsRefusedBeforeAnythingIsWritten"_L1, noSuchNames},
 };
 
 const Skip *skipOf(const QMetaObject &test, const QByteArray &function)
