@@ -25,6 +25,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -144,20 +145,31 @@ int job(const QString &folder, const QUrl &url, const QString &into)
     return QCoreApplication::exec();
 }
 
-/// Each file by the launcher's client, timed to its last byte: what follows is the check of its hash.
+/// Each file by the launcher's client, timed to its last byte: what follows is the check of its hash, whose longest
+/// turn is told.
 int line(const QString &folder, const QUrl &url, const QString &into)
 {
     const velmo::Manifest manifest = readManifest(folder);
     QNetworkAccessManager network;
     velmo::DownloadClient client(&network);
     double sum = 0;
+    double turn = 0;
     for (const velmo::ManifestFile &entry : manifest.files) {
         QElapsedTimer clock;
         double lastByte = 0;
+        std::optional<velmo::bench::Turns> turns;
         QEventLoop loop;
         const QObject context;
-        QObject::connect(&client, &velmo::DownloadClient::progress, &context, [&] { lastByte = seconds(clock); });
-        QObject::connect(&client, &velmo::DownloadClient::finished, &context, [&] { loop.exit(0); });
+        QObject::connect(&client, &velmo::DownloadClient::progress, &context, [&](qint64 received) {
+            lastByte = seconds(clock);
+            if (received == entry.size) {
+                turns.emplace();
+            }
+        });
+        QObject::connect(&client, &velmo::DownloadClient::finished, &context, [&] {
+            turn = std::max(turn, turns ? turns->longest() : 0);
+            loop.exit(0);
+        });
         QObject::connect(&client, &velmo::DownloadClient::failed, &context, [&] { loop.exit(1); });
         clock.start();
         client.start(url.resolved(QUrl(entry.path)), into + u'/' + entry.path, entry.size, entry.sha256);
@@ -166,7 +178,7 @@ int line(const QString &folder, const QUrl &url, const QString &into)
         }
         sum += lastByte;
     }
-    std::printf("seconds %.4f\n", sum);
+    std::printf("seconds %.4f turn %.5f\n", sum, turn);
     return 0;
 }
 

@@ -67,6 +67,7 @@ Application::Application(int &argc, char **argv)
     setOrganizationName(u"Velmo Games"_s);
     setOrganizationDomain(u"velmogames.example"_s);
     setApplicationVersion(QStringLiteral(VELMO_VERSION));
+    setDesktopFileName(u"velmo-launcher"_s); // by which Wayland finds the window's icon and name
     setWindowIcon(QIcon(u":/icons/velmo-mark.png"_s));
     setQuitOnLastWindowClosed(true);
 }

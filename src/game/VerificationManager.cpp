@@ -88,13 +88,13 @@ private:
             if (cancelRequested()) {
                 return false;
             }
-            const QByteArray block = device.read(readBytes);
-            if (block.isEmpty()) {
+            const qint64 count = device.read(block_.data(), block_.size());
+            if (count <= 0) {
                 break;
             }
-            hash.addData(block);
-            done_ = addSizes(done_, block.size());
-            result_.bytesChecked += block.size();
+            hash.addData(QByteArrayView(block_.constData(), count));
+            done_ = addSizes(done_, count);
+            result_.bytesChecked += count;
             if (++reads % readsPerProgress == 0) {
                 // A file that grew after its size was tested must not carry the bar past its end.
                 postProgress(std::clamp(fractionOf(done_, totalBytes_), 0.0, 1.0), file.path);
@@ -127,6 +127,8 @@ private:
     qint64 totalBytes_;
     qint64 done_ = 0; ///< bytes walked, read or not
     VerificationResult result_;
+    // One for all reads: Windows takes a new one of this size from the system each time, page by page.
+    QByteArray block_{readBytes, Qt::Uninitialized};
 };
 
 QList<ManifestFile> VerificationResult::filesNeedingRepair() const

@@ -35,12 +35,14 @@ QString hashOfFile(const QString &path)
         return {};
     }
     QCryptographicHash hash(QCryptographicHash::Sha256);
+    // One for all blocks: Windows takes a new one of this size from the system each time, page by page.
+    QByteArray block(hashBlockBytes, Qt::Uninitialized);
     while (!file.atEnd()) {
-        const QByteArray block = file.read(hashBlockBytes);
-        if (block.isEmpty()) {
+        const qint64 count = file.read(block.data(), block.size());
+        if (count <= 0) {
             return {};
         }
-        hash.addData(block);
+        hash.addData(QByteArrayView(block.constData(), count));
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     }
     return QString::fromLatin1(hash.result().toHex());

@@ -1,17 +1,21 @@
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QDirIterator>
-#include <QFile>
 #include <QHash>
 #include <QRegularExpression>
 #include <QSet>
+
+#include <algorithm>
+#include <functional>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// The map of src, from left to right: which rooms each room may include from, besides itself.
+// The map of src, from left to right: which rooms each room may include from, besides itself. The map of what is around
+// it stands in docs/architecture.md.
 const QHash<QString, QStringList> doors = {
     {u"core"_s, {}},
     {u"data"_s, {u"core"_s}},
@@ -89,6 +93,64 @@ QStringList problemsOf(const QString &file, const QString &text)
     return problems;
 }
 
+/// The names of the folders around src, each with what it may include from, by the table of \a page.
+QHash<QString, QStringList> mapIn(const QString &page)
+{
+    static const QRegularExpression row(u"^\\| `((?:tools|bench|fuzz|tests)[^`]*)` \\| .* \\| (.+) \\|$"_s,
+                                        QRegularExpression::MultilineOption);
+    QHash<QString, QStringList> map;
+    for (auto match = row.globalMatch(page); match.hasNext();) {
+        const QRegularExpressionMatch found = match.next();
+        map.insert(found.captured(1), found.captured(2).remove(u'`').split(u", "_s));
+    }
+    return map;
+}
+
+/// The folder of \a map to which \a folder belongs: itself or the next above it; itself where there is none.
+QString placeOf(const QHash<QString, QStringList> &map, const QString &folder)
+{
+    for (QString place = folder; !place.isEmpty(); place = place.section(u'/', 0, -2)) {
+        if (map.contains(place)) {
+            return place;
+        }
+    }
+    return folder;
+}
+
+/// Whether a file in the folder \a from, which is one of \a map, may include from the folder \a to.
+bool mayUse(const QHash<QString, QStringList> &map, const QString &from, const QString &to)
+{
+    const QStringList named = map.value(from);
+    return to == from || named.contains(to) ||
+           (to.startsWith("src/"_L1) && std::any_of(named.begin(), named.end(), [&to](const QString &name) {
+                return name == "src"_L1 || (name.startsWith("src/"_L1) && mayOpen(name.sliced(4), to.sliced(4)));
+            }));
+}
+
+/// The folders of ours from which the text \a text of a file in \a folder includes. Everything is relative to the root,
+/// below which \a exists tells what there is.
+QStringList usedFolders(const QString &folder, const QString &text, const std::function<bool(const QString &)> &exists)
+{
+    static const QRegularExpression include(u"^[ \\t]*#[ \\t]*include[ \\t]*\"([^\"\\n]+)\""_s,
+                                            QRegularExpression::MultilineOption);
+    // Where includes are written from; the last ones hand fixtures to other folders.
+    const QStringList starts = {folder,          u"src"_s,         u"tools"_s,     u"tests"_s,
+                                u"tests/game"_s, u"tests/pages"_s, u"tests/net"_s, u"tools/demo"_s};
+    QStringList folders;
+    for (auto match = include.globalMatch(text); match.hasNext();) {
+        const QString header = match.next().captured(1);
+        for (const QString &start : starts) {
+            const QString path = QDir::cleanPath(start + u'/' + header);
+            if (exists(path)) {
+                folders.append(path.section(u'/', 0, -2));
+                break;
+            }
+        }
+    }
+    folders.removeDuplicates();
+    return folders;
+}
+
 QDir sources()
 {
     return QDir(QStringLiteral(VELMO_SOURCES));
@@ -96,8 +158,7 @@ QDir sources()
 
 QString contentsOf(const QString &path)
 {
-    QFile file(sources().filePath(path));
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    return QString::fromUtf8(velmo::test::readFile(sources().filePath(path), {}));
 }
 
 /// The text of the test class \a name; empty when there is none.
@@ -120,6 +181,21 @@ QStringList sourceFiles()
     return files;
 }
 
+/// Every header and source around src, as paths from the root.
+QStringList filesAroundSources()
+{
+    const QDir root(sources().filePath(u".."_s));
+    QStringList files;
+    for (const QString &house : {u"bench"_s, u"fuzz"_s, u"tests"_s, u"tools"_s}) {
+        QDirIterator iterator(root.filePath(house), {u"*.h"_s, u"*.cpp"_s}, QDir::Files, QDirIterator::Subdirectories);
+        while (iterator.hasNext()) {
+            files.append(root.relativeFilePath(iterator.next()));
+        }
+    }
+    files.sort();
+    return files;
+}
+
 } // namespace
 
 class tst_Architecture : public QObject {
@@ -133,6 +209,11 @@ private slots:
     void everyFileKeepsToTheMap();
     void everyRoomLinksOnlyThroughItsDoors_data();
     void everyRoomLinksOnlyThroughItsDoors();
+    void badUseIsDetected_data();
+    void badUseIsDetected();
+    void everythingAroundTheSourcesKeepsToTheMap_data();
+    void everythingAroundTheSourcesKeepsToTheMap();
+    void everythingOnTheMapExists();
     void everyTestThatTheSecurityPageNamesExists();
 };
 
@@ -244,6 +325,85 @@ void tst_Architecture::everyRoomLinksOnlyThroughItsDoors()
         const QString linked = match.next().captured(1);
         if (isRoom(linked)) {
             QVERIFY2(mayOpen(room, linked), qPrintable(u"no door from %1 to %2"_s.arg(room, linked)));
+        }
+    }
+}
+
+void tst_Architecture::badUseIsDetected_data()
+{
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QString>("header");
+    QTest::addColumn<bool>("allowed");
+    QTest::newRow("own folder") << u"tests/net/tst_A.cpp"_s << u"LoopbackPeer.h"_s << true;
+    QTest::newRow("folder without a row") << u"tests/net/deep/tst_A.cpp"_s << u"net/ApiClient.h"_s << true;
+    QTest::newRow("own room") << u"tests/net/tst_A.cpp"_s << u"net/ApiClient.h"_s << true;
+    QTest::newRow("room that the room sees") << u"tests/net/tst_A.cpp"_s << u"core/Paths.h"_s << true;
+    QTest::newRow("room to the right") << u"tests/net/tst_A.cpp"_s << u"game/GameManager.h"_s << false;
+    QTest::newRow("every room") << u"tests/all/tst_A.cpp"_s << u"shell/MainWindow.h"_s << true;
+    QTest::newRow("named folder") << u"tests/all/tst_A.cpp"_s << u"support/LogCapture.h"_s << true;
+    QTest::newRow("folder that is not named") << u"tests/net/tst_A.cpp"_s << u"support/LogCapture.h"_s << false;
+    QTest::newRow("climbing") << u"tests/all/tst_A.cpp"_s << u"../net/LoopbackPeer.h"_s << false;
+    QTest::newRow("fixture by its name") << u"tests/all/tst_A.cpp"_s << u"LoopbackPeer.h"_s << false;
+    QTest::newRow("nothing may be used") << u"tools/studio/A.cpp"_s << u"core/Paths.h"_s << false;
+    QTest::newRow("not on the map") << u"bench/a.cpp"_s << u"core/Paths.h"_s << false;
+    QTest::newRow("not ours") << u"tools/studio/A.cpp"_s << u"sha.h"_s << true;
+}
+
+void tst_Architecture::badUseIsDetected()
+{
+    QFETCH(const QString, file);
+    QFETCH(const QString, header);
+    QFETCH(const bool, allowed);
+    const auto map = mapIn(u"| `net` | no folder | of these |\n"
+                           "| `tests/net` | tests, `net` | `src/net` |\n"
+                           "| `tests/all` | tests | `src`, `tests/support` |\n"
+                           "| `tools/studio` | a server | nothing |\n"_s);
+    const QStringList existing = {u"src/net/ApiClient.h"_s,      u"src/core/Paths.h"_s,
+                                  u"src/game/GameManager.h"_s,   u"src/shell/MainWindow.h"_s,
+                                  u"tests/net/LoopbackPeer.h"_s, u"tests/support/LogCapture.h"_s};
+    const QString folder = file.section(u'/', 0, -2);
+    const QStringList used = usedFolders(folder, u"#include \"%1\"\n"_s.arg(header),
+                                         [&existing](const QString &path) { return existing.contains(path); });
+    QCOMPARE(std::all_of(used.begin(), used.end(),
+                         [&](const QString &to) { return mayUse(map, placeOf(map, folder), placeOf(map, to)); }),
+             allowed);
+    QCOMPARE(used.isEmpty(), header == "sha.h"_L1);
+}
+
+void tst_Architecture::everythingAroundTheSourcesKeepsToTheMap_data()
+{
+    QTest::addColumn<QString>("file");
+    const QStringList files = filesAroundSources();
+    QVERIFY(files.contains(u"tests/support/LogCapture.h"_s)); // the search looks into the right folders
+    for (const QString &file : files) {
+        QTest::newRow(qPrintable(file)) << file;
+    }
+}
+
+void tst_Architecture::everythingAroundTheSourcesKeepsToTheMap()
+{
+    QFETCH(const QString, file);
+    static const auto map = mapIn(contentsOf(u"../docs/architecture.md"_s));
+    const QDir root(sources().filePath(u".."_s));
+    const QString folder = file.section(u'/', 0, -2);
+    const QString place = placeOf(map, folder);
+    QVERIFY2(map.contains(place), qPrintable(folder + u" is not on the map"_s));
+    const QStringList used =
+        usedFolders(folder, contentsOf(u"../"_s + file), [&root](const QString &path) { return root.exists(path); });
+    for (const QString &to : used) {
+        QVERIFY2(mayUse(map, place, placeOf(map, to)), qPrintable(u"%1 may not use %2"_s.arg(place, to)));
+    }
+}
+
+void tst_Architecture::everythingOnTheMapExists()
+{
+    const auto map = mapIn(contentsOf(u"../docs/architecture.md"_s));
+    QVERIFY(map.size() > 20); // the search finds the rows
+    const QDir root(sources().filePath(u".."_s));
+    for (auto row = map.cbegin(); row != map.cend(); ++row) {
+        QVERIFY2(root.exists(row.key()), qPrintable(row.key()));
+        for (const QString &used : row.value()) {
+            QVERIFY2(used == "nothing"_L1 || root.exists(used), qPrintable(row.key() + u": "_s + used));
         }
     }
 }

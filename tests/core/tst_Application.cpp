@@ -9,6 +9,7 @@
 #include "shell/MainWindow.h"
 #include "support/PlainText.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -39,7 +40,9 @@
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::plainText;
+using velmo::test::readFile;
 using velmo::test::TestEnvironment;
+using velmo::test::writeFile;
 
 // The program's own objects are its private affair, and the order in which they go is what it is judged by. An explicit
 // instantiation may name what is private, which opens them here and nowhere else.
@@ -114,15 +117,10 @@ void printMetadata()
     print("organization", QCoreApplication::organizationName());
     printFlag("has domain", !QCoreApplication::organizationDomain().isEmpty());
     print("version", QCoreApplication::applicationVersion());
+    print("desktop entry", QGuiApplication::desktopFileName());
     printFlag("has icon", !QGuiApplication::windowIcon().pixmap(32).isNull());
     printFlag("quits on last window", QGuiApplication::quitOnLastWindowClosed());
     printFlag("data directory", QFile::exists(velmo::dataDirectory()));
-}
-
-bool writeFile(const QString &path, const QByteArray &contents)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
 }
 
 QByteArray profileWithManifestAt(quint16 port)
@@ -139,9 +137,7 @@ int runAgainstASilentServer(velmo::Application &application)
     QTcpServer silent;
     silent.listen(QHostAddress::LocalHost);
     const QString override = QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s);
-    if (!writeFile(override, profileWithManifestAt(silent.serverPort()))) {
-        return 1;
-    }
+    writeFile(override, profileWithManifestAt(silent.serverPort()));
     QElapsedTimer sinceTheRequest;
     QObject::connect(&silent, &QTcpServer::newConnection, &application, [&silent, &sinceTheRequest] {
         const QTcpSocket *const client = silent.nextPendingConnection();
@@ -233,9 +229,7 @@ int runUntilTheRequestArrives(velmo::Application &application, bool painting)
     QTcpServer server;
     server.listen(QHostAddress::LocalHost);
     const QString override = QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s);
-    if (!writeFile(override, profileWithManifestAt(server.serverPort()))) {
-        return 1;
-    }
+    writeFile(override, profileWithManifestAt(server.serverPort()));
     int awaited = 2;
     const auto come = [&awaited] {
         if (--awaited == 0) {
@@ -265,7 +259,8 @@ int runAndTellTheStop(velmo::Application &application)
     QTcpServer silent;
     silent.listen(QHostAddress::LocalHost);
     const QString override = QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s);
-    if (!writeFile(override, profileWithManifestAt(silent.serverPort())) || !application.start()) {
+    writeFile(override, profileWithManifestAt(silent.serverPort()));
+    if (!application.start()) {
         return 1;
     }
     const auto tellEnd = [](QObject *object, const char *name) {
@@ -392,12 +387,6 @@ int runChild(int argc, char **argv)
 
 // What the tests look at.
 
-QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? plainText(file.readAll()) : QByteArray();
-}
-
 /// A copy of a program in a folder of its own, with a game.json beside it and a home of its own.
 class Installation {
 public:
@@ -418,10 +407,7 @@ public:
         process.start(program_, arguments);
     }
 
-    bool writeSettings(const QByteArray &settings) const
-    {
-        return QDir().mkpath(dataDirectory()) && writeFile(settingsPath(), settings);
-    }
+    void writeSettings(const QByteArray &settings) const { writeFile(settingsPath(), settings); }
 
     QString logsDirectory() const { return dataDirectory() + u"/logs"_s; }
 
@@ -437,7 +423,7 @@ public:
         const QString path = logsDirectory() + u'/' + logNames().value(start);
         static const QRegularExpression pattern(uR"(^\S+ \S+ \[(\w+) ?\] (\S+) +(.*)$)"_s);
         QStringList result;
-        const QStringList lines = QString::fromUtf8(contentsOf(path)).split(u'\n');
+        const QStringList lines = QString::fromUtf8(plainText(readFile(path))).split(u'\n');
         for (const QString &line : lines) {
             const QRegularExpressionMatch match = pattern.match(line);
             if (match.hasMatch()) {
@@ -493,7 +479,7 @@ quint16 closedPort()
 
 QJsonObject settingsOf(const Installation &installation)
 {
-    return QJsonDocument::fromJson(contentsOf(installation.settingsPath())).object();
+    return QJsonDocument::fromJson(readFile(installation.settingsPath())).object();
 }
 
 } // namespace
@@ -539,6 +525,7 @@ void tst_Application::constructionSetsTheMetadataAndTouchesNoFile()
                                                                           "organization=Velmo Games\n"
                                                                           "has domain=yes\n"
                                                                           "version=0.1.0\n"
+                                                                          "desktop entry=velmo-launcher\n"
                                                                           "has icon=yes\n"
                                                                           "quits on last window=yes\n"
                                                                           "data directory=no\n"_s);
@@ -548,7 +535,7 @@ void tst_Application::constructionSetsTheMetadataAndTouchesNoFile()
 void tst_Application::startReturnsTrueAndTheExitCodeIsThatOfTheLoop()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QProcess child;
     installation.start(child, {u"--exit-code"_s});
     QVERIFY(child.waitForFinished());
@@ -560,8 +547,8 @@ void tst_Application::startReturnsTrueAndTheExitCodeIsThatOfTheLoop()
 void tst_Application::runLogsItsStepsInOrder()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
-    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})"));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})");
     QProcess child;
     installation.start(child, {u"--exit-code"_s});
     QVERIFY(child.waitForFinished());
@@ -605,7 +592,7 @@ void tst_Application::requestLeavesThoughTheWindowIsNeverPainted()
 void tst_Application::quitThatComesBeforeTheLoopEndsTheLauncher()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QProcess child;
     installation.start(child, {u"--quit-at-once"_s});
     QVERIFY(child.waitForFinished());
@@ -634,8 +621,8 @@ void tst_Application::stopTakesTheObjectsDownInOrder()
 void tst_Application::downloadsHaveANetworkManagerOfTheirOwn()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
-    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})"));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})");
     QProcess child;
     installation.start(child, {u"--download"_s});
     QVERIFY(child.waitForFinished());
@@ -647,8 +634,8 @@ void tst_Application::downloadsHaveANetworkManagerOfTheirOwn()
 void tst_Application::exceptionStillRunsTheStopSequence()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
-    QVERIFY(installation.writeSettings(R"({"schema":99})"));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings(R"({"schema":99})");
     QProcess child;
     installation.start(child, {u"--exception"_s});
     QVERIFY(child.waitForFinished());
@@ -660,8 +647,8 @@ void tst_Application::exceptionStillRunsTheStopSequence()
 void tst_Application::animationsAreSwitchedOffBeforeAnythingMoves()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
-    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false},"appearance":{"animations":false}})"));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false},"appearance":{"animations":false}})");
     QProcess child;
     installation.start(child, {u"--exit-code"_s});
     QVERIFY(child.waitForFinished());
@@ -691,8 +678,8 @@ void tst_Application::autostartWithoutATrayShowsTheWindow()
 {
     QFETCH(const QByteArray, settings);
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
-    QVERIFY(installation.writeSettings(settings));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings(settings);
     QProcess child;
     installation.start(child, {u"--autostart"_s});
     QVERIFY(child.waitForFinished());
@@ -702,7 +689,7 @@ void tst_Application::autostartWithoutATrayShowsTheWindow()
 void tst_Application::staleAutostartEntryIsRewrittenOnTheWay()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QProcess child;
     installation.start(child, {u"--stale-autostart"_s});
     QVERIFY(child.waitForFinished());
@@ -720,7 +707,7 @@ void tst_Application::staleAutostartEntryIsRewrittenOnTheWay()
 void tst_Application::closingCancelsRequestsAndSavesTheSettings()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(installation.writeSettings(R"({"schema":99,"window":{"width":1000}})"));
+    installation.writeSettings(R"({"schema":99,"window":{"width":1000}})");
     QProcess child;
     installation.start(child, {u"--silent-server"_s});
     QVERIFY(child.waitForFinished());
@@ -748,8 +735,8 @@ void tst_Application::closingCancelsRequestsAndSavesTheSettings()
 void tst_Application::stopSavesThoughNothingWasPending()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
-    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})"));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})");
     QProcess child;
     installation.start(child, {u"--exit-code"_s});
     QVERIFY(child.waitForFinished());
@@ -760,9 +747,9 @@ void tst_Application::stopSavesThoughNothingWasPending()
 void tst_Application::unusableDataDirectoryDoesNotStopTheStart()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QVERIFY(QDir().mkpath(QFileInfo(installation.dataDirectory()).path()));
-    QVERIFY(writeFile(installation.dataDirectory(), "in the way"));
+    writeFile(installation.dataDirectory(), "in the way");
     QProcess child;
     installation.start(child, {u"--exit-code"_s});
     QVERIFY(child.waitForFinished());
@@ -773,14 +760,14 @@ void tst_Application::unusableDataDirectoryDoesNotStopTheStart()
     QCOMPARE(errors.count(warning), 2); // at the start and at the stop
     QVERIFY(errors.contains(u"velmo.app       Launcher ready."_s));
     QVERIFY(errors.endsWith(u"velmo.app       Launcher stopped\n"_s));
-    QCOMPARE(contentsOf(installation.dataDirectory()), "in the way");
+    QCOMPARE(readFile(installation.dataDirectory()), "in the way");
 }
 
 void tst_Application::corruptSettingsDoNotStopTheStart()
 {
     const Installation installation(QCoreApplication::applicationFilePath());
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
-    QVERIFY(installation.writeSettings("{ not JSON"));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings("{ not JSON");
     QProcess child;
     installation.start(child, {u"--exit-code"_s});
     QVERIFY(child.waitForFinished());
@@ -797,7 +784,7 @@ void tst_Application::corruptSettingsDoNotStopTheStart()
 void tst_Application::firstRunMakesDataDirectoryLogAndSettings()
 {
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QVERIFY(!QFile::exists(installation.dataDirectory()));
     QProcess program;
     installation.start(program, {});
@@ -814,8 +801,8 @@ void tst_Application::firstRunMakesDataDirectoryLogAndSettings()
 void tst_Application::laterRunReadsItsSettings()
 {
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
-    QVERIFY(installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})"));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})");
     QProcess program;
     installation.start(program, {});
     QTRY_VERIFY(installation.log().contains(readyLine));
@@ -829,7 +816,7 @@ void tst_Application::programLogsItsStepsInOrder()
 {
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
     const quint16 port = closedPort();
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(port)));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(port));
     QProcess program;
     installation.start(program, {});
     QTRY_VERIFY(installation.log().contains(readyLine));
@@ -875,8 +862,8 @@ void tst_Application::programTakesTheAutostartArgument()
     QFETCH(QString, argument);
     QFETCH(bool, minimizeToTray);
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    QVERIFY(installation.writeSettings(minimizeToTray ? R"({"launcher":{"minimizeToTray":true}})" : "{}"));
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    installation.writeSettings(minimizeToTray ? R"({"launcher":{"minimizeToTray":true}})" : "{}");
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QProcess program;
     installation.start(program, {argument});
     QTRY_COMPARE(ofCategory(installation.log(), u"velmo.update"_s).size(), 2);
@@ -892,7 +879,7 @@ void tst_Application::programTakesTheAutostartArgument()
 void tst_Application::twoProgramsRunSideBySide()
 {
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    QVERIFY(writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort())));
+    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QProcess first;
     installation.start(first, {});
     QTRY_VERIFY(installation.log().contains(readyLine));

@@ -4,6 +4,7 @@
 #include "support/LogCapture.h"
 #include "support/PlainText.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -20,28 +21,22 @@ using velmo::ConfigManager;
 using velmo::test::FullDrive;
 using velmo::test::LogCapture;
 using velmo::test::plainText;
+using velmo::test::readFile;
+using velmo::test::writeFile;
 
 namespace {
 
 constexpr int saveDelayMs = 400;
 constexpr int wellAfterTheSaveMs = 700;
 
-QByteArray contentsOf(const QString &path)
+void writeSettings(const QByteArray &contents)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeSettings(const QByteArray &contents)
-{
-    QFile file(velmo::configFilePath());
-    return velmo::ensureDirectory(velmo::dataDirectory()) && file.open(QIODevice::WriteOnly) &&
-           file.write(contents) == contents.size();
+    writeFile(velmo::configFilePath(), contents);
 }
 
 QJsonObject savedDocument()
 {
-    return QJsonDocument::fromJson(contentsOf(velmo::configFilePath())).object();
+    return QJsonDocument::fromJson(readFile(velmo::configFilePath())).object();
 }
 
 bool settingsExist()
@@ -175,12 +170,12 @@ void tst_ConfigManager::cleanup()
 
 void tst_ConfigManager::startsFromTheDefaultsWithoutTouchingAFile()
 {
-    QVERIFY(writeSettings(R"({"window":{"width":1000}})"));
+    writeSettings(R"({"window":{"width":1000}})");
     {
         const ConfigManager config;
         QCOMPARE(config.intValue(u"window.width"_s, 0), 1400);
     }
-    QCOMPARE(contentsOf(velmo::configFilePath()), R"({"window":{"width":1000}})");
+    QCOMPARE(readFile(velmo::configFilePath()), R"({"window":{"width":1000}})");
     QCOMPARE(log->texts(), QStringList());
 
     QVERIFY(QDir(velmo::dataDirectory()).removeRecursively());
@@ -242,8 +237,8 @@ void tst_ConfigManager::firstRunLogsAndWritesTheDefaults()
 
 void tst_ConfigManager::fileIsReadOverTheDefaults()
 {
-    QVERIFY(writeSettings(R"({"window":{"width":1000,"maximized":true},"game":{"channel":"beta"},)"
-                          R"("appearance":{"animations":false}})"));
+    writeSettings(R"({"window":{"width":1000,"maximized":true},"game":{"channel":"beta"},)"
+                  R"("appearance":{"animations":false}})");
     ConfigManager config;
     config.load();
     QCOMPARE(log->texts(), QStringList{loadedLine()});
@@ -256,7 +251,7 @@ void tst_ConfigManager::fileIsReadOverTheDefaults()
 
 void tst_ConfigManager::missingKeysTakeTheirDefaults()
 {
-    QVERIFY(writeSettings(R"({"launcher":{"minimizeToTray":true}})"));
+    writeSettings(R"({"launcher":{"minimizeToTray":true}})");
     ConfigManager config;
     config.load();
     QVERIFY(config.save());
@@ -269,8 +264,7 @@ void tst_ConfigManager::missingKeysTakeTheirDefaults()
 
 void tst_ConfigManager::unknownKeysSurviveTheNextSave()
 {
-    QVERIFY(
-        writeSettings(R"({"future":{"a":[1,null,{"b":"c"}]},"window":{"monitor":"left"},"note":"kept","none":null})"));
+    writeSettings(R"({"future":{"a":[1,null,{"b":"c"}]},"window":{"monitor":"left"},"note":"kept","none":null})");
     ConfigManager config;
     config.load();
     config.setValue(u"window.width"_s, 900);
@@ -287,7 +281,7 @@ void tst_ConfigManager::unknownKeysSurviveTheNextSave()
 
 void tst_ConfigManager::groupsMergeOneLevelDeep()
 {
-    QVERIFY(writeSettings(R"({"window":{"width":{"logical":7}}})"));
+    writeSettings(R"({"window":{"width":{"logical":7}}})");
     ConfigManager config;
     config.load();
     QCOMPARE(config.intValue(u"window.width.logical"_s, 0), 7);
@@ -296,7 +290,7 @@ void tst_ConfigManager::groupsMergeOneLevelDeep()
 
 void tst_ConfigManager::groupThatIsNoObjectReplacesTheDefaults()
 {
-    QVERIFY(writeSettings(R"({"window":5})"));
+    writeSettings(R"({"window":5})");
     ConfigManager config;
     config.load();
     QCOMPARE(config.intValue(u"window.width"_s, 77), 77);
@@ -308,7 +302,7 @@ void tst_ConfigManager::groupThatIsNoObjectReplacesTheDefaults()
 
 void tst_ConfigManager::objectInThePlaceOfAValueStands()
 {
-    QVERIFY(writeSettings(R"({"extra":{"a":1},"game":[1,2]})"));
+    writeSettings(R"({"extra":{"a":1},"game":[1,2]})");
     ConfigManager config;
     config.load();
     QCOMPARE(config.intValue(u"extra.a"_s, 0), 1);
@@ -328,14 +322,14 @@ void tst_ConfigManager::schemaIsReplacedInMemoryOnly()
 {
     QFETCH(QByteArray, schema);
     const QByteArray written = R"({"schema":)" + schema + '}';
-    QVERIFY(writeSettings(written));
+    writeSettings(written);
     {
         ConfigManager config;
         config.load();
         QCOMPARE(config.value(u"schema"_s, {}), QVariant(1));
-        QCOMPARE(contentsOf(velmo::configFilePath()), written);
+        QCOMPARE(readFile(velmo::configFilePath()), written);
     }
-    QCOMPARE(contentsOf(velmo::configFilePath()), written); // loading had left no save to do
+    QCOMPARE(readFile(velmo::configFilePath()), written); // loading had left no save to do
     ConfigManager config;
     config.load();
     config.setValue(u"window.x"_s, 3);
@@ -345,7 +339,7 @@ void tst_ConfigManager::schemaIsReplacedInMemoryOnly()
 
 void tst_ConfigManager::missingSchemaIsAdded()
 {
-    QVERIFY(writeSettings("{}"));
+    writeSettings("{}");
     ConfigManager config;
     config.load();
     QCOMPARE(config.value(u"schema"_s, {}), QVariant(1));
@@ -353,7 +347,7 @@ void tst_ConfigManager::missingSchemaIsAdded()
 
 void tst_ConfigManager::byteOrderMarkIsNoHarm()
 {
-    QVERIFY(writeSettings("\xEF\xBB\xBF{\"window\":{\"width\":1000}}"));
+    writeSettings("\xEF\xBB\xBF{\"window\":{\"width\":1000}}");
     ConfigManager config;
     config.load();
     QCOMPARE(config.intValue(u"window.width"_s, 0), 1000);
@@ -398,7 +392,7 @@ void tst_ConfigManager::badFileIsQuarantined()
 {
     QFETCH(QByteArray, contents);
     QFETCH(QString, parserText);
-    QVERIFY(writeSettings(contents));
+    writeSettings(contents);
     ConfigManager config;
     config.setValue(u"window.width"_s, 1000); // what was in memory goes, too
     config.load();
@@ -408,7 +402,7 @@ void tst_ConfigManager::badFileIsQuarantined()
         log->texts(),
         QStringList{u"WARN velmo.config: Configuration was not valid JSON ( \"%1\" ), moved to \"%2\" and reverted "
                     "to defaults"_s.arg(parserText, target)});
-    QCOMPARE(contentsOf(target), contents);
+    QCOMPARE(readFile(target), contents);
     QCOMPARE(savedDocument(), defaults());
     QCOMPARE(config.intValue(u"window.width"_s, 0), 1400);
 }
@@ -425,7 +419,7 @@ void tst_ConfigManager::hugeBadFileIsQuarantined()
 {
     QFETCH(QByteArray, beginning);
     constexpr qint64 hugeSize = 100'000'000;
-    QVERIFY(writeSettings(beginning));
+    writeSettings(beginning);
     QVERIFY(QFile::resize(velmo::configFilePath(), hugeSize)); // the rest is zeros
     {
         ConfigManager config;
@@ -439,7 +433,7 @@ void tst_ConfigManager::hugeBadFileIsQuarantined()
 
 void tst_ConfigManager::quarantineIsNamedAfterTheLocalTime()
 {
-    QVERIFY(writeSettings("{"));
+    writeSettings("{");
     const QDateTime before = QDateTime::currentDateTime();
     ConfigManager config;
     config.load();
@@ -454,7 +448,7 @@ void tst_ConfigManager::quarantineIsNamedAfterTheLocalTime()
 
 void tst_ConfigManager::failedQuarantineStillRevertsToDefaults()
 {
-    QVERIFY(writeSettings("{ bad"));
+    writeSettings("{ bad");
     QStringList targets;
     const QDateTime now = QDateTime::currentDateTime();
     for (int second = 0; second < 120; ++second) { // wherever the bad file would go, something stands already
@@ -501,7 +495,7 @@ void tst_ConfigManager::valueWalksTheKey()
 {
     QFETCH(QString, key);
     QFETCH(QVariant, expected);
-    QVERIFY(writeSettings(R"({"a":{"b":{"c":1},"none":null,"list":[1,"two"],"":{"b":2}}})"));
+    writeSettings(R"({"a":{"b":{"c":1},"none":null,"list":[1,"two"],"":{"b":2}}})");
     ConfigManager config;
     config.load();
     QCOMPARE(config.value(key, u"the fallback"_s), expected);
@@ -509,7 +503,7 @@ void tst_ConfigManager::valueWalksTheKey()
 
 void tst_ConfigManager::typedReadsConvert()
 {
-    QVERIFY(writeSettings(R"({"t":{"number":12.6,"text":"34","yes":"true","flag":true,"words":"abc"}})"));
+    writeSettings(R"({"t":{"number":12.6,"text":"34","yes":"true","flag":true,"words":"abc"}})");
     ConfigManager config;
     config.load();
     QCOMPARE(config.intValue(u"t.text"_s, 0), 34);
@@ -527,7 +521,7 @@ void tst_ConfigManager::typedReadsConvert()
 
 void tst_ConfigManager::readsComeFromMemory()
 {
-    QVERIFY(writeSettings(R"({"window":{"width":1000}})"));
+    writeSettings(R"({"window":{"width":1000}})");
     ConfigManager config;
     config.load();
     QVERIFY(QFile::remove(velmo::configFilePath()));
@@ -705,7 +699,7 @@ void tst_ConfigManager::fileIsIndentedJson()
 {
     ConfigManager config;
     QVERIFY(config.save());
-    const QByteArray bytes = contentsOf(velmo::configFilePath());
+    const QByteArray bytes = readFile(velmo::configFilePath());
     QCOMPARE(plainText(bytes), QJsonDocument(defaults()).toJson(QJsonDocument::Indented));
 #ifdef Q_OS_WIN
     QVERIFY(bytes.contains("\r\n    \"appearance\": {\r\n"));
@@ -781,7 +775,7 @@ void tst_ConfigManager::failedCommitLeavesTheOldFileIntact()
     QFETCH(int, growth);
     ConfigManager config;
     config.load();
-    const QByteArray before = contentsOf(velmo::configFilePath());
+    const QByteArray before = readFile(velmo::configFilePath());
     config.setValue(u"game.launchArguments"_s, QString(u"-windowed"_s + QString(growth, u'x')));
     log->clear();
     {
@@ -790,7 +784,7 @@ void tst_ConfigManager::failedCommitLeavesTheOldFileIntact()
     }
     QCOMPARE(log->texts().size(), 1);
     QVERIFY(log->texts().first().startsWith(u"WARN velmo.config: Failed to commit configuration: \""_s));
-    QCOMPARE(contentsOf(velmo::configFilePath()), before);
+    QCOMPARE(readFile(velmo::configFilePath()), before);
     QCOMPARE(QDir(velmo::dataDirectory()).entryList(QDir::Files | QDir::Hidden), QStringList{u"launcher.json"_s});
 }
 
@@ -824,7 +818,7 @@ void tst_ConfigManager::failedSaveIsNotTriedAgainByItself()
 
 void tst_ConfigManager::resetGoesBackToTheDefaultsAndSaves()
 {
-    QVERIFY(writeSettings(R"({"window":{"width":1000},"unknown":true})"));
+    writeSettings(R"({"window":{"width":1000},"unknown":true})");
     ConfigManager config;
     config.load();
     config.setValue(u"game.channel"_s, u"beta"_s);

@@ -3,6 +3,7 @@
 #include "support/LogCapture.h"
 #include "support/PlainText.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -23,6 +24,8 @@
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::LogCapture;
 using velmo::test::plainText;
+using velmo::test::readFile;
+using velmo::test::writeFile;
 using CategoryAccessor = const QLoggingCategory &(*)();
 
 Q_DECLARE_METATYPE(CategoryAccessor)
@@ -123,15 +126,9 @@ QString onlyLogPath()
     return names.size() == 1 ? QDir(velmo::logsDirectory()).filePath(names.first()) : QString();
 }
 
-QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 QStringList linesOfOnlyLog()
 {
-    QStringList lines = QString::fromUtf8(plainText(contentsOf(onlyLogPath()))).split(u'\n');
+    QStringList lines = QString::fromUtf8(plainText(readFile(onlyLogPath()))).split(u'\n');
     if (lines.last().isEmpty()) {
         lines.removeLast(); // the last line is complete
     }
@@ -154,10 +151,9 @@ QStringList afterStamps(const QStringList &lines)
     return result;
 }
 
-bool touch(const QString &name)
+void touch(const QString &name)
 {
-    QFile file(QDir(velmo::logsDirectory()).filePath(name));
-    return file.open(QIODevice::WriteOnly) && file.write("earlier run\n") > 0;
+    writeFile(QDir(velmo::logsDirectory()).filePath(name), "earlier run\n");
 }
 
 QString earlierLog(int run)
@@ -364,7 +360,7 @@ void tst_Logging::linesEndAsTextFilesDoHere()
     qCInfo(velmo::lcApp) << "one";
     qCInfo(velmo::lcApp) << "two";
     velmo::shutdownLogging();
-    const QByteArray bytes = contentsOf(onlyLogPath());
+    const QByteArray bytes = readFile(onlyLogPath());
 #ifdef Q_OS_WIN
     QCOMPARE(bytes.count("\r\n"), 2);
     QVERIFY(bytes.endsWith("two\r\n"));
@@ -403,7 +399,7 @@ void tst_Logging::oldLogsArePrunedToTen()
     QVERIFY(velmo::ensureDirectory(velmo::logsDirectory()));
     QStringList kept;
     for (int run = 0; run < earlier; ++run) {
-        QVERIFY(touch(earlierLog(run)));
+        touch(earlierLog(run));
         QFile log(QDir(velmo::logsDirectory()).filePath(earlierLog(run)));
         QVERIFY(log.open(QIODevice::ReadWrite));
         const int daysAgo = run * 7 % 13; // age goes by name and not by file time
@@ -418,7 +414,7 @@ void tst_Logging::oldLogsArePrunedToTen()
     names.removeLast(); // the log of this run
     QCOMPARE(names, kept);
     for (const QString &name : std::as_const(kept)) {
-        QCOMPARE(contentsOf(QDir(velmo::logsDirectory()).filePath(name)), "earlier run\n");
+        QCOMPARE(readFile(QDir(velmo::logsDirectory()).filePath(name)), "earlier run\n");
     }
 }
 
@@ -427,12 +423,12 @@ void tst_Logging::onlyLogFilesArePruned()
     QVERIFY(velmo::ensureDirectory(velmo::logsDirectory()));
     const QStringList others = {u"launcher.log"_s, u"launcher-0.txt"_s, u"a-launcher-0.log"_s, u"launcher-0.log.bak"_s};
     for (const QString &name : others) {
-        QVERIFY(touch(name));
+        touch(name);
     }
     const QDir logs(velmo::logsDirectory());
     QVERIFY(logs.mkdir(u"launcher-00000000-000000.log"_s));
     for (int run = 0; run < 10; ++run) {
-        QVERIFY(touch(earlierLog(run)));
+        touch(earlierLog(run));
     }
     velmo::initLogging();
     for (const QString &name : others) {
@@ -482,7 +478,7 @@ void tst_Logging::withoutADirectoryOnlyTheStreamsAreServed()
     QCOMPARE(child->exitStatus(), QProcess::NormalExit);
     QCOMPARE(child->readAllStandardOutput().count("\n"), 1);
     QCOMPARE(child->readAllStandardError().count("\n"), 3);
-    QCOMPARE(contentsOf(velmo::logsDirectory()), QByteArray());
+    QCOMPARE(readFile(velmo::logsDirectory()), QByteArray());
 }
 
 void tst_Logging::withoutAFileOnlyTheStreamsAreServed()

@@ -1,6 +1,7 @@
 #include "core/SaveFile.h"
 #include "support/FullDrive.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,17 +14,12 @@
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::test::FullDrive;
+using velmo::test::readFile;
 
 namespace {
 
 std::atomic<int> interruptions = 0; // so many syncs end by EINTR first
 std::atomic<int> syncError = 0;     // what the others fail with; 0 when they go to the system
-
-QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 } // namespace
 
@@ -86,7 +82,7 @@ QString tst_SaveFile::save()
 void tst_SaveFile::driveThatHasItAllPutsItInPlace()
 {
     QCOMPARE(save(), QString());
-    QCOMPARE(contentsOf(path()), "new");
+    QCOMPARE(readFile(path()), "new");
 }
 
 void tst_SaveFile::driveThatCannotBeAskedIsBelieved_data()
@@ -102,7 +98,7 @@ void tst_SaveFile::driveThatCannotBeAskedIsBelieved()
     QFETCH(int, error);
     syncError = error;
     QCOMPARE(save(), QString());
-    QCOMPARE(contentsOf(path()), "new");
+    QCOMPARE(readFile(path()), "new");
 }
 
 void tst_SaveFile::interruptedSyncIsAskedAgain()
@@ -110,7 +106,7 @@ void tst_SaveFile::interruptedSyncIsAskedAgain()
     interruptions = 3;
     QCOMPARE(save(), QString());
     QCOMPARE(interruptions.load(), 0);
-    QCOMPARE(contentsOf(path()), "new");
+    QCOMPARE(readFile(path()), "new");
     interruptions = 1;
     syncError = ENOSPC;
     QCOMPARE(save(), qt_error_string(ENOSPC));
@@ -129,7 +125,7 @@ void tst_SaveFile::driveThatRefusesLeavesTheOldFile()
     QFETCH(int, error);
     syncError = error;
     QCOMPARE(save(), qt_error_string(error));
-    QCOMPARE(contentsOf(path()), "old");
+    QCOMPARE(readFile(path()), "old");
     QCOMPARE(QDir(folder_->path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"record"_s});
 }
 
@@ -139,7 +135,7 @@ void tst_SaveFile::failedWriteKeepsItsReason()
         const FullDrive drive(0);
         QCOMPARE(save(), qt_error_string(EFBIG));
     }
-    QCOMPARE(contentsOf(path()), "old");
+    QCOMPARE(readFile(path()), "old");
     QCOMPARE(QDir(folder_->path()).entryList(QDir::Files | QDir::Hidden), QStringList{u"record"_s});
 }
 

@@ -2,6 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/PlainText.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -18,6 +19,7 @@ using namespace Qt::Literals::StringLiterals;
 using velmo::GameChannel;
 using velmo::GameProfile;
 using velmo::test::LogCapture;
+using velmo::test::writeFile;
 using Field = QString GameProfile::*;
 
 Q_DECLARE_METATYPE(Field)
@@ -70,11 +72,7 @@ struct Reading {
 
     QString overridePath() const { return folder_.filePath(u"game.json"_s); }
 
-    bool writeOverride(const QByteArray &json) const
-    {
-        QFile file(overridePath());
-        return file.open(QIODevice::WriteOnly) && file.write(json) == json.size();
-    }
+    void writeOverride(const QByteArray &json) const { writeFile(overridePath(), json); }
 
     bool run()
     {
@@ -521,7 +519,7 @@ void tst_GameProfile::overrideIsAppliedOnTop()
 {
     Reading reading(QStringLiteral(PROFILE_READER));
     const QByteArray json = R"({"title":"OTHER","endpoints":{"news":"https://n.example/"}})";
-    QVERIFY(reading.writeOverride(json));
+    reading.writeOverride(json);
     QVERIFY(reading.run());
     QCOMPARE(reading.log, QStringList{reading.overrideLine()});
     QJsonObject expected = bundledReading();
@@ -533,7 +531,7 @@ void tst_GameProfile::overrideIsAppliedOnTop()
 void tst_GameProfile::overrideReplacesTheChannels()
 {
     Reading reading(QStringLiteral(PROFILE_READER));
-    QVERIFY(reading.writeOverride(R"({"channels":[{"id":"qa","name":"QA"}]})"));
+    reading.writeOverride(R"({"channels":[{"id":"qa","name":"QA"}]})");
     QVERIFY(reading.run());
     QJsonObject expected = bundledReading();
     expected.insert("channels"_L1, QJsonArray{u"qa"_s});
@@ -544,7 +542,7 @@ void tst_GameProfile::overrideReplacesTheChannels()
 void tst_GameProfile::overrideWithAnEmptyTitleChangesNothing()
 {
     Reading reading(QStringLiteral(PROFILE_READER));
-    QVERIFY(reading.writeOverride(R"({"title":""})"));
+    reading.writeOverride(R"({"title":""})");
     QVERIFY(reading.run());
     QCOMPARE(reading.log, QStringList{reading.overrideLine()});
     QCOMPARE(reading.profile, bundledReading());
@@ -553,7 +551,7 @@ void tst_GameProfile::overrideWithAnEmptyTitleChangesNothing()
 void tst_GameProfile::brokenOverrideLeavesTheBundledProfile()
 {
     Reading reading(QStringLiteral(PROFILE_READER));
-    QVERIFY(reading.writeOverride(R"({"title":"OTHER",)"));
+    reading.writeOverride(R"({"title":"OTHER",)");
     QVERIFY(reading.run());
     QCOMPARE(reading.log,
              QStringList({reading.overrideLine(),
@@ -584,7 +582,7 @@ void tst_GameProfile::missingResourceWarnsAndLeavesTheDefaults()
 void tst_GameProfile::overrideStandsWithoutTheResource()
 {
     Reading reading(QStringLiteral(BARE_PROFILE_READER));
-    QVERIFY(reading.writeOverride(R"({"title":"OTHER"})"));
+    reading.writeOverride(R"({"title":"OTHER"})");
     QVERIFY(reading.run());
     QCOMPARE(reading.log, QStringList({u"warning velmo.app: Bundled game profile missing; using built-in defaults"_s,
                                        reading.overrideLine()}));

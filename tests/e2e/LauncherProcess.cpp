@@ -182,12 +182,16 @@ QStringList LauncherProcess::lines() const
     const QStringList all =
         QString::fromUtf8(rawLog()).split(QLatin1StringView(machine_.lineEnd()), Qt::SkipEmptyParts);
     for (const QString &line : all) {
-        const QString text = line.sliced(std::min(timeLength, line.size()));
-        if (!machine_.isSystemsLine(text)) {
-            lines.append(text);
+        if (!isSystemsLine(line)) {
+            lines.append(line.sliced(std::min(timeLength, line.size())));
         }
     }
     return lines;
+}
+
+bool LauncherProcess::isSystemsLine(const QString &line) const
+{
+    return machine_.isSystemsLine(line.sliced(std::min(timeLength, line.size())));
 }
 
 QByteArray LauncherProcess::rawLog() const

@@ -50,6 +50,8 @@ public:
     QStringList lines() const;
     /// The log of this run as it lies on the disk.
     QByteArray rawLog() const;
+    /// Whether a whole \a line of the log is the system's own word and none of the launcher's.
+    bool isSystemsLine(const QString &line) const;
 
 private:
     void kill();

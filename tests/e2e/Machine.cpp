@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <array>
@@ -21,10 +22,11 @@ const QString runKey = uR"(HKCU\Software\Microsoft\Windows\CurrentVersion\Run)"_
 const QString entryName = u"VelmoLauncher"_s;
 
 /// What Qt says of services of Windows that Wine does not have: one for each new window, one for the picture in a
-/// notice.
-constexpr std::array<QStringView, 2> wineLines = {
-    u"[ERROR] default         EnableNonClientDpiScaling() failed",
+/// notice, one for the first connection.
+constexpr std::array<QStringView, 3> wineLines = {
+    u"[WARN ] default         EnableNonClientDpiScaling() failed",
     u"[ERROR] default         QPixmap::fromWinHICON(), failed to GetIconInfo()",
+    u"[WARN ] qt.tlsbackend.schannel  Failed to enumerate ciphers",
 };
 
 QString drive()
@@ -133,6 +135,17 @@ QString Machine::signInCommand() const
 bool Machine::setSignInCommand(const QString &command)
 {
     return run({u"reg"_s, u"add"_s, runKey, u"/v"_s, entryName, u"/d"_s, command, u"/f"_s});
+}
+
+QString Machine::qtVersion() const
+{
+    if (!isWindows()) {
+        return QString::fromLatin1(qVersion());
+    }
+    QFile library(programFolder() + u"/Qt6Core.dll"_s);
+    const QByteArray bytes = library.open(QIODevice::ReadOnly) ? library.readAll() : QByteArray();
+    static const QRegularExpression build(uR"(\bQt (\d+\.\d+\.\d+) \()"_s); // as QLibraryInfo::build() begins
+    return build.match(QString::fromLatin1(bytes)).captured(1);
 }
 
 bool Machine::isSystemsLine(const QString &line) const

@@ -43,6 +43,8 @@ public:
     QString signInCommand() const;
     bool setSignInCommand(const QString &command);
 
+    /// The Qt that the installed launcher runs on.
+    QString qtVersion() const;
     /// What ends a line of a text file.
     QByteArray lineEnd() const { return isWindows() ? "\r\n" : "\n"; }
     /// Whether \a line of a log is this system's own word and none of the launcher's.

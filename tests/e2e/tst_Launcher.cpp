@@ -137,7 +137,7 @@ void tst_Launcher::initTestCase()
         QJsonObject{{u"executable"_s, machine_.gamePath()},
                     {u"endpoints"_s, QJsonObject{{u"news"_s, u"https://127.0.0.1:9/news"_s}}}});
     QVERIFY(machine_.install());
-    QVERIFY(studio_->writeProfile(machine_.programFolder()));
+    studio_->writeProfile(machine_.programFolder());
     // Each file by its hash, and all in one: there are systems that look for the one and for the other.
     QVERIFY(QFile::copy(u":/certificates/authority.pem"_s, authorities_.filePath(u"authority.pem"_s)));
     QCOMPARE(QProcess::execute(u"openssl"_s, {u"rehash"_s, authorities_.path()}), 0);
@@ -214,7 +214,7 @@ void tst_Launcher::nextStartFindsNothingToDo()
     QVERIFY(open());
     QVERIFY(launcher_->logs(u"No update available"_s));
     QVERIFY(closeWindow());
-    QCOMPARE((*studio_)->requests().size(), 1); // the manifest, and nothing else
+    QCOMPARE(studio_->server().requests().size(), 1); // the manifest, and nothing else
     compareLog(startLines(u"Loaded configuration from"_s) +
                checkLines(u"\"Installed\" - \"Version 1.0.0 installed\""_s) +
                QStringList{
@@ -297,7 +297,8 @@ void tst_Launcher::damageIsRepaired()
 void tst_Launcher::closingDuringADownloadAsks()
 {
     studio_->publish(thirdBuild(machine_));
-    (*studio_)->setBytesPerSecond(30'000); // a hundred seconds for all of it, so that two dialogs fit in on any machine
+    studio_->server().setBytesPerSecond(
+        30'000); // a hundred seconds for all of it, so that two dialogs fit in on any machine
     QVERIFY(open());
     QVERIFY(launcher_->logs(u"State: \"Update available\""_s));
     QVERIFY(click(twin_->primaryButton()));
@@ -331,13 +332,13 @@ void tst_Launcher::closingDuringADownloadAsks()
 void tst_Launcher::nextStartGoesOnWithTheDownload()
 {
     const qint64 kept = QFile(installFolder() + u"/data/fen.pak.part"_s).size();
-    (*studio_)->setBytesPerSecond(0);
+    studio_->server().setBytesPerSecond(0);
     QVERIFY(open());
     QVERIFY(launcher_->logs(u"State: \"Update available\""_s));
     QVERIFY(click(twin_->primaryButton()));
     QVERIFY(launcher_->logs(u"State: \"Installed\" - \"Version 1.2.0 installed\""_s));
     QVERIFY(installedIs(thirdBuild(machine_)));
-    const QList<studio::Request> requests = (*studio_)->requests(GameStudio::filePath(u"data/fen.pak"_s));
+    const QList<studio::Request> requests = studio_->server().requests(GameStudio::filePath(u"data/fen.pak"_s));
     QCOMPARE(requests.size(), 1);
     QCOMPARE(requests.first().headers.value("range"), "bytes=" + QByteArray::number(kept) + '-');
     QVERIFY(closeWindow());
@@ -488,7 +489,7 @@ void tst_Launcher::strangersCertificateIsNotTrusted()
     QVERIFY(open());
     QVERIFY(launcher_->logs(u"continuing in offline mode"_s));
     QVERIFY(closeWindow());
-    QVERIFY((*studio_)->requests().isEmpty());
+    QVERIFY(studio_->server().requests().isEmpty());
     QStringList check = checkLines(u"\"Installed\" - \"Version 1.2.0 installed\""_s);
     check.removeLast();
     compareLog(startLinesWithTray() + check +
@@ -503,7 +504,7 @@ void tst_Launcher::strangersCertificateIsNotTrusted()
 
 bool tst_Launcher::open()
 {
-    (*studio_)->clearRequests();
+    studio_->server().clearRequests();
     launcher_->start();
     if (!launcher_->showsWindow()) {
         return false;
@@ -591,7 +592,7 @@ QStringList tst_Launcher::startLines(const QString &settingsLine) const
     return QStringList{
                u"[INFO ] velmo.app       Velmo Games Launcher \"0.1.0\" starting"_s,
                u"[INFO ] velmo.app       Host: \"*\" \"*\""_s,
-               u"[INFO ] velmo.app       Qt: "_s + QLatin1String(qVersion()) + u" TLS: available"_s,
+               u"[INFO ] velmo.app       Qt: %1 TLS: available"_s.arg(machine_.qtVersion()),
                u"[INFO ] velmo.app       Data directory: \"<data>\""_s,
                u"[INFO ] velmo.config    %1 \"<data>/launcher.json\""_s.arg(settingsLine),
            } +
@@ -631,7 +632,8 @@ void tst_Launcher::compareLog(const QStringList &expected) const
     QList<QByteArray> raw = launcher_->rawLog().split('\n');
     QVERIFY(raw.takeLast().isEmpty()); // after the last line's end
     for (const QByteArray &line : raw) {
-        QVERIFY2(form.match(QString::fromUtf8(line)).hasMatch(), line.constData());
+        const QString text = QString::fromUtf8(line);
+        QVERIFY2(form.match(text).hasMatch() || launcher_->isSystemsLine(text), line.constData());
         QCOMPARE(line.endsWith('\r'), machine_.lineEnd() == "\r\n");
     }
     const QStringList lines = launcher_->lines();

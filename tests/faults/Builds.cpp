@@ -1,6 +1,7 @@
 #include "Builds.h"
 
-#include <QCryptographicHash>
+#include "support/TestFiles.h"
+
 #include <QRandomGenerator>
 
 using namespace Qt::Literals::StringLiterals;
@@ -22,8 +23,7 @@ QByteArray noise(QRandomGenerator &random)
 
 test::BuildFile named(const QString &path, const QByteArray &content, bool byContent)
 {
-    const QString hash = QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
-    return {path, content, path == "bin/game"_L1, byContent ? u"../files/"_s + hash : QString()};
+    return {path, content, path == "bin/game"_L1, byContent ? u"../files/"_s + test::sha256Of(content) : QString()};
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "Trial.h"
 #include "WrittenWords.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -25,12 +26,6 @@ using test::Build;
 using test::BuildFile;
 
 constexpr int buildsAhead = 4;
-
-QByteArray readBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QByteArray recordOf(const Build &build)
 {
@@ -206,8 +201,8 @@ void LauncherTrial::disturbedRun(const QString &name)
 
 void LauncherTrial::repair(const QString &name)
 {
-    studio_->clearFaults();
-    studio_->setBytesPerSecond(0);
+    studio_.server().clearFaults();
+    studio_.server().setBytesPerSecond(0);
     Scratch::makeRoom(scratch_.drive());
     Scratch::makeRoom(scratch_.home());
     if (kind_.needsDrives && !scratch_.setDriveReadOnly(false)) {
@@ -292,7 +287,7 @@ std::optional<Build> LauncherTrial::recordedBuild(QStringList *problems) const
         }
         return std::nullopt;
     }
-    const QByteArray bytes = readBytes(path);
+    const QByteArray bytes = test::readFile(path);
     for (int i = std::max(recorded_, 0); i <= offered_; ++i) {
         if (bytes == recordOf(builds_.at(i))) {
             return builds_.at(i);
@@ -306,7 +301,7 @@ QStringList LauncherTrial::problemsWithSettings() const
 {
     const QString path = scratch_.data() + u"/launcher.json"_s;
     QStringList problems;
-    if (QFile::exists(path) && !QJsonDocument::fromJson(readBytes(path)).isObject()) {
+    if (QFile::exists(path) && !QJsonDocument::fromJson(test::readFile(path)).isObject()) {
         problems.append(u"the settings are damaged"_s);
     }
     if (!QDir(scratch_.data()).entryList({u"launcher.json.corrupt-*"_s}).isEmpty()) {
@@ -352,7 +347,7 @@ QStringList LauncherTrial::problemsWithFiles(const Build &build) const
         const QFileInfo info(root_ + u'/' + file.path);
         if (!info.isFile() || info.isSymbolicLink()) {
             problems.append(u"recorded and not there: "_s + file.path);
-        } else if (readBytes(info.filePath()) != file.content) {
+        } else if (test::readFile(info.filePath()) != file.content) {
             problems.append(u"recorded and not right: %1, %2 bytes instead of %3"_s.arg(
                 file.path, QString::number(info.size()), QString::number(file.content.size())));
         } else if (file.executable && !info.isExecutable()) {

@@ -55,7 +55,7 @@ Disturbance fullDisk(Surroundings &around)
         }
     }
     if (around.studio) {
-        (*around.studio)->setBytesPerSecond(around.bytes); // so that there is a middle
+        around.studio->server().setBytesPerSecond(around.bytes); // so that there is a middle
     }
     return disturbance;
 }
@@ -107,7 +107,7 @@ Disturbance readOnlyDisk(Surroundings &around)
         disturbance.events.append(
             {anyMoment(around), [&scratch = around.scratch] { return scratch.setDriveReadOnly(true); }});
         if (around.studio) {
-            (*around.studio)->setBytesPerSecond(around.bytes);
+            around.studio->server().setBytesPerSecond(around.bytes);
         }
     }
     return disturbance;
@@ -127,7 +127,7 @@ Disturbance clockJump(Surroundings &around)
         afterMs += anyMoment(around);
     }
     if (around.studio) {
-        (*around.studio)->setBytesPerSecond(around.bytes);
+        around.studio->server().setBytesPerSecond(around.bytes);
     }
     Disturbance disturbance;
     disturbance.variables.append({u"VELMO_FAULT_CLOCK"_s, jumps.join(u';')});
@@ -155,7 +155,7 @@ Disturbance powerLoss(Surroundings &around)
 Disturbance twoPrograms(Surroundings &around)
 {
     if (around.studio && around.random.bounded(2) == 0) {
-        (*around.studio)->setBytesPerSecond(around.bytes);
+        around.studio->server().setBytesPerSecond(around.bytes);
     }
     Disturbance disturbance;
     disturbance.programs = 2;

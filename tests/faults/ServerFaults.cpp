@@ -36,7 +36,7 @@ void spread(const Surroundings &around, const QList<Fault::Kind> &kinds, int mos
         if (adjust) {
             adjust(made);
         }
-        (*around.studio)->addFault(path, made);
+        around.studio->server().addFault(path, made);
     };
     for (int i = 1 + random.bounded(most); i > 0; --i) {
         put(around.served.at(1 + random.bounded(static_cast<int>(around.served.size()) - 1)));
@@ -48,8 +48,8 @@ void spread(const Surroundings &around, const QList<Fault::Kind> &kinds, int mos
 
 void slowDown(const Surroundings &around, double seconds)
 {
-    (*around.studio)
-        ->setBytesPerSecond(std::max<qint64>(10000, static_cast<qint64>(static_cast<double>(around.bytes) / seconds)));
+    around.studio->server().setBytesPerSecond(
+        std::max<qint64>(10000, static_cast<qint64>(static_cast<double>(around.bytes) / seconds)));
 }
 
 } // namespace

@@ -1,13 +1,12 @@
 #include "GameFixture.h"
 
 #include "core/Paths.h"
+#include "support/TestFiles.h"
 
 #include <QCoreApplication>
-#include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLoggingCategory>
@@ -23,15 +22,6 @@ namespace velmo::test {
 namespace {
 
 Q_LOGGING_CATEGORY(lcSignal, "test.signal")
-
-void writeBytes(const QString &fileName, const QByteArray &bytes)
-{
-    QFile file(fileName);
-    if (!QDir().mkpath(QFileInfo(fileName).path()) || !file.open(QIODevice::WriteOnly) ||
-        file.write(bytes) != bytes.size()) {
-        qFatal("Cannot write %s: %s", qPrintable(fileName), qPrintable(file.errorString()));
-    }
-}
 
 QString statusName(ServiceStatus status)
 {
@@ -57,53 +47,6 @@ QString profileFileName(const QString &folder)
 
 } // namespace
 
-Manifest Build::manifest() const
-{
-    Manifest manifest;
-    manifest.valid = true;
-    manifest.version = version;
-    manifest.build = build;
-    manifest.executable = executable;
-    manifest.notes = notes;
-    for (const BuildFile &file : files) {
-        ManifestFile entry;
-        entry.path = file.path;
-        entry.sha256 = QString::fromLatin1(QCryptographicHash::hash(file.content, QCryptographicHash::Sha256).toHex());
-        entry.size = file.content.size();
-        entry.executable = file.executable;
-        entry.url = file.url;
-        manifest.files.append(entry);
-    }
-    return manifest;
-}
-
-QByteArray Build::content(const QString &path) const
-{
-    for (const BuildFile &file : files) {
-        if (file.path == path) {
-            return file.content;
-        }
-    }
-    return {};
-}
-
-QString gameProgram()
-{
-    return QString::fromUtf8(VELMO_TEST_GAME);
-}
-
-BuildFile gameProgramFile()
-{
-    static const QByteArray program = [] {
-        QFile file(gameProgram());
-        if (!file.open(QIODevice::ReadOnly)) {
-            qFatal("The game of the tests is missing: %s", qPrintable(file.fileName()));
-        }
-        return file.readAll();
-    }();
-    return {u"bin/game"_s, program, true, {}};
-}
-
 QJsonObject ownInstallFolder()
 {
     return {{u"installFolderName"_s, u"Harrowfen-test-%1"_s.arg(QCoreApplication::applicationPid())}};
@@ -128,9 +71,7 @@ GameStudio::GameStudio(const QJsonObject &profile)
         object.insert(member.key(), member.value());
     }
     profile_ = QJsonDocument(object).toJson();
-    if (!writeProfile(QCoreApplication::applicationDirPath())) {
-        qFatal("Cannot write the game profile");
-    }
+    writeProfile(QCoreApplication::applicationDirPath());
     gameProfile(); // read once for the whole program, so read now
 }
 
@@ -139,20 +80,19 @@ GameStudio::~GameStudio()
     QFile::remove(profileFileName(QCoreApplication::applicationDirPath()));
 }
 
-bool GameStudio::writeProfile(const QString &folder) const
+void GameStudio::writeProfile(const QString &folder) const
 {
-    QFile file(profileFileName(folder));
-    return file.open(QIODevice::WriteOnly) && file.write(profile_) == profile_.size();
+    writeFile(profileFileName(folder), profile_);
 }
 
 void GameStudio::reset()
 {
-    if (!studio_->isRunning()) {
+    if (!studio_.server().isRunning()) {
         studio_.restart();
     }
-    studio_->clearFaults();
-    studio_->clearRequests();
-    studio_->setBytesPerSecond(0);
+    studio_.server().clearFaults();
+    studio_.server().clearRequests();
+    studio_.server().setBytesPerSecond(0);
     const QDir tree(studio_.root());
     const QStringList channels = tree.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString &channel : channels) {
@@ -191,7 +131,7 @@ QString GameStudio::filePath(const QString &path, const QString &channel)
 QStringList GameStudio::requestedFiles()
 {
     QStringList paths;
-    const QList<studio::Request> requests = studio_->requests();
+    const QList<studio::Request> requests = studio_.server().requests();
     for (const studio::Request &request : requests) {
         if (!request.path.endsWith("/manifest.json"_L1)) {
             paths.append(request.path);
@@ -202,15 +142,21 @@ QStringList GameStudio::requestedFiles()
 
 qsizetype GameStudio::checkCount(const QString &channel)
 {
-    return studio_->requests(manifestPath(channel)).size();
+    return studio_.server().requests(manifestPath(channel)).size();
 }
 
-GameFixture::GameFixture(GameStudio &studio)
+GameFixture::GameFixture(GameStudio &studio, const Before &before)
     : studio_(studio)
     , root_(folder_.filePath(u"game"_s))
 {
     studio_.reset();
     QDir(dataDirectory()).removeRecursively();
+    if (before.installed) {
+        install(*before.installed);
+    }
+    if (before.offered) {
+        studio_.publish(*before.offered);
+    }
 }
 
 GameFixture::~GameFixture()
@@ -219,11 +165,6 @@ GameFixture::~GameFixture()
         engine_->game->disconnect(); // a test's listeners may name what has gone before the fixture goes
     }
     close();
-    for (const auto &[status, detail] : std::as_const(statuses_)) {
-        if (status == ServiceStatus::Maintenance) {
-            QTest::qFail("Maintenance was reported", __FILE__, __LINE__);
-        }
-    }
 }
 
 void GameFixture::open()
@@ -294,13 +235,12 @@ void GameFixture::writeRecord(const QByteArray &json)
 
 void GameFixture::writeFile(const QString &path, const QByteArray &bytes)
 {
-    writeBytes(QDir(root_).filePath(path), bytes);
+    test::writeFile(QDir(root_).filePath(path), bytes);
 }
 
 QByteArray GameFixture::readFile(const QString &path) const
 {
-    QFile file(QDir(root_).filePath(path));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return test::readFile(QDir(root_).filePath(path), {});
 }
 
 bool GameFixture::hasFile(const QString &path) const
@@ -423,6 +363,7 @@ void GameFixture::listen()
                      [this](ServiceStatus status, const QString &detail) {
                          qCInfo(lcSignal).noquote() << statusLine(statusName(status), detail);
                          statuses_.append({status, detail});
+                         QVERIFY2(status != ServiceStatus::Maintenance, "Maintenance was reported");
                      });
     QObject::connect(game, &GameManager::errorOccurred, game, [this](const QString &message, const QString &detail) {
         qCInfo(lcSignal).noquote() << errorLine(message, detail);

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "TestBuilds.h"
+
 #include "core/ConfigManager.h"
-#include "data/Manifest.h"
 #include "game/GameManager.h"
 #include "net/ApiClient.h"
 #include "support/LogCapture.h"
@@ -14,38 +15,13 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace velmo::test {
 
 /// How long to wait for what comes within a few seconds, or never.
 constexpr int waitMs = 60000;
-
-/// One file of a build, with its bytes.
-struct BuildFile {
-    QString path;
-    QByteArray content;
-    bool executable = false;
-    QString url; ///< as in the manifest; empty when the path serves
-};
-
-/// One build of the game as a studio would make it.
-struct Build {
-    QString version;
-    int build = 0;
-    QList<BuildFile> files;
-    QString executable = QStringLiteral("bin/game");
-    QString notes;
-
-    Manifest manifest() const;
-    qint64 totalSize() const { return manifest().totalSize(); }
-    QByteArray content(const QString &path) const;
-};
-
-/// Where the small program that stands for the game lies.
-QString gameProgram();
-/// That program as a build's "bin/game".
-BuildFile gameProgramFile();
 
 /// What a profile says so that the default folder is this process's alone: on Windows the games root is the account's,
 /// which other programs share and which may hold a game.
@@ -61,10 +37,10 @@ public:
     ~GameStudio();
     Q_DISABLE_COPY_MOVE(GameStudio)
 
-    Studio *operator->() { return &studio_.studio(); }
+    Studio &server() { return studio_.server(); }
 
     /// Writes the profile beside another program too; its folder is \a folder.
-    bool writeProfile(const QString &folder) const;
+    void writeProfile(const QString &folder) const;
 
     /// Nothing offered, no faults, no limit, listening.
     void reset();
@@ -90,8 +66,17 @@ private:
 /// logs and what it announces stand in one trace, in their order.
 class GameFixture {
 public:
-    /// Resets \a studio. The settings name the folder root().
-    explicit GameFixture(GameStudio &studio);
+    /// What stands when the launcher comes.
+    struct Before {
+        std::optional<Build> installed = std::nullopt;
+        std::optional<Build> offered = std::nullopt; ///< on the branch "release"
+    };
+
+    /// Resets \a studio, then sees to what stands \a before. The settings name the folder root().
+    explicit GameFixture(GameStudio &studio, const Before &before);
+    explicit GameFixture(GameStudio &studio)
+        : GameFixture(studio, Before())
+    {}
     ~GameFixture();
     Q_DISABLE_COPY_MOVE(GameFixture)
 

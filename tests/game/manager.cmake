@@ -15,7 +15,7 @@ target_link_libraries(velmo_test_installer PRIVATE
     velmo_game velmo_resources velmo_test_support velmo_test_certificates)
 velmo_own_folder(velmo_test_installer)
 
-add_library(velmo_test_game_fixture STATIC GameFixture.cpp)
+add_library(velmo_test_game_fixture STATIC GameFixture.cpp TestBuilds.cpp)
 target_compile_definitions(velmo_test_game_fixture PRIVATE VELMO_TEST_GAME="$<TARGET_FILE:velmo_test_game>")
 target_link_libraries(velmo_test_game_fixture PUBLIC velmo_game velmo_test_studio)
 add_dependencies(velmo_test_game_fixture velmo_test_game)

@@ -4,9 +4,9 @@
 #include "support/FullDrive.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 #include "support/TestStudio.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -34,6 +34,8 @@ using velmo::studio::Request;
 using velmo::test::FullDrive;
 using velmo::test::LogCapture;
 using velmo::test::LoopbackPeer;
+using velmo::test::readFile;
+using velmo::test::sha256Of;
 using velmo::test::SteppedClock;
 using velmo::test::TestStudio;
 
@@ -87,7 +89,7 @@ public:
     {
         body_ = body;
         ManifestFile file{path, QString(), body.size(), peer_.url(u"/file"_s).toString(), false};
-        file.sha256 = QString::fromLatin1(QCryptographicHash::hash(body, QCryptographicHash::Sha256).toHex());
+        file.sha256 = sha256Of(body);
         return file;
     }
     /// What goes out from now on instead of the file's own bytes.
@@ -106,11 +108,6 @@ private:
     qsizetype sent_ = 0;
     QTcpSocket *socket_ = nullptr;
 };
-
-QString sha256Of(const QByteArray &bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-}
 
 ManifestFile entry(const QString &path, const QByteArray &bytes)
 {
@@ -145,12 +142,6 @@ bool turnsUntil(const std::function<bool()> &condition)
         QThread::msleep(10);
     }
     return false;
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArrayLiteral("<unreadable>");
 }
 
 } // namespace
@@ -223,7 +214,7 @@ private:
     QString root() const { return folder_->filePath(u"Meine Spiele/Härröwfen 沼"_s); }
     QString below(const QString &path) const { return root() + u'/' + path; }
     QUrl base() const { return server_->url(u"/build/"_s); }
-    velmo::test::Studio &studio() { return server_->studio(); }
+    velmo::test::Studio &studio() { return server_->server(); }
     /// Serves a file at its path below the manifest's folder and gives its entry.
     ManifestFile publish(const QString &path, const QByteArray &bytes);
     void start(const QList<ManifestFile> &files) { manager_->start(files, root(), base()); }

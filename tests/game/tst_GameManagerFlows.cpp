@@ -28,42 +28,6 @@ const QString noManifestMessage =
     "first."_s;
 const QString downloadFailed = u"A game file could not be downloaded. The launcher will try again."_s;
 
-/// 1000 bytes in three files.
-Build firstBuild()
-{
-    return {u"1.0.0"_s,
-            10,
-            {{u"bin/game"_s, QByteArray(100, 'p'), true, {}},
-             {u"data/one.dat"_s, QByteArray(600, 'a'), false, {}},
-             {u"data/old.dat"_s, QByteArray(300, 'b'), false, {}}},
-            u"bin/game"_s,
-            {}};
-}
-
-/// The first build with a changed file, an added one and without "data/old.dat"; 650 bytes to fetch.
-Build secondBuild()
-{
-    return {u"1.1.0"_s,
-            11,
-            {{u"bin/game"_s, QByteArray(100, 'p'), true, {}},
-             {u"data/new.dat"_s, QByteArray(50, 'n'), false, {}},
-             {u"data/one.dat"_s, QByteArray(600, 'c'), false, {}}},
-            u"bin/game"_s,
-            {}};
-}
-
-/// A build whose last file takes a while at a limited rate, and lies in its ".part" file meanwhile.
-Build slowBuild()
-{
-    Build build = firstBuild();
-    QByteArray content(400000, Qt::Uninitialized);
-    for (qsizetype i = 0; i < content.size(); ++i) {
-        content[i] = static_cast<char>(i * 7 / 3);
-    }
-    build.files[2].content = content;
-    return build;
-}
-
 QString inRelease(const QString &path)
 {
     return GameStudio::filePath(path);
@@ -90,11 +54,11 @@ Fault notFound()
 bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio, const Build &build = slowBuild())
 {
     studio.publish(build);
-    studio->clearFaults();
+    studio.server().clearFaults();
     if (!t.startAndCheck()) {
         return false;
     }
-    studio->addFault(inRelease(u"data/old.dat"_s), fault(Fault::Stall, 250000, 1));
+    studio.server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::Stall, 250000, 1));
     t->primaryAction();
     const QString part = t.root() + u"/data/old.dat.part"_s;
     return QTest::qWaitFor([&part] { return QFileInfo(part).size() == 250000; }, waitMs);
@@ -224,8 +188,7 @@ void tst_GameManagerFlows::estimateOfTheProfileIsShownUntilTheServersManifestIsK
 
 void tst_GameManagerFlows::firstPressOnlyChecksAndTheSecondStarts()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     t->primaryAction();
@@ -288,9 +251,9 @@ void tst_GameManagerFlows::installTakesTheAddressesThatTheManifestGives()
     GameFixture t(*studio_);
     Build build = firstBuild();
     build.files[0].url = u"../store/program"_s;
-    build.files[1].url = (*studio_)->url(u"/store/one"_s).toString();
-    (*studio_)->setDocument(u"/store/program"_s, build.files.at(0).content);
-    (*studio_)->setDocument(u"/store/one"_s, build.files.at(1).content);
+    build.files[1].url = studio_->server().url(u"/store/one"_s).toString();
+    studio_->server().setDocument(u"/store/program"_s, build.files.at(0).content);
+    studio_->server().setDocument(u"/store/one"_s, build.files.at(1).content);
     studio_->publish(build);
     QVERIFY(t.startAndCheck());
     t->primaryAction();
@@ -298,8 +261,8 @@ void tst_GameManagerFlows::installTakesTheAddressesThatTheManifestGives()
     QCOMPARE(studio_->requestedFiles(),
              (QStringList{u"/store/program"_s, u"/store/one"_s, inRelease(u"data/old.dat"_s)}));
     QVERIFY(t.holdsExactly(build));
-    (*studio_)->removeDocument(u"/store/program"_s);
-    (*studio_)->removeDocument(u"/store/one"_s);
+    studio_->server().removeDocument(u"/store/program"_s);
+    studio_->server().removeDocument(u"/store/one"_s);
 }
 
 void tst_GameManagerFlows::installWorksUnderAFolderWithBlanksAndForeignLetters()
@@ -364,9 +327,7 @@ void tst_GameManagerFlows::installWhoseProgramDoesNotArriveIsIncomplete()
 
 void tst_GameManagerFlows::updateFetchesWhatDiffersAndRemovesWhatIsGone()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(secondBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = secondBuild()});
     QVERIFY(t.startAndCheck());
     QCOMPARE(t->detail(), u"650 B to download"_s);
     t->primaryAction();
@@ -379,8 +340,7 @@ void tst_GameManagerFlows::updateFetchesWhatDiffersAndRemovesWhatIsGone()
 
 void tst_GameManagerFlows::commitKeepsThisOrder()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild()});
     const QByteArray oldRecord = t.record();
     studio_->publish(secondBuild());
     QVERIFY(t.startAndCheck());
@@ -411,8 +371,7 @@ void tst_GameManagerFlows::commitKeepsThisOrder()
 
 void tst_GameManagerFlows::commitTakesTheManifestThatStandsWhenItHasBeenTold()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.at(GameState::Installing, [&t] { emit t.worker<UpdateManager>()->upToDate(secondBuild().manifest()); });
     t->primaryAction();
@@ -430,9 +389,7 @@ void tst_GameManagerFlows::staleFilesAreThoseOfTheRecordThatWasReadLast_data()
 void tst_GameManagerFlows::staleFilesAreThoseOfTheRecordThatWasReadLast()
 {
     QFETCH(const bool, evaluated);
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(secondBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = secondBuild()});
     QVERIFY(t.startAndCheck());
     Build other = firstBuild();
     other.files[2].path = u"data/other.dat"_s;
@@ -455,10 +412,10 @@ void tst_GameManagerFlows::progressIsForwardedWithoutAChangeOfState()
     studio_->publish(build);
     QVERIFY(t.startAndCheck());
     const QSignalSpy reported(t.worker<DownloadManager>(), &DownloadManager::progressChanged);
-    (*studio_)->setBytesPerSecond(3000);
+    studio_->server().setBytesPerSecond(3000);
     t->primaryAction();
     QVERIFY(QTest::qWaitFor([&t] { return t.progress().size() >= 2; }, waitMs));
-    (*studio_)->setBytesPerSecond(0);
+    studio_->server().setBytesPerSecond(0);
     QVERIFY(t.waitForState(GameState::Installed));
     QCOMPARE(t.progress().size(), reported.size());
     QCOMPARE(t.progress().last().bytesReceived, build.totalSize());
@@ -493,8 +450,7 @@ void tst_GameManagerFlows::jobIsNotDisturbedByARepair()
 
 void tst_GameManagerFlows::jobKeepsItsFilesWhereAListenerEmptiesTheOffer()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.at(GameState::Downloading, [&t] { emit t.worker<UpdateManager>()->upToDate(firstBuild().manifest()); });
     QString heard;
@@ -526,11 +482,10 @@ void tst_GameManagerFlows::jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched(
     QFETCH(const QString, channel);
     QFETCH(const ServiceStatus, status);
     QFETCH(const QString, recorded);
-    GameFixture t(*studio_);
-    studio_->publish(slowBuild());
+    GameFixture t(*studio_, {.offered = slowBuild()});
     studio_->publish(secondBuild(), u"beta"_s);
     QVERIFY(t.startAndCheck());
-    (*studio_)->setBytesPerSecond(1500);
+    studio_->server().setBytesPerSecond(1500);
     t->primaryAction();
     t->setInstallPath(t.root());
     QCOMPARE(t->state(), GameState::NotInstalled);
@@ -539,7 +494,7 @@ void tst_GameManagerFlows::jobKeepsItsFolderOnTheServerWhereTheBranchIsSwitched(
     QVERIFY(t.waitForStatus(status));
     QVERIFY(t.worker<DownloadManager>()->isRunning());
 
-    (*studio_)->setBytesPerSecond(0);
+    studio_->server().setBytesPerSecond(0);
     QVERIFY(t.waitUntilPast(GameState::Installing));
     QCOMPARE(studio_->requestedFiles(),
              (QStringList{inRelease(u"bin/game"_s), inRelease(u"data/one.dat"_s), inRelease(u"data/old.dat"_s)}));
@@ -565,8 +520,7 @@ void tst_GameManagerFlows::jobTakesTheBranchThatWasCheckedNotTheOneInTheSettings
 
 void tst_GameManagerFlows::jobTakesFolderAndBranchThatStandWhenItHasBeenTold()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     studio_->publish(firstBuild(), u"beta"_s);
     QVERIFY(t.startAndCheck());
     const QString elsewhere = t.folder() + u"/elsewhere"_s;
@@ -583,9 +537,7 @@ void tst_GameManagerFlows::jobTakesFolderAndBranchThatStandWhenItHasBeenTold()
 
 void tst_GameManagerFlows::branchIsSwitchedUnderAPassWhoseStateHasFallen()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t->verifyFiles();
     t->setInstallPath(t.root());
@@ -616,8 +568,7 @@ void tst_GameManagerFlows::unusableFolderIsRefused()
     QFETCH(const QString, blocker);
     QFETCH(const bool, isFolder);
     QFETCH(const QString, message);
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     if (isFolder) {
         QVERIFY(QDir().mkpath(t.root() + u'/' + blocker));
     } else {
@@ -649,8 +600,7 @@ void tst_GameManagerFlows::freeSpaceDecides()
 {
     QFETCH(const qint64, freeBytes);
     QFETCH(const bool, fits);
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     {
         const DriveSpace space(freeBytes);
@@ -699,8 +649,7 @@ void tst_GameManagerFlows::hugeBuildDoesNotFitOnTheRealDrive()
 
 void tst_GameManagerFlows::unknownFreeSpaceDoesNotBlock()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.clearTrace();
     {
@@ -750,9 +699,7 @@ void tst_GameManagerFlows::verifyingPrefersTheServersManifest()
 
 void tst_GameManagerFlows::verifyingKeepsItsManifestWhereACheckBringsAnother()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.at(GameState::Verifying, [&t] { emit t.worker<UpdateManager>()->upToDate(secondBuild().manifest()); });
     t->verifyFiles();
@@ -763,9 +710,7 @@ void tst_GameManagerFlows::verifyingKeepsItsManifestWhereACheckBringsAnother()
 
 void tst_GameManagerFlows::verifyingWantsTheRepairBeforeItIsTold()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     VerificationResult result;
     result.missing = firstBuild().manifest().files.mid(2);
@@ -776,8 +721,7 @@ void tst_GameManagerFlows::verifyingWantsTheRepairBeforeItIsTold()
 
 void tst_GameManagerFlows::verifyingOfflineUsesTheRecord()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild()});
     t.presetSetting(u"game.channel"_s, u"nowhere"_s);
     QVERIFY(t.startAndCheck());
     t.clearTrace();
@@ -791,8 +735,7 @@ void tst_GameManagerFlows::verifyingOfflineUsesTheRecord()
 
 void tst_GameManagerFlows::serversManifestStaysTheReferenceAfterAnInstall()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
@@ -821,9 +764,7 @@ void tst_GameManagerFlows::fileInThePlaceOfTheRecordGivesWayToIt()
 
 void tst_GameManagerFlows::secondVerifyDuringAPassOnlyLogs()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.clearTrace();
     t->verifyFiles();
@@ -837,9 +778,7 @@ void tst_GameManagerFlows::secondVerifyDuringAPassOnlyLogs()
 
 void tst_GameManagerFlows::passWithNothingWrongIsTold()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.clearTrace();
     t->verifyFiles();
@@ -854,8 +793,7 @@ void tst_GameManagerFlows::passWithNothingWrongIsTold()
 
 void tst_GameManagerFlows::passWithNothingWrongLeavesAnUpdateOffered()
 {
-    GameFixture t(*studio_);
-    t.install(secondBuild());
+    GameFixture t(*studio_, {.installed = secondBuild()});
     t.writeRecord(QJsonDocument(firstBuild().manifest().toJson()).toJson());
     studio_->publish(secondBuild());
     QVERIFY(t.startAndCheck());
@@ -869,9 +807,7 @@ void tst_GameManagerFlows::passWithNothingWrongLeavesAnUpdateOffered()
 
 void tst_GameManagerFlows::passForwardsItsProgress()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.removeFile(u"data/old.dat"_s);
     QSignalSpy progress(&t.game(), &GameManager::verificationProgressChanged);
@@ -896,9 +832,7 @@ void tst_GameManagerFlows::passWithoutRepairOffersTheDamage()
     QFETCH(const QStringList, damaged);
     QFETCH(const QString, detail);
     QFETCH(const qint64, pending);
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     for (const QString &path : damaged) {
         t.writeFile(path, "damaged");
@@ -919,9 +853,7 @@ void tst_GameManagerFlows::passWithoutRepairOffersTheDamage()
 
 void tst_GameManagerFlows::repairIsWantedForOnePassOnly()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.writeFile(u"data/one.dat"_s, "damaged");
     t->verifyFiles();
@@ -943,9 +875,7 @@ void tst_GameManagerFlows::repairThatAListenerAsksForIsStillWanted_data()
 void tst_GameManagerFlows::repairThatAListenerAsksForIsStillWanted()
 {
     QFETCH(const bool, atTheEnd);
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     VerificationResult result;
     result.missing = firstBuild().manifest().files.mid(2);
@@ -955,7 +885,7 @@ void tst_GameManagerFlows::repairThatAListenerAsksForIsStillWanted()
     } else { // of another pass than the one that found the damage
         t.at(GameState::Verifying, [&] { emit t.worker<VerificationManager>()->finished(result); });
         t.at(GameState::Repairing, [&t] { t->verifyFiles(); });
-        (*studio_)->setBytesPerSecond(50);
+        studio_->server().setBytesPerSecond(50);
         t->verifyFiles();
         QVERIFY(QTest::qWaitFor([&t] { return t.passes().size() == 2; }, waitMs));
         QVERIFY(t.passes().last().missing.isEmpty());
@@ -963,7 +893,7 @@ void tst_GameManagerFlows::repairThatAListenerAsksForIsStillWanted()
     t.clearTrace();
     emit t.worker<VerificationManager>()->finished(result);
     QVERIFY(t.passed(GameState::Repairing));
-    (*studio_)->setBytesPerSecond(0);
+    studio_->server().setBytesPerSecond(0);
     QVERIFY(QTest::qWaitFor(
         [&t] { return !t.worker<DownloadManager>()->isRunning() && !t.worker<VerificationManager>()->isRunning(); },
         waitMs));
@@ -979,9 +909,7 @@ void tst_GameManagerFlows::repairStaysWantedAfterAPassWithoutDamage_data()
 void tst_GameManagerFlows::repairStaysWantedAfterAPassWithoutDamage()
 {
     QFETCH(const bool, cancelled);
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t->verifyFiles();
     QVERIFY(t.waitForState(GameState::Installed));
@@ -1034,9 +962,7 @@ void tst_GameManagerFlows::cancelledPassDropsWhatItFound()
 
 void tst_GameManagerFlows::repairOfOneFile()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.writeFile(u"data/one.dat"_s, QByteArray(600, 'x'));
     t.clearTrace();
@@ -1057,9 +983,7 @@ void tst_GameManagerFlows::repairOfOneFile()
 
 void tst_GameManagerFlows::repairOfTwoFilesFetchesMissingOnesFirst()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.writeFile(u"bin/game"_s, "damaged");
     t.removeFile(u"data/old.dat"_s);
@@ -1075,9 +999,7 @@ void tst_GameManagerFlows::repairOfTwoFilesFetchesMissingOnesFirst()
 
 void tst_GameManagerFlows::repairBringsBackAMissingProgram()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     t.removeFile(u"bin/game"_s);
     QVERIFY(t.startAndCheck());
     QCOMPARE(t->detail(), u"Game files are incomplete"_s);
@@ -1091,9 +1013,7 @@ void tst_GameManagerFlows::repairBringsBackAMissingProgram()
 
 void tst_GameManagerFlows::repairOfAnOlderBuildIsAnUpdate()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(secondBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = secondBuild()});
     QVERIFY(t.startAndCheck());
     t->verifyFiles();
     QVERIFY(t.waitUntilPast(GameState::Installing));
@@ -1105,10 +1025,8 @@ void tst_GameManagerFlows::repairOfAnOlderBuildIsAnUpdate()
 
 void tst_GameManagerFlows::repairAgainstTheRecordRecordsNothing()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
-    (*studio_)->addFault(GameStudio::manifestPath(), notFound());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
+    studio_->server().addFault(GameStudio::manifestPath(), notFound());
     const QByteArray record = t.record();
     QVERIFY(t.startAndCheck());
     QCOMPARE(t.statuses().last().first, ServiceStatus::Degraded);
@@ -1124,10 +1042,8 @@ void tst_GameManagerFlows::repairAgainstTheRecordRecordsNothing()
 
 void tst_GameManagerFlows::offeredDamageIsSettledWithoutTheServersManifest()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
-    (*studio_)->addFault(GameStudio::manifestPath(), notFound());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
+    studio_->server().addFault(GameStudio::manifestPath(), notFound());
     const QByteArray record = t.record();
     QVERIFY(t.startAndCheck());
     t.writeFile(u"data/one.dat"_s, "damaged");
@@ -1143,8 +1059,7 @@ void tst_GameManagerFlows::offeredDamageIsSettledWithoutTheServersManifest()
 
 void tst_GameManagerFlows::repairOfflineFailsAndTriesAgainLater()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild()});
     t.writeFile(u"data/one.dat"_s, "damaged");
     t.presetSetting(u"game.channel"_s, u"blank"_s);
     QVERIFY(t.startAndCheck());
@@ -1158,9 +1073,7 @@ void tst_GameManagerFlows::repairOfflineFailsAndTriesAgainLater()
 
 void tst_GameManagerFlows::repairAsksNeitherForTheFolderNorForSpace()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.writeFile(u"data/one.dat"_s, "damaged");
     QVERIFY(QDir().mkpath(t.root() + u"/.velmo/write-test.tmp"_s));
@@ -1174,12 +1087,10 @@ void tst_GameManagerFlows::repairAsksNeitherForTheFolderNorForSpace()
 
 void tst_GameManagerFlows::cancelledRepairForgetsTheDamage()
 {
-    GameFixture t(*studio_);
-    t.install(slowBuild());
-    studio_->publish(slowBuild());
+    GameFixture t(*studio_, {.installed = slowBuild(), .offered = slowBuild()});
     QVERIFY(t.startAndCheck());
     t.writeFile(u"data/old.dat"_s, "damaged");
-    (*studio_)->setBytesPerSecond(10000);
+    studio_->server().setBytesPerSecond(10000);
     t->verifyFiles();
     QVERIFY(t.waitForState(GameState::Downloading));
     t.clearTrace();
@@ -1208,20 +1119,19 @@ void tst_GameManagerFlows::cancelledInstallIsOfferedAgainAndResumes()
     QVERIFY(t.record().isNull());
     QCOMPARE(t.readFile(u"data/old.dat.part"_s).size(), 250000);
 
-    (*studio_)->clearRequests();
+    studio_->server().clearRequests();
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
     QCOMPARE(studio_->requestedFiles(),
              (QStringList{inRelease(u"bin/game"_s), inRelease(u"data/one.dat"_s), inRelease(u"data/old.dat"_s)}));
-    QCOMPARE(rangeOf((*studio_)->requests(inRelease(u"bin/game"_s)).last()), QByteArray());
-    QCOMPARE(rangeOf((*studio_)->requests(inRelease(u"data/old.dat"_s)).last()), "bytes=250000-");
+    QCOMPARE(rangeOf(studio_->server().requests(inRelease(u"bin/game"_s)).last()), QByteArray());
+    QCOMPARE(rangeOf(studio_->server().requests(inRelease(u"data/old.dat"_s)).last()), "bytes=250000-");
     QVERIFY(t.holdsExactly(slowBuild()));
 }
 
 void tst_GameManagerFlows::cancelledUpdateIsOfferedAgain()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild()});
     const QByteArray record = t.record();
     QVERIFY(stopInTheMiddleOfTheLastFile(t, *studio_));
     t.clearTrace();
@@ -1237,8 +1147,7 @@ void tst_GameManagerFlows::cancelledUpdateIsOfferedAgain()
 
 void tst_GameManagerFlows::closedLauncherLosesNothing()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
@@ -1252,7 +1161,7 @@ void tst_GameManagerFlows::closedLauncherLosesNothing()
     QCOMPARE(t.record(), record);
     QCOMPARE(t.readFile(u"data/old.dat.part"_s).size(), 250000);
     t.clearTrace();
-    (*studio_)->clearRequests();
+    studio_->server().clearRequests();
 
     QVERIFY(t.startAndCheck());
     QCOMPARE(t.settings().stringValue(u"game.installedVersion"_s, {}), u"1.0.0"_s);
@@ -1261,7 +1170,7 @@ void tst_GameManagerFlows::closedLauncherLosesNothing()
     QCOMPARE(t->detail(), u"400 KB to download"_s);
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE(rangeOf((*studio_)->requests(inRelease(u"data/old.dat"_s)).last()), "bytes=250000-");
+    QCOMPARE(rangeOf(studio_->server().requests(inRelease(u"data/old.dat"_s)).last()), "bytes=250000-");
     QVERIFY(t.holdsExactly(next));
     QCOMPARE(t.settings().stringValue(u"game.installedVersion"_s, {}), u"1.1.0"_s);
     QCOMPARE(t.settings().intValue(u"game.installedBuild"_s, 0), 11);
@@ -1296,10 +1205,9 @@ void tst_GameManagerFlows::stopIsSilent()
 
 void tst_GameManagerFlows::interruptedUpdateOfflineStillPlaysTheOldVersion()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild()});
     t.writeFile(u"data/one.dat"_s, secondBuild().content(u"data/one.dat"_s)); // one file of the new build has landed
-    (*studio_)->stop();
+    studio_->server().stop();
     QVERIFY(t.startAndCheck());
     QCOMPARE(t.statuses().last().first, ServiceStatus::Offline);
     QCOMPARE(t->state(), GameState::Installed);
@@ -1312,11 +1220,10 @@ void tst_GameManagerFlows::interruptedUpdateOfflineStillPlaysTheOldVersion()
 
 void tst_GameManagerFlows::failedJobRecordsNothing()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild()});
     const QByteArray record = t.record();
     studio_->publish(secondBuild());
-    (*studio_)->addFault(inRelease(u"data/one.dat"_s), notFound());
+    studio_->server().addFault(inRelease(u"data/one.dat"_s), notFound());
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Error));
@@ -1329,9 +1236,8 @@ void tst_GameManagerFlows::failedJobRecordsNothing()
 
 void tst_GameManagerFlows::failedJobIsOfferedAgain()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
-    (*studio_)->addFault(inRelease(u"data/old.dat"_s), notFound());
+    GameFixture t(*studio_, {.offered = firstBuild()});
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), notFound());
     QVERIFY(t.startAndCheck());
     QString detail;
     connect(t.worker<DownloadManager>(), &DownloadManager::failed, this,
@@ -1345,7 +1251,7 @@ void tst_GameManagerFlows::failedJobIsOfferedAgain()
     QCOMPARE(t->pendingDownloadBytes(), 1000);
     QVERIFY(!t->canCancel());
 
-    (*studio_)->clearFaults();
+    studio_->server().clearFaults();
     t->primaryAction();
     QVERIFY(t.waitForStatus(ServiceStatus::Online));
     QCOMPARE(t->detail(), u"1.0 KB required"_s);
@@ -1381,18 +1287,17 @@ void tst_GameManagerFlows::fullDriveEndsTheJobAndTheRestFollowsLater()
 
     t->primaryAction();
     QVERIFY(t.waitForStatus(ServiceStatus::Online));
-    (*studio_)->clearRequests();
+    studio_->server().clearRequests();
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
     const QByteArray range = kept.isEmpty() ? QByteArray() : "bytes=" + QByteArray::number(kept.size()) + '-';
-    QCOMPARE(rangeOf((*studio_)->requests(inRelease(u"data/old.dat"_s)).last()), range);
+    QCOMPARE(rangeOf(studio_->server().requests(inRelease(u"data/old.dat"_s)).last()), range);
     QVERIFY(t.holdsExactly(build));
 }
 
 void tst_GameManagerFlows::recordThatCannotBeCommittedLeavesTheOldOne()
 {
-    GameFixture t(*studio_);
-    t.install(firstBuild());
+    GameFixture t(*studio_, {.installed = firstBuild()});
     const QByteArray record = t.record();
     Build wordy = secondBuild();
     wordy.notes = QString(200000, u'n'); // the record needs more room than each of the files
@@ -1426,8 +1331,7 @@ void tst_GameManagerFlows::recordThatCannotBeCommittedLeavesTheOldOne()
 
 void tst_GameManagerFlows::recordThatCannotBeOpenedLeavesNone()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     QVERIFY(t.startAndCheck());
     t.at(GameState::Installing, [&t] {
         t.clearTrace();
@@ -1446,11 +1350,11 @@ void tst_GameManagerFlows::serverThatHangsUpEarlyIsAskedForTheRest()
     GameFixture t(*studio_);
     const Build build = slowBuild();
     studio_->publish(build);
-    (*studio_)->addFault(inRelease(u"data/old.dat"_s), fault(Fault::CloseAfter, 123456, 1));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::CloseAfter, 123456, 1));
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
-    const QList<studio::Request> requests = (*studio_)->requests(inRelease(u"data/old.dat"_s));
+    const QList<studio::Request> requests = studio_->server().requests(inRelease(u"data/old.dat"_s));
     QCOMPARE(requests.size(), 2);
     const QByteArray range = rangeOf(requests.last());
     QVERIFY(range.startsWith("bytes=") && range.endsWith('-'));
@@ -1467,11 +1371,11 @@ void tst_GameManagerFlows::serverThatIgnoresRangesSendsTheWholeFile()
     const Build build = slowBuild();
     studio_->publish(build);
     t.writeFile(u"data/old.dat.part"_s, QByteArray(5000, 'x'));
-    (*studio_)->addFault(inRelease(u"data/old.dat"_s), fault(Fault::IgnoreRange));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::IgnoreRange));
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE((*studio_)->requests(inRelease(u"data/old.dat"_s)).size(), 1);
+    QCOMPARE(studio_->server().requests(inRelease(u"data/old.dat"_s)).size(), 1);
     QVERIFY(t.log().contains(QtInfoMsg, u"velmo.download"_s,
                              u"Server ignored the range request; restarting the file from zero"_s));
     QVERIFY(t.holdsExactly(build));
@@ -1483,11 +1387,11 @@ void tst_GameManagerFlows::serverThatSendsTheWrongRangeIsNotBelieved()
     const Build build = slowBuild();
     studio_->publish(build);
     t.writeFile(u"data/old.dat.part"_s, build.content(u"data/old.dat"_s).first(5000));
-    (*studio_)->addFault(inRelease(u"data/old.dat"_s), fault(Fault::WrongRange));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::WrongRange));
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
-    const QList<studio::Request> requests = (*studio_)->requests(inRelease(u"data/old.dat"_s));
+    const QList<studio::Request> requests = studio_->server().requests(inRelease(u"data/old.dat"_s));
     QCOMPARE(rangeOf(requests.first()), "bytes=5000-");
     QCOMPARE(requests.first().status, 206);
     QCOMPARE(rangeOf(requests.last()), QByteArray());
@@ -1501,12 +1405,12 @@ void tst_GameManagerFlows::serverThatRefusesRangesEndsTheJob()
     studio_->publish(build);
     const QByteArray part = build.content(u"data/old.dat"_s).first(5000);
     t.writeFile(u"data/old.dat.part"_s, part);
-    (*studio_)->addFault(inRelease(u"data/old.dat"_s), fault(Fault::RangeRefused));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::RangeRefused));
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Error));
     QCOMPARE(t->detail(), downloadFailed);
-    QCOMPARE((*studio_)->requests(inRelease(u"data/old.dat"_s)).size(), 1);
+    QCOMPARE(studio_->server().requests(inRelease(u"data/old.dat"_s)).size(), 1);
     QVERIFY(t.errors().first().second.contains("(HTTP 416)"_L1));
     QCOMPARE(t.readFile(u"data/old.dat.part"_s), part);
     QVERIFY(t.record().isNull());
@@ -1514,17 +1418,16 @@ void tst_GameManagerFlows::serverThatRefusesRangesEndsTheJob()
 
 void tst_GameManagerFlows::serverThatRedirectsToPlainHttpIsNotFollowed()
 {
-    GameFixture t(*studio_);
-    studio_->publish(firstBuild());
+    GameFixture t(*studio_, {.offered = firstBuild()});
     Fault redirect = fault(Fault::Redirect);
     redirect.location = u"http://127.0.0.1:1/data/old.dat"_s;
-    (*studio_)->addFault(inRelease(u"data/old.dat"_s), redirect);
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), redirect);
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Error));
     QCOMPARE(t.errors().size(), 1);
     QCOMPARE(t.errors().first().first, downloadFailed);
-    QCOMPARE((*studio_)->requests(inRelease(u"data/old.dat"_s)).size(), 1);
+    QCOMPARE(studio_->server().requests(inRelease(u"data/old.dat"_s)).size(), 1);
     QVERIFY(!t.hasFile(u"data/old.dat"_s));
     QVERIFY(t.record().isNull());
 }
@@ -1534,11 +1437,11 @@ void tst_GameManagerFlows::serverThatCorruptsOnceIsAskedAgain()
     GameFixture t(*studio_);
     const Build build = slowBuild();
     studio_->publish(build);
-    (*studio_)->addFault(inRelease(u"data/old.dat"_s), fault(Fault::Corrupt, 300000, 1));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::Corrupt, 300000, 1));
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE((*studio_)->requests(inRelease(u"data/old.dat"_s)).size(), 2);
+    QCOMPARE(studio_->server().requests(inRelease(u"data/old.dat"_s)).size(), 2);
     QVERIFY(t.log().contains(QtWarningMsg, u"velmo.download"_s,
                              u"Retrying \"data/old.dat\" in 1000 ms (attempt 2 of 4 )"_s));
     QVERIFY(t.holdsExactly(build));

@@ -43,11 +43,6 @@ bool isRunning(qint64 processId)
 #endif
 }
 
-Build playableBuild(const QString &version = u"1.0.0"_s)
-{
-    return {version, 10, {gameProgramFile(), {u"data/one.dat"_s, "one", false, {}}}, u"bin/game"_s, {}};
-}
-
 QStringList installedLines()
 {
     return GameFixture::stateLines(u"Installed"_s, u"Version 1.0.0 installed"_s);
@@ -243,8 +238,7 @@ void tst_GameManagerLaunch::missingProgramIsToldAndOffered()
 
 void tst_GameManagerLaunch::missingProgramIsToldBeforePendingFiles()
 {
-    GameFixture t(*studio_);
-    t.install(playableBuild());
+    GameFixture t(*studio_, {.installed = playableBuild()});
     Build next = playableBuild(u"2.0.0"_s);
     next.files[1].content = "changed";
     studio_->publish(next);
@@ -262,8 +256,7 @@ void tst_GameManagerLaunch::missingProgramIsToldBeforePendingFiles()
 
 void tst_GameManagerLaunch::pendingFilesRefuseTheLaunch()
 {
-    GameFixture t(*studio_);
-    t.install(playableBuild());
+    GameFixture t(*studio_, {.installed = playableBuild()});
     Build next = playableBuild(u"2.0.0"_s);
     next.files[1].content = "changed";
     studio_->publish(next);
@@ -491,8 +484,7 @@ void tst_GameManagerLaunch::filesCanBeVerifiedWhileTheGameRuns()
 
 void tst_GameManagerLaunch::checkResultTakesTheStateOffRunning()
 {
-    GameFixture t(*studio_);
-    t.install(playableBuild());
+    GameFixture t(*studio_, {.installed = playableBuild()});
     Build next = playableBuild(u"2.0.0"_s);
     next.files[1].content = "changed";
     studio_->publish(next);
@@ -513,9 +505,7 @@ void tst_GameManagerLaunch::checkResultTakesTheStateOffRunning()
 
 void tst_GameManagerLaunch::pressWhileTheGameStillRunsStaysLaunching()
 {
-    GameFixture t(*studio_);
-    t.install(playableBuild());
-    studio_->publish(playableBuild());
+    GameFixture t(*studio_, {.installed = playableBuild(), .offered = playableBuild()});
     t.presetSetting(u"game.launchArguments"_s, u"until-input-ends"_s);
     t.start();
     t->primaryAction(); // during the check
@@ -557,8 +547,7 @@ void tst_GameManagerLaunch::gameThatEndsUnderAJobTakesTheStateOffDownloading()
 {
     QFETCH(const QString, arguments);
     QFETCH(const QStringList, told);
-    GameFixture t(*studio_);
-    t.install(playableBuild());
+    GameFixture t(*studio_, {.installed = playableBuild()});
     Build next = playableBuild(u"2.0.0"_s);
     next.files[1].content = QByteArray(5000, 'n');
     studio_->publish(next);
@@ -567,7 +556,7 @@ void tst_GameManagerLaunch::gameThatEndsUnderAJobTakesTheStateOffDownloading()
     t->primaryAction(); // during the check
     QVERIFY(t.worker<QProcess>()->waitForStarted());
     QVERIFY(t.waitForStatus(ServiceStatus::Online));
-    (*studio_)->setBytesPerSecond(100);
+    studio_->server().setBytesPerSecond(100);
     t->primaryAction();
     QCOMPARE(t->state(), GameState::Downloading);
     t.clearTrace();
@@ -577,7 +566,7 @@ void tst_GameManagerLaunch::gameThatEndsUnderAJobTakesTheStateOffDownloading()
              told + GameFixture::stateLines(u"Update available"_s, u"5.0 KB to download"_s));
     QVERIFY(t.worker<DownloadManager>()->isRunning());
 
-    (*studio_)->setBytesPerSecond(0);
+    studio_->server().setBytesPerSecond(0);
     QVERIFY(t.waitForState(GameState::Installed));
     QVERIFY(t.holdsExactly(next));
     QCOMPARE(t->installedVersion(), u"2.0.0"_s);

@@ -1,10 +1,11 @@
-#include "PlainUserRights.h"
 #include "data/GameProfile.h"
 #include "game/InstallManager.h"
 #include "support/FullDrive.h"
 #include "support/HeldFile.h"
 #include "support/LogCapture.h"
+#include "support/PlainUserRights.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -30,6 +31,8 @@ using velmo::test::FullDrive;
 using velmo::test::HeldFile;
 using velmo::test::LogCapture;
 using velmo::test::PlainUserRights;
+using velmo::test::readFile;
+using velmo::test::writeFile;
 
 namespace {
 
@@ -52,15 +55,6 @@ Manifest manifestOf(const QStringList &paths, int build = 1)
     return manifest;
 }
 
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    if (!QDir().mkpath(QFileInfo(path).path()) || !file.open(QIODevice::WriteOnly) ||
-        file.write(bytes) != bytes.size()) {
-        qFatal("Cannot write %s", qPrintable(path));
-    }
-}
-
 /// A record of one build; those of builds of one digit are of one size.
 QByteArray buildDocument(int build)
 {
@@ -70,12 +64,6 @@ QByteArray buildDocument(int build)
 QDateTime longAgo()
 {
     return {QDate(2026, 2, 3), QTime(4, 5, 6), QTimeZone::utc()};
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArrayLiteral("<unreadable>");
 }
 
 /// What the system says when \a path cannot be opened for writing.

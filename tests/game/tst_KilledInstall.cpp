@@ -1,6 +1,7 @@
 #include "GameFixture.h"
 
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -38,12 +39,6 @@ QString installerProgram()
     return QString::fromUtf8(VELMO_TEST_INSTALLER);
 }
 
-QByteArray readBytes(const QString &fileName)
-{
-    QFile file(fileName);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 QByteArray noise(qsizetype words, quint32 number)
 {
     QList<quint32> values(words);
@@ -52,7 +47,7 @@ QByteArray noise(qsizetype words, quint32 number)
 }
 
 /// Twelve files, 7.5 MB.
-Build firstBuild()
+Build heavyBuild()
 {
     Build build{u"1.0.0"_s, 10, {{u"bin/game"_s, noise(150000, 1), true, {}}}, u"bin/game"_s, {}};
     for (quint32 i = 0; i < 9; ++i) {
@@ -64,10 +59,10 @@ Build firstBuild()
     return build;
 }
 
-/// The first build with five files changed, two added and the two in "old" gone.
-Build secondBuild()
+/// That build with five files changed, two added and the two in "old" gone.
+Build heavyUpdate()
 {
-    Build build = firstBuild();
+    Build build = heavyBuild();
     build.version = u"1.1.0"_s;
     build.build = 11;
     build.files.resize(10);
@@ -95,7 +90,7 @@ constexpr std::array<qsizetype, 5> damagedFiles = {0, 3, 7, 8, 11};
 
 qint64 damagedBytes()
 {
-    const Build build = firstBuild();
+    const Build build = heavyBuild();
     qint64 bytes = 0;
     for (const qsizetype index : damagedFiles) {
         bytes += build.files.at(index).content.size();
@@ -121,11 +116,7 @@ public:
 
     void write(const QString &path, const QByteArray &bytes)
     {
-        QFile file(rootFile(path));
-        if (!QDir().mkpath(QFileInfo(file).path()) || !file.open(QIODevice::WriteOnly) ||
-            file.write(bytes) != bytes.size()) {
-            qFatal("Cannot write %s", qPrintable(file.fileName()));
-        }
+        writeFile(rootFile(path), bytes);
         if (!path.startsWith(u'.')) {
             standing_.insert(path, bytes);
         }
@@ -159,7 +150,7 @@ public:
     /// What is wrong in the middle of an operation; empty when nothing is.
     QString problemAfterKill() const
     {
-        const QByteArray record = readBytes(rootFile(recordPath));
+        const QByteArray record = readFile(rootFile(recordPath), {});
         const bool recorded = QFile::exists(rootFile(recordPath));
         const QJsonObject object = QJsonDocument::fromJson(record).object();
         const bool isNew = recorded && object == after_.manifest().toJson();
@@ -174,7 +165,7 @@ public:
     /// What is wrong when an operation has come to its end; empty when nothing is.
     QString problemAtTheEnd() const
     {
-        const QJsonObject object = QJsonDocument::fromJson(readBytes(rootFile(recordPath))).object();
+        const QJsonObject object = QJsonDocument::fromJson(readFile(rootFile(recordPath))).object();
         if (object != after_.manifest().toJson()) {
             return u"the record is not that of the offered build"_s;
         }
@@ -213,7 +204,7 @@ private:
     {
         const QString fileName =
             TestEnvironment::dataLocation(folder_.filePath(u"home"_s)) + u"/VelmoGames/Launcher/launcher.json"_s;
-        if (QFile::exists(fileName) && !QJsonDocument::fromJson(readBytes(fileName)).isObject()) {
+        if (QFile::exists(fileName) && !QJsonDocument::fromJson(readFile(fileName)).isObject()) {
             return u"the settings are damaged"_s;
         }
         return {};
@@ -244,7 +235,7 @@ private:
     QString problemWithFiles(bool complete) const
     {
         for (const BuildFile &file : after_.files) {
-            const QByteArray bytes = readBytes(rootFile(file.path));
+            const QByteArray bytes = readFile(rootFile(file.path));
             if (bytes == file.content) {
                 continue;
             }
@@ -275,13 +266,13 @@ const QString Player::recordPath = u".velmo/installed.json"_s;
 std::unique_ptr<Player> makePlayer(const QString &operation)
 {
     if (operation == "install"_L1) {
-        return std::make_unique<Player>(std::nullopt, firstBuild());
+        return std::make_unique<Player>(std::nullopt, heavyBuild());
     }
     if (operation == "update"_L1) {
-        return std::make_unique<Player>(firstBuild(), secondBuild());
+        return std::make_unique<Player>(heavyBuild(), heavyUpdate());
     }
-    auto player = std::make_unique<Player>(firstBuild(), firstBuild());
-    const Build build = firstBuild();
+    auto player = std::make_unique<Player>(heavyBuild(), heavyBuild());
+    const Build build = heavyBuild();
     const auto damaged = [&build](size_t i) { return build.files.at(damagedFiles.at(i)); };
     player->remove(damaged(0).path);
     QByteArray altered = damaged(1).content;
@@ -348,7 +339,7 @@ std::unique_ptr<Player> killAmidAFile(GameStudio &studio, qint64 bytesPerSecond,
     constexpr qint64 slowest = 1000;
     for (qint64 rate = bytesPerSecond;;
          rate = std::max(rate / 2, slowest)) { // the slower, the longer is a file in part
-        studio->setBytesPerSecond(rate);
+        studio.server().setBytesPerSecond(rate);
         std::unique_ptr<Player> player = makePlayer(operation);
         QProcess launcher;
         player->start(launcher, operation);
@@ -393,7 +384,7 @@ private slots:
 void tst_KilledInstall::initTestCase()
 {
     studio_.emplace();
-    QVERIFY(studio_->writeProfile(QFileInfo(installerProgram()).path()));
+    studio_->writeProfile(QFileInfo(installerProgram()).path());
 }
 
 void tst_KilledInstall::cleanupTestCase()
@@ -405,8 +396,8 @@ void tst_KilledInstall::cleanupTestCase()
 void tst_KilledInstall::killAtAnyMomentLosesNothing_data()
 {
     QTest::addColumn<qint64>("bytes");
-    QTest::newRow("install") << firstBuild().totalSize();
-    QTest::newRow("update") << changedBytes(firstBuild(), secondBuild());
+    QTest::newRow("install") << heavyBuild().totalSize();
+    QTest::newRow("update") << changedBytes(heavyBuild(), heavyUpdate());
     QTest::newRow("repair") << damagedBytes();
 }
 
@@ -416,10 +407,10 @@ void tst_KilledInstall::killAtAnyMomentLosesNothing()
     const QString operation = QString::fromUtf8(QTest::currentDataTag());
     const auto limitedRate = static_cast<qint64>(static_cast<double>(bytes) / runSeconds);
     studio_->reset();
-    studio_->publish(operation == "update"_L1 ? secondBuild() : firstBuild());
+    studio_->publish(operation == "update"_L1 ? heavyUpdate() : heavyBuild());
 
     // How long a run takes that nobody disturbs: the shorter of two, since the first may have to warm up.
-    (*studio_)->setBytesPerSecond(limitedRate);
+    studio_->server().setBytesPerSecond(limitedRate);
     double runMs = waitMs;
     for (int run = 0; run < 2; ++run) {
         const std::unique_ptr<Player> undisturbed = makePlayer(operation);
@@ -435,14 +426,14 @@ void tst_KilledInstall::killAtAnyMomentLosesNothing()
         const bool isAimed = i >= killsAtRandom;
         const QString moment = isAimed ? u"amid a file"_s : u"after %1 of %2 ms"_s.arg(delayMs).arg(runMs);
         const QString where = u"%1, kill %2 %3, seed %4: "_s.arg(operation, QString::number(i), moment).arg(seed);
-        (*studio_)->setBytesPerSecond(limitedRate);
+        studio_->server().setBytesPerSecond(limitedRate);
         const std::unique_ptr<Player> player =
             isAimed ? killAmidAFile(*studio_, limitedRate / 4, operation) : killAfter(delayMs, operation);
         QVERIFY2(player, qPrintable(where + u"no run could be killed"_s));
         QString problem = player->problemAfterKill();
         QVERIFY2(problem.isEmpty(), qPrintable(where + problem));
 
-        (*studio_)->setBytesPerSecond(0);
+        studio_->server().setBytesPerSecond(0);
         problem = problemWithRun(*player, operation);
         QVERIFY2(problem.isEmpty(), qPrintable(where + problem));
     }

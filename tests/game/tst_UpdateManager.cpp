@@ -133,7 +133,7 @@ private slots:
 
 private:
     void serve(const Manifest &manifest) { serve(QJsonDocument(manifest.toJson()).toJson(QJsonDocument::Compact)); }
-    void serve(const QByteArray &document) { server_->studio().setDocument(manifestPath, document); }
+    void serve(const QByteArray &document) { server_->server().setDocument(manifestPath, document); }
     QString address() const { return server_->url(manifestPath).toString(); }
     /// A whole check; the members below then hold its outcome.
     void check(const Manifest &installed);
@@ -162,9 +162,9 @@ void tst_UpdateManager::initTestCase()
 
 void tst_UpdateManager::init()
 {
-    server_->studio().clearFaults();
-    server_->studio().clearRequests();
-    server_->studio().removeDocument(manifestPath);
+    server_->server().clearFaults();
+    server_->server().clearRequests();
+    server_->server().removeDocument(manifestPath);
     api_ = std::make_unique<ApiClient>();
     manager_ = std::make_unique<UpdateManager>(api_.get());
     manager_->setManifestUrl(address());
@@ -219,8 +219,8 @@ void tst_UpdateManager::checkBeginsInsideTheCallAndEndsOnce()
              QStringList{u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(address())});
     QTRY_COMPARE(signals_, (QStringList{u"checkStarted"_s, u"updateAvailable"_s}));
     QCOMPARE(log.texts(u"velmo.update"_s).size(), 2);
-    QCOMPARE(server_->studio().requests().size(), 1);
-    QCOMPARE(server_->studio().requests().first().method, "GET");
+    QCOMPARE(server_->server().requests().size(), 1);
+    QCOMPARE(server_->server().requests().first().method, "GET");
 }
 
 void tst_UpdateManager::secondCheckDuringACheckEmitsNothing()
@@ -233,7 +233,7 @@ void tst_UpdateManager::secondCheckDuringACheckEmitsNothing()
     QTRY_COMPARE(signals_.size(), 2);
     check({}); // whatever the second call had begun would have ended before this one
     QCOMPARE(signals_, (QStringList{u"checkStarted"_s, u"updateAvailable"_s}));
-    QCOMPARE(server_->studio().requests().size(), 2);
+    QCOMPARE(server_->server().requests().size(), 2);
     const QStringList lines = log.texts(u"velmo.update"_s);
     QCOMPARE(lines.count(u"INFO velmo.update: Update check already in progress"_s), 1);
     QCOMPARE(lines.at(1), u"INFO velmo.update: Update check already in progress"_s);
@@ -254,7 +254,7 @@ void tst_UpdateManager::secondCheckFromTheFirstsStartEmitsNothing()
                           u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(address())}));
     QTRY_COMPARE(signals_.size(), 2);
     check({}); // whatever the second call had begun would have ended before this one
-    QCOMPARE(server_->studio().requests().size(), 2);
+    QCOMPARE(server_->server().requests().size(), 2);
 }
 
 void tst_UpdateManager::replyIsComparedWithTheManifestOfItsOwnCheck()
@@ -508,7 +508,7 @@ void tst_UpdateManager::failuresArePassedOnAsTheyAre()
     QFETCH(bool, offline);
     serve(document);
     if (status != 200) {
-        server_->studio().addFault(manifestPath, statusFault(status));
+        server_->server().addFault(manifestPath, statusFault(status));
     }
     const LogCapture log;
     std::optional<ApiResult> asked;
@@ -560,14 +560,14 @@ void tst_UpdateManager::rejectedManifestIsNoOfflineFailure()
 void tst_UpdateManager::nothingIsRetried()
 {
     serve(build(7, {}));
-    server_->studio().addFault(manifestPath, statusFault(503, 1));
+    server_->server().addFault(manifestPath, statusFault(503, 1));
     const LogCapture log;
     check({});
     QCOMPARE(signals_.last(), u"checkFailed"_s);
-    QCOMPARE(server_->studio().requests().size(), 1);
+    QCOMPARE(server_->server().requests().size(), 1);
     check({});
     QCOMPARE(signals_.last(), u"updateAvailable"_s);
-    QCOMPARE(server_->studio().requests().size(), 2);
+    QCOMPARE(server_->server().requests().size(), 2);
 }
 
 void tst_UpdateManager::noPasswordReachesTheLog()
@@ -614,13 +614,13 @@ void tst_UpdateManager::newAddressLeavesTheCheckInFlightAlone()
 {
     serve(build(7, {}));
     const QString other = u"/harrowfen/beta/manifest.json"_s;
-    server_->studio().setDocument(other, QJsonDocument(build(9, {}).toJson()).toJson());
+    server_->server().setDocument(other, QJsonDocument(build(9, {}).toJson()).toJson());
     const LogCapture log;
     manager_->checkForUpdates({});
     manager_->setManifestUrl(server_->url(other).toString());
     QTRY_COMPARE(signals_, (QStringList{u"checkStarted"_s, u"updateAvailable"_s}));
     QCOMPARE(latest_.build, 7);
-    QCOMPARE(server_->studio().requests(other).size(), 0);
+    QCOMPARE(server_->server().requests(other).size(), 0);
     check({});
     QCOMPARE(latest_.build, 9);
     QCOMPARE(manager_->manifestBaseUrl(), server_->url(u"/harrowfen/beta/"_s));
@@ -635,7 +635,7 @@ void tst_UpdateManager::settingTheAddressStartsNothing()
     QCOMPARE(log.texts(), QStringList());
     check({}); // a request from before would be answered first, as they share a connection
     QCOMPARE(signals_, (QStringList{u"checkStarted"_s, u"updateAvailable"_s}));
-    QCOMPARE(server_->studio().requests().size(), 1);
+    QCOMPARE(server_->server().requests().size(), 1);
 }
 
 void tst_UpdateManager::managerMayGoDuringACheck()

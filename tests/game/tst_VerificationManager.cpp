@@ -1,14 +1,13 @@
-#include "PlainUserRights.h"
 #include "game/VerificationManager.h"
 #include "support/HeldFile.h"
 #include "support/LogCapture.h"
+#include "support/PlainUserRights.h"
 #include "support/TestEnvironment.h"
+#include "support/TestFiles.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QThread>
 
@@ -34,6 +33,8 @@ using velmo::VerificationResult;
 using velmo::test::HeldFile;
 using velmo::test::LogCapture;
 using velmo::test::PlainUserRights;
+using velmo::test::sha256Of;
+using velmo::test::writeFile;
 
 namespace {
 
@@ -41,11 +42,6 @@ constexpr qint64 mebibyte = 1048576;
 
 /// Fraction and path of each progress call.
 using Steps = QList<std::pair<double, QString>>;
-
-QString sha256Of(const QByteArray &bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-}
 
 ManifestFile entry(const QString &path, const QByteArray &bytes)
 {
@@ -200,7 +196,7 @@ private slots:
 private:
     QString root() const { return folder_->filePath(u"Meine Spiele/Härröwfen 沼"_s); }
     QString below(const QString &path) const { return root() + u'/' + path; }
-    void write(const QString &path, const QByteArray &bytes);
+    void write(const QString &path, const QByteArray &bytes) { writeFile(below(path), bytes); }
     /// Writes a whole file and gives its entry.
     ManifestFile add(const QString &path, const QByteArray &bytes);
     /// Makes a file of \a size zero bytes, which take no room on disk, and gives an entry with another hash.
@@ -247,15 +243,6 @@ void tst_VerificationManager::cleanup()
 {
     manager_.reset();
     folder_.reset();
-}
-
-void tst_VerificationManager::write(const QString &path, const QByteArray &bytes)
-{
-    QFile file(below(path));
-    if (!QDir().mkpath(QFileInfo(file).path()) || !file.open(QIODevice::WriteOnly) ||
-        file.write(bytes) != bytes.size()) {
-        qFatal("Cannot write %s", qPrintable(file.fileName()));
-    }
 }
 
 ManifestFile tst_VerificationManager::add(const QString &path, const QByteArray &bytes)

@@ -53,12 +53,13 @@ private:
     bool holds_ = false;
 };
 
-/// Presses the button after a failure until the update begins anew.
-void tryAgain(GameFixture &t)
+/// Presses the button after a failure until the update begins anew; false when it does not.
+bool tryAgain(GameFixture &t)
 {
     t->primaryAction();
-    QVERIFY(t.waitForState(GameState::UpdateAvailable));
+    const bool offered = t.waitForState(GameState::UpdateAvailable);
     t->primaryAction();
+    return offered;
 }
 
 } // namespace
@@ -83,8 +84,7 @@ private slots:
 
 void tst_WindowsFiles::fileInUseIsNotReplaced()
 {
-    GameFixture t(*studio_);
-    t.install(buildWith(u"data/one.dat"_s, "old"));
+    GameFixture t(*studio_, {.installed = buildWith(u"data/one.dat"_s, "old")});
     const Build next = buildWith(u"data/one.dat"_s, "new bytes", 11);
     studio_->publish(next);
     QVERIFY(t.startAndCheck());
@@ -100,15 +100,14 @@ void tst_WindowsFiles::fileInUseIsNotReplaced()
     QCOMPARE(t.readFile(u"data/one.dat"_s), "old");
     QCOMPARE(t.readFile(u"data/one.dat.part"_s), "new bytes");
 
-    tryAgain(t);
+    QVERIFY(tryAgain(t));
     QVERIFY(t.waitForState(GameState::Installed));
     QVERIFY(t.holdsExactly(next));
 }
 
 void tst_WindowsFiles::readOnlyFileIsNotReplaced()
 {
-    GameFixture t(*studio_);
-    t.install(buildWith(u"data/one.dat"_s, "old"));
+    GameFixture t(*studio_, {.installed = buildWith(u"data/one.dat"_s, "old")});
     const Build next = buildWith(u"data/one.dat"_s, "new bytes", 11);
     studio_->publish(next);
     QVERIFY(t.startAndCheck());
@@ -121,16 +120,15 @@ void tst_WindowsFiles::readOnlyFileIsNotReplaced()
     QCOMPARE(t.readFile(u"data/one.dat"_s), "old");
 
     QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner));
-    tryAgain(t);
+    QVERIFY(tryAgain(t));
     QVERIFY(t.waitForState(GameState::Installed));
     QVERIFY(t.holdsExactly(next));
 }
 
 void tst_WindowsFiles::staleFileInUseStays()
 {
-    GameFixture t(*studio_);
-    t.install(buildWith(u"data/old.dat"_s, "old"));
-    studio_->publish(buildWith(u"data/new.dat"_s, "new", 11));
+    GameFixture t(*studio_, {.installed = buildWith(u"data/old.dat"_s, "old"),
+                             .offered = buildWith(u"data/new.dat"_s, "new", 11)});
     QVERIFY(t.startAndCheck());
     const Holder holder(t.root() + u"/data/old.dat"_s, t.folder());
     QVERIFY(holder.holds());
@@ -187,13 +185,14 @@ void tst_WindowsFiles::namesThatDifferInCaseAloneAreOneFile()
     build.files.append({u"data/one.dat"_s, "the second", false, {}});
     studio_->publish(build);
     for (const BuildFile &file : std::as_const(build.files)) {
-        (*studio_)->setDocument(GameStudio::filePath(file.path), file.content); // its folder has the two as one, too
+        studio_->server().setDocument(GameStudio::filePath(file.path),
+                                      file.content); // its folder has the two as one, too
     }
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
     for (const BuildFile &file : std::as_const(build.files)) {
-        (*studio_)->removeDocument(GameStudio::filePath(file.path));
+        studio_->server().removeDocument(GameStudio::filePath(file.path));
     }
     QVERIFY(t.errors().isEmpty());
     QCOMPARE(t.filesOnDisk().size(), 2);
@@ -207,8 +206,7 @@ void tst_WindowsFiles::namesThatDifferInCaseAloneAreOneFile()
 /// What left the build is told by its exact name, and here it names the new file as well.
 void tst_WindowsFiles::newCaseOfANameLosesTheFileUntilARepair()
 {
-    GameFixture t(*studio_);
-    t.install(buildWith(u"data/One.dat"_s, "old"));
+    GameFixture t(*studio_, {.installed = buildWith(u"data/One.dat"_s, "old")});
     const Build next = buildWith(u"data/one.dat"_s, "new bytes", 11);
     studio_->publish(next);
     QVERIFY(t.startAndCheck());

@@ -18,8 +18,9 @@ class QTcpSocket;
 
 namespace velmo::test {
 
-/// A server on 127.0.0.1 for what no fault makes the studio do: silence, half a head, what is no HTTP, a refusing
-/// proxy. It lives on the thread of the test and answers whenever the event loop runs.
+/// A server on 127.0.0.1 that answers with just the bytes that a test gives it, at the test's own pace: half a head,
+/// what is no HTTP, a packed body, a refusing proxy. It lives on the thread of the test and answers whenever the event
+/// loop runs.
 class LoopbackPeer : public QObject {
     Q_OBJECT
 

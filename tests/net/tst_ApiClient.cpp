@@ -331,7 +331,7 @@ void tst_ApiClient::refusalOfAClientThatIsGoneIsDropped()
 
 void tst_ApiClient::upperCaseSchemeIsAccepted()
 {
-    (*studio_)->setDocument(u"/api"_s, R"({"answer":42})");
+    studio_->server().setDocument(u"/api"_s, R"({"answer":42})");
     ApiClient client;
     Outcome outcome;
     client.getJson(studio_->url(u"/api"_s).toString().replace(u"https"_s, u"HTTPS"_s), outcome.callback());
@@ -342,7 +342,7 @@ void tst_ApiClient::upperCaseSchemeIsAccepted()
 
 void tst_ApiClient::callbackRunsOnceAndAfterTheCall()
 {
-    (*studio_)->setDocument(u"/api"_s, R"({"answer":42})");
+    studio_->server().setDocument(u"/api"_s, R"({"answer":42})");
     ApiClient client;
     Outcome outcome;
     QThread *thread = nullptr;
@@ -422,8 +422,8 @@ void tst_ApiClient::noPasswordReachesTheLog()
         return url.toString();
     };
     QVERIFY(withPassword(path).contains(u"ret@"_s));
-    (*studio_)->setDocument(u"/api"_s, "{}");
-    (*studio_)->addFault(u"/moved"_s, redirectFault(withPassword(u"/missing"_s)));
+    studio_->server().setDocument(u"/api"_s, "{}");
+    studio_->server().addFault(u"/moved"_s, redirectFault(withPassword(u"/missing"_s)));
     const LogCapture log;
     ApiClient client;
     Outcome outcome;
@@ -463,7 +463,7 @@ void tst_ApiClient::refusedAddressIsToldWithoutItsPassword()
 void tst_ApiClient::getIsLoggedBeforeAndAfter()
 {
     const QByteArray body = R"({ "answer": 42 })";
-    (*studio_)->setDocument(u"/api/v1/news"_s, body);
+    studio_->server().setDocument(u"/api/v1/news"_s, body);
     const QString address = studio_->url(u"/api/v1/news"_s).toString();
     const LogCapture log;
     ApiClient client;
@@ -511,7 +511,7 @@ void tst_ApiClient::logLineComesBeforeTheCallback()
 
 void tst_ApiClient::repliesAreDeletedWhenTheyHaveEnded()
 {
-    (*studio_)->setDocument(u"/api"_s, "{}");
+    studio_->server().setDocument(u"/api"_s, "{}");
     ApiClient client;
     for (const QString &path : {u"/api"_s, u"/missing"_s}) {
         Outcome outcome;
@@ -761,7 +761,7 @@ void tst_ApiClient::garbageForAReplyIsUnreachable()
 
 void tst_ApiClient::untrustedServerIsInsecure()
 {
-    (*studio_)->setDocument(u"/api"_s, "{}");
+    studio_->server().setDocument(u"/api"_s, "{}");
     const QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
     const auto restore = qScopeGuard([trusting] { QSslConfiguration::setDefaultConfiguration(trusting); });
     QSslConfiguration::setDefaultConfiguration(untrusting_);
@@ -773,7 +773,7 @@ void tst_ApiClient::untrustedServerIsInsecure()
     QCOMPARE(result.httpStatus, 0);
     QVERIFY(result.detail.startsWith(u"SSL handshake failed: "_s));
     QVERIFY(result.detail.endsWith(errorDetail({}, QNetworkReply::SslHandshakeFailedError, 0, url)));
-    QCOMPARE((*studio_)->requests().size(), 0);
+    QCOMPARE(studio_->server().requests().size(), 0);
 }
 
 void tst_ApiClient::proxyErrorsHaveTheirWording_data()
@@ -1089,7 +1089,7 @@ void tst_ApiClient::objectOfAnyKindIsTaken_data()
 void tst_ApiClient::objectOfAnyKindIsTaken()
 {
     QFETCH(QByteArray, body);
-    (*studio_)->setDocument(u"/api"_s, body, "text/plain"); // what it is called does not matter
+    studio_->server().setDocument(u"/api"_s, body, "text/plain"); // what it is called does not matter
     const ApiResult result = get(studio_->url(u"/api"_s));
     QVERIFY2(result.ok, qPrintable(result.detail));
     QCOMPARE(result.data, QJsonDocument::fromJson(body).object());
@@ -1116,7 +1116,7 @@ void tst_ApiClient::bodyThatIsNoObjectIsUnexpected()
 {
     QFETCH(QByteArray, body);
     QFETCH(QString, detail);
-    (*studio_)->setDocument(u"/api"_s, body);
+    studio_->server().setDocument(u"/api"_s, body);
     const LogCapture log;
     const ApiResult result = get(studio_->url(u"/api"_s));
     QVERIFY(!result.ok);
@@ -1164,14 +1164,14 @@ void tst_ApiClient::errorBodyIsKeptWhenItIsAnObject()
 
 void tst_ApiClient::redirectWithinHttpsIsFollowed()
 {
-    (*studio_)->setDocument(u"/new"_s, R"({"moved":true})");
-    (*studio_)->addFault(u"/old"_s, redirectFault(studio_->url(u"/new"_s).toString()));
+    studio_->server().setDocument(u"/new"_s, R"({"moved":true})");
+    studio_->server().addFault(u"/old"_s, redirectFault(studio_->url(u"/new"_s).toString()));
     const LogCapture log;
     const ApiResult result = get(studio_->url(u"/old"_s));
     QVERIFY2(result.ok, qPrintable(result.detail));
     QCOMPARE(result.data, (QJsonObject{{u"moved"_s, true}}));
     QCOMPARE(result.httpStatus, 200);
-    QCOMPARE((*studio_)->requests().size(), 2);
+    QCOMPARE(studio_->server().requests().size(), 2);
     const QString asked = studio_->url(u"/old"_s).toString();
     const QStringList expected = {
         u"INFO velmo.net: GET \"%1\""_s.arg(asked),
@@ -1183,7 +1183,7 @@ void tst_ApiClient::redirectWithinHttpsIsFollowed()
 void tst_ApiClient::redirectToHttpIsRefused()
 {
     LoopbackPeer plain(LoopbackPeer::reply(http("200 OK", "{}")), LoopbackPeer::Plain);
-    (*studio_)->addFault(u"/old"_s, redirectFault(plain.url(u"/new"_s).toString()));
+    studio_->server().addFault(u"/old"_s, redirectFault(plain.url(u"/new"_s).toString()));
     const QUrl url = studio_->url(u"/old"_s);
     const ApiResult result = get(url);
     QVERIFY(!result.ok);
@@ -1197,7 +1197,7 @@ void tst_ApiClient::redirectToHttpIsRefused()
 
 void tst_ApiClient::endlessRedirectIsOutOfReach()
 {
-    (*studio_)->addFault(u"/old"_s, redirectFault(studio_->url(u"/old"_s).toString()));
+    studio_->server().addFault(u"/old"_s, redirectFault(studio_->url(u"/old"_s).toString()));
     const ApiResult result = get(studio_->url(u"/old"_s));
     QVERIFY(!result.ok);
     QVERIFY(result.offline);
@@ -1207,7 +1207,7 @@ void tst_ApiClient::endlessRedirectIsOutOfReach()
 
 void tst_ApiClient::cancellingNothingDoesNothing()
 {
-    (*studio_)->setDocument(u"/api"_s, "{}");
+    studio_->server().setDocument(u"/api"_s, "{}");
     const LogCapture log;
     ApiClient client;
     client.cancelAll();
@@ -1263,7 +1263,7 @@ void tst_ApiClient::cancelledPostFailsToo()
 
 void tst_ApiClient::requestThatHasEndedIsNotCancelled()
 {
-    (*studio_)->setDocument(u"/api"_s, "{}");
+    studio_->server().setDocument(u"/api"_s, "{}");
     ApiClient client;
     Outcome outcome;
     client.getJson(studio_->url(u"/api"_s).toString(), [&client, &outcome](const ApiResult &result) {
@@ -1304,7 +1304,7 @@ void tst_ApiClient::refusalOutlivesCancelling()
 
 void tst_ApiClient::requestMadeWhileCancellingGoesOn()
 {
-    (*studio_)->setDocument(u"/api"_s, "{}");
+    studio_->server().setDocument(u"/api"_s, "{}");
     LoopbackPeer silent(LoopbackPeer::replyAndStall());
     ApiClient client;
     Outcome first;

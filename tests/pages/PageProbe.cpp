@@ -1,12 +1,12 @@
 #include "PageProbe.h"
 
+#include "support/TestFiles.h"
 #include "theme/Stylesheet.h"
 
 #include <QBoxLayout>
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDir>
-#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLabel>
@@ -64,11 +64,7 @@ QString wordFor(QLayoutItem *item, int stretch)
 
 void writeGameProfile(const QJsonObject &profile)
 {
-    QFile file(QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s));
-    const QByteArray bytes = QJsonDocument(profile).toJson();
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size()) {
-        qFatal("Cannot write %s: %s", qPrintable(file.fileName()), qPrintable(file.errorString()));
-    }
+    writeFile(QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s), QJsonDocument(profile).toJson());
 }
 
 QLabel *labelReading(const QWidget &root, const QString &text)

@@ -37,13 +37,12 @@ const QColor heroColor(0x20, 0x90, 0x40);
 const QColor wordmarkColor(0xd0, 0x30, 0x90);
 constexpr QSize pageSize(1100, 640);
 
-void writePicture(const QString &name, QSize size, const QColor &fill)
+bool writePicture(const QString &name, QSize size, const QColor &fill)
 {
     QImage image(size, QImage::Format_RGB32);
     image.fill(fill);
     const QDir folder(QCoreApplication::applicationDirPath());
-    QVERIFY(folder.mkpath(u"own"_s));
-    QVERIFY(image.save(folder.filePath(name)));
+    return folder.mkpath(u"own"_s) && image.save(folder.filePath(name));
 }
 
 /// The page on screen, and its content layer.
@@ -91,8 +90,8 @@ private slots:
 void tst_HomePage::initTestCase()
 {
     const LogCapture quiet;
-    writePicture(u"own/hero.png"_s, {400, 200}, heroColor);
-    writePicture(u"own/wordmark.png"_s, {500, 152}, wordmarkColor);
+    QVERIFY(writePicture(u"own/hero.png"_s, {400, 200}, heroColor));
+    QVERIFY(writePicture(u"own/wordmark.png"_s, {500, 152}, wordmarkColor));
     writeGameProfile(
         {{u"developmentStage"_s, stage},
          {u"tagline"_s, tagline},

@@ -276,10 +276,10 @@ void tst_NewsPage::initTestCase()
 
 void tst_NewsPage::init()
 {
-    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Newest"_s, u"2026-11-10"_s, u"One."_s),
-                                              article(u"b"_s, u"Middle"_s, u"2026-11-09"_s, u"Two."_s),
-                                              article(u"c"_s, u"Oldest"_s, u"2026-11-08"_s, u"Three."_s)}));
-    (*studio_)->clearRequests();
+    studio_->server().setDocument(feedPath, feedOf({article(u"a"_s, u"Newest"_s, u"2026-11-10"_s, u"One."_s),
+                                                    article(u"b"_s, u"Middle"_s, u"2026-11-09"_s, u"Two."_s),
+                                                    article(u"c"_s, u"Oldest"_s, u"2026-11-08"_s, u"Three."_s)}));
+    studio_->server().clearRequests();
 }
 
 void tst_NewsPage::cleanupTestCase()
@@ -354,7 +354,7 @@ void tst_NewsPage::nothingIsLoadedBeforeThePageIsShown()
 {
     const Fixture f;
     QVERIFY(f.cards().isEmpty());
-    QVERIFY((*studio_)->requests(feedPath).isEmpty());
+    QVERIFY(studio_->server().requests(feedPath).isEmpty());
 }
 
 void tst_NewsPage::pageLoadsOnce()
@@ -366,7 +366,7 @@ void tst_NewsPage::pageLoadsOnce()
     f.page.onPageShown();
     f.page.onPageShown();
     QTest::qWait(50); // time for a second request, were there one
-    QCOMPARE((*studio_)->requests(feedPath).size(), 1);
+    QCOMPARE(studio_->server().requests(feedPath).size(), 1);
     QCOMPARE(f.cards(), cards);
 }
 
@@ -390,7 +390,7 @@ void tst_NewsPage::liveFeedReplacesThem()
 
 void tst_NewsPage::unreachableFeedKeepsThem()
 {
-    (*studio_)->removeDocument(feedPath);
+    studio_->server().removeDocument(feedPath);
     const LogCapture log;
     Fixture f;
     f.page.onPageShown();
@@ -403,7 +403,7 @@ void tst_NewsPage::unreachableFeedKeepsThem()
 
 void tst_NewsPage::emptyFeedKeepsThem()
 {
-    (*studio_)->setDocument(feedPath, feedOf({}));
+    studio_->server().setDocument(feedPath, feedOf({}));
     const LogCapture log;
     Fixture f;
     f.page.onPageShown();
@@ -414,7 +414,7 @@ void tst_NewsPage::emptyFeedKeepsThem()
 
 void tst_NewsPage::uselessFeedKeepsThem()
 {
-    (*studio_)->setDocument(feedPath, feedOf({QJsonObject{{u"title"_s, u"No date"_s}}}));
+    studio_->server().setDocument(feedPath, feedOf({QJsonObject{{u"title"_s, u"No date"_s}}}));
     const LogCapture log;
     Fixture f;
     f.page.onPageShown();
@@ -427,7 +427,7 @@ void tst_NewsPage::firstCardIsTheLargeOne()
 {
     QJsonObject featured = article(u"b"_s, u"Featured"_s, u"2026-11-09"_s);
     featured.insert(u"featured"_s, true);
-    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Newest"_s, u"2026-11-10"_s), featured}));
+    studio_->server().setDocument(feedPath, feedOf({article(u"a"_s, u"Newest"_s, u"2026-11-10"_s), featured}));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -469,7 +469,7 @@ void tst_NewsPage::articleWithoutCategoryHidesTheLabel()
 {
     QJsonObject plain = article(u"a"_s, u"Plain"_s, u"2026-11-10"_s);
     plain.remove(u"category"_s);
-    (*studio_)->setDocument(feedPath, feedOf({plain, article(u"b"_s, u"Other"_s, u"2026-11-09"_s)}));
+    studio_->server().setDocument(feedPath, feedOf({plain, article(u"b"_s, u"Other"_s, u"2026-11-09"_s)}));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -483,9 +483,9 @@ void tst_NewsPage::articleWithoutCategoryHidesTheLabel()
 
 void tst_NewsPage::bodyIsRendered()
 {
-    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Rendered"_s, u"2026-11-10"_s,
-                                                      u"A paragraph.\n\n## A heading\n\n- A bullet"_s),
-                                              article(u"b"_s, u"Other"_s, u"2026-11-09"_s)}));
+    studio_->server().setDocument(feedPath, feedOf({article(u"a"_s, u"Rendered"_s, u"2026-11-10"_s,
+                                                            u"A paragraph.\n\n## A heading\n\n- A bullet"_s),
+                                                    article(u"b"_s, u"Other"_s, u"2026-11-09"_s)}));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -583,8 +583,8 @@ void tst_NewsPage::cardThatWasReplacedOpensNothing()
 void tst_NewsPage::readingTimeIsTheArticles()
 {
     const QString body = u"word "_s.repeated(660);
-    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Three"_s, u"2026-11-10"_s, body),
-                                              article(u"b"_s, u"One"_s, u"2026-11-09"_s)}));
+    studio_->server().setDocument(feedPath, feedOf({article(u"a"_s, u"Three"_s, u"2026-11-10"_s, body),
+                                                    article(u"b"_s, u"One"_s, u"2026-11-09"_s)}));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -596,7 +596,7 @@ void tst_NewsPage::readingTimeIsTheArticles()
 
 void tst_NewsPage::backKeepsTheListsPlace()
 {
-    (*studio_)->setDocument(feedPath, bigFeed(40));
+    studio_->server().setDocument(feedPath, bigFeed(40));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(40));
@@ -615,8 +615,8 @@ void tst_NewsPage::nextArticleStartsAtTheTop()
     for (int i = 0; i < 80; ++i) {
         body += u"A paragraph.\n\n"_s;
     }
-    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body),
-                                              article(u"b"_s, u"Also long"_s, u"2026-11-09"_s, body)}));
+    studio_->server().setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body),
+                                                    article(u"b"_s, u"Also long"_s, u"2026-11-09"_s, body)}));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -648,7 +648,7 @@ void tst_NewsPage::pageMayGoBeforeTheReply()
         NewsPage page(&api);
         page.onPageShown();
     }
-    QTRY_COMPARE((*studio_)->requests(feedPath).size(), 1);
+    QTRY_COMPARE(studio_->server().requests(feedPath).size(), 1);
     QTest::qWait(100); // for the reply, which finds nobody
     QVERIFY(log.texts(u"velmo.ui"_s).isEmpty());
 }
@@ -732,7 +732,7 @@ void tst_NewsPage::keyOpensTheFocusedCard()
 
 void tst_NewsPage::listScrollsToTheCardThatAKeyReaches()
 {
-    (*studio_)->setDocument(feedPath, bigFeed(12));
+    studio_->server().setDocument(feedPath, bigFeed(12));
     const LogCapture quiet;
     Window w;
     QVERIFY(w.load(12));
@@ -753,7 +753,7 @@ void tst_NewsPage::listScrollsToTheCardThatAKeyReaches()
 
 void tst_NewsPage::listStaysWhereItIsOnAClick()
 {
-    (*studio_)->setDocument(feedPath, bigFeed(12));
+    studio_->server().setDocument(feedPath, bigFeed(12));
     const LogCapture quiet;
     Window w;
     QVERIFY(w.load(12));
@@ -819,9 +819,9 @@ void tst_NewsPage::focusReturnsFromAnArticleToItsCardInTheNewList()
 {
     QFETCH(const QString, last);
     QFETCH(const int, card);
-    (*studio_)->setDocument(feedPath,
-                            feedOf({article(u"a"_s, u"A"_s, u"2026-11-10"_s), article(u"b"_s, u"B"_s, u"2026-11-09"_s),
-                                    article(last, u"C"_s, u"2026-11-08"_s)}));
+    studio_->server().setDocument(
+        feedPath, feedOf({article(u"a"_s, u"A"_s, u"2026-11-10"_s), article(u"b"_s, u"B"_s, u"2026-11-09"_s),
+                          article(last, u"C"_s, u"2026-11-08"_s)}));
     const LogCapture quiet;
     Window w;
     w.window.show();
@@ -845,7 +845,7 @@ void tst_NewsPage::focusReturnsFromAnArticleToItsCardInTheNewList()
 
 void tst_NewsPage::longArticleIsBuiltInPieces()
 {
-    (*studio_)->setDocument(feedPath, longFeed());
+    studio_->server().setDocument(feedPath, longFeed());
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -873,8 +873,8 @@ void tst_NewsPage::muchTextIsBuiltInPiecesToo()
 {
     QFETCH(const QString, body);
     QFETCH(const int, letters);
-    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body),
-                                              article(u"b"_s, u"Short"_s, u"2026-11-09"_s, u"Two."_s)}));
+    studio_->server().setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body),
+                                                    article(u"b"_s, u"Short"_s, u"2026-11-09"_s, u"Two."_s)}));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -892,8 +892,8 @@ void tst_NewsPage::endlessBlockIsCut()
     const QString longest(longestBlock, u'w');
     const QString body = longest + u"\n\n"_s + longest + u"w\n\n## "_s + longest + u"w\n\n- w"_s +
                          candle.repeated(longestBlock) + u"\n\nThe end."_s;
-    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body),
-                                              article(u"b"_s, u"Short"_s, u"2026-11-09"_s, u"Two."_s)}));
+    studio_->server().setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body),
+                                                    article(u"b"_s, u"Short"_s, u"2026-11-09"_s, u"Two."_s)}));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -911,7 +911,7 @@ void tst_NewsPage::endlessBlockIsCut()
 void tst_NewsPage::piecesLookLikeOneText()
 {
     const QString body = longBody(130) + u"## A heading\n"_s + longBody(5) + u"- A bullet\n- Another\n"_s + longBody(9);
-    (*studio_)->setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body)}));
+    studio_->server().setDocument(feedPath, feedOf({article(u"a"_s, u"Long"_s, u"2026-11-10"_s, body)}));
     const LogCapture quiet;
     Fixture f;
     f.page.show();
@@ -958,7 +958,7 @@ void tst_NewsPage::whatStandsKeepsItsPlaceWhileTheRestFollows()
             return QObject::eventFilter(watched, event);
         }
     };
-    (*studio_)->setDocument(feedPath, longFeed());
+    studio_->server().setDocument(feedPath, longFeed());
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -975,7 +975,7 @@ void tst_NewsPage::whatStandsKeepsItsPlaceWhileTheRestFollows()
 
 void tst_NewsPage::articleLeftWhileItIsBuiltIsLeft()
 {
-    (*studio_)->setDocument(feedPath, longFeed());
+    studio_->server().setDocument(feedPath, longFeed());
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -993,7 +993,7 @@ void tst_NewsPage::articleLeftWhileItIsBuiltIsLeft()
 
 void tst_NewsPage::articleIsBuiltToItsEndBehindAnotherPage()
 {
-    (*studio_)->setDocument(feedPath, longFeed());
+    studio_->server().setDocument(feedPath, longFeed());
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -1006,7 +1006,7 @@ void tst_NewsPage::articleIsBuiltToItsEndBehindAnotherPage()
 
 void tst_NewsPage::otherArticleTakesThePlaceOfOneBeingBuilt()
 {
-    (*studio_)->setDocument(feedPath, longFeed());
+    studio_->server().setDocument(feedPath, longFeed());
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -1031,7 +1031,7 @@ void tst_NewsPage::otherArticleTakesThePlaceOfOneBeingBuilt()
 
 void tst_NewsPage::articleGoesInPiecesToo()
 {
-    (*studio_)->setDocument(feedPath, longFeed());
+    studio_->server().setDocument(feedPath, longFeed());
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -1047,7 +1047,7 @@ void tst_NewsPage::articleGoesInPiecesToo()
 
 void tst_NewsPage::pageMayGoWhileAnArticleIsBuilt()
 {
-    (*studio_)->setDocument(feedPath, longFeed());
+    studio_->server().setDocument(feedPath, longFeed());
     const LogCapture log;
     {
         Fixture f;
@@ -1066,7 +1066,7 @@ void tst_NewsPage::endlessTitleIsCut()
     const QString endless = u"word "_s.repeated(200'000);
     QJsonObject hostile = article(u"a"_s, endless, u"2026-11-10"_s);
     hostile.insert(u"category"_s, endless);
-    (*studio_)->setDocument(feedPath, feedOf({hostile, article(u"b"_s, u"Short"_s, u"2026-11-09"_s)}));
+    studio_->server().setDocument(feedPath, feedOf({hostile, article(u"b"_s, u"Short"_s, u"2026-11-09"_s)}));
     const LogCapture quiet;
     Fixture f;
     QVERIFY(f.load(2));
@@ -1089,7 +1089,7 @@ void tst_NewsPage::hostileFeedIsShownAsText()
         hostile.insert(u"image"_s, text);
         articles.append(hostile);
     }
-    (*studio_)->setDocument(feedPath, feedOf(articles));
+    studio_->server().setDocument(feedPath, feedOf(articles));
     const LogCapture quiet;
     Fixture f;
     f.page.show();
@@ -1114,7 +1114,7 @@ void tst_NewsPage::hostileFeedIsShownAsText()
 
 void tst_NewsPage::deepFeedDoesNoHarm()
 {
-    (*studio_)->setDocument(feedPath, "{\"articles\":" + QByteArray(2000, '[') + QByteArray(2000, ']') + '}');
+    studio_->server().setDocument(feedPath, "{\"articles\":" + QByteArray(2000, '[') + QByteArray(2000, ']') + '}');
     const LogCapture log;
     Fixture f;
     f.page.onPageShown();
@@ -1126,7 +1126,7 @@ void tst_NewsPage::deepFeedDoesNoHarm()
 
 void tst_NewsPage::manyArticlesOpenAndScrollQuickly()
 {
-    (*studio_)->setDocument(feedPath, bigFeed(500));
+    studio_->server().setDocument(feedPath, bigFeed(500));
     const LogCapture quiet;
     Fixture f;
     f.page.show();

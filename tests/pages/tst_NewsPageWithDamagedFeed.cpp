@@ -26,7 +26,7 @@ void tst_NewsPageWithDamagedFeed::pageWarnsAndIsEmptyUntilTheLiveFeed()
 {
     const QString feedPath = u"/api/v1/news"_s;
     TestStudio studio;
-    studio->setDocument(feedPath, R"({"articles":[{"id":"a","title":"Newest","date":"2026-11-10"}]})");
+    studio.server().setDocument(feedPath, R"({"articles":[{"id":"a","title":"Newest","date":"2026-11-10"}]})");
     writeGameProfile({{u"endpoints"_s, QJsonObject{{u"news"_s, studio.url(feedPath).toString()}}}});
     const LogCapture log;
     ApiClient api;

@@ -7,11 +7,10 @@
 #include "core/Autostart.h"
 #include "core/AutostartStore.h"
 #include "core/Paths.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
-#include "theme/Theme.h"
 #include "widgets/ChannelSelector.h"
 #include "widgets/ModalDialog.h"
 #include "widgets/SettingRow.h"
@@ -211,13 +210,12 @@ BrowsingSeen browse(const SettingsPage &page, const QString &chosen)
 
 } // namespace
 
-class tst_SettingsPage : public QObject {
+class tst_SettingsPage : public PixelTest {
     Q_OBJECT
 
 private slots:
     void initTestCase();
     void cleanupTestCase();
-    void cleanup();
 
     void columnStopsGrowing();
     void rowsStandInTheirOrder();
@@ -266,19 +264,12 @@ private:
 void tst_SettingsPage::initTestCase()
 {
     studio_ = std::make_unique<GameStudio>(QJsonObject{{u"estimatedInstallSize"_s, double(neededBytes)}});
-    const LogCapture quiet;
-    theme::Theme::apply();
+    PixelTest::initTestCase();
 }
 
 void tst_SettingsPage::cleanupTestCase()
 {
     studio_.reset();
-}
-
-void tst_SettingsPage::cleanup()
-{
-    const LogCapture quiet;
-    theme::setAnimationsEnabled(true);
 }
 
 void tst_SettingsPage::columnStopsGrowing()
@@ -760,7 +751,7 @@ void tst_SettingsPage::controlsAreNamed()
 
 int main(int argc, char **argv)
 {
-    return runTest<tst_SettingsPage, QApplication>(argc, argv);
+    return runPixelTest<tst_SettingsPage>(argc, argv);
 }
 
 #include "tst_SettingsPage.moc"

@@ -1,11 +1,9 @@
 #include "shell/ElidingLabel.h"
 
-#include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
 #include "theme/Palette.h"
 #include "theme/Stylesheet.h"
-#include "theme/Theme.h"
 
 #include <QAccessible>
 #include <QHelpEvent>
@@ -46,11 +44,10 @@ struct Fixture {
 
 } // namespace
 
-class tst_ElidingLabel : public QObject {
+class tst_ElidingLabel : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void textThatFitsLooksAsInAnyLabel();
     void textThatDoesNotFitEndsInAnEllipsis();
     void otherEndMayStay();
@@ -61,13 +58,6 @@ private slots:
     void toolTipTellsWhatIsCut();
     void toolTipTakesNoTextForMarkup();
 };
-
-void tst_ElidingLabel::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(ElidingLabel().devicePixelRatio(), expectedRatio());
-}
 
 void tst_ElidingLabel::textThatFitsLooksAsInAnyLabel()
 {

@@ -10,9 +10,7 @@
 #include "shell/NavTab.h"
 #include "shell/TitleBar.h"
 #include "shell/TitleBarButton.h"
-#include "support/PixelProbe.h"
-#include "theme/Motion.h"
-#include "theme/Theme.h"
+#include "support/PixelTest.h"
 #include "widgets/Accessible.h"
 #include "widgets/ChannelSelector.h"
 #include "widgets/ModalDialog.h"
@@ -121,8 +119,13 @@ void answerNextDialog(DialogSeen &seen, const QString &caption)
 
 } // namespace
 
-class tst_MainWindow : public QObject {
+class tst_MainWindow : public PixelTest {
     Q_OBJECT
+
+public:
+    tst_MainWindow()
+        : PixelTest(Still)
+    {}
 
 private slots:
     void initTestCase();
@@ -186,12 +189,9 @@ private:
 void tst_MainWindow::initTestCase()
 {
     studio_ = std::make_unique<GameStudio>();
-    const LogCapture quiet;
-    theme::Theme::apply();
-    theme::setAnimationsEnabled(false);
     installAccessibility();
     QGuiApplication::setQuitOnLastWindowClosed(false);
-    QCOMPARE(QWidget().devicePixelRatio(), expectedRatio());
+    PixelTest::initTestCase();
 }
 
 void tst_MainWindow::cleanupTestCase()
@@ -676,7 +676,7 @@ void tst_MainWindow::agreedCloseCancelsTheTransfer()
     studio_->publish(
         {u"1.0.0"_s, 1, {gameProgramFile(), {u"data"_s, QByteArray(300'000, 'd'), false, {}}}, u"bin/game"_s, {}});
     QVERIFY(f.game.startAndCheck());
-    (*studio_)->setBytesPerSecond(50'000); // or the job could be over before the answer
+    studio_->server().setBytesPerSecond(50'000); // or the job could be over before the answer
     DialogSeen seen;
     bool closed = false;
     f.game.at(GameState::Downloading, [&] {
@@ -701,7 +701,7 @@ void tst_MainWindow::agreedCloseCancelsBeforeItSaves()
     studio_->publish(
         {u"1.0.0"_s, 1, {gameProgramFile(), {u"data"_s, QByteArray(300'000, 'd'), false, {}}}, u"bin/game"_s, {}});
     QVERIFY(f.game.startAndCheck());
-    (*studio_)->setBytesPerSecond(50'000); // or the job could be over before the answer
+    studio_->server().setBytesPerSecond(50'000); // or the job could be over before the answer
     DialogSeen seen;
     QList<GameState> statesAtSave;
     connect(&f.game.settings(), &ConfigManager::changed, f.window.get(), [&] { statesAtSave.append(f.game->state()); });

@@ -1,17 +1,15 @@
 #include "shell/NavTab.h"
 
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
 #include "theme/Icons.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
-#include "theme/Theme.h"
 #include "widgets/Accessible.h"
 
 #include <QAccessible>
 #include <QEasingCurve>
-#include <QEnterEvent>
 #include <QFontMetrics>
 #include <QPainter>
 #include <QPainterPath>
@@ -52,19 +50,6 @@ int advance()
     return QFontMetrics(theme::displayFont(11, 500, 0.0)).horizontalAdvance(u"Community"_s);
 }
 
-void enter(QWidget &widget)
-{
-    const QPointF middle = QRectF(widget.rect()).center();
-    QEnterEvent event(middle, middle, middle);
-    QCoreApplication::sendEvent(&widget, &event);
-}
-
-void leave(QWidget &widget)
-{
-    QEvent event(QEvent::Leave);
-    QCoreApplication::sendEvent(&widget, &event);
-}
-
 /// A tab as it is to look.
 QImage expectation(const QWidget &widget, double hover, double active, bool hasIcon = true)
 {
@@ -100,12 +85,11 @@ QImage expectation(const QWidget &widget, double hover, double active, bool hasI
 
 } // namespace
 
-class tst_NavTab : public QObject {
+class tst_NavTab : public PixelTest {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void cleanup();
     void tabIsCheckableAndTakesNoFocus();
     void sizeHintHasRoomForIconAndPadding();
     void blendsRunForATenthOfASecond();
@@ -121,16 +105,8 @@ private slots:
 
 void tst_NavTab::initTestCase()
 {
-    const LogCapture quiet;
-    theme::Theme::apply();
     velmo::installAccessibility();
-    QCOMPARE(Fixture().tab.devicePixelRatio(), expectedRatio());
-}
-
-void tst_NavTab::cleanup()
-{
-    const LogCapture quiet;
-    theme::setAnimationsEnabled(true);
+    PixelTest::initTestCase();
 }
 
 void tst_NavTab::tabIsCheckableAndTakesNoFocus()
@@ -242,14 +218,7 @@ void tst_NavTab::nothingIsPaintedAtRest()
 {
     Fixture f;
     holdAt(f.active, 1.0);
-    f.tab.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&f.tab));
-    leave(f.tab); // wherever the pointer is
-    QTRY_COMPARE(f.hover->state(), QAbstractAnimation::Stopped);
-    QCoreApplication::processEvents();
-    PaintCounter paints(&f.tab);
-    QTest::qWait(300); // time is what this tests
-    QCOMPARE(paints.count(), 0);
+    QCOMPARE(problemAtRest(f.tab), QString());
 }
 
 void tst_NavTab::tabIsAPageTabToScreenReaders()

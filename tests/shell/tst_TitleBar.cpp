@@ -3,11 +3,8 @@
 #include "data/GameProfile.h"
 #include "shell/NavTab.h"
 #include "shell/TitleBarButton.h"
-#include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
-#include "theme/Motion.h"
-#include "theme/Theme.h"
 #include "widgets/ChannelSelector.h"
 #include "widgets/LogoView.h"
 
@@ -61,11 +58,15 @@ int rightOf(const QWidget *widget)
 
 } // namespace
 
-class tst_TitleBar : public QObject {
+class tst_TitleBar : public PixelTest {
     Q_OBJECT
 
+public:
+    tst_TitleBar()
+        : PixelTest(Still)
+    {}
+
 private slots:
-    void initTestCase();
     void pagesAreNumberedInOrder();
     void barIsAFixedBand();
     void groundIsTheWindowsOwn();
@@ -90,14 +91,6 @@ private slots:
     void selectorIsThatOfTheBar();
     void controlsAreNamed();
 };
-
-void tst_TitleBar::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    theme::setAnimationsEnabled(false);
-    QCOMPARE(TitleBar().devicePixelRatio(), expectedRatio());
-}
 
 void tst_TitleBar::pagesAreNumberedInOrder()
 {

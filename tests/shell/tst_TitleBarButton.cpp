@@ -1,12 +1,11 @@
 #include "shell/TitleBarButton.h"
 
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Motion.h"
 
 #include <QAccessible>
 #include <QEasingCurve>
-#include <QEnterEvent>
 #include <QMetaEnum>
 #include <QPainter>
 #include <QSignalSpy>
@@ -29,19 +28,6 @@ QColor atAlpha(QColor color, double alpha)
 {
     color.setAlphaF(static_cast<float>(alpha));
     return color;
-}
-
-void enter(QWidget &widget)
-{
-    const QPointF middle = QRectF(widget.rect()).center();
-    QEnterEvent event(middle, middle, middle);
-    QCoreApplication::sendEvent(&widget, &event);
-}
-
-void leave(QWidget &widget)
-{
-    QEvent event(QEvent::Leave);
-    QCoreApplication::sendEvent(&widget, &event);
 }
 
 /// A button as it is to look: \a wash over all of it, then the glyph in \a tone.
@@ -85,12 +71,10 @@ void addKinds()
 
 } // namespace
 
-class tst_TitleBarButton : public QObject {
+class tst_TitleBarButton : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanup();
     void kindIsAMetaEnum();
     void buttonIsFixedAndTakesNoFocus();
     void hoverRunsForATenthOfASecond();
@@ -108,17 +92,6 @@ private slots:
     void nothingIsPaintedAtRest();
     void buttonIsAButtonToScreenReaders();
 };
-
-void tst_TitleBarButton::initTestCase()
-{
-    QCOMPARE(TitleBarButton(TitleBarButton::Close).devicePixelRatio(), expectedRatio());
-}
-
-void tst_TitleBarButton::cleanup()
-{
-    const LogCapture quiet;
-    theme::setAnimationsEnabled(true);
-}
 
 void tst_TitleBarButton::kindIsAMetaEnum()
 {
@@ -279,14 +252,7 @@ void tst_TitleBarButton::hoverJumpsWithoutMotion()
 void tst_TitleBarButton::nothingIsPaintedAtRest()
 {
     TitleBarButton button(TitleBarButton::Close);
-    button.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&button));
-    leave(button); // wherever the pointer is
-    QTRY_COMPARE(button.findChild<QVariantAnimation *>()->state(), QAbstractAnimation::Stopped);
-    QCoreApplication::processEvents();
-    PaintCounter paints(&button);
-    QTest::qWait(300); // time is what this tests
-    QCOMPARE(paints.count(), 0);
+    QCOMPARE(problemAtRest(button), QString());
 }
 
 void tst_TitleBarButton::buttonIsAButtonToScreenReaders()

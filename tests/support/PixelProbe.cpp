@@ -1,13 +1,15 @@
 #include "support/PixelProbe.h"
 
-#include <QEvent>
+#include <QEnterEvent>
 #include <QPaintDevice>
 #include <QPaintEngine>
 #include <QVariantAnimation>
 #include <QWidget>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <list>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -113,6 +115,19 @@ bool isNear(const QColor &a, const QColor &b, int tolerance)
            std::abs(a.blue() - b.blue()) <= tolerance && std::abs(a.alpha() - b.alpha()) <= tolerance;
 }
 
+void enter(QWidget &widget)
+{
+    const QPointF middle = QRectF(widget.rect()).center();
+    QEnterEvent event(middle, middle, middle);
+    QCoreApplication::sendEvent(&widget, &event);
+}
+
+void leave(QWidget &widget)
+{
+    QEvent event(QEvent::Leave);
+    QCoreApplication::sendEvent(&widget, &event);
+}
+
 QRect extents(const QImage &image, const QColor &color, int tolerance)
 {
     QRect all;
@@ -169,6 +184,34 @@ QString drawnText(QWidget &widget)
     NotesDevice device(widget);
     widget.render(&device, {}, {}, QWidget::DrawChildren);
     return device.notes().texts.join(u' ');
+}
+
+QString problemAtRest(QWidget &widget)
+{
+    widget.show();
+    if (!QTest::qWaitForWindowExposed(&widget) || !QTest::qWaitForWindowActive(&widget)) {
+        return u"it does not come to the screen"_s;
+    }
+    leave(widget); // wherever the pointer is
+    const QList<QAbstractAnimation *> animations = widget.findChildren<QAbstractAnimation *>();
+    const auto stands = [](const QAbstractAnimation *one) { return one->state() != QAbstractAnimation::Running; };
+    if (!QTest::qWaitFor([&] { return std::all_of(animations.begin(), animations.end(), stands); }, qTryPatienceMs)) {
+        return u"an animation does not end"_s;
+    }
+    QTest::qWait(50); // for what is asked for already
+    std::list<PaintCounter> counters;
+    counters.emplace_back(&widget);
+    const QList<QWidget *> children = widget.findChildren<QWidget *>();
+    for (QWidget *child : children) {
+        counters.emplace_back(child);
+    }
+    QTest::qWait(300); // time is what this tests
+    for (const PaintCounter &paints : counters) {
+        if (paints.count() > 0) {
+            return u"painted %1 times at rest"_s.arg(paints.count());
+        }
+    }
+    return {};
 }
 
 PaintCounter::PaintCounter(QWidget *widget)

@@ -29,6 +29,10 @@ QColor colorAt(const QImage &image, QPointF point);
 /// Whether no component, alpha included, of \a a and \a b is further apart than \a tolerance, of 255.
 bool isNear(const QColor &a, const QColor &b, int tolerance = 2);
 
+/// What \a widget sees when the pointer comes to its middle, and when it goes.
+void enter(QWidget &widget);
+void leave(QWidget &widget);
+
 /// What holds every pixel near \a color, in device pixels; empty when there is none.
 QRect extents(const QImage &image, const QColor &color, int tolerance = 2);
 
@@ -43,6 +47,10 @@ QList<qint64> drawnPixmaps(QWidget &widget);
 
 /// What \a widget writes at this moment, clipped or not, one run after the other.
 QString drawnText(QWidget &widget);
+
+/// Shows \a widget and says what is wrong with it at rest, without the pointer: an animation that does not end, or a
+/// paint event of it or of a child. Empty when nothing is.
+QString problemAtRest(QWidget &widget);
 
 /// Counts the paint events of one widget while it lives.
 class PaintCounter : public QObject {

@@ -2,10 +2,7 @@
 
 #include "support/LoopbackCertificates.h"
 #include "support/TestEnvironment.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include "support/TestFiles.h"
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -33,17 +30,12 @@ TestStudio::TestStudio(studio::StudioServer::Options options)
 
 QByteArray TestStudio::readFile(const QString &path) const
 {
-    QFile file(tree_.path() + u'/' + path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return test::readFile(tree_.path() + u'/' + path, {});
 }
 
 void TestStudio::writeFile(const QString &path, const QByteArray &bytes)
 {
-    QFile file(tree_.path() + u'/' + path);
-    if (!QDir().mkpath(QFileInfo(file).path()) || !file.open(QIODevice::WriteOnly) ||
-        file.write(bytes) != bytes.size()) {
-        qFatal("Cannot write %s: %s", qPrintable(file.fileName()), qPrintable(file.errorString()));
-    }
+    test::writeFile(tree_.path() + u'/' + path, bytes);
 }
 
 void TestStudio::restart()

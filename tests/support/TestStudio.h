@@ -36,8 +36,7 @@ public:
     explicit TestStudio(velmo::studio::StudioServer::Options options = {});
     Q_DISABLE_COPY_MOVE(TestStudio)
 
-    Studio &studio() { return server_; }
-    Studio *operator->() { return &server_; }
+    Studio &server() { return server_; }
 
     /// The address of \a path, which begins with a slash.
     QUrl url(const QString &path) const { return server_.url(path); }

@@ -2,15 +2,13 @@
 
 #include "data/GameProfile.h"
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
-#include "theme/Theme.h"
 #include "widgets/ChannelPopup.h"
 
 #include <QEasingCurve>
-#include <QEnterEvent>
 #include <QFontMetrics>
 #include <QPainter>
 #include <QPainterPath>
@@ -42,19 +40,6 @@ const QColor dim(0x67, 0x71, 0x81);
 const QColor accent(0x6b, 0x9b, 0xd4);
 
 constexpr Qt::Alignment middleLeft = Qt::AlignLeft | Qt::AlignVCenter;
-
-void sendEnter(QWidget &widget)
-{
-    const QPointF middle = QRectF(widget.rect()).center();
-    QEnterEvent event(middle, middle, middle);
-    QCoreApplication::sendEvent(&widget, &event);
-}
-
-void sendLeave(QWidget &widget)
-{
-    QEvent event(QEvent::Leave);
-    QCoreApplication::sendEvent(&widget, &event);
-}
 
 /// The open pop-up of \a selector; null when there is none.
 QWidget *popupOf(const QWidget &selector)
@@ -155,12 +140,11 @@ QString longText()
 
 } // namespace
 
-class tst_ChannelSelector : public QObject {
+class tst_ChannelSelector : public PixelTest {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void cleanup();
 
     void boxIsFixedAndShowsTheDefaultBranch();
     void boxIsAsWideAsItsName();
@@ -207,16 +191,8 @@ private slots:
 
 void tst_ChannelSelector::initTestCase()
 {
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(ChannelSelector().devicePixelRatio(), expectedRatio());
     QVERIFY(gameProfile().channels.size() >= 2);
-}
-
-void tst_ChannelSelector::cleanup()
-{
-    const LogCapture quiet;
-    theme::setAnimationsEnabled(true);
+    PixelTest::initTestCase();
 }
 
 void tst_ChannelSelector::boxIsFixedAndShowsTheDefaultBranch()
@@ -267,17 +243,17 @@ void tst_ChannelSelector::hoverRunsForATenthOfASecond()
     auto *animation = selector.findChild<QVariantAnimation *>();
     QCOMPARE(animation->duration(), 110);
     QCOMPARE(animation->easingCurve().type(), QEasingCurve::OutCubic);
-    sendEnter(selector);
+    enter(selector);
     QCOMPARE(animation->state(), QAbstractAnimation::Running);
     QCOMPARE(animation->endValue().toDouble(), 1.0);
     holdAt(animation, 0.5);
-    sendLeave(selector);
+    leave(selector);
     QCOMPARE(animation->startValue().toDouble(), 0.5);
     QCOMPARE(animation->endValue().toDouble(), 0.0);
 
     const LogCapture quiet;
     theme::setAnimationsEnabled(false);
-    sendEnter(selector);
+    enter(selector);
     QCOMPARE(mismatch(snapshot(selector), boxExpectation(selector, selector.shownName(), 1.0)), QString());
 }
 
@@ -290,13 +266,13 @@ void tst_ChannelSelector::hoveringRepaints()
     for (QWidget *widget : std::initializer_list<QWidget *>{&selector, &row}) {
         widget->show();
         QVERIFY(QTest::qWaitForWindowExposed(widget));
-        sendLeave(*widget); // wherever the pointer is
+        leave(*widget); // wherever the pointer is
         QCoreApplication::processEvents();
         PaintCounter paints(widget);
-        sendEnter(*widget);
+        enter(*widget);
         QTRY_VERIFY2(paints.count() > 0, widget->metaObject()->className());
         paints.reset();
-        sendLeave(*widget);
+        leave(*widget);
         QTRY_VERIFY2(paints.count() > 0, widget->metaObject()->className());
     }
 }
@@ -322,7 +298,7 @@ void tst_ChannelSelector::nameOfTheSameWidthRepaints()
     selector.setChannelId(u"next"_s);
     selector.show();
     QVERIFY(QTest::qWaitForWindowExposed(&selector));
-    sendLeave(selector); // wherever the pointer is
+    leave(selector); // wherever the pointer is
     QTRY_COMPARE(selector.findChild<QVariantAnimation *>()->state(), QAbstractAnimation::Stopped);
     QCoreApplication::processEvents();
     const int width = selector.width();
@@ -597,10 +573,10 @@ void tst_ChannelSelector::rowLook()
     ChannelRow row(channel, active, nullptr);
     row.resize(370, 54);
     if (hovered) {
-        sendEnter(row);
+        enter(row);
     }
     QCOMPARE(mismatch(snapshot(row), rowExpectation(row, channel, active, hovered)), QString());
-    sendLeave(row);
+    leave(row);
     QCOMPARE(mismatch(snapshot(row), rowExpectation(row, channel, active, false)), QString());
 }
 

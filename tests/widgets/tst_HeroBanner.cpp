@@ -1,7 +1,8 @@
 #include "widgets/HeroBanner.h"
 
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -177,11 +178,10 @@ double difference(const QImage &a, const QImage &b)
 
 } // namespace
 
-class tst_HeroBanner : public QObject {
+class tst_HeroBanner : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void bannerFillsItsPage();
     void everyTreeAndMoteIsWhereItWasDrawn_data();
     void everyTreeAndMoteIsWhereItWasDrawn();
@@ -206,11 +206,6 @@ private slots:
 private:
     QTemporaryDir folder_;
 };
-
-void tst_HeroBanner::initTestCase()
-{
-    QCOMPARE(HeroBanner().devicePixelRatio(), expectedRatio());
-}
 
 void tst_HeroBanner::bannerFillsItsPage()
 {
@@ -376,9 +371,7 @@ void tst_HeroBanner::missingArtworkIsToldOnce()
 void tst_HeroBanner::undecodableArtworkFallsBackAndRecovers()
 {
     const QString broken = folder_.filePath(u"broken.png"_s);
-    QFile file(broken);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("no picture") > 0);
-    file.close();
+    writeFile(broken, "no picture");
     HeroBanner banner;
     banner.resize(400, 330);
     LogCapture log;

@@ -1,5 +1,5 @@
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "widgets/LogoView.h"
 
 #include <QHBoxLayout>
@@ -22,7 +22,7 @@ QString besideTheProgram(const QString &name)
 } // namespace
 
 /// Runs in a folder that holds "logos/wide.png" and the undecodable "logos/broken.png".
-class tst_LogoView : public QObject {
+class tst_LogoView : public PixelTest {
     Q_OBJECT
 
 private slots:
@@ -47,8 +47,8 @@ private slots:
 
 void tst_LogoView::initTestCase()
 {
-    QCOMPARE(LogoView().devicePixelRatio(), expectedRatio());
     QCOMPARE(QPixmap(u":/art/wide.png"_s).size(), QSize(1000, 100));
+    PixelTest::initTestCase();
 }
 
 void tst_LogoView::startsWithoutImage()
@@ -239,12 +239,7 @@ void tst_LogoView::nothingIsPaintedAtRest()
 {
     LogoView logo;
     logo.setLogo(u":/art/wide.png"_s, 20);
-    logo.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&logo));
-    QTest::qWait(50);
-    const PaintCounter paints(&logo);
-    QTest::qWait(300);
-    QCOMPARE(paints.count(), 0);
+    QCOMPARE(problemAtRest(logo), QString());
 }
 
 int main(int argc, char **argv)

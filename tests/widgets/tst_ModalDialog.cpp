@@ -1,7 +1,5 @@
-#include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
-#include "theme/Theme.h"
 #include "widgets/ModalDialog.h"
 
 #include <QHBoxLayout>
@@ -97,11 +95,10 @@ void drag(QWidget *widget, QPointF global, Qt::MouseButtons buttons = Qt::LeftBu
 
 } // namespace
 
-class tst_ModalDialog : public QObject {
+class tst_ModalDialog : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void kindsHaveTheirNumbers();
     void windowIsFramelessAndModal();
     void columnHasItsMeasures();
@@ -139,13 +136,6 @@ private slots:
     void keyboardGoesThroughItAsItIsSeen();
     void nothingIsPaintedAtRest();
 };
-
-void tst_ModalDialog::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(QWidget().devicePixelRatio(), expectedRatio());
-}
 
 void tst_ModalDialog::kindsHaveTheirNumbers()
 {
@@ -615,14 +605,7 @@ void tst_ModalDialog::keyboardGoesThroughItAsItIsSeen()
 void tst_ModalDialog::nothingIsPaintedAtRest()
 {
     ModalDialog dialog(ModalDialog::Confirm, title, message);
-    dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
-    QTest::qWait(100);
-    const PaintCounter paints(&dialog);
-    const PaintCounter buttonPaints(Parts(dialog).cancel);
-    QTest::qWait(300);
-    QCOMPARE(paints.count(), 0);
-    QCOMPARE(buttonPaints.count(), 0);
+    QCOMPARE(problemAtRest(dialog), QString());
 }
 
 int main(int argc, char **argv)

@@ -1,14 +1,13 @@
 #include "widgets/NewsCard.h"
 
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
+#include "support/TestFiles.h"
 #include "theme/Fonts.h"
 #include "theme/Motion.h"
-#include "theme/Theme.h"
 
 #include <QEasingCurve>
 #include <QElapsedTimer>
-#include <QEnterEvent>
 #include <QFontMetrics>
 #include <QKeyEvent>
 #include <QLinearGradient>
@@ -135,12 +134,10 @@ const QColor panel(0x12, 0x17, 0x1f);
 
 } // namespace
 
-class tst_NewsCard : public QObject {
+class tst_NewsCard : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanup();
     void formsHaveTheirHeights_data();
     void formsHaveTheirHeights();
     void look_data();
@@ -187,19 +184,6 @@ private slots:
 private:
     QTemporaryDir folder_;
 };
-
-void tst_NewsCard::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(NewsCard(article(), true).devicePixelRatio(), expectedRatio());
-}
-
-void tst_NewsCard::cleanup()
-{
-    const LogCapture quiet;
-    theme::setAnimationsEnabled(true);
-}
 
 void tst_NewsCard::formsHaveTheirHeights_data()
 {
@@ -273,20 +257,18 @@ void tst_NewsCard::hoverRunsForATenthOfASecond()
     auto *animation = card.findChild<QVariantAnimation *>();
     QCOMPARE(animation->duration(), 110);
     QCOMPARE(animation->easingCurve().type(), QEasingCurve::OutCubic);
-    QEnterEvent enter(QPointF(5, 5), QPointF(5, 5), QPointF(5, 5));
-    QCoreApplication::sendEvent(&card, &enter);
+    enter(card);
     QCOMPARE(animation->state(), QAbstractAnimation::Running);
     QCOMPARE(animation->endValue().toDouble(), 1.0);
     QCOMPARE(animation->duration(), 110);
     holdAt(animation, 0.5);
-    QEvent leave(QEvent::Leave);
-    QCoreApplication::sendEvent(&card, &leave);
+    leave(card);
     QCOMPARE(animation->startValue().toDouble(), 0.5);
     QCOMPARE(animation->endValue().toDouble(), 0.0);
     QCOMPARE(animation->duration(), 110);
     const LogCapture quiet;
     theme::setAnimationsEnabled(false);
-    QCoreApplication::sendEvent(&card, &enter);
+    enter(card);
     QCOMPARE(colorAt(snapshot(card), QPointF(1, 58)), QColor(0x6b, 0x9b, 0xd4)); // the marker, at once
 }
 
@@ -439,9 +421,7 @@ void tst_NewsCard::brokenPictureGivesThePatternInSilence()
 {
     NewsArticle news = article();
     news.image = folder_.filePath(u"broken.png"_s);
-    QFile file(news.image);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("no picture") > 0);
-    file.close();
+    writeFile(news.image, "no picture");
     const LogCapture log;
     NewsCard broken(news, true);
     news.image = u"/nowhere.png"_s;
@@ -766,15 +746,7 @@ void tst_NewsCard::nothingIsPaintedAtRest()
 {
     NewsCard card(article(), true);
     card.resize(600, 116);
-    card.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&card));
-    QEvent leave(QEvent::Leave); // wherever the pointer is
-    QCoreApplication::sendEvent(&card, &leave);
-    QTRY_COMPARE(card.findChild<QVariantAnimation *>()->state(), QAbstractAnimation::Stopped);
-    QCoreApplication::processEvents();
-    PaintCounter paints(&card);
-    QTest::qWait(300); // time is what this tests
-    QCOMPARE(paints.count(), 0);
+    QCOMPARE(problemAtRest(card), QString());
 }
 
 void tst_NewsCard::cardIsNamedByItsArticle()

@@ -1,14 +1,12 @@
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
 #include "theme/Icons.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
-#include "theme/Theme.h"
 #include "widgets/PrimaryButton.h"
 
 #include <QEasingCurve>
-#include <QEnterEvent>
 #include <QFontMetrics>
 #include <QLinearGradient>
 #include <QPainter>
@@ -38,18 +36,6 @@ struct Fixture {
         hover = animations.at(0)->loopCount() == 1 ? animations.at(0) : animations.at(1);
         sweep = animations.at(0) == hover ? animations.at(1) : animations.at(0);
         button.resize(buttonWidth, buttonHeight);
-    }
-
-    void enter()
-    {
-        QEnterEvent event({5, 5}, {5, 5}, {5, 5});
-        QCoreApplication::sendEvent(&button, &event);
-    }
-
-    void leave()
-    {
-        QEvent event(QEvent::Leave);
-        QCoreApplication::sendEvent(&button, &event);
     }
 
     PrimaryButton button;
@@ -94,12 +80,10 @@ QColor clear(QColor base)
 
 } // namespace
 
-class tst_PrimaryButton : public QObject {
+class tst_PrimaryButton : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanup();
     void startsIdle();
     void hoverAnimationIsShort();
     void sweepAnimationIsEndless();
@@ -136,19 +120,6 @@ private slots:
     void nothingIsPaintedAtRest();
     void busyIsPaintedWhileMotionIsOn();
 };
-
-void tst_PrimaryButton::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(PrimaryButton().devicePixelRatio(), expectedRatio());
-}
-
-void tst_PrimaryButton::cleanup()
-{
-    const LogCapture quiet;
-    theme::setAnimationsEnabled(true);
-}
 
 void tst_PrimaryButton::startsIdle()
 {
@@ -263,13 +234,13 @@ void tst_PrimaryButton::sweepFollowsTheSwitchWhileBusyOnly()
 void tst_PrimaryButton::hoverRisesOnEnterAndFallsOnLeave()
 {
     Fixture f;
-    f.enter();
+    enter(f.button);
     QCOMPARE(f.hover->state(), QAbstractAnimation::Running);
     QCOMPARE(f.hover->startValue(), QVariant(0.0));
     QCOMPARE(f.hover->endValue(), QVariant(1.0));
     QCOMPARE(f.hover->duration(), 110);
     QTRY_COMPARE(f.hover->state(), QAbstractAnimation::Stopped);
-    f.leave();
+    leave(f.button);
     QCOMPARE(f.hover->state(), QAbstractAnimation::Running);
     QCOMPARE(f.hover->startValue(), QVariant(1.0));
     QCOMPARE(f.hover->endValue(), QVariant(0.0));
@@ -279,11 +250,11 @@ void tst_PrimaryButton::hoverRisesOnEnterAndFallsOnLeave()
 void tst_PrimaryButton::hoverTurnsAroundWhereItStands()
 {
     Fixture f;
-    f.enter();
+    enter(f.button);
     f.hover->setCurrentTime(40);
     const QVariant reached = f.hover->currentValue();
     QVERIFY(reached.toDouble() > 0.1 && reached.toDouble() < 0.9);
-    f.leave();
+    leave(f.button);
     QCOMPARE(f.hover->startValue(), reached);
     QCOMPARE(f.hover->endValue(), QVariant(0.0));
 }
@@ -292,10 +263,10 @@ void tst_PrimaryButton::disabledButtonRefusesToRiseOnly()
 {
     Fixture f;
     f.button.setEnabled(false);
-    f.enter();
+    enter(f.button);
     QCOMPARE(f.hover->state(), QAbstractAnimation::Stopped);
     holdAt(f.hover, 1.0);
-    f.leave();
+    leave(f.button);
     QCOMPARE(f.hover->state(), QAbstractAnimation::Running);
     QCOMPARE(f.hover->startValue(), QVariant(1.0));
     QCOMPARE(f.hover->endValue(), QVariant(0.0));
@@ -307,9 +278,9 @@ void tst_PrimaryButton::hoverLandsAtOnceWithoutMotion()
     theme::setAnimationsEnabled(false);
     Fixture f;
     for (int round = 0; round < 2; ++round) {
-        f.enter();
+        enter(f.button);
         QVERIFY(isNear(colorAt(snapshot(f.button), {8, 27}), color::actionHover, 0));
-        f.leave();
+        leave(f.button);
         QVERIFY(isNear(colorAt(snapshot(f.button), {8, 27}), color::action, 0));
     }
 }
@@ -622,12 +593,7 @@ void tst_PrimaryButton::sweepRestsWhileNobodySeesIt()
 void tst_PrimaryButton::nothingIsPaintedAtRest()
 {
     Fixture f;
-    f.button.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&f.button));
-    QTest::qWait(200); // the pointer may lie where the window opened
-    const PaintCounter paints(&f.button);
-    QTest::qWait(300);
-    QCOMPARE(paints.count(), 0);
+    QCOMPARE(problemAtRest(f.button), QString());
 }
 
 void tst_PrimaryButton::busyIsPaintedWhileMotionIsOn()

@@ -1,7 +1,6 @@
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Motion.h"
-#include "theme/Theme.h"
 #include "widgets/ProgressTrack.h"
 
 #include <QEasingCurve>
@@ -68,12 +67,10 @@ QImage sweptTrack(const QWidget &track, int head, int segment)
 
 } // namespace
 
-class tst_ProgressTrack : public QObject {
+class tst_ProgressTrack : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanup();
     void startsEmptyAndDeterminate();
     void glideIsShort();
     void sweepIsEndless();
@@ -104,19 +101,6 @@ private slots:
     void nothingIsPaintedAtRest();
     void everyChangeIsPainted();
 };
-
-void tst_ProgressTrack::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(ProgressTrack().devicePixelRatio(), expectedRatio());
-}
-
-void tst_ProgressTrack::cleanup()
-{
-    const LogCapture quiet;
-    theme::setAnimationsEnabled(true);
-}
 
 void tst_ProgressTrack::startsEmptyAndDeterminate()
 {
@@ -464,12 +448,7 @@ void tst_ProgressTrack::nothingIsPaintedAtRest()
 {
     Fixture f;
     f.jumpTo(0.4);
-    f.track.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&f.track));
-    QTest::qWait(50);
-    const PaintCounter paints(&f.track);
-    QTest::qWait(300);
-    QCOMPARE(paints.count(), 0);
+    QCOMPARE(problemAtRest(f.track), QString());
 }
 
 void tst_ProgressTrack::everyChangeIsPainted()

@@ -1,9 +1,7 @@
 #include "widgets/RoleButton.h"
 
-#include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Palette.h"
-#include "theme/Theme.h"
 
 #include <QHBoxLayout>
 #include <QPainter>
@@ -65,11 +63,10 @@ void addRoles()
 
 } // namespace
 
-class tst_RoleButton : public QObject {
+class tst_RoleButton : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void buttonHasItsRoleAndBelongsToItsParent_data();
     void buttonHasItsRoleAndBelongsToItsParent();
     void focusIsSeen_data();
@@ -80,13 +77,6 @@ private slots:
     void focusIsSeenUnderThePointer();
     void focusMovesTheRing();
 };
-
-void tst_RoleButton::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(Fixture().window.devicePixelRatio(), expectedRatio());
-}
 
 void tst_RoleButton::buttonHasItsRoleAndBelongsToItsParent_data()
 {

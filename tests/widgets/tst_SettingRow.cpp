@@ -1,9 +1,7 @@
 #include "widgets/SettingRow.h"
 
-#include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
-#include "theme/Theme.h"
 
 #include <QAccessible>
 #include <QCheckBox>
@@ -56,11 +54,10 @@ QString letters(QString text)
 
 } // namespace
 
-class tst_SettingRow : public QObject {
+class tst_SettingRow : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void rowHasItsMarginsAndPolicy();
     void labelsHaveTheirFontsAndColours();
     void textsStandBelowEachOther();
@@ -81,13 +78,6 @@ private slots:
     void anyTextIsShownAsItIs_data();
     void anyTextIsShownAsItIs();
 };
-
-void tst_SettingRow::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(Fixture().row.devicePixelRatio(), expectedRatio());
-}
 
 void tst_SettingRow::rowHasItsMarginsAndPolicy()
 {

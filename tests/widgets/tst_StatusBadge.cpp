@@ -1,9 +1,8 @@
 #include "support/LogCapture.h"
-#include "support/PixelProbe.h"
+#include "support/PixelTest.h"
 #include "theme/Fonts.h"
 #include "theme/Motion.h"
 #include "theme/Palette.h"
-#include "theme/Theme.h"
 #include "widgets/StatusBadge.h"
 
 #include <QEasingCurve>
@@ -78,12 +77,10 @@ void addStates()
 
 } // namespace
 
-class tst_StatusBadge : public QObject {
+class tst_StatusBadge : public PixelTest {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
-    void cleanup();
     void startsConnecting();
     void pulseIsSlowAndEndless();
     void everyStateHasItsLook_data();
@@ -111,19 +108,6 @@ private slots:
     void pulseIsPainted();
     void pulseRestsWhileNobodySeesIt();
 };
-
-void tst_StatusBadge::initTestCase()
-{
-    const LogCapture quiet;
-    theme::Theme::apply();
-    QCOMPARE(StatusBadge().devicePixelRatio(), expectedRatio());
-}
-
-void tst_StatusBadge::cleanup()
-{
-    const LogCapture quiet;
-    theme::setAnimationsEnabled(true);
-}
 
 void tst_StatusBadge::startsConnecting()
 {
@@ -375,12 +359,7 @@ void tst_StatusBadge::nothingIsPaintedAtRest()
     QFETCH(const ServiceStatus, status);
     Fixture f;
     f.badge.setStatus(status, QString());
-    f.badge.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&f.badge));
-    QTest::qWait(50);
-    const PaintCounter paints(&f.badge);
-    QTest::qWait(300);
-    QCOMPARE(paints.count(), 0);
+    QCOMPARE(problemAtRest(f.badge), QString());
 }
 
 void tst_StatusBadge::pulseIsPainted()

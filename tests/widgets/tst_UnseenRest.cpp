@@ -34,11 +34,12 @@ struct Fixture {
         return animation;
     }
 
-    void show()
+    bool show()
     {
         window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        const bool exposed = QTest::qWaitForWindowExposed(&window);
         QCoreApplication::processEvents();
+        return exposed;
     }
 
     QWidget window;
@@ -79,7 +80,7 @@ private slots:
 void tst_UnseenRest::seenAnimationRuns()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     QCOMPARE(f.animation->state(), running);
     const QSignalSpy values(f.animation, &QVariantAnimation::valueChanged);
     QTRY_VERIFY(values.count() > 3);
@@ -97,14 +98,14 @@ void tst_UnseenRest::firstShowWakesIt()
 {
     Fixture f;
     QCoreApplication::processEvents();
-    f.show();
+    QVERIFY(f.show());
     QCOMPARE(f.animation->state(), running);
 }
 
 void tst_UnseenRest::hiddenWidgetLetsItRest()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.widget->hide();
     QCOMPARE(f.animation->state(), paused);
     f.widget->show();
@@ -114,7 +115,7 @@ void tst_UnseenRest::hiddenWidgetLetsItRest()
 void tst_UnseenRest::hiddenPageLetsItRest()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.page->hide();
     QCOMPARE(f.animation->state(), paused);
     f.page->show();
@@ -124,7 +125,7 @@ void tst_UnseenRest::hiddenPageLetsItRest()
 void tst_UnseenRest::hiddenWindowLetsItRest()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.window.hide();
     QCOMPARE(f.animation->state(), paused);
     f.window.show();
@@ -134,7 +135,7 @@ void tst_UnseenRest::hiddenWindowLetsItRest()
 void tst_UnseenRest::minimisedWindowLetsItRest()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.window.showMinimized();
     QTRY_COMPARE(f.animation->state(), paused);
     f.window.showNormal();
@@ -144,7 +145,7 @@ void tst_UnseenRest::minimisedWindowLetsItRest()
 void tst_UnseenRest::goesOnFromWhereItStood()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.animation->setCurrentTime(60'000);
     f.window.hide();
     const int stood = f.animation->currentTime();
@@ -158,7 +159,7 @@ void tst_UnseenRest::goesOnFromWhereItStood()
 void tst_UnseenRest::shownInAMinimisedWindowItRests()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.page->hide();
     f.window.showMinimized();
     QTRY_VERIFY(f.window.isMinimized());
@@ -171,7 +172,7 @@ void tst_UnseenRest::shownInAMinimisedWindowItRests()
 void tst_UnseenRest::stoppedAtRestItStaysStopped()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.window.hide();
     theme::setRunning(f.animation, false);
     QCOMPARE(f.animation->state(), stopped);
@@ -182,7 +183,7 @@ void tst_UnseenRest::stoppedAtRestItStaysStopped()
 void tst_UnseenRest::startedAgainAtRestItRestsAgain()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.window.hide();
     theme::setRunning(f.animation, true);
     QCOMPARE(f.animation->state(), running);
@@ -195,7 +196,7 @@ void tst_UnseenRest::startedAgainAtRestItRestsAgain()
 void tst_UnseenRest::heldByAnotherHandItStaysHeld()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     f.animation->pause();
     f.window.hide();
     f.window.show();
@@ -205,7 +206,7 @@ void tst_UnseenRest::heldByAnotherHandItStaysHeld()
 void tst_UnseenRest::followsItsWidgetIntoAnotherWindow()
 {
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     QWidget other;
     auto *column = new QVBoxLayout(&other);
     column->addWidget(f.page);
@@ -241,7 +242,7 @@ void tst_UnseenRest::restTakesNoStep()
     seen.show();
     const QSignalSpy ticks(seen.animation, &QVariantAnimation::valueChanged);
     Fixture f;
-    f.show();
+    QVERIFY(f.show());
     const QSignalSpy steps(f.animation, &QVariantAnimation::valueChanged);
     QTRY_VERIFY(steps.count() > 3);
     f.window.hide();

@@ -40,8 +40,9 @@ FileDigest digestFile(const QString &path, ProgressMeter &meter, IncomingFile *c
     while (digest.error.isEmpty() && (count = file.read(desk.block.data(), digestBlock)) > 0) {
         const QByteArrayView block(desk.block.data(), static_cast<qsizetype>(count));
         desk.hash.add(block);
-        if (const QString reason = copy ? copy->add(block) : QString(); !reason.isEmpty()) {
-            digest.error = copyError(path, copy->path(), reason);
+        if (copy) {
+            const QString reason = copy->add(block);
+            digest.error = reason.isEmpty() ? QString() : copyError(path, copy->path(), reason);
         }
         digest.size += count;
         meter.addBytes(count);

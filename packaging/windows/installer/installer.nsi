@@ -1,5 +1,6 @@
 ; The launcher's setup program, for one user and without administrator rights. make-setup defines VERSION, SIZE_KB,
-; COMMANDS (which unpack the files into .velmo-new), LIST (of their names), ART, ICON, SIGN and OUTPUT.
+; COMMANDS (which unpack the files into .velmo-new), LIST (of their names), ART, ICON, SIGN, OUTPUT, and the addresses HOMEPAGE
+; and SUPPORT.
 ;
 ; An upgrade unpacks beside the installed files and then swaps by renaming, so that what fails or is cut off leaves the
 ; old launcher or, at worst, something that the next run of a setup or of the uninstaller puts back. It cannot when the
@@ -18,7 +19,7 @@
 !define EXIT_RUNNING 3   ; the launcher was asked to close and did not
 !define EXIT_ELSEWHERE 4 ; it is installed in another folder, or this one has what is others' by the names of ours
 !define EXIT_FILES 5     ; a file could not be written, moved or removed
-!define EXIT_SYSTEM 6    ; this Windows is too old
+!define EXIT_SYSTEM 6    ; this Windows is older than Qt supports
 !define EXIT_BUSY 7      ; another setup is at work
 ; After each of these, nothing has changed, but for one case of 5: the undo itself met a file that is held, or a journal that
 ; does not tell all. The launcher is in pieces then, and nothing of it is lost.
@@ -28,6 +29,8 @@
 !define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\VelmoLauncher"
 !define RUN_KEY "Software\Microsoft\Windows\CurrentVersion\Run"
 !define SHORTCUT "$SMPROGRAMS\${TITLE}.lnk"
+!define DESKTOP_SHORTCUT "$DESKTOP\${TITLE}.lnk"
+!define OLDEST_BUILD 17763 ; Windows 10, version 1809
 !define DATA "$LOCALAPPDATA\VelmoGames"
 !define CLOSE_WAIT_MS 15000
 !define CLOSE_POLL_MS 250
@@ -46,6 +49,7 @@ Unicode true
 Target amd64-unicode
 SetCompressor /SOLID lzma
 ManifestDPIAware true
+ManifestDPIAwareness "PerMonitorV2, System" ; Windows scales its dialogs then, sharply, on each monitor
 ManifestSupportedOS Win10
 RequestExecutionLevel user
 Name "${TITLE}"
@@ -95,6 +99,10 @@ ${UnStrLoc}
 !insertmacro MUI_PAGE_INSTFILES
 !define MUI_FINISHPAGE_RUN "$INSTDIR\${PROGRAM}"
 !define MUI_FINISHPAGE_RUN_TEXT "Open the launcher"
+!define MUI_FINISHPAGE_SHOWREADME "" ; the page's second box, for which it has no other name
+!define MUI_FINISHPAGE_SHOWREADME_TEXT "Put a shortcut on the desktop"
+!define MUI_FINISHPAGE_SHOWREADME_NOTCHECKED
+!define MUI_FINISHPAGE_SHOWREADME_FUNCTION PutOnDesktop
 !insertmacro MUI_PAGE_FINISH
 
 UninstPage custom un.ChooseData un.KeepChoice
@@ -103,6 +111,7 @@ UninstPage custom un.ChooseData un.KeepChoice
 
 Var window      ; one of the top-level windows, while they are gone through
 Var owner       ; its owner, or 0
+Var closed      ; what the launcher showed before it was closed, "window" or "tray"; "" when none was open
 Var line        ; a file's path below $INSTDIR, while a list is gone through
 Var kept        ; what stood before it in the journal
 Var refused     ; 1 when a list had a line that leads elsewhere
@@ -345,6 +354,14 @@ Function ${un}AskToClose
     ${EndIf}
 FunctionEnd
 
+Function ${un}NoteWindow
+    System::Call 'user32::IsWindowVisible(p $window) i .r0'
+    ${If} $owner P= 0
+    ${AndIf} $0 <> 0
+        StrCpy $closed "window"
+    ${EndIf}
+FunctionEnd
+
 Function ${un}ShowQuestion
     System::Call 'user32::IsWindowVisible(p $window) i .r0'
     ${If} $owner P<> 0
@@ -372,6 +389,11 @@ Function ${un}CloseLauncher
     ${Do}
         Call ${un}LauncherRuns
         ${IfThen} $0 = 0 ${|} ${ExitDo} ${|}
+        ${If} $closed == ""
+            StrCpy $closed "tray"
+            GetFunctionAddress $R1 ${un}NoteWindow
+            Call ${un}ForEachWindow
+        ${EndIf}
         DetailPrint "Asking the launcher to close"
         GetFunctionAddress $R1 ${un}AskToClose
         Call ${un}ForEachWindow
@@ -703,9 +725,11 @@ FunctionEnd
 !insertmacro Shared "un." UnStrLoc
 
 Function .onInit
+    ; Whether it is a 64-bit one is not asked: on another, this program does not even start.
     ${IfNot} ${AtLeastWin10}
+    ${OrIfNot} ${AtLeastBuild} ${OLDEST_BUILD}
         SetErrorLevel ${EXIT_SYSTEM}
-        MessageBox MB_OK|MB_ICONSTOP "${TITLE} needs Windows 10 or 11." /SD IDOK
+        MessageBox MB_OK|MB_ICONSTOP "${TITLE} needs 64-bit Windows 11, or Windows 10 from version 1809 on." /SD IDOK
         Quit
     ${EndIf}
     Call BeAlone
@@ -717,6 +741,28 @@ Function .onInit
         MessageBox MB_OK|MB_ICONSTOP "${TITLE} is installed in $0.$\r$\n$\r$\nUninstall it there first, or install \
             into that folder." /SD IDOK
         Quit
+    ${EndIf}
+FunctionEnd
+
+Function PutOnDesktop
+    SetOutPath "$INSTDIR" ; where the shortcut starts the program
+    CreateShortCut "${DESKTOP_SHORTCUT}" "$INSTDIR\${PROGRAM}"
+FunctionEnd
+
+; Where the player sees no page that offers it, the launcher that had to close is opened again, in the tray if it was there.
+Function Reopen
+    Call LauncherRuns
+    ${If} $closed == ""
+    ${OrIf} $0 = 1
+    ${OrIfNot} ${Silent}
+    ${OrIfNot} ${FileExists} "$INSTDIR\${PROGRAM}"
+        Return
+    ${EndIf}
+    SetOutPath "$INSTDIR" ; where it starts, as by its shortcut
+    ${If} $closed == "tray"
+        Exec '"$INSTDIR\${PROGRAM}" --autostart'
+    ${Else}
+        Exec '"$INSTDIR\${PROGRAM}"'
     ${EndIf}
 FunctionEnd
 
@@ -791,12 +837,21 @@ Section
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "DisplayIcon" "$INSTDIR\${PROGRAM}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "Publisher" "Velmo Games"
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "URLInfoAbout" "${HOMEPAGE}"
+    WriteRegStr HKCU "${UNINSTALL_KEY}" "HelpLink" "${SUPPORT}"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "InstallLocation" "$INSTDIR"
     WriteRegStr HKCU "${UNINSTALL_KEY}" "UninstallString" '"$INSTDIR\Uninstall.exe"'
     WriteRegStr HKCU "${UNINSTALL_KEY}" "QuietUninstallString" '"$INSTDIR\Uninstall.exe" /S'
     WriteRegDWORD HKCU "${UNINSTALL_KEY}" "EstimatedSize" ${SIZE_KB}
     WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoModify" 1
     WriteRegDWORD HKCU "${UNINSTALL_KEY}" "NoRepair" 1
+    ${GetParameters} $0
+    ClearErrors
+    ${GetOptions} $0 "/DESKTOP" $1
+    ${IfNot} ${Errors}
+        Call PutOnDesktop
+    ${EndIf}
+    Call Reopen
 SectionEnd
 
 ; What the unpacking that ended so has left.
@@ -805,6 +860,9 @@ Function .onInstFailed
     Call EndWork
     StrCpy $0 $INSTDIR
     Call RemoveIfEmpty
+    ${If} $unrestored <> 1
+        Call Reopen
+    ${EndIf}
 FunctionEnd
 
 Function un.onInit
@@ -878,6 +936,7 @@ Section "un.Launcher"
     ReadRegStr $0 HKCU "${UNINSTALL_KEY}" "InstallLocation"
     ${If} $0 == $INSTDIR
         Delete "${SHORTCUT}"
+        Delete "${DESKTOP_SHORTCUT}"
         DeleteRegKey HKCU "${UNINSTALL_KEY}"
     ${EndIf}
     ReadRegStr $0 HKCU "${RUN_KEY}" "VelmoLauncher"

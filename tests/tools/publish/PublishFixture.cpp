@@ -1,6 +1,5 @@
 #include "tools/publish/PublishFixture.h"
 
-#include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -83,24 +82,10 @@ QStringList PublishFixture::filesBelow(const QString &folder)
     return paths;
 }
 
-QString sha256Of(const QByteArray &bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-}
-
 QByteArray contentOf(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    const bool written = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-    Q_ASSERT(written);
-    Q_UNUSED(written)
 }
 
 bool anyContains(const QStringList &sentences, const QString &text)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "publish/Publisher.h"
+#include "support/TestFiles.h"
 
 #include <QByteArray>
 #include <QStringList>
@@ -35,10 +36,7 @@ private:
     QTemporaryDir folder_;
 };
 
-QString sha256Of(const QByteArray &bytes);
 QByteArray contentOf(const QString &path);
-/// Writes \a bytes to \a path, with its folders.
-void writeFile(const QString &path, const QByteArray &bytes);
 
 /// Whether one of \a sentences holds \a text.
 bool anyContains(const QStringList &sentences, const QString &text);

@@ -75,7 +75,7 @@ Answer tst_StudioContent::fetch(const QString &path, const QByteArray &range)
 
 RawReply tst_StudioContent::exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers)
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     return client.exchange(method, target, headers);
 }
 
@@ -104,7 +104,7 @@ void tst_StudioContent::getSendsTheFile()
 
 void tst_StudioContent::headSendsWhatGetWouldButTheBody()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     RawReply get = client.exchange("GET", "/digits.txt");
     RawReply head = client.exchange("HEAD", "/digits.txt");
     QCOMPARE(head.status, 200);
@@ -137,40 +137,40 @@ void tst_StudioContent::otherMethodsAreRefused()
 void tst_StudioContent::refusedBodyIsSkippedAndTheConnectionGoesOn()
 {
     const QByteArray body = QByteArray("GET /x HTTP/1.1\r\n\r\n").repeated(20'000);
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.request("POST", "/digits.txt", "Content-Length: " + QByteArray::number(body.size()) + "\r\n");
     client.write(body);
     QCOMPARE(client.read().status, 405);
     QCOMPARE(client.exchange("GET", "/digits.txt").status, 200);
-    QVERIFY((*studio_)->requests(u"/x"_s).isEmpty());
+    QVERIFY(studio_->server().requests(u"/x"_s).isEmpty());
 }
 
 void tst_StudioContent::refusedChunkedBodyEndsTheConnection()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.request("POST", "/digits.txt", "Transfer-Encoding: chunked\r\n");
     client.write("12\r\nGET /x HTTP/1.1\r\n\r\n\r\n0\r\n\r\n");
     const RawReply reply = client.read();
     QCOMPARE(reply.status, 405);
     QCOMPARE(reply.headers.value("connection"), "close");
     QVERIFY(client.waitForClose());
-    QVERIFY((*studio_)->requests(u"/x"_s).isEmpty());
+    QVERIFY(studio_->server().requests(u"/x"_s).isEmpty());
 }
 
 void tst_StudioContent::malformedRequestIsRefusedAndTheConnectionClosed()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.write("GET nowhere HTTP/1.1\r\nHost: a\r\n\r\nGET /digits.txt HTTP/1.1\r\nHost: a\r\n\r\n");
     const RawReply reply = client.read();
     QCOMPARE(reply.status, 400);
     QCOMPARE(reply.headers.value("connection"), "close");
     QVERIFY(client.waitForClose());
-    QVERIFY((*studio_)->requests().isEmpty());
+    QVERIFY(studio_->server().requests().isEmpty());
 }
 
 void tst_StudioContent::hugeHeadIsRefused()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.request("GET", "/digits.txt",
                    "X-Long: " + QByteArray(30'000'000, 'x') + "\r\n"); // more than is on its way at once
     const RawReply reply = client.read();
@@ -238,13 +238,13 @@ void tst_StudioContent::pathIsDecodedAndTheQueryIgnored()
     studio_->writeFile(u"/.well-known/a b.txt"_s, "found");
     QCOMPARE(exchange("GET", "/%2Ewell-known%2Fa%20b.txt?c=/../d").body, "found");
     QCOMPARE(exchange("GET", "https://127.0.0.1/.well-known/a%20b.txt").body, "found");
-    QCOMPARE((*studio_)->requests().constFirst().path, u"/.well-known/a b.txt"_s);
+    QCOMPARE(studio_->server().requests().constFirst().path, u"/.well-known/a b.txt"_s);
 }
 
 void tst_StudioContent::emptyFileIsServed()
 {
     studio_->writeFile(u"/empty"_s, {});
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     const RawReply reply = client.exchange("GET", "/empty");
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.headers.value("content-length"), "0");
@@ -395,7 +395,7 @@ void tst_StudioContent::farEndOfAHugeFileIsServed()
 
 void tst_StudioContent::rangeOfADocumentIsServed()
 {
-    (*studio_)->setDocument(u"/doc"_s, "abcdef");
+    studio_->server().setDocument(u"/doc"_s, "abcdef");
     const RawReply reply = exchange("GET", "/doc", "Range: bytes=1-3\r\n");
     QCOMPARE(reply.status, 206);
     QCOMPARE(reply.headers.value("content-range"), "bytes 1-3/6");
@@ -404,18 +404,18 @@ void tst_StudioContent::rangeOfADocumentIsServed()
 
 void tst_StudioContent::documentHidesTheFile()
 {
-    (*studio_)->setDocument(u"/digits.txt"_s, "document");
+    studio_->server().setDocument(u"/digits.txt"_s, "document");
     QCOMPARE(fetch(u"/digits.txt"_s).body, "document");
-    (*studio_)->removeDocument(u"/digits.txt"_s);
+    studio_->server().removeDocument(u"/digits.txt"_s);
     QCOMPARE(fetch(u"/digits.txt"_s).body, "0123456789");
-    (*studio_)->removeDocument(u"/digits.txt"_s);
+    studio_->server().removeDocument(u"/digits.txt"_s);
     QCOMPARE(fetch(u"/digits.txt"_s).status, 200);
 }
 
 void tst_StudioContent::documentHasItsContentType()
 {
-    (*studio_)->setDocument(u"/a.txt"_s, "{}");
-    (*studio_)->setDocument(u"/b.txt"_s, "<p>", "text/html");
+    studio_->server().setDocument(u"/a.txt"_s, "{}");
+    studio_->server().setDocument(u"/b.txt"_s, "<p>", "text/html");
     QCOMPARE(fetch(u"/a.txt"_s).contentType, "application/json");
     QCOMPARE(fetch(u"/b.txt"_s).contentType, "text/html");
 }

@@ -72,7 +72,7 @@ Answer tst_StudioFaults::fetch(const QString &path, const QByteArray &range)
 
 RawReply tst_StudioFaults::exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers)
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     return client.exchange(method, target, headers);
 }
 
@@ -91,8 +91,9 @@ void tst_StudioFaults::cleanup()
 
 void tst_StudioFaults::faultMeetsItsAttempts()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 500, .firstAttempt = 2, .lastAttempt = 3});
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 429, .firstAttempt = 5});
+    studio_->server().addFault(u"/digits.txt"_s,
+                               {.kind = Fault::Status, .status = 500, .firstAttempt = 2, .lastAttempt = 3});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 429, .firstAttempt = 5});
     QList<int> statuses;
     for (int attempt = 1; attempt <= 6; ++attempt) {
         statuses.append(exchange(attempt == 2 ? "HEAD" : "GET", "/digits.txt").status);
@@ -123,12 +124,12 @@ void tst_StudioFaults::faultStatus()
     QFETCH(const int, status);
     QFETCH(const QString, path);
     QFETCH(const QByteArray, body);
-    (*studio_)->setDocument(u"/doc"_s, "document");
-    (*studio_)->addFault(path, {.kind = Fault::Status, .status = status});
+    studio_->server().setDocument(u"/doc"_s, "document");
+    studio_->server().addFault(path, {.kind = Fault::Status, .status = status});
     const Answer answer = fetch(path);
     QCOMPARE(answer.status, status);
     QCOMPARE(answer.body, body);
-    QCOMPARE((*studio_)->requests().constLast().status, status);
+    QCOMPARE(studio_->server().requests().constLast().status, status);
     const RawReply ranged = exchange("GET", path.toUtf8(), "Range: bytes=1-\r\n");
     QCOMPARE(ranged.status, status);
     QCOMPARE(ranged.headers.contains("content-length"), !body.isEmpty());
@@ -136,12 +137,13 @@ void tst_StudioFaults::faultStatus()
 
 void tst_StudioFaults::faultRedirect()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Redirect, .location = u"http://127.0.0.1:1/digits.txt"_s});
+    studio_->server().addFault(u"/digits.txt"_s,
+                               {.kind = Fault::Redirect, .location = u"http://127.0.0.1:1/digits.txt"_s});
     const Answer answer = fetch(u"/digits.txt"_s);
     QCOMPARE(answer.status, 302);
     QCOMPARE(answer.location, QUrl(u"http://127.0.0.1:1/digits.txt"_s));
 
-    (*studio_)->addFault(u"/moved.txt"_s, {.kind = Fault::Redirect, .location = u"/target.txt"_s});
+    studio_->server().addFault(u"/moved.txt"_s, {.kind = Fault::Redirect, .location = u"/target.txt"_s});
     studio_->writeFile(u"/target.txt"_s, "target");
     const std::unique_ptr<QNetworkReply> reply(network_->get(QNetworkRequest(studio_->url(u"/moved.txt"_s))));
     QSignalSpy finished(reply.get(), &QNetworkReply::finished);
@@ -151,7 +153,7 @@ void tst_StudioFaults::faultRedirect()
 
 void tst_StudioFaults::faultIgnoreRange()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
     const RawReply reply = exchange("GET", "/digits.txt", "Range: bytes=4-\r\n");
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.body, "0123456789");
@@ -161,7 +163,7 @@ void tst_StudioFaults::faultIgnoreRange()
 
 void tst_StudioFaults::faultRangeRefused()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::RangeRefused});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::RangeRefused});
     for (const char *range : {"bytes=4-", "bytes=0-", "bytes=1-2,4-5"}) {
         const RawReply reply = exchange("GET", "/digits.txt", "Range: " + QByteArray(range) + "\r\n");
         QCOMPARE(reply.status, 416);
@@ -171,7 +173,7 @@ void tst_StudioFaults::faultRangeRefused()
 
 void tst_StudioFaults::faultWrongRange()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::WrongRange});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::WrongRange});
     const RawReply reply = exchange("GET", "/digits.txt", "Range: bytes=4-\r\n");
     QCOMPARE(reply.status, 206);
     QCOMPARE(reply.headers.value("content-range"), "bytes 0-5/10");
@@ -190,8 +192,8 @@ void tst_StudioFaults::rangeFaultsLeaveOtherRequestsAlone_data()
 void tst_StudioFaults::rangeFaultsLeaveOtherRequestsAlone()
 {
     QFETCH(const Fault::Kind, kind);
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = kind});
-    (*studio_)->addFault(u"/missing"_s, {.kind = kind});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = kind});
+    studio_->server().addFault(u"/missing"_s, {.kind = kind});
     const RawReply reply = exchange("GET", "/digits.txt");
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.body, "0123456789");
@@ -224,8 +226,8 @@ void tst_StudioFaults::faultCloseAfter()
     QFETCH(const qint64, bytes);
     QFETCH(const QByteArray, length);
     QFETCH(const QByteArray, body);
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::CloseAfter, .bytes = bytes});
-    RawClient client((*studio_)->port());
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::CloseAfter, .bytes = bytes});
+    RawClient client(studio_->server().port());
     const RawReply reply = client.exchange("GET", "/digits.txt", range);
     QCOMPARE(reply.headers.value("content-length"), length);
     QCOMPARE(reply.headers.value("connection"), "keep-alive"); // it comes as a surprise
@@ -237,7 +239,7 @@ void tst_StudioFaults::faultCloseAfterReachesTheClientAsAnError()
 {
     const QByteArray large(3'000'000, 'x');
     studio_->writeFile(u"/large"_s, large);
-    (*studio_)->addFault(u"/large"_s, {.kind = Fault::CloseAfter, .bytes = 1'234'567});
+    studio_->server().addFault(u"/large"_s, {.kind = Fault::CloseAfter, .bytes = 1'234'567});
     const Answer answer = fetch(u"/large"_s);
     QCOMPARE(answer.error, QNetworkReply::RemoteHostClosedError);
     QCOMPARE(answer.status, 200);
@@ -246,8 +248,8 @@ void tst_StudioFaults::faultCloseAfterReachesTheClientAsAnError()
 
 void tst_StudioFaults::faultStall()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Stall, .bytes = 3});
-    RawClient client((*studio_)->port());
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::Stall, .bytes = 3});
+    RawClient client(studio_->server().port());
     client.request("GET", "/digits.txt");
     QByteArray received;
     while (!received.endsWith("\r\n\r\n012")) {
@@ -259,7 +261,7 @@ void tst_StudioFaults::faultStall()
     client.request("GET", "/digits.txt"); // of no interest to who has stalled
     QVERIFY(!client.socket().waitForReadyRead(300));
     QCOMPARE(client.socket().state(), QAbstractSocket::ConnectedState);
-    QCOMPARE((*studio_)->requests().size(), 1);
+    QCOMPARE(studio_->server().requests().size(), 1);
 }
 
 void tst_StudioFaults::faultCorrupt()
@@ -267,10 +269,10 @@ void tst_StudioFaults::faultCorrupt()
     QByteArray expected(300'000, 'x');
     studio_->writeFile(u"/large"_s, expected);
     for (const qint64 offset : {0LL, 131'072LL, 299'999LL}) {
-        (*studio_)->addFault(u"/large"_s, {.kind = Fault::Corrupt, .bytes = offset});
+        studio_->server().addFault(u"/large"_s, {.kind = Fault::Corrupt, .bytes = offset});
         expected[offset] = static_cast<char>(~'x');
     }
-    (*studio_)->addFault(u"/large"_s, {.kind = Fault::Corrupt, .bytes = 300'000}); // behind the end
+    studio_->server().addFault(u"/large"_s, {.kind = Fault::Corrupt, .bytes = 300'000}); // behind the end
     const Answer answer = fetch(u"/large"_s);
     QCOMPARE(answer.status, 200);
     QVERIFY(answer.body == expected);
@@ -297,9 +299,9 @@ void tst_StudioFaults::faultCorruptOfARange()
 {
     QFETCH(const QByteArray, range);
     QFETCH(const QByteArray, body);
-    (*studio_)->setDocument(u"/doc"_s, "0123456789");
+    studio_->server().setDocument(u"/doc"_s, "0123456789");
     for (const QString &path : {u"/digits.txt"_s, u"/doc"_s}) {
-        (*studio_)->addFault(path, {.kind = Fault::Corrupt, .bytes = 5});
+        studio_->server().addFault(path, {.kind = Fault::Corrupt, .bytes = 5});
         QCOMPARE(fetch(path, range).body, body);
     }
     QCOMPARE(studio_->readFile(u"/digits.txt"_s), "0123456789");
@@ -319,8 +321,8 @@ void tst_StudioFaults::faultLengthOffset()
 {
     QFETCH(const qint64, bytes);
     QFETCH(const QByteArray, length);
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::LengthOffset, .bytes = bytes});
-    RawClient client((*studio_)->port());
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::LengthOffset, .bytes = bytes});
+    RawClient client(studio_->server().port());
     QElapsedTimer time;
     time.start();
     client.request("GET", "/digits.txt");
@@ -345,10 +347,10 @@ void tst_StudioFaults::bodyFaultsLeaveHeadAlone_data()
 void tst_StudioFaults::bodyFaultsLeaveHeadAlone()
 {
     QFETCH(const Fault::Kind, kind);
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = kind});
-    (*studio_)->addFault(u"/empty"_s, {.kind = Fault::Status, .status = 204});
-    (*studio_)->addFault(u"/empty"_s, {.kind = kind});
-    RawClient client((*studio_)->port());
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = kind});
+    studio_->server().addFault(u"/empty"_s, {.kind = Fault::Status, .status = 204});
+    studio_->server().addFault(u"/empty"_s, {.kind = kind});
+    RawClient client(studio_->server().port());
     QCOMPARE(client.exchange("HEAD", "/digits.txt").status, 200);
     QCOMPARE(client.exchange("GET", "/empty").status, 204);
     QCOMPARE(client.exchange("GET", "/missing").status, 404); // on the same connection
@@ -356,11 +358,11 @@ void tst_StudioFaults::bodyFaultsLeaveHeadAlone()
 
 void tst_StudioFaults::faultsAddUp()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Corrupt, .bytes = 1});
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::LengthOffset, .bytes = 7});
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::CloseAfter, .bytes = 3});
-    RawClient client((*studio_)->port());
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::Corrupt, .bytes = 1});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::LengthOffset, .bytes = 7});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::CloseAfter, .bytes = 3});
+    RawClient client(studio_->server().port());
     const RawReply reply = client.exchange("GET", "/digits.txt", "Range: bytes=4-\r\n");
     QCOMPARE(reply.status, 200);
     QCOMPARE(reply.headers.value("content-length"), "17");
@@ -368,37 +370,38 @@ void tst_StudioFaults::faultsAddUp()
                          "2"_ba);
     QVERIFY(client.waitForClose());
 
-    (*studio_)->addFault(u"/missing"_s, {.kind = Fault::Status, .status = 503});
-    (*studio_)->addFault(u"/missing"_s, {.kind = Fault::CloseAfter, .bytes = 3});
-    RawClient other((*studio_)->port());
+    studio_->server().addFault(u"/missing"_s, {.kind = Fault::Status, .status = 503});
+    studio_->server().addFault(u"/missing"_s, {.kind = Fault::CloseAfter, .bytes = 3});
+    RawClient other(studio_->server().port());
     QCOMPARE(other.exchange("GET", "/missing").body, "503");
 }
 
 void tst_StudioFaults::firstOfExcludingFaultsDecides()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::RangeRefused});
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Redirect, .location = u"/elsewhere"_s});
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503});
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::RangeRefused});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::Redirect, .location = u"/elsewhere"_s});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::IgnoreRange});
     QCOMPARE(exchange("GET", "/digits.txt", "Range: bytes=4-\r\n").status, 416);
     QCOMPARE(exchange("GET", "/digits.txt").status, 302);
 
-    (*studio_)->setDocument(u"/doc"_s, "0123456789");
-    (*studio_)->addFault(u"/doc"_s, {.kind = Fault::CloseAfter, .bytes = 5});
-    (*studio_)->addFault(u"/doc"_s, {.kind = Fault::Stall, .bytes = 2});
-    RawClient client((*studio_)->port());
+    studio_->server().setDocument(u"/doc"_s, "0123456789");
+    studio_->server().addFault(u"/doc"_s, {.kind = Fault::CloseAfter, .bytes = 5});
+    studio_->server().addFault(u"/doc"_s, {.kind = Fault::Stall, .bytes = 2});
+    RawClient client(studio_->server().port());
     QCOMPARE(client.exchange("GET", "/doc").body, "01234");
     QVERIFY(client.waitForClose());
 }
 
 void tst_StudioFaults::clearedFaultsAreGoneAndTheCountAnew()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503});
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503});
     QCOMPARE(exchange("GET", "/digits.txt").status, 503);
-    (*studio_)->clearFaults();
+    studio_->server().clearFaults();
     QCOMPARE(exchange("GET", "/digits.txt").status, 200);
-    QCOMPARE((*studio_)->requests().constLast().attempt, 1);
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503, .firstAttempt = 2, .lastAttempt = 2});
+    QCOMPARE(studio_->server().requests().constLast().attempt, 1);
+    studio_->server().addFault(u"/digits.txt"_s,
+                               {.kind = Fault::Status, .status = 503, .firstAttempt = 2, .lastAttempt = 2});
     QCOMPARE(exchange("GET", "/digits.txt").status, 503);
     QCOMPARE(exchange("GET", "/digits.txt").status, 200);
 }

@@ -89,7 +89,7 @@ Answer tst_StudioServer::fetch(const QString &path, const QByteArray &range)
 
 RawReply tst_StudioServer::exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers)
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     return client.exchange(method, target, headers);
 }
 
@@ -124,8 +124,8 @@ void tst_StudioServer::isRunningBetweenStartAndStop()
 void tst_StudioServer::startsAtThePortThatIsAskedFor()
 {
     StudioServer::Options options = TestStudio::loopbackOptions();
-    options.port = (*studio_)->port();
-    (*studio_)->stop();
+    options.port = studio_->server().port();
+    studio_->server().stop();
     StudioServer server;
     QString error;
     QVERIFY2(server.start(options, &error), qPrintable(error));
@@ -135,10 +135,10 @@ void tst_StudioServer::startsAtThePortThatIsAskedFor()
 void tst_StudioServer::listensOnOneAddressAlone()
 {
     QTcpSocket socket;
-    socket.connectToHost(u"127.0.0.1"_s, (*studio_)->port());
+    socket.connectToHost(u"127.0.0.1"_s, studio_->server().port());
     QVERIFY(socket.waitForConnected(patienceMs));
     socket.abort();
-    socket.connectToHost(u"127.0.0.2"_s, (*studio_)->port());
+    socket.connectToHost(u"127.0.0.2"_s, studio_->server().port());
     QVERIFY(!socket.waitForConnected(patienceMs));
     QCOMPARE(socket.error(), QAbstractSocket::ConnectionRefusedError);
 }
@@ -196,11 +196,11 @@ void tst_StudioServer::startFailsAtATakenPort()
 
 void tst_StudioServer::secondStartFailsAndChangesNothing()
 {
-    const quint16 port = (*studio_)->port();
+    const quint16 port = studio_->server().port();
     QString error;
-    QVERIFY(!(*studio_)->start(TestStudio::loopbackOptions(), &error));
+    QVERIFY(!studio_->server().start(TestStudio::loopbackOptions(), &error));
     QCOMPARE(error, u"the studio is already running"_s);
-    QCOMPARE((*studio_)->port(), port);
+    QCOMPARE(studio_->server().port(), port);
     QCOMPARE(fetch(u"/digits.txt"_s).body, "0123456789");
 }
 
@@ -219,20 +219,20 @@ void tst_StudioServer::startsAgainAfterStop()
 
 void tst_StudioServer::restartedTestStudioKeepsItsPort()
 {
-    const quint16 port = (*studio_)->port();
+    const quint16 port = studio_->server().port();
     RawClient client(port);
     QVERIFY(client.isConnected());
     studio_->restart();
     QVERIFY(client.waitForClose());
-    QCOMPARE((*studio_)->port(), port);
+    QCOMPARE(studio_->server().port(), port);
     QCOMPARE(fetch(u"/digits.txt"_s).body, "0123456789");
 }
 
 void tst_StudioServer::urlEncodesThePath()
 {
-    const QString base = u"https://127.0.0.1:%1"_s.arg((*studio_)->port());
-    QCOMPARE((*studio_)->url(u"/a/b"_s).toString(QUrl::FullyEncoded), QString(base + u"/a/b"_s));
-    QCOMPARE((*studio_)->url(u"/a b%20?#ä"_s).toString(QUrl::FullyEncoded),
+    const QString base = u"https://127.0.0.1:%1"_s.arg(studio_->server().port());
+    QCOMPARE(studio_->server().url(u"/a/b"_s).toString(QUrl::FullyEncoded), QString(base + u"/a/b"_s));
+    QCOMPARE(studio_->server().url(u"/a b%20?#ä"_s).toString(QUrl::FullyEncoded),
              QString(base + u"/a%20b%2520%3F%23%C3%A4"_s));
     studio_->writeFile(u"/a b%20?#ä"_s, "odd");
     QCOMPARE(fetch(u"/a b%20?#ä"_s).body, "odd");
@@ -251,7 +251,7 @@ void tst_StudioServer::servesDocumentsWithoutATree()
 
 void tst_StudioServer::connectionIsKeptForTheNextRequest()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     for (int round = 0; round < 5; ++round) {
         const RawReply reply = client.exchange("GET", "/digits.txt");
         QCOMPARE(reply.body, "0123456789");
@@ -264,7 +264,7 @@ void tst_StudioServer::pipelinedRequestsAreAnsweredInOrder()
 {
     const QByteArray large(3'000'000, 'x');
     studio_->writeFile(u"/large"_s, large);
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     QByteArray requests;
     for (const char *target : {"/digits.txt", "/missing", "/large", "/digits.txt"}) {
         requests += "GET " + QByteArray(target) + " HTTP/1.1\r\nHost: a\r\n\r\n";
@@ -291,7 +291,7 @@ void tst_StudioServer::connectionClosesWhenAsked()
     QFETCH(const QByteArray, request);
     const QByteArray large(3'000'000, 'x');
     studio_->writeFile(u"/large"_s, large);
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.write(request);
     const RawReply reply = client.read();
     QCOMPARE(reply.headers.value("connection"), "close");
@@ -307,7 +307,7 @@ void tst_StudioServer::manyClientsAreServedAtOnce()
     std::vector<std::unique_ptr<RawClient>> clients;
     clients.reserve(count);
     for (int i = 0; i < count; ++i) {
-        clients.push_back(std::make_unique<RawClient>((*studio_)->port()));
+        clients.push_back(std::make_unique<RawClient>(studio_->server().port()));
         QVERIFY(clients.back()->isConnected());
     }
     for (const auto &client : clients) {
@@ -320,11 +320,11 @@ void tst_StudioServer::manyClientsAreServedAtOnce()
 
 void tst_StudioServer::requestsAreRecorded()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.exchange("GET", "/digits.txt?query", "X-Launcher: Velmo\r\n");
     client.exchange("HEAD", "/missing");
     client.exchange("POST", "/digits.txt");
-    const QList<Request> requests = (*studio_)->requests();
+    const QList<Request> requests = studio_->server().requests();
     QCOMPARE(requests.size(), 3);
     QCOMPARE(requests.at(0).method, "GET");
     QCOMPARE(requests.at(0).path, u"/digits.txt"_s);
@@ -340,11 +340,11 @@ void tst_StudioServer::requestsAreRecorded()
 
 void tst_StudioServer::requestsOfOnePathAreTold()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.exchange("GET", "/digits.txt");
     client.exchange("GET", "/missing");
     client.exchange("GET", "/digits.txt", "Range: bytes=1-\r\n");
-    const QList<Request> requests = (*studio_)->requests(u"/digits.txt"_s);
+    const QList<Request> requests = studio_->server().requests(u"/digits.txt"_s);
     QCOMPARE(requests.size(), 2);
     QCOMPARE(requests.at(1).headers.value("range"), "bytes=1-");
     QCOMPARE(requests.at(1).status, 206);
@@ -352,23 +352,23 @@ void tst_StudioServer::requestsOfOnePathAreTold()
 
 void tst_StudioServer::requestsAreForgottenOnDemand()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.exchange("GET", "/digits.txt");
-    (*studio_)->clearRequests();
-    QVERIFY((*studio_)->requests().isEmpty());
+    studio_->server().clearRequests();
+    QVERIFY(studio_->server().requests().isEmpty());
     client.exchange("GET", "/digits.txt");
-    QCOMPARE((*studio_)->requests().size(), 1);
-    QCOMPARE((*studio_)->requests().constFirst().attempt, 2); // the count goes on
+    QCOMPARE(studio_->server().requests().size(), 1);
+    QCOMPARE(studio_->server().requests().constFirst().attempt, 2); // the count goes on
 }
 
 void tst_StudioServer::attemptsAreCountedByPath()
 {
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.exchange("GET", "/a");
     client.exchange("GET", "/b");
     client.exchange("HEAD", "/a");
     client.exchange("GET", "/a?again");
-    const QList<Request> requests = (*studio_)->requests();
+    const QList<Request> requests = studio_->server().requests();
     QList<int> attempts;
     for (const Request &request : requests) {
         attempts.append(request.attempt);
@@ -378,12 +378,13 @@ void tst_StudioServer::attemptsAreCountedByPath()
 
 void tst_StudioServer::attemptsBeginAnewWithStart()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Status, .status = 503, .firstAttempt = 1, .lastAttempt = 1});
+    studio_->server().addFault(u"/digits.txt"_s,
+                               {.kind = Fault::Status, .status = 503, .firstAttempt = 1, .lastAttempt = 1});
     QCOMPARE(exchange("GET", "/digits.txt").status, 503);
     QCOMPARE(exchange("GET", "/digits.txt").status, 200);
     studio_->restart();
     QCOMPARE(exchange("GET", "/digits.txt").status, 503);
-    QCOMPARE((*studio_)->requests().constLast().attempt, 1);
+    QCOMPARE(studio_->server().requests().constLast().attempt, 1);
 }
 
 void tst_StudioServer::slowClientDoesNotHoldUpOthers()
@@ -391,7 +392,7 @@ void tst_StudioServer::slowClientDoesNotHoldUpOthers()
     QFile file(studio_->root() + u"/large"_s);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QVERIFY(file.resize(200'000'000));
-    RawClient slow((*studio_)->port());
+    RawClient slow(studio_->server().port());
     slow.socket().setReadBufferSize(1'000);
     slow.request("GET", "/large");
     QVERIFY(slow.socket().waitForReadyRead(patienceMs)); // and reads no further
@@ -404,7 +405,7 @@ void tst_StudioServer::slowClientDoesNotHoldUpOthers()
 void tst_StudioServer::rateBoundsAConnection()
 {
     studio_->writeFile(u"/large"_s, QByteArray(100'000, 'x'));
-    (*studio_)->setBytesPerSecond(200'000);
+    studio_->server().setBytesPerSecond(200'000);
     QElapsedTimer time;
     time.start();
     QCOMPARE(fetch(u"/large"_s).body.size(), 100'000);
@@ -418,11 +419,11 @@ void tst_StudioServer::rateCanBeLiftedWhileAReplyIsOnItsWay()
     options.bytesPerSecond = 100;
     TestStudio throttled(options);
     throttled.writeFile(u"/large"_s, QByteArray(1'000'000, 'x')); // hours at that rate
-    RawClient client(throttled->port());
+    RawClient client(throttled.server().port());
     client.request("GET", "/large");
     const QByteArray begun = client.readBytes(1);
     QVERIFY(!begun.isEmpty());
-    throttled->setBytesPerSecond(0);
+    throttled.server().setBytesPerSecond(0);
     const QByteArray rest = client.readBytes(1'000'000);
     QVERIFY(rest.endsWith('x'));
     QVERIFY(begun.size() + rest.size() >= 1'000'000);
@@ -434,11 +435,11 @@ void tst_StudioServer::rateCanBeSetWhileAReplyIsOnItsWay()
     QFile file(studio_->root() + u"/large"_s);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QVERIFY(file.resize(size));
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.socket().setReadBufferSize(1'000);
     client.request("GET", "/large");
     QVERIFY(client.socket().waitForReadyRead(patienceMs));
-    (*studio_)->setBytesPerSecond(100);
+    studio_->server().setBytesPerSecond(100);
     client.socket().setReadBufferSize(0);
     qint64 received = 0;
     QElapsedTimer time;
@@ -454,11 +455,11 @@ void tst_StudioServer::rateIsOfEachConnection()
 {
     constexpr int count = 100;
     studio_->writeFile(u"/large"_s, QByteArray(50'000, 'x'));
-    (*studio_)->setBytesPerSecond(50'000);
+    studio_->server().setBytesPerSecond(50'000);
     std::vector<std::unique_ptr<RawClient>> clients;
     clients.reserve(count);
     for (int i = 0; i < count; ++i) {
-        clients.push_back(std::make_unique<RawClient>((*studio_)->port()));
+        clients.push_back(std::make_unique<RawClient>(studio_->server().port()));
     }
     QElapsedTimer time;
     time.start();
@@ -473,13 +474,13 @@ void tst_StudioServer::rateIsOfEachConnection()
 
 void tst_StudioServer::stopDoesNotWaitForAStalledConnection()
 {
-    (*studio_)->addFault(u"/digits.txt"_s, {.kind = Fault::Stall, .bytes = 3});
-    RawClient client((*studio_)->port());
+    studio_->server().addFault(u"/digits.txt"_s, {.kind = Fault::Stall, .bytes = 3});
+    RawClient client(studio_->server().port());
     client.request("GET", "/digits.txt");
     QVERIFY(client.socket().waitForReadyRead(patienceMs));
     QElapsedTimer time;
     time.start();
-    (*studio_)->stop();
+    studio_->server().stop();
     QVERIFY2(time.elapsed() < patienceMs, qPrintable(QString::number(time.elapsed())));
     bool closed = false;
     client.readToEnd(closed);
@@ -491,25 +492,25 @@ void tst_StudioServer::stopDoesNotWaitForAClientThatDoesNotRead()
     QFile file(studio_->root() + u"/large"_s);
     QVERIFY(file.open(QIODevice::WriteOnly));
     QVERIFY(file.resize(200'000'000));
-    RawClient client((*studio_)->port());
+    RawClient client(studio_->server().port());
     client.socket().setReadBufferSize(1'000);
     client.request("GET", "/large");
     QVERIFY(client.socket().waitForReadyRead(patienceMs));
     QElapsedTimer time;
     time.start();
-    (*studio_)->stop();
+    studio_->server().stop();
     QVERIFY2(time.elapsed() < patienceMs, qPrintable(QString::number(time.elapsed())));
 }
 
 void tst_StudioServer::stopDoesNotWaitForAnUnfinishedHandshake()
 {
     QTcpSocket socket;
-    socket.connectToHost(u"127.0.0.1"_s, (*studio_)->port());
+    socket.connectToHost(u"127.0.0.1"_s, studio_->server().port());
     QVERIFY(socket.waitForConnected(patienceMs));
     QCOMPARE(fetch(u"/digits.txt"_s).status, 200);
     QElapsedTimer time;
     time.start();
-    (*studio_)->stop();
+    studio_->server().stop();
     QVERIFY2(time.elapsed() < 30'000, qPrintable(QString::number(time.elapsed())));
     QVERIFY(socket.state() == QAbstractSocket::UnconnectedState || socket.waitForDisconnected(patienceMs));
 }
@@ -525,7 +526,7 @@ void tst_StudioServer::everyFunctionMayBeCalledWhileRequestsAreServed()
             }
         });
     };
-    StudioServer &server = studio_->studio();
+    StudioServer &server = studio_->server();
     repeat([&server] {
         server.setDocument(u"/doc"_s, "document");
         server.setDocument(u"/passing"_s, "document");

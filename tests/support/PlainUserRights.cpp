@@ -1,4 +1,4 @@
-#include "PlainUserRights.h"
+#include "support/PlainUserRights.h"
 
 #ifdef Q_OS_LINUX
 #include <array>
