@@ -21,7 +21,8 @@ namespace velmo::publish {
 namespace {
 
 constexpr qsizetype entriesPerReport = 256;
-constexpr qsizetype filesOfALook = 2048; // where several threads share them
+constexpr qsizetype filesOfALook = 4096; // where several threads share them
+constexpr qsizetype filesOfAThread = 128;
 
 /// Puts the units of UTF-16 into the order of the letters that they stand for: surrogates behind all others.
 constexpr char16_t rank(char16_t unit)
@@ -103,6 +104,7 @@ void BuildScanner::walkAll()
     if (QFileInfo(source_).isDir()) {
         walk({}, root_);
         lookAtWaiting();
+        noteLooks();
     } else {
         refuse(u"\"%1\" is not a folder."_s.arg(source_));
     }
@@ -215,30 +217,48 @@ void BuildScanner::visitFolder(const QString &path, const QString &canonical)
 void BuildScanner::addFile(const QString &path)
 {
     waiting_.append(path);
-    if (jobs_ == 1 || waiting_.size() >= filesOfALook) {
+    if (waiting_.size() >= (jobs_ == 1 ? 1 : filesOfALook)) {
         lookAtWaiting();
     }
 }
 
+/// Goes on while the walk does, which gathers the next ones meanwhile.
 void BuildScanner::lookAtWaiting()
 {
-    const QStringList paths = std::exchange(waiting_, {});
-    std::vector<FileState> states(static_cast<std::size_t>(paths.size()));
-    const auto look = [this, &paths, &states](qsizetype index) {
-        states[static_cast<std::size_t>(index)] =
-            fileState(locationOf(paths.at(index)), before_ ? FileLook::Attributes : FileLook::Readable);
-        return true;
-    };
-    if (jobs_ > 1 && paths.size() > 1) {
-        parallelFor(paths.size(), jobs_, look, [] {});
+    noteLooks();
+    looked_ = std::exchange(waiting_, {});
+    states_.resize(static_cast<std::size_t>(looked_.size()));
+    if (jobs_ > 1 && looked_.size() > filesOfAThread) {
+        const qsizetype parts = (looked_.size() + filesOfAThread - 1) / filesOfAThread;
+        const auto look = [this](qsizetype part) { return lookAtPart(part * filesOfAThread), true; };
+        looking_ = std::async(std::launch::async, [this, parts, look] { parallelFor(parts, jobs_, look, [] {}); });
     } else {
-        for (qsizetype index = 0; index < paths.size(); ++index) {
-            look(index);
+        for (qsizetype from = 0; from < looked_.size(); from += filesOfAThread) {
+            lookAtPart(from);
         }
+        noteLooks();
     }
-    for (qsizetype index = 0; index < paths.size(); ++index) {
-        noteLook(paths.at(index), states.at(static_cast<std::size_t>(index)));
+}
+
+void BuildScanner::lookAtPart(qsizetype from)
+{
+    FolderLook look(before_ ? FileLook::Attributes : FileLook::Readable);
+    for (qsizetype index = from; index < std::min(from + filesOfAThread, looked_.size()); ++index) {
+        const QString &path = looked_.at(index);
+        const qsizetype name = path.lastIndexOf(u'/') + 1;
+        states_[static_cast<std::size_t>(index)] = look.stateOf(below_ + path.first(name), path.sliced(name));
     }
+}
+
+void BuildScanner::noteLooks()
+{
+    if (looking_.valid()) {
+        looking_.get();
+    }
+    for (qsizetype index = 0; index < looked_.size(); ++index) {
+        noteLook(looked_.at(index), states_.at(static_cast<std::size_t>(index)));
+    }
+    looked_.clear();
 }
 
 void BuildScanner::noteLook(const QString &path, const FileState &state)
@@ -258,6 +278,7 @@ void BuildScanner::noteLook(const QString &path, const FileState &state)
 void BuildScanner::refuse(const QString &sentence)
 {
     lookAtWaiting();
+    noteLooks();
     scan_.refusals.append(sentence);
 }
 

@@ -1,16 +1,19 @@
 #pragma once
 
+#include "publish/FileState.h"
+
 #include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
 
 #include <filesystem>
+#include <future>
+#include <vector>
 
 namespace velmo::publish {
 
 class ProgressMeter;
-struct FileState;
 
 /// A file as it stood when the build folder was walked.
 struct BuildFile {
@@ -77,6 +80,8 @@ private:
     void visitFolder(const QString &path, const QString &canonical);
     void addFile(const QString &path);
     void lookAtWaiting();
+    void lookAtPart(qsizetype from);
+    void noteLooks();
     void noteLook(const QString &path, const FileState &state);
     void refuse(const QString &sentence);
     void note(const BuildFile &file);
@@ -88,7 +93,10 @@ private:
     QString below_; ///< the same, with a slash at its end
     ProgressMeter *meter_;
     int jobs_;
-    QStringList waiting_;        ///< files that are yet to be looked at
+    QStringList waiting_;           ///< files that are yet to be looked at
+    QStringList looked_;            ///< those that are being looked at
+    std::vector<FileState> states_; ///< what comes of that
+    std::future<void> looking_;
     QStringList ancestors_;      ///< canonical folders that lead to the one being walked, for loops of links
     QHash<QString, int> visits_; ///< of each canonical folder so far
     qsizetype entries_ = 0;      ///< walked so far: files, folders, and what is refused

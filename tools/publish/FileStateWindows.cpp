@@ -42,4 +42,14 @@ FileState fileState(const QString &location, FileLook look)
     return state;
 }
 
+FileState FolderLook::stateOf(const QString &folder, const QString &name)
+{
+    return fileState(folder + name, look_);
+}
+
+void FolderLook::leave()
+{
+    folder_.clear();
+}
+
 } // namespace velmo::publish

@@ -324,11 +324,9 @@ QStringList Publisher::publishedRefusals()
 /// another one might bear the same time.
 bool Publisher::isPublishedAsSeen() const
 {
-    constexpr std::chrono::seconds coarsestTick(2); // of the clocks that drives keep
     const FileState now = fileState(tree_.manifestPath(order_.channel), FileLook::Attributes);
-    const std::chrono::nanoseconds settledBefore = (seenAt_ - coarsestTick).time_since_epoch();
     return seen_.error.isEmpty() && now.error.isEmpty() && now.size == seen_.size && now.modified == seen_.modified &&
-           now.changed == seen_.changed && std::max(now.modified, now.changed) < settledBefore.count();
+           now.changed == seen_.changed && isSettled(now.modified, now.changed, seenAt_);
 }
 
 /// Reads the channel's manifest, where it can in pieces, of which no more is kept than the rest of this needs; so

@@ -53,6 +53,7 @@ private slots:
     void linksThatDoubleThePathsAreRefusedAfterABoundedWalk();
     void walkReportsAsItGoesOn();
     void walkOnSeveralThreadsFindsTheSame();
+    void sentencesOfAWalkOnSeveralThreadsStandInItsOrder();
     void walkOfFoldersWithoutFilesReportsToo();
     void sourceGivenThroughALinkIsPublished();
     void specialFileIsRefused();
@@ -424,6 +425,24 @@ void tst_BuildScanner::walkOnSeveralThreadsFindsTheSame()
     }
     fixture.write(u"3/3"_s, "and longer");
     QVERIFY(!velmo::publish::BuildScanner(fixture.build(), nullptr, 4).stillFinds(several));
+}
+
+void tst_BuildScanner::sentencesOfAWalkOnSeveralThreadsStandInItsOrder()
+{
+    const PublishFixture fixture;
+    for (int number = 0; number < 200; ++number) { // more than one thread looks at
+        fixture.write(u"0/%1"_s.arg(number), "x");
+    }
+    for (const QString &path : {u"0/shut"_s, u"1/nul"_s, u"2/shut"_s}) {
+        fixture.write(path, "x");
+    }
+    QVERIFY(velmo::test::setMode(fixture.build() + u"/0/shut"_s, 0));
+    QVERIFY(velmo::test::setMode(fixture.build() + u"/2/shut"_s, 0));
+    const velmo::test::UnprivilegedFileAccess access;
+    QCOMPARE(velmo::publish::BuildScanner(fixture.build(), nullptr, 4).scan().refusals,
+             QStringList({u"\"0/shut\" cannot be read: Permission denied."_s,
+                          u"\"1/nul\" holds a name that Windows reserves for a device."_s,
+                          u"\"2/shut\" cannot be read: Permission denied."_s}));
 }
 
 void tst_BuildScanner::walkOfFoldersWithoutFilesReportsToo()

@@ -18,6 +18,7 @@ class tst_ContentStore : public QObject {
 private slots:
     void fileIsNamedAfterItsHash();
     void fileOfAnotherSizeIsNotHeld();
+    void folderInAFilesPlaceIsNotHeld();
     void pruneKeepsWhatIsNamed();
     void pruneRemovesUnfinishedCopies();
     void pruneLeavesForeignFilesAlone();
@@ -65,6 +66,14 @@ void tst_ContentStore::fileOfAnotherSizeIsNotHeld()
     const StoreFixture fixture;
     writeFile(fixture.put("content"), "cut");
     QVERIFY(!fixture.store().holds(digestOf("content")));
+}
+
+void tst_ContentStore::folderInAFilesPlaceIsNotHeld()
+{
+    const StoreFixture fixture;
+    const QString path = fixture.store().filePath(sha256Of("content"));
+    QVERIFY(QDir().mkpath(path));
+    QVERIFY(!fixture.store().holds({sha256Of("content"), QFileInfo(path).size(), {}}));
 }
 
 void tst_ContentStore::pruneKeepsWhatIsNamed()
