@@ -6,6 +6,7 @@
 #include "publish/ParallelFor.h"
 #include "publish/PathRules.h"
 #include "publish/ProgressMeter.h"
+#include "publish/Reason.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -134,7 +135,7 @@ QList<BuildScanner::Entry> BuildScanner::entriesOf(const QString &folder)
     }
     if (failure) {
         refuse(u"\"%1\" cannot be read: %2."_s.arg(folder.isEmpty() ? source_ : folder,
-                                                   QString::fromStdString(failure.message())));
+                                                   reasonText(QString::fromStdString(failure.message()))));
     }
     std::sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) { return a.name < b.name; });
     return entries;
@@ -264,7 +265,7 @@ void BuildScanner::noteLooks()
 void BuildScanner::noteLook(const QString &path, const FileState &state)
 {
     if (!state.error.isEmpty()) {
-        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, state.error));
+        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(state.error)));
         return;
     }
     note({path, state.size, state.modified, state.changed, state.executable});

@@ -1,6 +1,7 @@
 #include "publish/ContentStore.h"
 
 #include "publish/FileState.h"
+#include "publish/Reason.h"
 #include "publish/TreeLayout.h"
 
 #include <QDir>
@@ -35,7 +36,7 @@ void removeCounted(const QFileInfo &info, PruneResult &result)
         ++result.files;
         result.bytes += size;
     } else {
-        result.problems.append(u"\"%1\" cannot be removed: %2."_s.arg(info.filePath(), file.errorString()));
+        result.problems.append(u"\"%1\" cannot be removed: %2."_s.arg(info.filePath(), reasonText(file.errorString())));
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "publish/IncomingFile.h"
 #include "publish/ProgressMeter.h"
+#include "publish/Reason.h"
 #include "publish/Sha256.h"
 #include "publish/SourceFile.h"
 
@@ -22,7 +23,7 @@ struct Desk {
 FileDigest unreadable(const QString &path, const SourceFile &file)
 {
     FileDigest digest;
-    digest.error = u"\"%1\" cannot be read: %2."_s.arg(path, file.errorString());
+    digest.error = u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(file.errorString()));
     return digest;
 }
 
@@ -53,7 +54,7 @@ FileDigest digestFile(const QString &path, ProgressMeter &meter, IncomingFile *c
 
 QString copyError(const QString &path, const QString &copy, const QString &reason)
 {
-    return u"\"%1\" cannot be copied to \"%2\": %3."_s.arg(path, copy, reason);
+    return u"\"%1\" cannot be copied to \"%2\": %3."_s.arg(path, copy, reasonText(reason));
 }
 
 } // namespace velmo::publish

@@ -1,6 +1,7 @@
 #include "publish/PublishedTimes.h"
 
 #include "core/SaveFile.h"
+#include "publish/Reason.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -94,7 +95,7 @@ QString PublishedTimes::Writer::finish()
         }
     }
     forget(file_.fileName());
-    return u"\"%1\" cannot be written: %2."_s.arg(file_.fileName(), reason);
+    return u"\"%1\" cannot be written: %2."_s.arg(file_.fileName(), reasonText(reason));
 }
 
 } // namespace velmo::publish

@@ -1,5 +1,7 @@
 #include "tools/publish/PublishFixture.h"
 
+#include "publish/Reason.h"
+
 #include <windows.h>
 
 // What Windows does not have; no test that runs there comes to it.
@@ -13,17 +15,17 @@ void PublishFixture::link(const QString &target, const QString &path) const
 
 QString noSuchFile()
 {
-    return qt_error_string(ERROR_FILE_NOT_FOUND);
+    return publish::reasonText(qt_error_string(ERROR_FILE_NOT_FOUND));
 }
 
 QString noSuchFolder()
 {
-    return qt_error_string(ERROR_PATH_NOT_FOUND);
+    return publish::reasonText(qt_error_string(ERROR_PATH_NOT_FOUND));
 }
 
 QString driveIsFull()
 {
-    return qt_error_string(ERROR_DISK_FULL);
+    return publish::reasonText(qt_error_string(ERROR_DISK_FULL));
 }
 
 bool setMode(const QString &path, unsigned mode)
