@@ -3,14 +3,17 @@
 #include "InsideFolder.h"
 #include "publish/DecodedName.h"
 #include "publish/FileState.h"
+#include "publish/ParallelFor.h"
 #include "publish/PathRules.h"
 #include "publish/ProgressMeter.h"
+#include "publish/Reason.h"
 
 #include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <filesystem>
+#include <vector>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -19,6 +22,8 @@ namespace velmo::publish {
 namespace {
 
 constexpr qsizetype entriesPerReport = 256;
+constexpr qsizetype filesOfALook = 4096; // where several threads share them
+constexpr qsizetype filesOfAThread = 128;
 
 /// Puts the units of UTF-16 into the order of the letters that they stand for: surrogates behind all others.
 constexpr char16_t rank(char16_t unit)
@@ -29,6 +34,17 @@ constexpr char16_t rank(char16_t unit)
         return static_cast<char16_t>(unit - (firstBehind - firstSurrogate));
     }
     return unit >= firstSurrogate ? static_cast<char16_t>(unit + (0x10000 - firstBehind)) : unit;
+}
+
+/// What the paths of things in \a folder begin with.
+QString folderBelow(const QString &folder)
+{
+    return folder.endsWith(u'/') ? folder : QString(folder + u'/');
+}
+
+bool precedes(const BuildFile &a, const BuildFile &b)
+{
+    return precedesByBytes(a.path, b.path);
 }
 
 } // namespace
@@ -47,24 +63,25 @@ bool precedesByBytes(const QString &a, const QString &b)
 
 QString BuildScan::locationOf(const BuildFile &file) const
 {
-    return QDir(root).filePath(file.path);
+    return folderBelow(root) + file.path;
 }
 
-BuildScanner::BuildScanner(const QString &source, ProgressMeter *meter)
+BuildScanner::BuildScanner(const QString &source, ProgressMeter *meter, int jobs)
     : source_(source)
     , root_(QFileInfo(source).canonicalFilePath())
+    , below_(folderBelow(root_))
     , meter_(meter)
+    , jobs_(jobs)
 {}
 
 BuildScan BuildScanner::scan()
 {
     before_ = nullptr;
     walkAll();
-    std::sort(scan_.files.begin(), scan_.files.end(),
-              [](const BuildFile &a, const BuildFile &b) { return precedesByBytes(a.path, b.path); });
+    std::sort(scan_.files.begin(), scan_.files.end(), precedes);
     scan_.refusals += caseClashes(PathList(scan_.files));
     if (scan_.files.isEmpty() && scan_.refusals.isEmpty()) {
-        scan_.refusals.append(u"\"%1\" holds no files."_s.arg(source_));
+        refuse(u"\"%1\" holds no files."_s.arg(source_));
     }
     return std::exchange(scan_, {});
 }
@@ -73,6 +90,7 @@ bool BuildScanner::stillFinds(const BuildScan &before)
 {
     before_ = &before;
     asBefore_ = 0;
+    next_ = 0;
     walkAll();
     return scan_.refusals.isEmpty() && scan_.files.isEmpty() && asBefore_ == before.files.size();
 }
@@ -86,8 +104,10 @@ void BuildScanner::walkAll()
     entries_ = 0;
     if (QFileInfo(source_).isDir()) {
         walk({}, root_);
+        lookAtWaiting();
+        noteLooks();
     } else {
-        scan_.refusals.append(u"\"%1\" is not a folder."_s.arg(source_));
+        refuse(u"\"%1\" is not a folder."_s.arg(source_));
     }
 }
 
@@ -110,13 +130,12 @@ QList<BuildScanner::Entry> BuildScanner::entriesOf(const QString &folder)
         if (name.lossless) {
             entries.append({name.text, kindOf(*entry)});
         } else {
-            scan_.refusals.append(
-                u"\"%1\" has a name that is not valid Unicode."_s.arg(QDir(folder).filePath(name.text)));
+            refuse(u"\"%1\" has a name that is not valid Unicode."_s.arg(QDir(folder).filePath(name.text)));
         }
     }
     if (failure) {
-        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(folder.isEmpty() ? source_ : folder,
-                                                                  QString::fromStdString(failure.message())));
+        refuse(u"\"%1\" cannot be read: %2."_s.arg(folder.isEmpty() ? source_ : folder,
+                                                   reasonText(QString::fromStdString(failure.message()))));
     }
     std::sort(entries.begin(), entries.end(), [](const Entry &a, const Entry &b) { return a.name < b.name; });
     return entries;
@@ -145,10 +164,9 @@ BuildScanner::Entry::Kind BuildScanner::kindOf(const std::filesystem::directory_
 void BuildScanner::visit(const QString &path, const QString &canonicalFolder, Entry::Kind kind)
 {
     if (path.compare(".velmo"_L1, Qt::CaseInsensitive) == 0) {
-        scan_.refusals.append(
-            u"\"%1\" cannot be published: the launcher keeps its record of an installation there."_s.arg(path));
+        refuse(u"\"%1\" cannot be published: the launcher keeps its record of an installation there."_s.arg(path));
     } else if (const QString refusal = pathRefusal(path); !refusal.isEmpty()) {
-        scan_.refusals.append(refusal);
+        refuse(refusal);
     } else if (kind == Entry::Kind::File) {
         addFile(path);
     } else if (kind == Entry::Kind::Folder) {
@@ -165,30 +183,29 @@ void BuildScanner::visitOther(const QString &path)
     // A junction is no link to Qt, which takes it for where its target lies.
     const QString canonical = (entry.isJunction() ? QFileInfo(entry.junctionTarget()) : entry).canonicalFilePath();
     if (isLink && (!entry.exists() || canonical.isEmpty())) {
-        scan_.refusals.append(u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path));
+        refuse(u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path));
     } else if (isLink && canonical != root_ && !isInside(canonical, root_)) {
-        scan_.refusals.append(u"\"%1\" is a symbolic link that leaves the build, to \"%2\"."_s.arg(path, canonical));
+        refuse(u"\"%1\" is a symbolic link that leaves the build, to \"%2\"."_s.arg(path, canonical));
     } else if (entry.isDir()) {
         visitFolder(path, canonical);
     } else if (entry.isFile()) {
         addFile(path);
     } else {
-        scan_.refusals.append(u"\"%1\" is neither a file nor a folder."_s.arg(path));
+        refuse(u"\"%1\" is neither a file nor a folder."_s.arg(path));
     }
 }
 
 void BuildScanner::visitFolder(const QString &path, const QString &canonical)
 {
     if (ancestors_.contains(canonical)) {
-        scan_.refusals.append(u"\"%1\" is a symbolic link that leads back to a folder around it."_s.arg(path));
+        refuse(u"\"%1\" is a symbolic link that leads back to a folder around it."_s.arg(path));
         return;
     }
     const int visits = ++visits_[canonical];
     if (visits > mostPathsOfAFolder) {
         if (visits == mostPathsOfAFolder + 1) { // one sentence is enough for all the paths that follow
-            scan_.refusals.append(
-                u"\"%1\" leads to the folder \"%2\", which symbolic links already put under %3 other "
-                "paths; more are not followed."_s.arg(path, canonical, QString::number(mostPathsOfAFolder)));
+            refuse(u"\"%1\" leads to the folder \"%2\", which symbolic links already put under %3 other "
+                   "paths; more are not followed."_s.arg(path, canonical, QString::number(mostPathsOfAFolder)));
         }
         return;
     }
@@ -197,11 +214,58 @@ void BuildScanner::visitFolder(const QString &path, const QString &canonical)
     ancestors_.removeLast();
 }
 
+/// Looked at with others, for that takes most of the time of a walk and goes on all cores.
 void BuildScanner::addFile(const QString &path)
 {
-    const FileState state = fileState(locationOf(path));
+    waiting_.append(path);
+    if (waiting_.size() >= (jobs_ == 1 ? 1 : filesOfALook)) {
+        lookAtWaiting();
+    }
+}
+
+/// Goes on while the walk does, which gathers the next ones meanwhile.
+void BuildScanner::lookAtWaiting()
+{
+    noteLooks();
+    looked_ = std::exchange(waiting_, {});
+    states_.resize(static_cast<std::size_t>(looked_.size()));
+    if (jobs_ > 1 && looked_.size() > filesOfAThread) {
+        const qsizetype parts = (looked_.size() + filesOfAThread - 1) / filesOfAThread;
+        const auto look = [this](qsizetype part) { return lookAtPart(part * filesOfAThread), true; };
+        looking_ = std::async(std::launch::async, [this, parts, look] { parallelFor(parts, jobs_, look, [] {}); });
+    } else {
+        for (qsizetype from = 0; from < looked_.size(); from += filesOfAThread) {
+            lookAtPart(from);
+        }
+        noteLooks();
+    }
+}
+
+void BuildScanner::lookAtPart(qsizetype from)
+{
+    FolderLook look(before_ ? FileLook::Attributes : FileLook::Readable);
+    for (qsizetype index = from; index < std::min(from + filesOfAThread, looked_.size()); ++index) {
+        const QString &path = looked_.at(index);
+        const qsizetype name = path.lastIndexOf(u'/') + 1;
+        states_[static_cast<std::size_t>(index)] = look.stateOf(below_ + path.first(name), path.sliced(name));
+    }
+}
+
+void BuildScanner::noteLooks()
+{
+    if (looking_.valid()) {
+        looking_.get();
+    }
+    for (qsizetype index = 0; index < looked_.size(); ++index) {
+        noteLook(looked_.at(index), states_.at(static_cast<std::size_t>(index)));
+    }
+    looked_.clear();
+}
+
+void BuildScanner::noteLook(const QString &path, const FileState &state)
+{
     if (!state.error.isEmpty()) {
-        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, state.error));
+        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(state.error)));
         return;
     }
     note({path, state.size, state.modified, state.changed, state.executable});
@@ -211,15 +275,26 @@ void BuildScanner::addFile(const QString &path)
     }
 }
 
+/// Behind what is to be said of the files before.
+void BuildScanner::refuse(const QString &sentence)
+{
+    lookAtWaiting();
+    noteLooks();
+    scan_.refusals.append(sentence);
+}
+
 /// Takes down \a file, unless it only is to stand as it did.
 void BuildScanner::note(const BuildFile &file)
 {
     if (before_) {
-        const auto found =
-            std::lower_bound(before_->files.begin(), before_->files.end(), file,
-                             [](const BuildFile &a, const BuildFile &b) { return precedesByBytes(a.path, b.path); });
-        if (found != before_->files.end() && found->path == file.path && found->isAsBefore(file)) {
+        const auto end = before_->files.end();
+        auto found = before_->files.begin() + next_;
+        if (found == end || found->path != file.path) {
+            found = std::lower_bound(before_->files.begin(), end, file, precedes);
+        }
+        if (found != end && found->path == file.path && found->isAsBefore(file)) {
             ++asBefore_;
+            next_ = found - before_->files.begin() + 1;
             return;
         }
     }
@@ -240,7 +315,7 @@ void BuildScanner::countEntry()
 
 QString BuildScanner::locationOf(const QString &path) const
 {
-    return path.isEmpty() ? root_ : QDir(root_).filePath(path);
+    return path.isEmpty() ? root_ : QString(below_ + path);
 }
 
 } // namespace velmo::publish

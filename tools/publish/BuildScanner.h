@@ -1,11 +1,15 @@
 #pragma once
 
+#include "publish/FileState.h"
+
 #include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
 
 #include <filesystem>
+#include <future>
+#include <vector>
 
 namespace velmo::publish {
 
@@ -50,8 +54,9 @@ public:
     /// double the paths with every level.
     static constexpr int mostPathsOfAFolder = 64;
 
-    /// What is found is counted on \a meter, which may be null and reports as the walk goes on.
-    explicit BuildScanner(const QString &source, ProgressMeter *meter = nullptr);
+    /// What is found is counted on \a meter, which may be null and reports as the walk goes on. Files are looked at on
+    /// \a jobs threads.
+    explicit BuildScanner(const QString &source, ProgressMeter *meter = nullptr, int jobs = 1);
 
     BuildScan scan();
     /// Walks once more. Whether the build is what \a before says, to the last file; it makes no list to find out.
@@ -74,19 +79,31 @@ private:
     void visitOther(const QString &path);
     void visitFolder(const QString &path, const QString &canonical);
     void addFile(const QString &path);
+    void lookAtWaiting();
+    void lookAtPart(qsizetype from);
+    void noteLooks();
+    void noteLook(const QString &path, const FileState &state);
+    void refuse(const QString &sentence);
     void note(const BuildFile &file);
     void countEntry();
     QString locationOf(const QString &path) const;
 
     QString source_;
-    QString root_; ///< the canonical form of source_
+    QString root_;  ///< the canonical form of source_
+    QString below_; ///< the same, with a slash at its end
     ProgressMeter *meter_;
+    int jobs_;
+    QStringList waiting_;           ///< files that are yet to be looked at
+    QStringList looked_;            ///< those that are being looked at
+    std::vector<FileState> states_; ///< what comes of that
+    std::future<void> looking_;
     QStringList ancestors_;      ///< canonical folders that lead to the one being walked, for loops of links
     QHash<QString, int> visits_; ///< of each canonical folder so far
     qsizetype entries_ = 0;      ///< walked so far: files, folders, and what is refused
     BuildScan scan_;
     const BuildScan *before_ = nullptr; ///< what is compared with, if that is what the walk is for
     qsizetype asBefore_ = 0;            ///< files that stand as they did
+    qsizetype next_ = 0;                ///< the file of before_ that is likely met next
 };
 
 } // namespace velmo::publish

@@ -1,5 +1,7 @@
 #include "publish/ContentStore.h"
 
+#include "publish/FileState.h"
+#include "publish/Reason.h"
 #include "publish/TreeLayout.h"
 
 #include <QDir>
@@ -34,7 +36,7 @@ void removeCounted(const QFileInfo &info, PruneResult &result)
         ++result.files;
         result.bytes += size;
     } else {
-        result.problems.append(u"\"%1\" cannot be removed: %2."_s.arg(info.filePath(), file.errorString()));
+        result.problems.append(u"\"%1\" cannot be removed: %2."_s.arg(info.filePath(), reasonText(file.errorString())));
     }
 }
 
@@ -46,7 +48,7 @@ ContentStore::ContentStore(const QString &folder)
 
 QString ContentStore::filePath(const QString &sha256) const
 {
-    return QDir(folder_).filePath(TreeLayout::contentName(sha256));
+    return folder_ + u'/' + TreeLayout::contentName(sha256);
 }
 
 QString ContentStore::incomingFolder() const
@@ -56,8 +58,8 @@ QString ContentStore::incomingFolder() const
 
 bool ContentStore::holds(const FileDigest &digest) const
 {
-    const QFileInfo info(filePath(digest.sha256));
-    return info.isFile() && info.size() == digest.size;
+    const FileState state = fileState(filePath(digest.sha256), FileLook::Attributes);
+    return state.error.isEmpty() && state.isFile && state.size == digest.size;
 }
 
 PruneResult ContentStore::prune(const QSet<QString> &keep) const

@@ -2,6 +2,7 @@
 
 #include "core/SaveFile.h"
 #include "publish/DecodedName.h"
+#include "publish/Reason.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,7 +22,7 @@ namespace {
 ChannelManifest unreadable(const QString &channel, const QString &path, const std::error_code &failure)
 {
     const QString reason = QString::fromStdString(failure.message());
-    return {channel, path, {}, u"\"%1\" cannot be read: %2."_s.arg(path, reason)};
+    return {channel, path, {}, u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(reason))};
 }
 
 } // namespace
@@ -93,7 +94,7 @@ ChannelManifest ContentTree::readManifest(const QString &channel) const
     ChannelManifest result{channel, manifestPath(channel), {}, {}};
     QFile file(result.path);
     if (!file.open(QIODevice::ReadOnly)) {
-        result.error = u"\"%1\" cannot be read: %2."_s.arg(result.path, file.errorString());
+        result.error = u"\"%1\" cannot be read: %2."_s.arg(result.path, reasonText(file.errorString()));
         return result;
     }
     if (const std::optional<Manifest> manifest = manifestInPieces(result.path)) {
@@ -203,14 +204,14 @@ bool ContentTree::writeManifest(const Manifest &header, const ManifestFiles &fil
     }
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-        *error = u"\"%1\" cannot be written: %2."_s.arg(path, file.errorString());
+        *error = u"\"%1\" cannot be written: %2."_s.arg(path, reasonText(file.errorString()));
         return false;
     }
     for (qsizetype number = 0; number < text.pieces(); ++number) {
         writeAll(file, text.piece(number));
     }
     if (const QString reason = commitOnDrive(file); !reason.isEmpty()) {
-        *error = u"\"%1\" cannot be written: %2."_s.arg(path, reason);
+        *error = u"\"%1\" cannot be written: %2."_s.arg(path, reasonText(reason));
         return false;
     }
     return true;

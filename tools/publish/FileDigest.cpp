@@ -2,9 +2,9 @@
 
 #include "publish/IncomingFile.h"
 #include "publish/ProgressMeter.h"
+#include "publish/Reason.h"
 #include "publish/Sha256.h"
-
-#include <QFile>
+#include "publish/SourceFile.h"
 
 #include <vector>
 
@@ -20,10 +20,10 @@ struct Desk {
     Sha256 hash;
 };
 
-FileDigest unreadable(const QFile &file)
+FileDigest unreadable(const QString &path, const SourceFile &file)
 {
     FileDigest digest;
-    digest.error = u"\"%1\" cannot be read: %2."_s.arg(file.fileName(), file.errorString());
+    digest.error = u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(file.errorString()));
     return digest;
 }
 
@@ -32,9 +32,9 @@ FileDigest unreadable(const QFile &file)
 FileDigest digestFile(const QString &path, ProgressMeter &meter, IncomingFile *copy)
 {
     thread_local Desk desk;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return unreadable(file);
+    SourceFile file(path);
+    if (!file.isOpen()) {
+        return unreadable(path, file);
     }
     FileDigest digest;
     qint64 count = 0;
@@ -49,12 +49,12 @@ FileDigest digestFile(const QString &path, ProgressMeter &meter, IncomingFile *c
         meter.addBytes(count);
     }
     digest.sha256 = desk.hash.take(); // whatever came of it, the next file begins anew
-    return count < 0 ? unreadable(file) : digest;
+    return count < 0 ? unreadable(path, file) : digest;
 }
 
 QString copyError(const QString &path, const QString &copy, const QString &reason)
 {
-    return u"\"%1\" cannot be copied to \"%2\": %3."_s.arg(path, copy, reason);
+    return u"\"%1\" cannot be copied to \"%2\": %3."_s.arg(path, copy, reasonText(reason));
 }
 
 } // namespace velmo::publish

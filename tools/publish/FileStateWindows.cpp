@@ -19,8 +19,10 @@ qint64 nanoseconds(const LARGE_INTEGER &time)
 
 } // namespace
 
-FileState fileState(const QString &location)
+/// Attributes too are told in full of an open file alone.
+FileState fileState(const QString &location, FileLook look)
 {
+    Q_UNUSED(look)
     FileState state;
     QFile file(location);
     FILE_BASIC_INFO info{};
@@ -31,12 +33,23 @@ FileState fileState(const QString &location)
         state.error = qt_error_string();
     } else {
         constexpr QFile::Permissions anyRun = QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
+        state.isFile = (info.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
         state.size = file.size();
         state.modified = nanoseconds(info.LastWriteTime);
         state.changed = nanoseconds(info.ChangeTime);
         state.executable = (QFileInfo(location).permissions() & anyRun) != QFile::Permissions();
     }
     return state;
+}
+
+FileState FolderLook::stateOf(const QString &folder, const QString &name)
+{
+    return fileState(folder + name, look_);
+}
+
+void FolderLook::leave()
+{
+    folder_.clear();
 }
 
 } // namespace velmo::publish

@@ -2,6 +2,7 @@
 
 #include "publish/IncomingFile.h"
 #include "publish/ProgressMeter.h"
+#include "publish/Reason.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -137,8 +138,9 @@ QStringList Incoming::place(ProgressMeter *meter)
         const Copy &copy = copies.at(index);
         const QString reason = reasons.value(index);
         const QString problem =
-            reason.isEmpty() ? placeOne(copy)
-                             : u"\"%1\" cannot be written: %2."_s.arg(store_.filePath(copy.hash.digits()), reason);
+            reason.isEmpty()
+                ? placeOne(copy)
+                : u"\"%1\" cannot be written: %2."_s.arg(store_.filePath(copy.hash.digits()), reasonText(reason));
         if (!problem.isEmpty()) {
             problems.append(problem);
             QFile::remove(pathAt(index));
@@ -171,7 +173,7 @@ QString Incoming::placeOne(const Copy &copy)
         shelves_.insert(shelf);
     }
     if (const QString reason = moved(pathOf(copy.name), target); !reason.isEmpty()) {
-        return u"\"%1\" cannot be written: %2."_s.arg(target, reason);
+        return u"\"%1\" cannot be written: %2."_s.arg(target, reasonText(reason));
     }
     unsettled_.insert(shelf);
     return {};
@@ -183,7 +185,7 @@ QStringList Incoming::settle()
     QStringList problems;
     for (const DriveSync::Failure &failure :
          drive_->sync(folders.size(), [&folders](qsizetype index) { return folders.at(index); })) {
-        problems.append(u"\"%1\" cannot be written: %2."_s.arg(folders.at(failure.file), failure.reason));
+        problems.append(u"\"%1\" cannot be written: %2."_s.arg(folders.at(failure.file), reasonText(failure.reason)));
     }
     if (problems.isEmpty()) {
         unsettled_.clear();

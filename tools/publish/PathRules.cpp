@@ -25,6 +25,16 @@ bool isDownloadInFlight(QStringView segment)
     return segment.endsWith(".part"_L1, Qt::CaseInsensitive);
 }
 
+bool anySegment(QStringView path, bool (*is)(QStringView))
+{
+    for (const QStringView segment : QStringTokenizer(path, u'/')) {
+        if (is(segment)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Stands for a name in lists of a million, where the names themselves would take the memory of the whole build. Equal
 /// names have equal marks; what equal marks say is looked into by the names.
 class Mark {
@@ -203,11 +213,10 @@ QString pathRefusal(const QString &path)
         return u"\"%1\" is not a path that the launcher takes: it allows at most 260 characters, none of "
                "\\ < > : \" | ? * and no control character, and no name that ends in a blank or a dot."_s.arg(path);
     }
-    const QList<QStringView> segments = QStringView(path).split(u'/');
-    if (std::any_of(segments.begin(), segments.end(), isReservedByWindows)) {
+    if (anySegment(path, isReservedByWindows)) {
         return u"\"%1\" holds a name that Windows reserves for a device."_s.arg(path);
     }
-    if (std::any_of(segments.begin(), segments.end(), isDownloadInFlight)) {
+    if (anySegment(path, isDownloadInFlight)) {
         return u"\"%1\" holds a name that ends in \".part\", which the launcher keeps for downloads in flight."_s.arg(
             path);
     }

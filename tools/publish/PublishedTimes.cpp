@@ -1,11 +1,11 @@
 #include "publish/PublishedTimes.h"
 
 #include "core/SaveFile.h"
+#include "publish/Reason.h"
 
 #include <QDir>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cstring>
 
 using namespace Qt::Literals::StringLiterals;
@@ -64,9 +64,8 @@ bool PublishedTimes::forget(const QString &path)
 
 PublishedTimes::Writer::Writer(const QString &path, std::chrono::system_clock::time_point seenAt)
     : file_(path)
+    , seenAt_(seenAt)
 {
-    constexpr std::chrono::seconds coarsestTick(2); // of the clocks that drives keep
-    settledBefore_ = std::chrono::nanoseconds((seenAt - coarsestTick).time_since_epoch()).count();
     QDir().mkpath(QFileInfo(path).path());
     if (file_.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         writeAll(file_, bytesOf(mark));
@@ -75,7 +74,7 @@ PublishedTimes::Writer::Writer(const QString &path, std::chrono::system_clock::t
 
 void PublishedTimes::Writer::add(const BuildFile &file, const ContentHash &hash)
 {
-    if (std::max(file.modified, file.changed) >= settledBefore_) {
+    if (!isSettled(file.modified, file.changed, seenAt_)) {
         return;
     }
     const QByteArray path = file.path.toUtf8();
@@ -96,7 +95,7 @@ QString PublishedTimes::Writer::finish()
         }
     }
     forget(file_.fileName());
-    return u"\"%1\" cannot be written: %2."_s.arg(file_.fileName(), reason);
+    return u"\"%1\" cannot be written: %2."_s.arg(file_.fileName(), reasonText(reason));
 }
 
 } // namespace velmo::publish

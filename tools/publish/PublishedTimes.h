@@ -34,7 +34,7 @@ public:
     private:
         QSaveFile file_;
         QByteArray waiting_;
-        qint64 settledBefore_; ///< ns since the epoch
+        std::chrono::system_clock::time_point seenAt_;
     };
 
     /// Takes the list away. Whether none stands.

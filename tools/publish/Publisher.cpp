@@ -116,7 +116,7 @@ QStringList Publisher::refusals()
     ProgressMeter meter(progress_);
     meter.begin(PublishStep::Scan, 0, 0);
     scannedAt_ = std::chrono::system_clock::now();
-    const BuildScan scan = BuildScanner(order_.source, &meter).scan();
+    const BuildScan scan = BuildScanner(order_.source, &meter, order_.jobs).scan();
     scan_ = scan;
     QStringList refusals = scan.refusals;
     const auto isProgram = [this](const BuildFile &file) { return file.path == order_.executable; };
@@ -133,7 +133,7 @@ QStringList Publisher::refusals()
 QStringList Publisher::publishFiles()
 {
     // Another publisher may have been faster since the refusals were looked for.
-    QStringList problems = publishedRefusals();
+    QStringList problems = isPublishedAsSeen() ? QStringList() : publishedRefusals();
     if (problems.isEmpty()) {
         problems = storeFiles();
     }
@@ -295,6 +295,8 @@ QString Publisher::placeRefusal() const
 QStringList Publisher::publishedRefusals()
 {
     largeFilesBefore_.clear();
+    seenAt_ = std::chrono::system_clock::now();
+    seen_ = fileState(tree_.manifestPath(order_.channel), FileLook::Attributes);
     if (!tree_.hasManifest(order_.channel)) {
         return {};
     }
@@ -316,6 +318,15 @@ QStringList Publisher::publishedRefusals()
         refusals += updateClashes(PathList(whole.manifest.files), PathList(scan_.files));
     }
     return refusals;
+}
+
+/// Whether the channel's manifest is certainly the one that publishedRefusals() has read. Not when it is so young that
+/// another one might bear the same time.
+bool Publisher::isPublishedAsSeen() const
+{
+    const FileState now = fileState(tree_.manifestPath(order_.channel), FileLook::Attributes);
+    return seen_.error.isEmpty() && now.error.isEmpty() && now.size == seen_.size && now.modified == seen_.modified &&
+           now.changed == seen_.changed && isSettled(now.modified, now.changed, seenAt_);
 }
 
 /// Reads the channel's manifest, where it can in pieces, of which no more is kept than the rest of this needs; so
@@ -393,7 +404,7 @@ QStringList Publisher::changedFiles() const
 {
     ProgressMeter meter(progress_);
     meter.begin(PublishStep::Scan, 0, 0);
-    if (BuildScanner(order_.source, &meter).stillFinds(scan_)) {
+    if (BuildScanner(order_.source, &meter, order_.jobs).stillFinds(scan_)) {
         return {};
     }
     const BuildScan now = BuildScanner(order_.source).scan();

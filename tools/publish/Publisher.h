@@ -3,6 +3,7 @@
 #include "publish/BuildScanner.h"
 #include "publish/ContentStore.h"
 #include "publish/ContentTree.h"
+#include "publish/FileState.h"
 #include "publish/Incoming.h"
 #include "publish/ProgressMeter.h"
 #include "publish/TaskResult.h"
@@ -63,6 +64,7 @@ private:
     QString placeRefusal() const;
     QStringList publishedRefusals();
     QStringList updateRefusals(const ChannelManifest &published) const;
+    bool isPublishedAsSeen() const;
     bool lookAtPublished(ChannelManifest *published);
     QStringList pruneRefusals() const;
     void trustTimes();
@@ -78,7 +80,9 @@ private:
     ContentStore store_;
     BuildScan scan_;
     std::chrono::system_clock::time_point scannedAt_;
-    QList<ContentHash> hashes_; ///< of scan_'s files, index by index
+    std::chrono::system_clock::time_point seenAt_; ///< when the channel's manifest was read
+    FileState seen_;                               ///< the manifest, just before
+    QList<ContentHash> hashes_;                    ///< of scan_'s files, index by index
     /// The large files that the channel publishes, by path: a file of the same size is likely the same.
     QHash<QString, FileDigest> largeFilesBefore_;
     PublishResult result_;

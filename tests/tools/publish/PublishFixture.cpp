@@ -7,18 +7,9 @@
 
 #include <algorithm>
 
-#include <sys/fsuid.h>
-#include <unistd.h>
-
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::test {
-
-namespace {
-
-constexpr uid_t nobody = 65534;
-
-} // namespace
 
 PublishFixture::PublishFixture()
 {
@@ -44,15 +35,6 @@ QString PublishFixture::tree() const
 void PublishFixture::write(const QString &path, const QByteArray &bytes) const
 {
     writeFile(QDir(build()).filePath(path), bytes);
-}
-
-void PublishFixture::link(const QString &target, const QString &path) const
-{
-    const QString location = QDir(build()).filePath(path);
-    QDir().mkpath(QFileInfo(location).path());
-    const bool linked = symlink(QFile::encodeName(target).constData(), QFile::encodeName(location).constData()) == 0;
-    Q_ASSERT(linked);
-    Q_UNUSED(linked)
 }
 
 publish::PublishOrder PublishFixture::order() const
@@ -116,15 +98,6 @@ void openToAll(const QString &folder)
 {
     QFile::setPermissions(folder, QFile::permissions(folder) | QFile::ReadGroup | QFile::ExeGroup | QFile::ReadOther |
                                       QFile::ExeOther);
-}
-
-UnprivilegedFileAccess::UnprivilegedFileAccess()
-    : previous_(setfsuid(nobody))
-{}
-
-UnprivilegedFileAccess::~UnprivilegedFileAccess()
-{
-    setfsuid(static_cast<uid_t>(previous_));
 }
 
 } // namespace velmo::test

@@ -41,6 +41,16 @@ QByteArray contentOf(const QString &path);
 /// Whether one of \a sentences holds \a text.
 bool anyContains(const QStringList &sentences, const QString &text);
 
+// What the system says of a file that is not there, of one in a folder that is not there, and of a FullDrive.
+QString noSuchFile();
+QString noSuchFolder();
+QString driveIsFull();
+
+/// Gives what lies at \a path the permissions \a mode, as chmod does. Unix alone.
+bool setMode(const QString &path, unsigned mode);
+/// Makes a pipe with a name. Unix alone.
+bool makePipe(const QByteArray &nativePath);
+
 /// Lets every user look into \a folder, as threads do that open files as someone else.
 void openToAll(const QString &folder);
 

@@ -5,8 +5,6 @@
 
 #include <QDir>
 
-#include <sys/stat.h>
-
 using namespace Qt::Literals::StringLiterals;
 using velmo::publish::ContentStore;
 using velmo::publish::FileDigest;
@@ -20,6 +18,7 @@ class tst_ContentStore : public QObject {
 private slots:
     void fileIsNamedAfterItsHash();
     void fileOfAnotherSizeIsNotHeld();
+    void folderInAFilesPlaceIsNotHeld();
     void pruneKeepsWhatIsNamed();
     void pruneRemovesUnfinishedCopies();
     void pruneLeavesForeignFilesAlone();
@@ -69,6 +68,14 @@ void tst_ContentStore::fileOfAnotherSizeIsNotHeld()
     QVERIFY(!fixture.store().holds(digestOf("content")));
 }
 
+void tst_ContentStore::folderInAFilesPlaceIsNotHeld()
+{
+    const StoreFixture fixture;
+    const QString path = fixture.store().filePath(sha256Of("content"));
+    QVERIFY(QDir().mkpath(path));
+    QVERIFY(!fixture.store().holds({sha256Of("content"), QFileInfo(path).size(), {}}));
+}
+
 void tst_ContentStore::pruneKeepsWhatIsNamed()
 {
     const StoreFixture fixture;
@@ -112,14 +119,14 @@ void tst_ContentStore::pruneNamesWhatItCannotRemove()
 {
     const StoreFixture fixture;
     const QString path = fixture.put("dropped");
-    const QByteArray shelf = QFile::encodeName(QFileInfo(path).path());
-    QCOMPARE(chmod(shelf.constData(), 0555), 0);
+    const QString shelf = QFileInfo(path).path();
+    QVERIFY(velmo::test::setMode(shelf, 0555));
     velmo::publish::PruneResult result;
     {
         const velmo::test::UnprivilegedFileAccess access;
         result = fixture.store().prune({});
     }
-    QCOMPARE(chmod(shelf.constData(), 0755), 0); // so that the fixture can go
+    QVERIFY(velmo::test::setMode(shelf, 0755)); // so that the fixture can go
     QCOMPARE(result.problems, QStringList{u"\"%1\" cannot be removed: Permission denied."_s.arg(path)});
     QCOMPARE(result.files, 0);
 }

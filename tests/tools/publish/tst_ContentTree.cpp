@@ -6,7 +6,6 @@
 #include <QDir>
 
 #include <cerrno>
-#include <sys/stat.h>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::Manifest;
@@ -55,11 +54,12 @@ Manifest smallManifest()
 
 void tst_ContentTree::everythingHasItsPlace()
 {
+    const QString root = QFileInfo(u"/srv/content"_s).absoluteFilePath(); // on the current drive of Windows
     const velmo::publish::ContentTree tree(u"/srv/content/"_s, u"harrowfen"_s);
-    QCOMPARE(tree.root(), u"/srv/content"_s);
-    QCOMPARE(tree.gameFolder(), u"/srv/content/harrowfen"_s);
-    QCOMPARE(tree.contentFolder(), u"/srv/content/harrowfen/files"_s);
-    QCOMPARE(tree.manifestPath(u"beta"_s), u"/srv/content/harrowfen/beta/manifest.json"_s);
+    QCOMPARE(tree.root(), root);
+    QCOMPARE(tree.gameFolder(), QString(root + u"/harrowfen"_s));
+    QCOMPARE(tree.contentFolder(), QString(root + u"/harrowfen/files"_s));
+    QCOMPARE(tree.manifestPath(u"beta"_s), QString(root + u"/harrowfen/beta/manifest.json"_s));
     const QString sha256 = u"cd"_s + QString(62, u'1');
     QCOMPARE(velmo::publish::TreeLayout::contentUrl(sha256), u"../files/cd/"_s + sha256);
 }
@@ -191,7 +191,7 @@ void tst_ContentTree::missingManifestIsNamed()
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     QCOMPARE(tree.readManifest(u"beta"_s).error,
-             u"\"%1\" cannot be read: No such file or directory."_s.arg(tree.manifestPath(u"beta"_s)));
+             u"\"%1\" cannot be read: %2."_s.arg(tree.manifestPath(u"beta"_s), velmo::test::noSuchFolder()));
 }
 
 void tst_ContentTree::manifestsOfAllChannelsAreRead()
@@ -224,14 +224,14 @@ void tst_ContentTree::channelThatMayNotBeEnteredIsNamed()
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     writeFile(tree.manifestPath(u"beta"_s), "{}");
-    const QByteArray folder = QFile::encodeName(tree.gameFolder() + u"/beta"_s);
-    QCOMPARE(chmod(folder.constData(), 0), 0);
+    const QString folder = tree.gameFolder() + u"/beta"_s;
+    QVERIFY(velmo::test::setMode(folder, 0));
     QList<ChannelManifest> manifests;
     {
         const velmo::test::UnprivilegedFileAccess access;
         manifests = tree.readManifests();
     }
-    QCOMPARE(chmod(folder.constData(), 0755), 0); // so that the fixture can go
+    QVERIFY(velmo::test::setMode(folder, 0755)); // so that the fixture can go
     QCOMPARE(manifests.size(), 1);
     QCOMPARE(manifests.first().error, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.manifestPath(u"beta"_s)));
 }
@@ -241,14 +241,14 @@ void tst_ContentTree::gameFolderThatMayNotBeListedIsNamed()
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     writeFile(tree.manifestPath(u"beta"_s), "{}");
-    const QByteArray folder = QFile::encodeName(tree.gameFolder());
-    QCOMPARE(chmod(folder.constData(), 0311), 0);
+    const QString folder = tree.gameFolder();
+    QVERIFY(velmo::test::setMode(folder, 0311));
     QList<ChannelManifest> manifests;
     {
         const velmo::test::UnprivilegedFileAccess access;
         manifests = tree.readManifests();
     }
-    QCOMPARE(chmod(folder.constData(), 0755), 0); // so that the fixture can go
+    QVERIFY(velmo::test::setMode(folder, 0755)); // so that the fixture can go
     QCOMPARE(manifests.size(), 1);
     QCOMPARE(manifests.first().error, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.gameFolder()));
 }

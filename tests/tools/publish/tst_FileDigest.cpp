@@ -60,7 +60,7 @@ void tst_FileDigest::unreadableFileIsNamed()
     velmo::publish::ProgressMeter meter({});
     const QString path = folder.filePath(u"gone"_s);
     QCOMPARE(velmo::publish::digestFile(path, meter).error,
-             u"\"%1\" cannot be read: No such file or directory."_s.arg(path));
+             u"\"%1\" cannot be read: %2."_s.arg(path, velmo::test::noSuchFile()));
 }
 
 void tst_FileDigest::readThatFailsIsNamed()
@@ -92,7 +92,7 @@ void tst_FileDigest::copyThatTakesTooLittleIsNoticed()
         const velmo::test::FullDrive drive(room);
         error = velmo::publish::digestFile(path, meter, &copy).error;
     }
-    QCOMPARE(error, u"\"%1\" cannot be copied to \"%2\": File too large."_s.arg(path, copy.path()));
+    QCOMPARE(error, u"\"%1\" cannot be copied to \"%2\": %3."_s.arg(path, copy.path(), velmo::test::driveIsFull()));
 }
 
 int main(int argc, char **argv)

@@ -35,7 +35,7 @@ Manifest manifestOf(int files)
     manifest.build = 120;
     manifest.notes = u"\n    ]\n        },\n — für alle"_s;
     manifest.executable = u"Data/0"_s;
-    manifest.released = QDateTime(QDate(2026, 3, 1), QTime(12, 0), Qt::UTC);
+    manifest.released = QDateTime::fromString(u"2026-03-01T12:00:00Z"_s, Qt::ISODate);
     for (int number = 0; number < files; ++number) {
         const QString sha256 = velmo::test::sha256Of(QByteArray::number(number));
         const QString letters = QStringList{u""_s, u" 地図"_s, u"😀"_s}.at(number % 3);

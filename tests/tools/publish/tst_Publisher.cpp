@@ -14,7 +14,6 @@
 #include <QSet>
 
 #include <cerrno>
-#include <sys/stat.h>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::Manifest;
@@ -66,6 +65,7 @@ private slots:
     void otherChannelsNamesAreNotCompared();
     void buildPublishedDuringTheWalkIsSeenAtTheSecondLook_data();
     void buildPublishedDuringTheWalkIsSeenAtTheSecondLook();
+    void buildPublishedOverASettledOneIsSeenAtTheSecondLook();
     void secondPublisherIsRefused();
     void lockIsGoneAfterwards();
     void treeThatCannotBeMadeIsNamed();
@@ -232,7 +232,7 @@ void tst_Publisher::namedProgramAndRunBitMakeExecutables()
     fixture.write(u"data"_s, "x");
     fixture.write(u"game.exe"_s, "x");
     fixture.write(u"server"_s, "x");
-    QCOMPARE(chmod(QFile::encodeName(fixture.build() + u"/server"_s).constData(), 0755), 0);
+    QVERIFY(velmo::test::setMode(fixture.build() + u"/server"_s, 0755));
     PublishOrder order = fixture.order();
     order.executable = u"game.exe"_s;
     QCOMPARE(Publisher(order).run().problems, QStringList());
@@ -668,6 +668,21 @@ void tst_Publisher::buildPublishedDuringTheWalkIsSeenAtTheSecondLook()
     QVERIFY2(!QFile::exists(fixture.storedPath("mine")), "nothing was copied");
 }
 
+void tst_Publisher::buildPublishedOverASettledOneIsSeenAtTheSecondLook()
+{
+    const PublishFixture fixture;
+    fixture.write(u"data"_s, "mine");
+    QCOMPARE(fixture.publish().problems, QStringList());
+    const QDateTime settled = QFileInfo(manifestPath(fixture)).metadataChangeTime().addSecs(3);
+    QTRY_VERIFY_WITH_TIMEOUT(QDateTime::currentDateTime() > settled, 60000);
+    const PublishResult result = runWithActionAfter(PublishStep::Scan, secondOrder(fixture), [&fixture] {
+        QCOMPARE(Publisher(secondOrder(fixture)).run().problems, QStringList());
+    });
+    QCOMPARE(result.problems.size(), 1);
+    QVERIFY2(result.problems.first().startsWith("Build 2 is not above build 2"_L1),
+             qUtf8Printable(result.problems.first()));
+}
+
 void tst_Publisher::secondPublisherIsRefused()
 {
     const PublishFixture fixture;
@@ -780,13 +795,16 @@ void tst_Publisher::fileThatChangesToTheSameSizeAndTimeIsNoticed()
     fixture.write(u"data"_s, "old");
     const QString path = fixture.build() + u"/data"_s;
     writeAsOf1970(path, "old");
-    const qint64 changed = QFileInfo(path).metadataChangeTime().toMSecsSinceEpoch();
-    const PublishResult result = runWithActionAt(PublishStep::Copy, fixture.order(), [&path, changed] {
+    const auto changeOf = [](const QString &file) {
+        return velmo::publish::fileState(file, velmo::publish::FileLook::Attributes).changed;
+    };
+    const qint64 changed = changeOf(path);
+    const PublishResult result = runWithActionAt(PublishStep::Copy, fixture.order(), [&path, &changeOf, changed] {
         QDeadlineTimer patience(30000);
         do { // until the drive's clock has moved on
             QVERIFY(!patience.hasExpired());
             writeAsOf1970(path, "new");
-        } while (QFileInfo(path).metadataChangeTime().toMSecsSinceEpoch() == changed);
+        } while (changeOf(path) == changed);
     });
     QCOMPARE(result.problems,
              QStringList{u"\"%1\" changed while it was being published."_s.arg(QFileInfo(path).canonicalFilePath())});
@@ -802,7 +820,7 @@ void tst_Publisher::fileThatVanishesWhileHashingIsNoticed()
     const QString path = QFileInfo(fixture.build() + u"/data"_s).canonicalFilePath();
     const PublishResult result =
         runWithActionAt(PublishStep::Hash, fixture.order(), [&path] { QVERIFY(QFile::remove(path)); });
-    QCOMPARE(result.problems, QStringList{u"\"%1\" cannot be read: No such file or directory."_s.arg(path)});
+    QCOMPARE(result.problems, QStringList{u"\"%1\" cannot be read: %2."_s.arg(path, velmo::test::noSuchFile())});
     QVERIFY(!QFile::exists(manifestPath(fixture)));
 }
 

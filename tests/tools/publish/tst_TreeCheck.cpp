@@ -7,8 +7,6 @@
 #include <QHash>
 #include <QUrl>
 
-#include <sys/stat.h>
-
 using namespace Qt::Literals::StringLiterals;
 using velmo::Manifest;
 using velmo::test::PublishFixture;
@@ -132,7 +130,7 @@ void tst_TreeCheck::somethingElseInTheFilesPlaceIsNamed()
     publishTwoFiles(fixture);
     const QString location = fixture.storedPath("second");
     QVERIFY(QFile::remove(location));
-    QCOMPARE(mkfifo(QFile::encodeName(location).constData(), 0600), 0);
+    QVERIFY(velmo::test::makePipe(QFile::encodeName(location)));
     QCOMPARE(checkOf(fixture).problems, QStringList{u"release: \"b\": \"%1\" is not a file."_s.arg(location)});
 }
 

@@ -8,8 +8,6 @@
 #include <QProcess>
 #include <QSysInfo>
 
-#include <sys/stat.h>
-
 using namespace Qt::Literals::StringLiterals;
 using velmo::publish::TreeLock;
 using velmo::test::contentOf;
@@ -255,7 +253,7 @@ void tst_TreeLock::lockThatCannotBeWrittenIsNamed()
     const LockFixture fixture;
     const QString folder = fixture.folder() + u"/shut"_s;
     QVERIFY(QDir().mkdir(folder));
-    QCOMPARE(chmod(QFile::encodeName(folder).constData(), 0555), 0);
+    QVERIFY(velmo::test::setMode(folder, 0555));
     const velmo::test::UnprivilegedFileAccess access;
     TreeLock lock(folder);
     QVERIFY(!lock.take());
