@@ -78,6 +78,7 @@ int check(const velmo::publish::PublishOrder &order, QTextStream &out, QTextStre
     treeCheck.setProgress([&line](const velmo::publish::PublishProgress &progress) { line.show(progress); });
     const velmo::publish::TreeCheckResult result = treeCheck.run();
     line.clear();
+    printProblems(errors, result.warnings);
     printProblems(errors, result.problems);
     if (!result.problems.isEmpty()) {
         return failed;

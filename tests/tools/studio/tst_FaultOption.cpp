@@ -44,6 +44,8 @@ void tst_FaultOption::everyKindIsRead_data()
     QTest::newRow("negative length-offset")
         << u"/a=length-offset:-9"_s << Fault::LengthOffset << 503 << -9LL << QString();
     QTest::newRow("wrong-range") << u"/a=wrong-range"_s << Fault::WrongRange << 503 << 0LL << QString();
+    QTest::newRow("header") << u"/a=header:Vary:a@b"_s << Fault::Header << 503 << 0LL << u"Vary:a@b"_s;
+    QTest::newRow("no header") << u"/a=header:Vary:"_s << Fault::Header << 503 << 0LL << u"Vary:"_s;
     QTest::newRow("range-refused") << u"/a=range-refused"_s << Fault::RangeRefused << 503 << 0LL << QString();
 }
 
@@ -148,7 +150,7 @@ void tst_FaultOption::everyKindIsDescribedWithAnExampleThatCanBeRead()
             described.insert(option->fault.kind);
         }
     }
-    QCOMPARE(described.size(), int(Fault::RangeRefused) + 1);
+    QCOMPARE(described.size(), int(Fault::Header) + 1);
 }
 
 int main(int argc, char **argv)
