@@ -42,12 +42,13 @@ To publish:
                      option for the same, and do not read it. The tree keeps them in .times.
 
 To check:
-  --check TREE       Read the whole tree and prove it: every manifest is good, and every file that
-                     it names is there with its size and hash. Changes nothing.
+  --check TREE       Read the whole tree and prove it: every manifest is good, the packed one holds
+                     the same, and every file that it names is there with its size and hash. Changes
+                     nothing.
 
 To check what is live:
-  --check ADDRESS    Ask a server for a channel's manifest and for its files, and tell for each thing
-                     that the launcher needs of a server whether it is kept or broken.
+  --check ADDRESS    Ask a server for a channel's manifest and for its files, and tell of each
+                     thing that the launcher needs of a server whether it is kept or broken.
   --sample N         Ask for N of the files alone, the same ones each time.
   --every-byte       Fetch the files whole, and hash them.
   --tree TREE        What was published there: the manifest and parts of the files must be its own.
@@ -61,7 +62,8 @@ For all:
   -h, --help         Show this text.
 
 The tree:
-  TREE/harrowfen/release/manifest.json   what the channel's build consists of
+  TREE/harrowfen/release/manifest.json   what the channel's build consists of; manifest.json.gz
+                                         beside it is the same, packed
   TREE/harrowfen/files/ab/abcd...        each file once, named after the SHA-256 of its bytes
 Builds and channels share the files that are equal. The manifest is replaced last and in one piece,
 so the published build stands until the new one is complete, and also if publishing fails.

@@ -114,6 +114,7 @@ void tst_Gzip::anythingElseIsNotTheSame_data()
     const QByteArray packed = gzipOf({text});
     QTest::newRow("nothing") << QByteArray() << QByteArray();
     QTest::newRow("not packed") << text << text;
+    QTest::newRow("in another frame") << qCompress(text).sliced(4) << text;
     QTest::newRow("shorter text") << packed << text.chopped(1);
     QTest::newRow("longer text") << packed << QByteArray(text + '0');
     QTest::newRow("other text") << packed << QByteArray(text).replace(500'000, 1, "x");

@@ -119,6 +119,8 @@ void tst_FaultOption::mistakesAreExplained_data()
     QTest::newRow("negative bytes") << u"/a=stall:-1"_s << u"this kind is written stall:BYTES"_s;
     QTest::newRow("letters") << u"/a=corrupt:x"_s << u"this kind is written corrupt:OFFSET"_s;
     QTest::newRow("redirect to nowhere") << u"/a=redirect:"_s << u"this kind is written redirect:URL"_s;
+    QTest::newRow("header without a name") << u"/a=header::x"_s << u"this kind is written header:NAME:[VALUE]"_s;
+    QTest::newRow("header without a colon") << u"/a=header:Vary"_s << u"this kind is written header:NAME:[VALUE]"_s;
     QTest::newRow("length-offset without bytes")
         << u"/a=length-offset"_s << u"this kind is written length-offset:BYTES"_s;
     QTest::newRow("argument too many") << u"/a=wrong-range:1"_s << u"this kind is written wrong-range"_s;
