@@ -91,8 +91,8 @@ in the build. It fails if a file of the build changes, goes or comes while it is
 
 Exit codes:
   0  All was done; with --check, the tree or the server is good.
-  1  Refused or failed; with --check, something is wrong with the tree or the server. The reasons are on the
-     error output, a line for each, with control characters of names shown as \n or \x1b.
+  1  Refused or failed; with --check, something is wrong with the tree or the server. The reasons
+     are on the error output, a line for each, with control characters of names shown as \n or \x1b.
   2  The command line is wrong; nothing was looked at.
 
 Examples:

@@ -28,6 +28,15 @@ ChannelManifest unreadable(const QString &channel, const QString &path, const st
     return {channel, path, {}, u"\"%1\" cannot be read: %2."_s.arg(path, reason)};
 }
 
+/// Whether something is at \a path, or cannot be told not to be.
+bool mayBeThere(const QString &path)
+{
+    std::error_code failure;
+    const std::filesystem::file_type type =
+        std::filesystem::symlink_status(QFileInfo(path).filesystemFilePath(), failure).type();
+    return type != std::filesystem::file_type::not_found;
+}
+
 QString notWritten(const QSaveFile &file, const QString &reason)
 {
     return u"\"%1\" cannot be written: %2."_s.arg(file.fileName(), reason);
@@ -128,9 +137,7 @@ FileDigest ContentTree::digest(const QString &address, ProgressMeter &meter) con
 
 bool ContentTree::hasManifest(const QString &channel) const
 {
-    std::error_code failure;
-    const std::filesystem::path path = QFileInfo(manifestPath(channel)).filesystemFilePath();
-    return std::filesystem::symlink_status(path, failure).type() != std::filesystem::file_type::not_found;
+    return mayBeThere(manifestPath(channel));
 }
 
 ChannelManifest ContentTree::readManifest(const QString &channel) const
@@ -180,9 +187,7 @@ TaskResult ContentTree::lookAtPacked(const QString &channel) const
     QFile plain(manifestPath(channel));
     const bool opens = packed.open(QIODevice::ReadOnly | QIODevice::Unbuffered) &&
                        plain.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
-    std::error_code ignored;
-    const std::filesystem::path path = QFileInfo(packed.fileName()).filesystemFilePath();
-    if (std::filesystem::symlink_status(path, ignored).type() == std::filesystem::file_type::not_found) {
+    if (!mayBeThere(packed.fileName())) {
         result.warnings.append(u"\"%1\" is missing, so that players fetch several times the bytes; publish the channel "
                                "once more."_s.arg(packed.fileName()));
     } else if (!opens || !holdsTheSame(packed, plain)) {
@@ -222,7 +227,8 @@ void ContentTree::readFolder(const std::filesystem::directory_entry &folder, QLi
         manifests->append({name.text, path, {}, u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path)});
     } else if (type == std::filesystem::file_type::directory && !name.lossless) {
         manifests->append({name.text, path, {}, u"\"%1\" has a name that is not valid Unicode."_s.arg(path)});
-    } else if (type == std::filesystem::file_type::directory && hasManifest(name.text)) {
+    } else if (type == std::filesystem::file_type::directory &&
+               (hasManifest(name.text) || mayBeThere(packedManifestPath(name.text)))) { // a server may hand out either
         manifests->append(readManifest(name.text));
     }
 }

@@ -88,7 +88,7 @@ private:
     /// Some servers compress what is asked for by GET alone, and only for who takes it.
     void askPacked()
     {
-        if (file_.size == 0 || files_.askedPacked_ >= mostAskedPacked) {
+        if (files_.askedPacked_ >= mostAskedPacked) {
             askForRange();
             return;
         }
@@ -172,8 +172,7 @@ private:
         if (reply.status != 200 || !reply.error.isEmpty()) {
             files_.bytes_.isBroken(u"\"%1\" does not come whole: %2."_s.arg(
                 name(), reply.error.isEmpty() ? QString::number(reply.status) : reply.error));
-        } else if (const QString sha256 = hash_.take();
-                   reply.isTooLong || taken_ != file_.size || sha256 != file_.sha256) {
+        } else if (const QString sha256 = hash_.take(); sha256 != file_.sha256) {
             files_.bytes_.isBroken(u"\"%1\" has %2 bytes with the hash %3 instead of %4 with %5."_s.arg(
                 name(), reply.isTooLong ? u"more"_s : QString::number(taken_), sha256, QString::number(file_.size),
                 file_.sha256));

@@ -30,6 +30,7 @@ private slots:
     void nothingTellsOfABuildWhoseManifestTheDriveDoesNotTake();
     void packedManifestHoldsTheSameEveryTime();
     void packedManifestThatTellsSomethingElseIsNamed();
+    void packedManifestAloneMakesAChannelThatCannotBeRead();
     void channelFolderThatCannotBeMadeIsNamed();
     void damagedManifestIsNamed_data();
     void damagedManifestIsNamed();
@@ -235,6 +236,21 @@ void tst_ContentTree::packedManifestThatTellsSomethingElseIsNamed()
     QCOMPARE(missing.warnings, QStringList{u"\"%1\" is missing, so that players fetch several times the bytes; publish "
                                            "the channel once more."_s.arg(path)});
     QCOMPARE(tree.namedContent(u"release"_s).problems, QStringList());
+}
+
+/// As a kill leaves the first publishing of a channel: players may be on what it names.
+void tst_ContentTree::packedManifestAloneMakesAChannelThatCannotBeRead()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    QString error;
+    QVERIFY(tree.writeManifest(smallManifest(), &error));
+    QVERIFY(QFile::remove(tree.manifestPath(u"release"_s)));
+    QVERIFY(!tree.hasManifest(u"release"_s));
+    const QList<ChannelManifest> manifests = tree.readManifests();
+    QCOMPARE(manifests.size(), 1);
+    QCOMPARE(manifests.first().error,
+             u"\"%1\" cannot be read: No such file or directory."_s.arg(tree.manifestPath(u"release"_s)));
 }
 
 void tst_ContentTree::channelFolderThatCannotBeMadeIsNamed()

@@ -123,6 +123,7 @@ private slots:
     void brokenDemandIsFound();
     void wholeFilesAreHashed_data();
     void wholeFilesAreHashed();
+    void answerThatIsNoManifestIsTold();
     void oldManifestIsFound();
     void manifestThatIsNotPackedIsFound();
     void missingFileIsFound();
@@ -150,6 +151,7 @@ void tst_LiveCheck::init()
     fixture_->write(u"Data/fen.pak"_s, pack());
     fixture_->write(u"empty"_s, "");
     fixture_->write(u"lantern"_s, "lantern");
+    fixture_->write(u"copy of the lantern"_s, "lantern");
     publishInto(studio_->root(), 1);
 }
 
@@ -224,6 +226,7 @@ void tst_LiveCheck::brokenDemandIsFound_data()
     add("file: another part", file, fault(Fault::WrongRange), {ranges});
     add("file: no part", file, fault(Fault::RangeRefused), {ranges});
     add("file: cut", file, at(Fault::CloseAfter, 20, 3), {ranges});
+    add("file: a shorter part", file, at(Fault::LengthOffset, -1, 3), {ranges});
     add("file: another part by its own word", file, with(Fault::Header, u"Content-Range: bytes 0-1/2"_s), {ranges});
     add("file: another byte", file, at(Fault::Corrupt, 160'000), {rightBytes});
     add("file: compressed", file, with(Fault::Header, u"Content-Encoding: br"_s, 1), {plain});
@@ -270,6 +273,14 @@ void tst_LiveCheck::wholeFilesAreHashed()
     order.tree.clear();
     order.everyByte = true;
     QCOMPARE(brokenOf(check(order)), QStringList{broken});
+}
+
+void tst_LiveCheck::answerThatIsNoManifestIsTold()
+{
+    studio_->server().addFault(manifestPath, status(404));
+    const QString address = studio_->url(manifestPath).toString();
+    QCOMPARE(problemsOf(check(order())),
+             QStringList{u"\"%1\" is no manifest for it. It is answered with 404."_s.arg(address)});
 }
 
 void tst_LiveCheck::oldManifestIsFound()

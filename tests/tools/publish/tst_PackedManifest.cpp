@@ -70,7 +70,7 @@ void tst_PackedManifest::launcherTakesItAsItIs()
     QVERIFY2(tree.writeManifest(smallHeader(), {count, at}, &error), qPrintable(error));
     const qint64 size = QFileInfo(tree.manifestPath(u"release"_s)).size();
     const qint64 packed = QFileInfo(tree.packedManifestPath(u"release"_s)).size();
-    QVERIFY2(size > 10 * 1024 * 1024 && packed < size / 4, QByteArray::number(packed).constData());
+    QVERIFY2(size > qint64{10} * 1024 * 1024 && packed < size / 4, QByteArray::number(packed).constData());
 
     velmo::ApiClient client;
     std::optional<ApiResult> result;
