@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QProcess>
 
 #include <optional>
 
@@ -43,7 +44,9 @@ private:
     void phase(int build);
     void disturbedRun(int build, const QString &name);
     Command publish(int build) const;
-    QStringList problemsOfCheck() const;
+    QStringList problemsOfCheck() const { return problemsOfCheck(tree()); }
+    QStringList problemsOfCheck(const QString &tree) const;
+    QStringList problemsForPlayers() const;
     /// The number of the build that the tree serves; 0 when it has no manifest.
     int servedBuild() const;
     QString source() const { return scratch_.home() + u"/build"_s; }
@@ -86,9 +89,7 @@ void PublishTrial::phase(int build)
         problems.append(u"the tree serves build %1 instead of %2 or %3"_s.arg(
             QString::number(served), QString::number(servedBefore), QString::number(builds_.at(build).build)));
     }
-    if (served != 0) {
-        problems += problemsOfCheck();
-    }
+    problems += problemsForPlayers();
     Scratch::makeRoom(scratch_.drive());
     Scratch::makeRoom(scratch_.home());
     outcome_.expectNone(name, problems);
@@ -155,11 +156,35 @@ Command PublishTrial::publish(int build) const
     return {QString::fromUtf8(VELMO_PUBLISH_PROGRAM), arguments, environmentIn(scratch_, tree())};
 }
 
-QStringList PublishTrial::problemsOfCheck() const
+/// What is broken for players, of whom some are handed the packed manifest. It may be that of the other build, as long
+/// as that is whole, too.
+QStringList PublishTrial::problemsForPlayers() const
+{
+    const QString view = test::TestEnvironment::ownFolder() + u"/view"_s;
+    QStringList problems;
+    for (const QString &form : {u"cat"_s, u"gzip -dc"_s}) {
+        const QString manifest = tree() + u"/harrowfen/release/manifest.json"_s + (form == "cat"_L1 ? u""_s : u".gz"_s);
+        if (!QFile::exists(manifest)) {
+            continue;
+        }
+        QDir().mkpath(view + u"/harrowfen/release"_s);
+        QFile::link(tree() + u"/harrowfen/files"_s, view + u"/harrowfen/files"_s);
+        const QString command = form + u" '"_s + manifest + u"' > '"_s + view + u"/harrowfen/release/manifest.json'"_s;
+        if (QProcess::execute(u"sh"_s, {u"-c"_s, command}) != 0) {
+            problems.append(u"\"%1\" cannot be read"_s.arg(manifest));
+        }
+        problems += problemsOfCheck(view);
+        QFile::remove(view + u"/harrowfen/files"_s);
+        QDir(view).removeRecursively();
+    }
+    return problems;
+}
+
+QStringList PublishTrial::problemsOfCheck(const QString &tree) const
 {
     const Run run =
-        runDisturbed(
-            {QString::fromUtf8(VELMO_PUBLISH_PROGRAM), {u"--check"_s, tree()}, environmentIn(scratch_, tree())}, {})
+        runDisturbed({QString::fromUtf8(VELMO_PUBLISH_PROGRAM), {u"--check"_s, tree}, environmentIn(scratch_, tree)},
+                     {})
             .first();
     return run.code == 0 && !run.bySignal ? QStringList() : QStringList(u"--check: "_s + run.errors);
 }

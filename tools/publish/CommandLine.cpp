@@ -22,6 +22,7 @@ constexpr QStringView help =
 Usage:
   velmo-publish --source DIR --out TREE --channel NAME --version TEXT --build N [options]
   velmo-publish --check TREE [--game ID] [--jobs N]
+  velmo-publish --check https://HOST/.../manifest.json [--sample N] [--every-byte] [--tree TREE]
 
 To publish:
   --source DIR       The build folder. Every file in it is published, hidden ones too; empty
@@ -41,17 +42,28 @@ To publish:
                      option for the same, and do not read it. The tree keeps them in .times.
 
 To check:
-  --check TREE       Read the whole tree and prove it: every manifest is good, and every file that
-                     it names is there with its size and hash. Changes nothing.
+  --check TREE       Read the whole tree and prove it: every manifest is good, the packed one holds
+                     the same, and every file that it names is there with its size and hash. Changes
+                     nothing.
 
-For both:
+To check what is live:
+  --check ADDRESS    Ask a server for a channel's manifest and for its files, and tell of each
+                     thing that the launcher needs of a server whether it is kept or broken.
+  --sample N         Ask for N of the files alone, the same ones each time.
+  --every-byte       Fetch the files whole, and hash them.
+  --tree TREE        What was published there: the manifest and parts of the files must be its own.
+  --trust FILE       Certificates in PEM that are trusted beside those of the system, such as that
+                     of a server of one's own.
+
+For all:
   --game ID          The game's folder in the tree; harrowfen if not given.
   --jobs N           How many files to work on at a time, 1 to 256; one for each processor core if
                      not given.
   -h, --help         Show this text.
 
 The tree:
-  TREE/harrowfen/release/manifest.json   what the channel's build consists of
+  TREE/harrowfen/release/manifest.json   what the channel's build consists of; manifest.json.gz
+                                         beside it is the same, packed
   TREE/harrowfen/files/ab/abcd...        each file once, named after the SHA-256 of its bytes
 Builds and channels share the files that are equal. The manifest is replaced last and in one piece,
 so the published build stands until the new one is complete, and also if publishing fails.
@@ -78,9 +90,9 @@ damaged, if another channel's is and --prune is given, or if the build lies in t
 in the build. It fails if a file of the build changes, goes or comes while it is being published.
 
 Exit codes:
-  0  All was done; with --check, the tree is good.
-  1  Refused or failed; with --check, something is wrong with the tree. The reasons are on the
-     error output, a line for each, with control characters of names shown as \n or \x1b.
+  0  All was done; with --check, the tree or the server is good.
+  1  Refused or failed; with --check, something is wrong with the tree or the server. The reasons
+     are on the error output, a line for each, with control characters of names shown as \n or \x1b.
   2  The command line is wrong; nothing was looked at.
 
 Examples:
@@ -89,6 +101,8 @@ Examples:
   velmo-publish --source build/Windows --out /srv/content --channel beta --version 1.3.0-rc1 \
       --build 131 --notes "First release candidate" --prune
   velmo-publish --check /srv/content
+  velmo-publish --check https://cdn.example/harrowfen/release/manifest.json --sample 200 \
+      --tree /srv/content
 )";
 
 QList<QCommandLineOption> allOptions()
@@ -105,6 +119,10 @@ QList<QCommandLineOption> allOptions()
             QCommandLineOption(u"allow-older"_s),
             QCommandLineOption(u"trust-times"_s),
             QCommandLineOption(u"check"_s, {}, u"TREE"_s),
+            QCommandLineOption(u"sample"_s, {}, u"N"_s),
+            QCommandLineOption(u"every-byte"_s),
+            QCommandLineOption(u"tree"_s, {}, u"TREE"_s),
+            QCommandLineOption(u"trust"_s, {}, u"FILE"_s),
             QCommandLineOption(u"game"_s, {}, u"ID"_s, defaultGame),
             QCommandLineOption(u"jobs"_s, {}, u"N"_s)};
 }
@@ -152,8 +170,34 @@ QString jobsMistake(const QCommandLineParser &parser)
                : u"--jobs takes a number from 1 to %1, not \"%2\"."_s.arg(mostJobs).arg(parser.value(u"jobs"_s));
 }
 
+bool isAddress(const QString &place)
+{
+    return place.contains("://"_L1);
+}
+
+QString checkLiveMistake(const QCommandLineParser &parser)
+{
+    static const QStringList fitting = {u"check"_s, u"sample"_s, u"every-byte"_s, u"tree"_s, u"trust"_s, u"game"_s};
+    for (const QString &name : parser.optionNames()) {
+        if (!fitting.contains(name)) {
+            return u"--%1 does not go with --check of a server."_s.arg(name);
+        }
+    }
+    const QUrl address(parser.value(u"check"_s), QUrl::StrictMode);
+    if (!address.isValid() || address.scheme() != "https"_L1 || address.host().isEmpty()) {
+        return u"--check of a server takes an address that begins with https://, not \"%1\"."_s.arg(
+            parser.value(u"check"_s));
+    }
+    bool isNumber = true;
+    const bool isGood = !parser.isSet(u"sample"_s) || (parser.value(u"sample"_s).toInt(&isNumber) > 0 && isNumber);
+    return isGood ? QString() : u"--sample takes a number from 1 on, not \"%1\"."_s.arg(parser.value(u"sample"_s));
+}
+
 QString checkMistake(const QCommandLineParser &parser)
 {
+    if (isAddress(parser.value(u"check"_s))) {
+        return checkLiveMistake(parser);
+    }
     for (const QString &name : parser.optionNames()) {
         if (name != "check"_L1 && name != "game"_L1 && name != "jobs"_L1) {
             return u"--%1 does not go with --check."_s.arg(name);
@@ -164,6 +208,11 @@ QString checkMistake(const QCommandLineParser &parser)
 
 QString publishMistake(const QCommandLineParser &parser)
 {
+    for (const QString &name : {u"sample"_s, u"every-byte"_s, u"tree"_s, u"trust"_s}) {
+        if (parser.isSet(name)) {
+            return u"--%1 goes with --check of a server alone."_s.arg(name);
+        }
+    }
     for (const QString &name : {u"source"_s, u"out"_s, u"channel"_s, u"version"_s, u"build"_s}) {
         if (parser.value(name).isEmpty()) {
             return u"--%1 is missing."_s.arg(name);
@@ -215,6 +264,17 @@ PublishOrder orderOf(const QCommandLineParser &parser)
     return order;
 }
 
+LiveOrder liveOrderOf(const QCommandLineParser &parser)
+{
+    LiveOrder order;
+    order.manifest = QUrl(parser.value(u"check"_s), QUrl::StrictMode);
+    order.tree = parser.value(u"tree"_s);
+    order.game = parser.value(u"game"_s);
+    order.sample = parser.value(u"sample"_s).toInt();
+    order.everyByte = parser.isSet(u"every-byte"_s);
+    return order;
+}
+
 } // namespace
 
 CommandLine parseCommandLine(const QStringList &arguments)
@@ -231,7 +291,11 @@ CommandLine parseCommandLine(const QStringList &arguments)
         return line;
     }
     line.mistake = mistakeIn(parser);
-    if (line.mistake.isEmpty()) {
+    if (line.mistake.isEmpty() && isAddress(parser.value(u"check"_s))) {
+        line.task = CommandLine::Task::CheckLive;
+        line.live = liveOrderOf(parser);
+        line.trust = parser.value(u"trust"_s);
+    } else if (line.mistake.isEmpty()) {
         line.task = parser.isSet(u"check"_s) ? CommandLine::Task::Check : CommandLine::Task::Publish;
         line.order = orderOf(parser);
     }

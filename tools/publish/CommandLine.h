@@ -1,5 +1,6 @@
 #pragma once
 
+#include "publish/LiveCheck.h"
 #include "publish/Publisher.h"
 
 #include <QString>
@@ -9,11 +10,13 @@ namespace velmo::publish {
 
 /// What the arguments of velmo-publish ask for.
 struct CommandLine {
-    enum class Task { Help, Publish, Check, Mistake };
+    enum class Task { Help, Publish, Check, CheckLive, Mistake };
 
     Task task = Task::Mistake;
     QString mistake;    ///< a sentence, for Mistake
     PublishOrder order; ///< whole for Publish; for Check its tree, game and jobs
+    LiveOrder live;     ///< for CheckLive, but for what it trusts
+    QString trust;      ///< for CheckLive: a file of certificates; may be empty
 };
 
 /// \a arguments begin with the program's name.

@@ -2,6 +2,8 @@
 
 #include "core/SaveFile.h"
 #include "publish/DecodedName.h"
+#include "publish/Gzip.h"
+#include "publish/ParallelFor.h"
 #include "publish/Reason.h"
 
 #include <QDir>
@@ -10,8 +12,10 @@
 #include <QMutex>
 #include <QMutexLocker>
 #include <QSaveFile>
+#include <QThread>
 
 #include <algorithm>
+#include <vector>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -23,6 +27,51 @@ ChannelManifest unreadable(const QString &channel, const QString &path, const st
 {
     const QString reason = QString::fromStdString(failure.message());
     return {channel, path, {}, u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(reason))};
+}
+
+/// Whether something is at \a path, or cannot be told not to be.
+bool mayBeThere(const QString &path)
+{
+    std::error_code failure;
+    const std::filesystem::file_type type =
+        std::filesystem::symlink_status(QFileInfo(path).filesystemFilePath(), failure).type();
+    return type != std::filesystem::file_type::not_found;
+}
+
+QString notWritten(const QSaveFile &file, const QString &reason)
+{
+    return u"\"%1\" cannot be written: %2."_s.arg(file.fileName(), reasonText(reason));
+}
+
+/// Writes \a text as it is and packed, some pieces at a time.
+void writeBoth(const ManifestText &text, QSaveFile &plain, QSaveFile &packed)
+{
+    struct Piece {
+        QByteArray text;
+        PackedPart packed;
+    };
+    const int threads = std::max(1, QThread::idealThreadCount());
+    std::vector<Piece> pieces(4 * static_cast<std::size_t>(threads));
+    const auto some = static_cast<qsizetype>(pieces.size());
+    GzipFrame frame;
+    writeAll(packed, GzipFrame::begin());
+    for (qsizetype from = 0; from < text.pieces(); from += some) {
+        const qsizetype count = std::min(some, text.pieces() - from);
+        const auto make = [&text, &pieces, from](qsizetype index) {
+            Piece &piece = pieces.at(static_cast<std::size_t>(index));
+            piece.text = text.piece(from + index);
+            piece.packed = pack(piece.text);
+            return true;
+        };
+        parallelFor(count, threads, make, [] {});
+        for (qsizetype index = 0; index < count; ++index) {
+            const Piece &piece = pieces.at(static_cast<std::size_t>(index));
+            writeAll(plain, piece.text);
+            writeAll(packed, piece.packed.bytes);
+            frame.add(piece.packed);
+        }
+    }
+    writeAll(packed, frame.end());
 }
 
 } // namespace
@@ -45,6 +94,11 @@ QString ContentTree::contentFolder() const
 QString ContentTree::manifestPath(const QString &channel) const
 {
     return nameOf(layout_.manifest(channel));
+}
+
+QString ContentTree::packedManifestPath(const QString &channel) const
+{
+    return nameOf(layout_.packedManifest(channel));
 }
 
 QString ContentTree::timesPath(const QString &channel) const
@@ -84,9 +138,7 @@ FileDigest ContentTree::digest(const QString &address, ProgressMeter &meter) con
 
 bool ContentTree::hasManifest(const QString &channel) const
 {
-    std::error_code failure;
-    const std::filesystem::path path = QFileInfo(manifestPath(channel)).filesystemFilePath();
-    return std::filesystem::symlink_status(path, failure).type() != std::filesystem::file_type::not_found;
+    return mayBeThere(manifestPath(channel));
 }
 
 ChannelManifest ContentTree::readManifest(const QString &channel) const
@@ -129,6 +181,23 @@ ChannelManifest ContentTree::readManifestInPieces(const QString &channel,
     return result;
 }
 
+TaskResult ContentTree::lookAtPacked(const QString &channel) const
+{
+    TaskResult result;
+    QFile packed(packedManifestPath(channel));
+    QFile plain(manifestPath(channel));
+    const bool opens = packed.open(QIODevice::ReadOnly | QIODevice::Unbuffered) &&
+                       plain.open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    if (!mayBeThere(packed.fileName())) {
+        result.warnings.append(u"\"%1\" is missing, so that players fetch several times the bytes; publish the channel "
+                               "once more."_s.arg(packed.fileName()));
+    } else if (!opens || !holdsTheSame(packed, plain)) {
+        result.problems.append(u"\"%1\" does not hold the manifest beside it; publish the channel once more, or delete "
+                               "the file."_s.arg(packed.fileName()));
+    }
+    return result;
+}
+
 QList<ChannelManifest> ContentTree::readManifests() const
 {
     QList<ChannelManifest> manifests;
@@ -159,7 +228,8 @@ void ContentTree::readFolder(const std::filesystem::directory_entry &folder, QLi
         manifests->append({name.text, path, {}, u"\"%1\" is a symbolic link that leads nowhere."_s.arg(path)});
     } else if (type == std::filesystem::file_type::directory && !name.lossless) {
         manifests->append({name.text, path, {}, u"\"%1\" has a name that is not valid Unicode."_s.arg(path)});
-    } else if (type == std::filesystem::file_type::directory && hasManifest(name.text)) {
+    } else if (type == std::filesystem::file_type::directory &&
+               (hasManifest(name.text) || mayBeThere(packedManifestPath(name.text)))) { // a server may hand out either
         manifests->append(readManifest(name.text));
     }
 }
@@ -172,6 +242,7 @@ NamedContent ContentTree::namedContent(const QString &channel) const
         if (!manifest.error.isEmpty()) {
             named.problems.append(manifest.error);
         }
+        named.problems += lookAtPacked(manifest.channel).problems; // players may be on the build that it tells of
         for (const ManifestFile &file : manifest.manifest.files) {
             named.hashes.insert(file.sha256);
         }
@@ -202,16 +273,26 @@ bool ContentTree::writeManifest(const Manifest &header, const ManifestFiles &fil
         *error = u"The folder \"%1\" cannot be made."_s.arg(folder);
         return false;
     }
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-        *error = u"\"%1\" cannot be written: %2."_s.arg(path, reasonText(file.errorString()));
+    QSaveFile plain(path);
+    QSaveFile packed(packedManifestPath(header.channel));
+    for (QSaveFile *file : {&plain, &packed}) {
+        if (!file->open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+            *error = notWritten(*file, file->errorString());
+            return false;
+        }
+    }
+    writeBoth(text, plain, packed);
+    if (plain.error() != QFileDevice::NoError) {
+        *error = notWritten(plain, plain.errorString());
         return false;
     }
-    for (qsizetype number = 0; number < text.pieces(); ++number) {
-        writeAll(file, text.piece(number));
+    if (const QString reason = commitOnDrive(packed); !reason.isEmpty()) {
+        *error = notWritten(packed, reason);
+        return false;
     }
-    if (const QString reason = commitOnDrive(file); !reason.isEmpty()) {
-        *error = u"\"%1\" cannot be written: %2."_s.arg(path, reasonText(reason));
+    if (const QString reason = commitOnDrive(plain); !reason.isEmpty()) {
+        *error = notWritten(plain, reason);
+        QFile::remove(packed.fileName()); // it tells of a build that is not published
         return false;
     }
     return true;

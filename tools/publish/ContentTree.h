@@ -27,6 +27,7 @@ public:
     QString gameFolder() const;
     QString contentFolder() const;
     QString manifestPath(const QString &channel) const;
+    QString packedManifestPath(const QString &channel) const;
     QString timesPath(const QString &channel) const;
 
     TreeLayout layout() const override { return layout_; }
@@ -38,6 +39,7 @@ public:
     /// no files.
     ChannelManifest readManifestInPieces(const QString &channel,
                                          const std::function<void(const Manifest &)> &take) const;
+    TaskResult lookAtPacked(const QString &channel) const override;
     qint64 sizeOf(const QString &address) const override;
     FileDigest digest(const QString &address, ProgressMeter &meter) const override;
 
@@ -49,6 +51,8 @@ public:
     /// What all manifests name together, among which that of \a channel must be.
     NamedContent namedContent(const QString &channel) const;
     /// Puts \a manifest in place of its channel's, atomically and only if the launcher reads it back as it was meant.
+    /// The packed one goes first: whoever is cut off between the two has left the old build's number standing, so that
+    /// publishing once more is not refused, and both name files that are there.
     [[nodiscard]] bool writeManifest(const Manifest &manifest, QString *error) const;
     /// The same of \a files, with all else from \a header.
     [[nodiscard]] bool writeManifest(const Manifest &header, const ManifestFiles &files, QString *error) const;

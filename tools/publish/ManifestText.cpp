@@ -1,6 +1,5 @@
 #include "publish/ManifestText.h"
 
-#include "core/SaveFile.h"
 #include "publish/ParallelFor.h"
 
 #include <QFile>
@@ -24,22 +23,25 @@ constexpr qsizetype filesOfAPiece = 1000;
 constexpr qsizetype bytesOfAPiece = qsizetype{512} * 1024; // about, when it is read
 constexpr qsizetype bytesOfAnEntry = qsizetype{16} * 1024; // more than the longest path can make it
 
-// In a text that jsonForFile has made, no string holds a line break, so these stand where they seem to.
-constexpr QByteArrayView filesBegin = "\n    \"files\": [\n";
-constexpr QByteArrayView filesEnd = "\n    ]";
-constexpr QByteArrayView entryEnd = "\n        },\n";
+// No string of a text holds a quotation mark without a stroke before it, so these stand where they seem to.
+constexpr QByteArrayView filesBegin = ",\"files\":[";
+constexpr QByteArrayView filesEnd = "],\"notes\":";
+constexpr QByteArrayView entryBegin = "{\"executable\":";
+constexpr QByteArrayView between = "},{\"executable\":";
 
 int threads()
 {
     return std::max(1, QThread::idealThreadCount());
 }
 
-QByteArray textOf(const Manifest &manifest)
+/// Without blanks and line breaks, since every launcher fetches it at every start. Qt's reader drops a byte order mark
+/// that a text begins with, so such a mark is written as an escape.
+QByteArray compact(const QJsonObject &object)
 {
-    return jsonForFile(manifest.toJson());
+    return QJsonDocument(object).toJson(QJsonDocument::Compact).replace("\"\xEF\xBB\xBF", "\"\\ufeff");
 }
 
-/// A string as jsonForFile writes it.
+/// A string as compact() writes it.
 QByteArray quoted(const QString &text)
 {
     const auto isPlain = [](QChar c) {
@@ -48,9 +50,9 @@ QByteArray quoted(const QString &text)
     if (std::all_of(text.begin(), text.end(), isPlain)) {
         return '"' + text.toUtf8() + '"';
     }
-    constexpr qsizetype before = QByteArrayView("{\n    \"\": ").size();
-    constexpr qsizetype behind = QByteArrayView("\n}\n").size();
-    const QByteArray object = jsonForFile({{QString(), text}});
+    constexpr qsizetype before = QByteArrayView("{\"\":").size();
+    constexpr qsizetype behind = QByteArrayView("}").size();
+    const QByteArray object = compact({{QString(), text}});
     return object.sliced(before, object.size() - before - behind);
 }
 
@@ -66,6 +68,31 @@ struct Pieces {
     QByteArray tail;
     std::vector<qint64> bounds; ///< one more than there are pieces
 };
+
+/// Whether what stands around the files is just what ManifestText writes there.
+bool isOurs(const Pieces &around)
+{
+    QString ignored;
+    const Manifest header = parsedManifest(around.head + around.tail, &ignored);
+    return header.valid && compact(header.toJson()) == around.head + around.tail;
+}
+
+/// Whether a list begins or ends in \a entries, apart from their strings. Then the files' own may end there.
+bool holdsLists(QByteArrayView entries)
+{
+    bool isString = false;
+    for (qsizetype index = 0; index < entries.size(); ++index) {
+        const char c = entries.at(index);
+        if (c == '"') {
+            isString = !isString;
+        } else if (isString && c == '\\') {
+            ++index;
+        } else if (!isString && (c == '[' || c == ']')) {
+            return true;
+        }
+    }
+    return false;
+}
 
 QByteArray bytesAt(QFile &file, qint64 from, qint64 to)
 {
@@ -86,15 +113,18 @@ std::optional<Pieces> piecesOf(QFile &file)
     }
     pieces.head.truncate(begin + filesBegin.size());
     pieces.tail.remove(0, end);
+    if (!isOurs(pieces)) {
+        return std::nullopt;
+    }
     const qint64 bodyEnd = tailFrom + end;
     pieces.bounds.push_back(pieces.head.size());
     while (bodyEnd - pieces.bounds.back() > 2 * bytesOfAPiece) {
         const qint64 near = pieces.bounds.back() + bytesOfAPiece;
-        const qsizetype bound = bytesAt(file, near, near + bytesOfAnEntry).indexOf(entryEnd);
+        const qsizetype bound = bytesAt(file, near, near + bytesOfAnEntry).indexOf(between);
         if (bound < 0) {
             return std::nullopt;
         }
-        pieces.bounds.push_back(near + bound + entryEnd.size());
+        pieces.bounds.push_back(near + bound + between.size() - entryBegin.size());
     }
     pieces.bounds.push_back(bodyEnd);
     return bodyEnd > pieces.bounds.front() ? std::optional(pieces) : std::nullopt;
@@ -106,11 +136,11 @@ Manifest parsedPiece(const QString &path, const Pieces &pieces, std::size_t numb
     QByteArray body = file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)
                           ? bytesAt(file, pieces.bounds.at(number), pieces.bounds.at(number + 1))
                           : QByteArray();
-    if (body.contains(filesEnd)) {
-        return {}; // more than one list
+    if (holdsLists(body)) {
+        return {};
     }
     if (number + 2 < pieces.bounds.size()) {
-        body.chop(2); // a comma and the line's end
+        body.chop(1); // the comma
     }
     QString ignored;
     return parsedManifest(pieces.head + body + pieces.tail, &ignored);
@@ -138,10 +168,10 @@ ManifestText::ManifestText(const Manifest &header, const ManifestFiles &files)
     , files_(files)
 {
     header_.files.clear();
-    tail_ = textOf(header_);
+    tail_ = compact(header_.toJson());
     const qsizetype begin = tail_.indexOf(filesBegin) + filesBegin.size();
     head_ = tail_.first(begin);
-    tail_.remove(0, begin - 1); // the line's end stands behind the files
+    tail_.remove(0, begin);
 }
 
 qsizetype ManifestText::pieces() const
@@ -152,11 +182,7 @@ qsizetype ManifestText::pieces() const
 QByteArray ManifestText::piece(qsizetype number) const
 {
     const bool isLast = number == pieces() - 1;
-    const QByteArray begin = number == 0 ? head_ : QByteArray();
-    if (files_.count == 0) {
-        return begin + tail_.mid(1);
-    }
-    return begin + entries(number) + (isLast ? tail_ : QByteArray(",\n"));
+    return (number == 0 ? head_ : QByteArray()) + entries(number) + (isLast ? tail_ : QByteArray(","));
 }
 
 /// Without what stands around the list.
@@ -164,16 +190,12 @@ QByteArray ManifestText::entries(qsizetype number) const
 {
     QByteArray text;
     for (const ManifestFile &file : files_.some(number * filesOfAPiece, filesOfAPiece)) {
-        if (!text.isEmpty()) {
-            text += entryEnd;
-        }
-        text += QByteArrayView("        {\n            \"executable\": ");
+        text += text.isEmpty() ? entryBegin : between;
         text += file.executable ? QByteArrayView("true") : QByteArrayView("false");
-        text += ",\n            \"path\": " + quoted(file.path) + ",\n            \"sha256\": " + quoted(file.sha256) +
-                ",\n            \"size\": " + QByteArray::number(file.size) +
-                ",\n            \"url\": " + quoted(file.url);
+        text += ",\"path\":" + quoted(file.path) + ",\"sha256\":" + quoted(file.sha256) +
+                ",\"size\":" + QByteArray::number(file.size) + ",\"url\":" + quoted(file.url);
     }
-    return text + "\n        }";
+    return text.isEmpty() ? text : text + '}';
 }
 
 std::optional<QString> ManifestText::difference() const
@@ -193,8 +215,7 @@ std::optional<QString> ManifestText::difference() const
 std::optional<QString> ManifestText::differenceIn(qsizetype number) const
 {
     QString reason;
-    const QByteArray list = files_.count == 0 ? tail_.mid(1) : entries(number) + tail_;
-    Manifest readBack = parsedManifest(head_ + list, &reason);
+    Manifest readBack = parsedManifest(head_ + entries(number) + tail_, &reason);
     const QList<ManifestFile> files = std::exchange(readBack.files, {});
     const QList<ManifestFile> meant = files_.some(number * filesOfAPiece, filesOfAPiece);
     const bool isSame = readBack.valid && readBack.toJson() == header_.toJson() &&

@@ -21,7 +21,7 @@ struct ManifestFiles {
 };
 
 /// The text of a manifest, made in pieces of some files each: as one document, a list of a million takes many times the
-/// memory of the list. All pieces together are what jsonForFile writes of the whole.
+/// memory of the list. All pieces together are what Qt writes of the whole, compactly.
 class ManifestText {
 public:
     /// Of \a header, whose own files are none, and of \a files.

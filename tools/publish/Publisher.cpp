@@ -354,8 +354,15 @@ QStringList Publisher::pruneRefusals() const
     QStringList refusals;
     if (order_.prune) {
         for (const ChannelManifest &other : tree_.readManifests()) {
-            if (!other.error.isEmpty() && other.channel != order_.channel) {
-                refusals.append(other.error + u" What it names is not known, so nothing can be pruned."_s);
+            if (other.channel == order_.channel) {
+                continue;
+            }
+            QStringList errors = tree_.lookAtPacked(other.channel).problems;
+            if (!other.error.isEmpty()) {
+                errors = QStringList{other.error};
+            }
+            for (const QString &error : errors) {
+                refusals.append(error + u" What it names is not known, so nothing can be pruned."_s);
             }
         }
     }

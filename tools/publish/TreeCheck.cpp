@@ -59,6 +59,10 @@ TreeCheckResult TreeCheck::run()
     for (const ChannelManifest &channel : channels) {
         if (!channel.error.isEmpty()) {
             result.problems.append(channel.error);
+        } else {
+            const TaskResult packed = tree_.lookAtPacked(channel.channel);
+            result.problems += packed.problems;
+            result.warnings += packed.warnings;
         }
         for (const ManifestFile &file : channel.manifest.files) {
             const QString problem = problemOf(channel, file);

@@ -46,6 +46,11 @@ QString TreeLayout::manifest(const QString &channel) const
     return game_ + u'/' + channel + u"/manifest.json"_s;
 }
 
+QString TreeLayout::packedManifest(const QString &channel) const
+{
+    return manifest(channel) + u".gz"_s;
+}
+
 QString TreeLayout::times(const QString &channel) const
 {
     return game_ + u"/.times/"_s + channel;

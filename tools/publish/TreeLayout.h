@@ -29,6 +29,8 @@ public:
     QString gameFolder() const { return game_; }
     QString contentFolder() const;
     QString manifest(const QString &channel) const;
+    /// The same packed, for a server to hand out in its place.
+    QString packedManifest(const QString &channel) const;
     /// The list that --trust-times keeps. It goes to no server, and no channel has a name like that of its folder.
     QString times(const QString &channel) const;
 

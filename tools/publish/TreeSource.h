@@ -2,6 +2,7 @@
 
 #include "data/Manifest.h"
 #include "publish/FileDigest.h"
+#include "publish/TaskResult.h"
 #include "publish/TreeLayout.h"
 
 #include <QList>
@@ -34,6 +35,9 @@ public:
     virtual QString nameOf(const QString &address) const = 0;
 
     virtual ChannelManifest readManifest(const QString &channel) const = 0;
+    /// What is wrong with the packed manifest beside that of \a channel, which a server may hand out in its place: a
+    /// problem if it does not hold the same, a warning if it is not there. Nothing where a source has no such file.
+    virtual TaskResult lookAtPacked(const QString & /*channel*/) const { return {}; }
     /// The size of the file at \a address as far as it is told without reading it; for a show of progress.
     virtual qint64 sizeOf(const QString &address) const = 0;
     /// Reads the file at \a address from end to end. May be called from any thread.

@@ -1,11 +1,13 @@
 #include "core/Format.h"
 #include "publish/CommandLine.h"
+#include "publish/LiveCheck.h"
 #include "publish/OneLine.h"
 #include "publish/ProgressLine.h"
 #include "publish/Publisher.h"
 #include "publish/TreeCheck.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QTextStream>
 
 #include <cstdio>
@@ -78,11 +80,67 @@ int check(const velmo::publish::PublishOrder &order, QTextStream &out, QTextStre
     treeCheck.setProgress([&line](const velmo::publish::PublishProgress &progress) { line.show(progress); });
     const velmo::publish::TreeCheckResult result = treeCheck.run();
     line.clear();
+    printProblems(errors, result.warnings);
     printProblems(errors, result.problems);
     if (!result.problems.isEmpty()) {
         return failed;
     }
     out << u"The tree is good. Manifests: %1; files: %2."_s.arg(result.manifests).arg(result.files) << Qt::endl;
+    return done;
+}
+
+QStringView stateOf(const velmo::publish::LiveDemand &demand)
+{
+    switch (demand.state) {
+    case velmo::publish::LiveDemand::State::Kept:
+        return u"kept";
+    case velmo::publish::LiveDemand::State::Broken:
+        return u"broken";
+    case velmo::publish::LiveDemand::State::NotAsked:
+        break;
+    }
+    return u"not asked";
+}
+
+bool readTrusted(const QString &path, QList<QSslCertificate> *certificates, QTextStream &errors)
+{
+    if (path.isEmpty()) {
+        return true;
+    }
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        *certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
+    }
+    if (certificates->isEmpty()) {
+        const QString reason = file.isOpen() ? u"There is no certificate in it"_s : file.errorString();
+        printProblems(errors, {u"\"%1\" cannot be read: %2."_s.arg(path, reason)});
+    }
+    return !certificates->isEmpty();
+}
+
+int checkLive(velmo::publish::LiveOrder order, const QString &trust, QTextStream &out, QTextStream &errors)
+{
+    if (!readTrusted(trust, &order.trusted, errors)) {
+        return failed;
+    }
+    velmo::publish::ProgressLine line(out, isOutputATerminal());
+    velmo::publish::LiveCheck liveCheck(order);
+    liveCheck.setProgress([&line](const velmo::publish::PublishProgress &progress) { line.show(progress); });
+    const velmo::publish::LiveResult result = liveCheck.run();
+    line.clear();
+    for (const velmo::publish::LiveDemand &demand : result.demands) {
+        out << u"%1 %2."_s.arg(stateOf(demand).toString() + u':', -10).arg(demand.text) << Qt::endl;
+        for (const QString &problem : demand.problems) {
+            printProblems(errors, {u"%1: %2"_s.arg(demand.text, problem)});
+        }
+    }
+    if (!result.isGood()) {
+        return failed;
+    }
+    out << u"The server is good. Build %1; files: %2, asked for: %3."_s.arg(result.manifest.build)
+               .arg(result.files)
+               .arg(result.filesAsked)
+        << Qt::endl;
     return done;
 }
 
@@ -102,6 +160,8 @@ int main(int argc, char **argv)
         return publish(line.order, out, errors);
     case velmo::publish::CommandLine::Task::Check:
         return check(line.order, out, errors);
+    case velmo::publish::CommandLine::Task::CheckLive:
+        return checkLive(line.live, line.trust, out, errors);
     case velmo::publish::CommandLine::Task::Mistake:
         errors << velmo::publish::onOneLine(line.mistake) << Qt::endl << u"See velmo-publish --help."_s << Qt::endl;
         return wrongUsage;

@@ -14,7 +14,7 @@ namespace velmo::studio {
 namespace {
 
 struct Kind {
-    enum Argument { None, StatusCode, Count, Offset, Address };
+    enum Argument { None, StatusCode, Count, Offset, Address, HeaderLine };
 
     QLatin1StringView name;
     Fault::Kind kind;
@@ -43,6 +43,8 @@ constexpr std::array kinds{
          "answers 206 to a Range request with bytes from offset 0 instead"_L1, "/game.pak=wrong-range@2"_L1},
     Kind{"range-refused"_L1, Fault::RangeRefused, Kind::None, "range-refused"_L1,
          "answers 416 to every Range request"_L1, "/game.pak=range-refused@2-2"_L1},
+    Kind{"header"_L1, Fault::Header, Kind::HeaderLine, "header:NAME:[VALUE]"_L1,
+         "has this header in place of its own, or none of that name"_L1, "/game.pak=header:Cache-Control:no-store"_L1},
 };
 
 constexpr int smallestStatus = 200;
@@ -68,6 +70,9 @@ bool setArgument(Fault &fault, const Kind &kind, const QString &argument)
     case Kind::Address:
         fault.location = argument;
         return !argument.isEmpty();
+    case Kind::HeaderLine:
+        fault.location = argument;
+        return argument.indexOf(u':') > 0;
     }
     return false;
 }

@@ -75,6 +75,17 @@ bool HttpRequest::wantsKeepAlive() const
     return minorVersion >= 1 && !headers.value("connection").toLower().contains("close");
 }
 
+bool HttpRequest::takesGzip() const
+{
+    const QByteArrayList codings = headers.value("accept-encoding").toLower().split(',');
+    return std::any_of(codings.begin(), codings.end(), [](const QByteArray &coding) {
+        const QByteArrayList words = coding.simplified().replace(' ', QByteArray()).split(';');
+        const bool isRefused =
+            words.size() > 1 && words.at(1).startsWith("q=") && words.at(1).sliced(2).toDouble() == 0;
+        return words.first() == "gzip" && !isRefused;
+    });
+}
+
 bool HttpRequest::hasChunkedBody() const
 {
     return headers.contains("transfer-encoding");

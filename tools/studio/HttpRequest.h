@@ -29,6 +29,8 @@ struct HttpRequest {
 
     /// Whether the client means to send another request on this connection.
     bool wantsKeepAlive() const;
+    /// Whether the client unpacks what comes packed by gzip.
+    bool takesGzip() const;
     /// Whether a body follows whose end only its own framing tells.
     bool hasChunkedBody() const;
 

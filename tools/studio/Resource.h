@@ -20,6 +20,8 @@ struct Resource {
     std::unique_ptr<QIODevice> device;
     qint64 size = 0;
     QByteArray contentType;
+    QByteArray contentEncoding = {}; ///< how it is packed; empty when it is not
+    bool hasPackedForm = false;      ///< whether clients that unpack get something else than those that do not
 
     /// Nothing when the file cannot be read.
     static std::optional<Resource> ofFile(const QString &fileName);

@@ -2,10 +2,25 @@
 
 #include "studio/ByteRange.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace velmo::studio {
+
+namespace {
+
+/// What lies in the folder of content files is named after its hash and never changes. Anything else may.
+QByteArray cacheControlOf(const QString &path)
+{
+    static const QRegularExpression content(u"/files/[0-9a-f]{2}/[0-9a-f]{64}\\z"_s);
+    return content.match(path).hasMatch() ? "public, max-age=31536000, immutable"_ba : "no-cache"_ba;
+}
+
+} // namespace
 
 Responder::Responder(const HttpRequest &request, const QList<Fault> &faults)
     : request_(request)
@@ -26,6 +41,7 @@ Reply Responder::answer(std::optional<Resource> resource) const
     } else {
         reply = resource ? serve(std::move(*resource), fault) : Reply::page(404);
     }
+    spoilHeaders(reply);
     spoilBody(reply);
     return reply;
 }
@@ -115,6 +131,13 @@ void Responder::describe(Reply &reply, const Resource &resource) const
 {
     reply.addHeader("Accept-Ranges", "bytes");
     reply.addHeader("Content-Type", resource.contentType);
+    reply.addHeader("Cache-Control", cacheControlOf(request_.path));
+    if (!resource.contentEncoding.isEmpty()) {
+        reply.addHeader("Content-Encoding", resource.contentEncoding);
+    }
+    if (resource.hasPackedForm) {
+        reply.addHeader("Vary", "Accept-Encoding");
+    }
 }
 
 void Responder::corrupt(Reply &reply) const
@@ -122,6 +145,22 @@ void Responder::corrupt(Reply &reply) const
     for (const Fault &fault : faults_) {
         if (fault.kind == Fault::Corrupt) {
             reply.body.corrupt(fault.bytes);
+        }
+    }
+}
+
+void Responder::spoilHeaders(Reply &reply) const
+{
+    for (const Fault &fault : faults_) {
+        if (fault.kind != Fault::Header) {
+            continue;
+        }
+        const QByteArray name = fault.location.section(u':', 0, 0).trimmed().toUtf8();
+        const QByteArray value = fault.location.section(u':', 1).trimmed().toUtf8();
+        reply.headers.removeIf(
+            [&name](const auto &header) { return header.first.compare(name, Qt::CaseInsensitive) == 0; });
+        if (!value.isEmpty()) {
+            reply.addHeader(name, value);
         }
     }
 }

@@ -30,6 +30,7 @@ private:
     Reply sendWhole(Resource resource) const;
     void describe(Reply &reply, const Resource &resource) const;
     void corrupt(Reply &reply) const;
+    void spoilHeaders(Reply &reply) const;
     void spoilBody(Reply &reply) const;
 
     const HttpRequest &request_;

@@ -41,7 +41,8 @@ public:
     Reply answer(const HttpRequest &request, Request &record);
 
 private:
-    std::optional<Resource> find(const QString &path) const;
+    std::optional<Resource> find(const HttpRequest &request) const;
+    std::optional<Resource> findInTree(const HttpRequest &request) const;
 
     mutable QMutex mutex_;
     ServedTree tree_;

@@ -27,6 +27,8 @@ struct Fault {
                       ///< and closes the connection a while after the body
         WrongRange,   ///< answers 206 to a Range request, with as many bytes from offset 0 instead
         RangeRefused, ///< answers 416 to every Range request
+        Header,       ///< `location` is "NAME:VALUE": that header takes the place of the reply's own; without a value
+                      ///< the reply has none of that name
     };
 
     Kind kind = Status;

@@ -14,6 +14,7 @@ private slots:
     void publishTakesEveryOption();
     void publishHasDefaults();
     void checkTakesTreeGameAndJobs();
+    void checkOfAServerTakesItsOptions();
     void helpIsAskedForInTwoWays_data();
     void helpIsAskedForInTwoWays();
     void mistakeIsNamed_data();
@@ -95,6 +96,27 @@ void tst_CommandLine::checkTakesTreeGameAndJobs()
     QCOMPARE(line.order.jobs, 5);
 }
 
+void tst_CommandLine::checkOfAServerTakesItsOptions()
+{
+    const QString address = u"https://cdn.example/a%20b/release/manifest.json"_s;
+    CommandLine line = parsed({u"--check"_s, address});
+    QCOMPARE(line.task, Task::CheckLive);
+    QCOMPARE(line.live.manifest, QUrl(address));
+    QCOMPARE(line.live.tree, QString());
+    QCOMPARE(line.live.game, u"harrowfen"_s);
+    QCOMPARE(line.live.sample, 0);
+    QVERIFY(!line.live.everyByte);
+    QCOMPARE(line.trust, QString());
+    line = parsed({u"--check"_s, address, u"--tree"_s, u"tree"_s, u"--game"_s, u"other"_s, u"--sample"_s, u"20"_s,
+                   u"--every-byte"_s, u"--trust"_s, u"own.pem"_s});
+    QCOMPARE(line.task, Task::CheckLive);
+    QCOMPARE(line.live.tree, u"tree"_s);
+    QCOMPARE(line.live.game, u"other"_s);
+    QCOMPARE(line.live.sample, 20);
+    QVERIFY(line.live.everyByte);
+    QCOMPARE(line.trust, u"own.pem"_s);
+}
+
 void tst_CommandLine::helpIsAskedForInTwoWays_data()
 {
     QTest::addColumn<QStringList>("arguments");
@@ -159,6 +181,24 @@ void tst_CommandLine::mistakeIsNamed_data()
     QTest::newRow("check of nothing") << QStringList{u"--check"_s, u""_s} << u"--check needs the folder of a tree."_s;
     QTest::newRow("check and publish") << QStringList{u"--check"_s, u"tree"_s, u"--prune"_s}
                                        << u"--prune does not go with --check."_s;
+    const QString address = u"https://cdn.example/release/manifest.json"_s;
+    for (const QString &other : {u"http://cdn.example/release/manifest.json"_s, u"https:///manifest.json"_s,
+                                 u"ftp://cdn.example/a"_s, u"https://cdn.example/a b"_s}) {
+        QTest::newRow(qUtf8Printable("check of "_L1 + other))
+            << QStringList{u"--check"_s, other}
+            << u"--check of a server takes an address that begins with https://, not \"%1\"."_s.arg(other);
+    }
+    for (const QString &sample : {u"0"_s, u"-1"_s, u"x"_s}) {
+        QTest::newRow(qUtf8Printable("sample "_L1 + sample))
+            << QStringList{u"--check"_s, address, u"--sample="_s + sample}
+            << u"--sample takes a number from 1 on, not \"%1\"."_s.arg(sample);
+    }
+    QTest::newRow("check of a server with jobs")
+        << QStringList{u"--check"_s, address, u"--jobs"_s, u"2"_s} << u"--jobs does not go with --check of a server."_s;
+    QTest::newRow("sample of a tree") << QStringList{u"--check"_s, u"tree"_s, u"--sample"_s, u"2"_s}
+                                      << u"--sample does not go with --check."_s;
+    QTest::newRow("publish with trust") << goodArguments() + QStringList{u"--trust"_s, u"a"_s}
+                                        << u"--trust goes with --check of a server alone."_s;
 }
 
 void tst_CommandLine::mistakeIsNamed()
@@ -173,11 +213,17 @@ void tst_CommandLine::mistakeIsNamed()
 void tst_CommandLine::helpNamesEveryOption_data()
 {
     QTest::addColumn<QString>("text");
-    for (const QString &text :
-         {u"--source DIR"_s, u"--out TREE"_s, u"--channel NAME"_s, u"--version TEXT"_s, u"--build N"_s,
-          u"--executable PATH"_s, u"--notes TEXT"_s, u"--prune"_s, u"--allow-older"_s, u"--trust-times"_s,
-          u"--check TREE"_s, u"--game ID"_s, u"--jobs N"_s, u"-h, --help"_s, u"Exit codes:"_s, u"Examples:"_s,
-          u"TREE/harrowfen/release/manifest.json"_s}) {
+    for (const QString &text : {u"--source DIR"_s,   u"--out TREE"_s,
+                                u"--channel NAME"_s, u"--version TEXT"_s,
+                                u"--build N"_s,      u"--executable PATH"_s,
+                                u"--notes TEXT"_s,   u"--prune"_s,
+                                u"--allow-older"_s,  u"--trust-times"_s,
+                                u"--check TREE"_s,   u"--check ADDRESS"_s,
+                                u"--sample N"_s,     u"--every-byte"_s,
+                                u"--tree TREE"_s,    u"--trust FILE"_s,
+                                u"--game ID"_s,      u"--jobs N"_s,
+                                u"-h, --help"_s,     u"Exit codes:"_s,
+                                u"Examples:"_s,      u"TREE/harrowfen/release/manifest.json"_s}) {
         QTest::newRow(qUtf8Printable(text)) << text;
     }
 }

@@ -4,6 +4,7 @@
 #include "tools/publish/PublishFixture.h"
 
 #include <QDir>
+#include <QProcess>
 
 #include <cerrno>
 
@@ -25,6 +26,10 @@ private slots:
     void manifestThatTheLauncherReadsOtherwiseIsNotWritten();
     void manifestThatCannotBeWrittenIsNamed();
     void oldManifestStandsWhenTheDriveDoesNotTakeTheNewOne();
+    void nothingTellsOfABuildWhoseManifestTheDriveDoesNotTake();
+    void packedManifestHoldsTheSameEveryTime();
+    void packedManifestThatTellsSomethingElseIsNamed();
+    void packedManifestAloneMakesAChannelThatCannotBeRead();
     void channelFolderThatCannotBeMadeIsNamed();
     void damagedManifestIsNamed_data();
     void damagedManifestIsNamed();
@@ -40,6 +45,8 @@ private slots:
 };
 
 namespace {
+
+const QStringList bothManifests = {u"harrowfen/release/manifest.json"_s, u"harrowfen/release/manifest.json.gz"_s};
 
 Manifest smallManifest()
 {
@@ -97,7 +104,7 @@ void tst_ContentTree::writtenManifestIsReadBack()
     QCOMPARE(read.channel, u"release"_s);
     QVERIFY(read.manifest.valid);
     QCOMPARE(read.manifest.toJson(), smallManifest().toJson());
-    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), QStringList{u"harrowfen/release/manifest.json"_s});
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), bothManifests);
 }
 
 void tst_ContentTree::manifestThatTheLauncherRefusesIsNotWritten()
@@ -148,9 +155,102 @@ void tst_ContentTree::oldManifestStandsWhenTheDriveDoesNotTakeTheNewOne()
         const velmo::test::FailingSync sync(ENOSPC);
         QVERIFY(!tree.writeManifest(manifest, &error));
     }
+    QCOMPARE(error, u"\"%1\" cannot be written: No space left on device."_s.arg(tree.packedManifestPath(u"release"_s)));
+    QCOMPARE(tree.readManifest(u"release"_s).manifest.build, 7);
+    QCOMPARE(PublishFixture::filesBelow(fixture.tree()), bothManifests);
+    QCOMPARE(tree.lookAtPacked(u"release"_s).problems, QStringList());
+}
+
+void tst_ContentTree::nothingTellsOfABuildWhoseManifestTheDriveDoesNotTake()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    Manifest manifest = smallManifest();
+    QString error;
+    QVERIFY(tree.writeManifest(manifest, &error));
+    manifest.build = 8;
+    bool packedTold = false;
+    {
+        int syncs = 0;
+        const velmo::test::SyncLook look([&tree, &syncs, &packedTold] {
+            packedTold = !tree.lookAtPacked(u"release"_s).problems.isEmpty();
+            return ++syncs == 1 ? 0 : ENOSPC;
+        });
+        QVERIFY(!tree.writeManifest(manifest, &error));
+    }
+    QVERIFY(packedTold); // the packed one was there before
     QCOMPARE(error, u"\"%1\" cannot be written: No space left on device."_s.arg(tree.manifestPath(u"release"_s)));
     QCOMPARE(tree.readManifest(u"release"_s).manifest.build, 7);
     QCOMPARE(PublishFixture::filesBelow(fixture.tree()), QStringList{u"harrowfen/release/manifest.json"_s});
+}
+
+void tst_ContentTree::packedManifestHoldsTheSameEveryTime()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    const QString path = tree.packedManifestPath(u"release"_s);
+    QCOMPARE(path, tree.manifestPath(u"release"_s) + u".gz"_s);
+    Manifest manifest = smallManifest();
+    for (int number = 0; number < 12'345; ++number) {
+        const QString sha256 = velmo::test::sha256Of(QByteArray::number(number));
+        manifest.files.append({u"Data/%1"_s.arg(number), sha256, number, sha256, false});
+    }
+    QString error;
+    QVERIFY(tree.writeManifest(manifest, &error));
+    const QByteArray packed = velmo::test::contentOf(path);
+    QVERIFY(QFile::remove(path));
+    QVERIFY(tree.writeManifest(manifest, &error));
+    QCOMPARE(velmo::test::contentOf(path), packed);
+    QProcess gzip;
+    gzip.start(u"gzip"_s, {u"-dc"_s, path});
+    QVERIFY(gzip.waitForFinished());
+    QVERIFY(gzip.readAllStandardOutput() == velmo::test::contentOf(tree.manifestPath(u"release"_s)));
+    const velmo::publish::TaskResult look = tree.lookAtPacked(u"release"_s);
+    QCOMPARE(look.problems + look.warnings, QStringList());
+}
+
+void tst_ContentTree::packedManifestThatTellsSomethingElseIsNamed()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    const QString path = tree.packedManifestPath(u"release"_s);
+    QString error;
+    QVERIFY(tree.writeManifest(smallManifest(), &error));
+    const QByteArray packed = velmo::test::contentOf(path);
+    Manifest next = smallManifest();
+    next.build = 8;
+    QVERIFY(tree.writeManifest(next, &error));
+    const QStringList problems = {
+        u"\"%1\" does not hold the manifest beside it; publish the channel once more, or delete the file."_s.arg(path)};
+    for (const QByteArray &bytes : {packed, QByteArray()}) {
+        writeFile(path, bytes);
+        QCOMPARE(tree.lookAtPacked(u"release"_s).problems, problems);
+        QCOMPARE(tree.namedContent(u"release"_s).problems, problems); // so nothing is pruned
+    }
+    QVERIFY(QFile::remove(path));
+    fixture.link(u"nowhere"_s, path);
+    QCOMPARE(tree.lookAtPacked(u"release"_s).problems, problems);
+    QVERIFY(QFile::remove(path));
+    const velmo::publish::TaskResult missing = tree.lookAtPacked(u"release"_s);
+    QCOMPARE(missing.problems, QStringList());
+    QCOMPARE(missing.warnings, QStringList{u"\"%1\" is missing, so that players fetch several times the bytes; publish "
+                                           "the channel once more."_s.arg(path)});
+    QCOMPARE(tree.namedContent(u"release"_s).problems, QStringList());
+}
+
+/// As a kill leaves the first publishing of a channel: players may be on what it names.
+void tst_ContentTree::packedManifestAloneMakesAChannelThatCannotBeRead()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    QString error;
+    QVERIFY(tree.writeManifest(smallManifest(), &error));
+    QVERIFY(QFile::remove(tree.manifestPath(u"release"_s)));
+    QVERIFY(!tree.hasManifest(u"release"_s));
+    const QList<ChannelManifest> manifests = tree.readManifests();
+    QCOMPARE(manifests.size(), 1);
+    QCOMPARE(manifests.first().error,
+             u"\"%1\" cannot be read: No such file or directory."_s.arg(tree.manifestPath(u"release"_s)));
 }
 
 void tst_ContentTree::channelFolderThatCannotBeMadeIsNamed()

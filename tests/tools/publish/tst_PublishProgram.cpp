@@ -1,5 +1,7 @@
 #include "publish/CommandLine.h"
+#include "support/LoopbackCertificates.h"
 #include "support/TestEnvironment.h"
+#include "support/TestStudio.h"
 #include "tools/publish/PublishFixture.h"
 #include "tools/publish/PublishRun.h"
 
@@ -10,6 +12,7 @@ using namespace Qt::Literals::StringLiterals;
 using velmo::test::PublishFixture;
 using velmo::test::PublishRun;
 using velmo::test::runPublish;
+using velmo::test::TestStudio;
 
 /// velmo-publish as a script or a person runs it.
 class tst_PublishProgram : public QObject {
@@ -28,6 +31,11 @@ private slots:
     void leftOverLockOfAnotherHostIsAWarning();
     void checkOfAGoodTreeGivesZero();
     void checkOfABadTreeGivesOneAndNamesThePath();
+    void missingPackedManifestIsAWarning();
+    void checkOfAGoodServerGivesZero();
+    void checkOfABadServerGivesOneAndNamesTheDemand();
+    void serverIsTrustedByItsCertificateAlone();
+    void trustThatCannotBeReadGivesOne();
 };
 
 namespace {
@@ -37,6 +45,25 @@ QStringList publishArguments(const PublishFixture &fixture, int build = 1)
     return {u"--source"_s, fixture.build(), u"--out"_s, fixture.tree(), u"--channel"_s,
             u"release"_s,  u"--version"_s,  u"1.0"_s,   u"--build"_s,   QString::number(build)};
 }
+
+/// A tree that is served, and the arguments that check it.
+struct LiveTree {
+    LiveTree()
+    {
+        fixture.write(u"a"_s, "first");
+        velmo::publish::PublishOrder order = fixture.order();
+        order.tree = studio.root();
+        velmo::publish::Publisher(order).run();
+        const QString authority = fixture.folder() + u"/chain.pem"_s;
+        velmo::test::writeFile(authority, velmo::test::loopbackChain());
+        check = QStringList{u"--check"_s, studio.url(u"/harrowfen/release/manifest.json"_s).toString(), u"--trust"_s,
+                            authority};
+    }
+
+    PublishFixture fixture;
+    TestStudio studio;
+    QStringList check;
+};
 
 } // namespace
 
@@ -177,6 +204,71 @@ void tst_PublishProgram::checkOfAGoodTreeGivesZero()
     QCOMPARE(run.exitCode, 0);
     QCOMPARE(run.errors, QString());
     QCOMPARE(run.output, u"Checked 1 file, 5 B.\nThe tree is good. Manifests: 1; files: 1.\n"_s);
+}
+
+void tst_PublishProgram::missingPackedManifestIsAWarning()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "first");
+    QCOMPARE(runPublish(publishArguments(fixture)).exitCode, 0);
+    QVERIFY(QFile::remove(fixture.contentTree().packedManifestPath(u"release"_s)));
+    const PublishRun run = runPublish({u"--check"_s, fixture.tree()});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY2(run.errors.contains(u"manifest.json.gz\" is missing"_s), qUtf8Printable(run.errors));
+    QVERIFY(run.output.endsWith(u"The tree is good. Manifests: 1; files: 1.\n"_s));
+}
+
+void tst_PublishProgram::checkOfAGoodServerGivesZero()
+{
+    const LiveTree live;
+    const PublishRun run = runPublish(live.check + QStringList{u"--tree"_s, live.studio.root(), u"--every-byte"_s});
+    QCOMPARE(run.errors, QString());
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.output.count(u"kept:      "_s), 14);
+    QVERIFY2(run.output.contains(u"\nkept:      TLS 1.2 is offered.\n"_s), qUtf8Printable(run.output));
+    QVERIFY2(run.output.endsWith(u"The server is good. Build 1; files: 1, asked for: 1.\n"_s),
+             qUtf8Printable(run.output));
+}
+
+void tst_PublishProgram::checkOfABadServerGivesOneAndNamesTheDemand()
+{
+    LiveTree live;
+    velmo::studio::Fault fault;
+    fault.kind = velmo::studio::Fault::Header;
+    fault.location = u"Cache-Control:"_s;
+    live.studio.server().addFault(u"/harrowfen/release/manifest.json"_s, fault);
+    const PublishRun run = runPublish(live.check);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.output.contains(u"\nbroken:    The manifest is asked for anew each time.\n"_s),
+             qUtf8Printable(run.output));
+    QVERIFY(!run.output.contains(u"The server is good"_s));
+    QCOMPARE(run.errors,
+             u"The manifest is asked for anew each time: Its Cache-Control is \"\" instead of \"no-cache\".\n"_s);
+}
+
+void tst_PublishProgram::serverIsTrustedByItsCertificateAlone()
+{
+    const LiveTree live;
+    const PublishRun run = runPublish(live.check.first(2));
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.output.contains(u"broken:    The certificates are trusted"_s), qUtf8Printable(run.output));
+    QVERIFY2(run.output.contains(u"not asked: The launcher reads the manifest.\n"_s), qUtf8Printable(run.output));
+    QCOMPARE(run.errors.count(u'\n'), 1);
+}
+
+void tst_PublishProgram::trustThatCannotBeReadGivesOne()
+{
+    const LiveTree live;
+    const QString path = live.fixture.folder() + u"/own.pem"_s;
+    const QStringList arguments = live.check.first(2) + QStringList{u"--trust"_s, path};
+    PublishRun run = runPublish(arguments);
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.errors, u"\"%1\" cannot be read: No such file or directory.\n"_s.arg(path));
+    velmo::test::writeFile(path, "no certificate");
+    run = runPublish(arguments);
+    QCOMPARE(run.exitCode, 1);
+    QCOMPARE(run.errors, u"\"%1\" cannot be read: There is no certificate in it.\n"_s.arg(path));
+    QCOMPARE(run.output, QString());
 }
 
 void tst_PublishProgram::checkOfABadTreeGivesOneAndNamesThePath()

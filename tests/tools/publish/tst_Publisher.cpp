@@ -88,6 +88,7 @@ private slots:
     void withoutPruneOldFilesStay();
     void pruneKeepsWhatAnotherChannelNames();
     void pruneIsRefusedWhileAManifestIsDamaged();
+    void pruneIsRefusedWhileAPackedManifestTellsOfAnotherBuild();
     void pruneIsRefusedWhileAChannelCannotBeSeen_data();
     void pruneIsRefusedWhileAChannelCannotBeSeen();
     void pruneWithAllowOlderReplacesItsOwnDamagedManifest();
@@ -166,7 +167,7 @@ void tst_Publisher::buildComesOutAsManifestAndContentFiles()
     QCOMPARE(result.copied, 2);
     QStringList expected = {u"harrowfen/files/"_s + velmo::publish::TreeLayout::contentName(sha256Of("first")),
                             u"harrowfen/files/"_s + velmo::publish::TreeLayout::contentName(sha256Of("second")),
-                            u"harrowfen/release/manifest.json"_s};
+                            u"harrowfen/release/manifest.json"_s, u"harrowfen/release/manifest.json.gz"_s};
     expected.sort();
     QCOMPARE(PublishFixture::filesBelow(fixture.tree()), expected);
     QCOMPARE(velmo::test::contentOf(fixture.storedPath("first")), "first");
@@ -975,6 +976,35 @@ void tst_Publisher::pruneIsRefusedWhileAManifestIsDamaged()
                          "can be pruned."_s.arg(manifestPath(fixture, u"beta"_s))});
     QCOMPARE(PublishFixture::filesBelow(fixture.tree()), before);
     QCOMPARE(fixture.manifest().build, 1);
+}
+
+/// As a kill leaves it, between the two: players of beta are on a build that its manifest does not tell of.
+void tst_Publisher::pruneIsRefusedWhileAPackedManifestTellsOfAnotherBuild()
+{
+    const PublishFixture fixture;
+    const velmo::publish::ContentTree tree = fixture.contentTree();
+    fixture.write(u"data"_s, "old");
+    PublishOrder beta = fixture.order();
+    beta.channel = u"beta"_s;
+    QCOMPARE(Publisher(beta).run().problems, QStringList());
+    const QByteArray manifest = velmo::test::contentOf(tree.manifestPath(u"beta"_s));
+    fixture.write(u"data"_s, "killed");
+    beta.build = 2;
+    QCOMPARE(Publisher(beta).run().problems, QStringList());
+    writeFile(tree.manifestPath(u"beta"_s), manifest);
+
+    fixture.write(u"data"_s, "new");
+    PublishOrder order = fixture.order();
+    order.prune = true;
+    QCOMPARE(Publisher(order).run().problems, QStringList{tree.lookAtPacked(u"beta"_s).problems.value(0) +
+                                                          u" What it names is not known, so nothing can be pruned."_s});
+    QVERIFY(QFile::exists(fixture.storedPath("killed")));
+
+    fixture.write(u"data"_s, "killed");
+    beta.prune = true;
+    QCOMPARE(Publisher(beta).run().problems, QStringList()); // build 2 is not there yet, by the manifest
+    QCOMPARE(tree.lookAtPacked(u"beta"_s).problems, QStringList());
+    QVERIFY(!QFile::exists(fixture.storedPath("old")));
 }
 
 void tst_Publisher::pruneIsRefusedWhileAChannelCannotBeSeen_data()

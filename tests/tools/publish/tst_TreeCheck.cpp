@@ -25,6 +25,7 @@ private slots:
     void wrongHashIsNamed();
     void somethingElseInTheFilesPlaceIsNamed();
     void brokenManifestIsNamedAndTheOthersAreChecked();
+    void packedManifestIsLookedAt();
     void otherAddressesAreFollowedAsTheLauncherDoes_data();
     void otherAddressesAreFollowedAsTheLauncherDoes();
     void addressOutOfTheTreeIsNamed_data();
@@ -144,6 +145,21 @@ void tst_TreeCheck::brokenManifestIsNamedAndTheOthersAreChecked()
     QCOMPARE(checkOf(fixture).problems,
              QStringList({u"\"%1\" is damaged. Manifest is missing a version."_s.arg(broken),
                           u"release: \"b\": \"%1\" is missing."_s.arg(fixture.storedPath("second"))}));
+}
+
+void tst_TreeCheck::packedManifestIsLookedAt()
+{
+    const PublishFixture fixture;
+    publishTwoFiles(fixture);
+    const QString packed = fixture.contentTree().packedManifestPath(u"release"_s);
+    QCOMPARE(checkOf(fixture).warnings, QStringList());
+    QVERIFY(QFile::remove(packed));
+    QCOMPARE(checkOf(fixture).problems, QStringList());
+    QCOMPARE(checkOf(fixture).warnings, fixture.contentTree().lookAtPacked(u"release"_s).warnings);
+    QCOMPARE(checkOf(fixture).warnings.size(), 1);
+    writeFile(packed, "x");
+    QCOMPARE(checkOf(fixture).problems, fixture.contentTree().lookAtPacked(u"release"_s).problems);
+    QCOMPARE(checkOf(fixture).problems.size(), 1);
 }
 
 void tst_TreeCheck::otherAddressesAreFollowedAsTheLauncherDoes_data()

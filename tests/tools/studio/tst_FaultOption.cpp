@@ -44,6 +44,8 @@ void tst_FaultOption::everyKindIsRead_data()
     QTest::newRow("negative length-offset")
         << u"/a=length-offset:-9"_s << Fault::LengthOffset << 503 << -9LL << QString();
     QTest::newRow("wrong-range") << u"/a=wrong-range"_s << Fault::WrongRange << 503 << 0LL << QString();
+    QTest::newRow("header") << u"/a=header:Vary:a@b"_s << Fault::Header << 503 << 0LL << u"Vary:a@b"_s;
+    QTest::newRow("no header") << u"/a=header:Vary:"_s << Fault::Header << 503 << 0LL << u"Vary:"_s;
     QTest::newRow("range-refused") << u"/a=range-refused"_s << Fault::RangeRefused << 503 << 0LL << QString();
 }
 
@@ -117,6 +119,8 @@ void tst_FaultOption::mistakesAreExplained_data()
     QTest::newRow("negative bytes") << u"/a=stall:-1"_s << u"this kind is written stall:BYTES"_s;
     QTest::newRow("letters") << u"/a=corrupt:x"_s << u"this kind is written corrupt:OFFSET"_s;
     QTest::newRow("redirect to nowhere") << u"/a=redirect:"_s << u"this kind is written redirect:URL"_s;
+    QTest::newRow("header without a name") << u"/a=header::x"_s << u"this kind is written header:NAME:[VALUE]"_s;
+    QTest::newRow("header without a colon") << u"/a=header:Vary"_s << u"this kind is written header:NAME:[VALUE]"_s;
     QTest::newRow("length-offset without bytes")
         << u"/a=length-offset"_s << u"this kind is written length-offset:BYTES"_s;
     QTest::newRow("argument too many") << u"/a=wrong-range:1"_s << u"this kind is written wrong-range"_s;
@@ -148,7 +152,7 @@ void tst_FaultOption::everyKindIsDescribedWithAnExampleThatCanBeRead()
             described.insert(option->fault.kind);
         }
     }
-    QCOMPARE(described.size(), int(Fault::RangeRefused) + 1);
+    QCOMPARE(described.size(), int(Fault::Header) + 1);
 }
 
 int main(int argc, char **argv)

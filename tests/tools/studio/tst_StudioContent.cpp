@@ -56,6 +56,12 @@ private slots:
     void farEndOfAHugeFileIsServed();
     void rangeOfADocumentIsServed();
 
+    void packedFormIsForThoseWhoUnpack_data();
+    void packedFormIsForThoseWhoUnpack();
+    void packedFormOfWhatIsNotThereIsNotServed();
+    void whatIsNamedAfterItsHashMayBeKept_data();
+    void whatIsNamedAfterItsHashMayBeKept();
+
     void documentHidesTheFile();
     void documentHasItsContentType();
 
@@ -400,6 +406,62 @@ void tst_StudioContent::rangeOfADocumentIsServed()
     QCOMPARE(reply.status, 206);
     QCOMPARE(reply.headers.value("content-range"), "bytes 1-3/6");
     QCOMPARE(reply.body, "bcd");
+}
+
+void tst_StudioContent::packedFormIsForThoseWhoUnpack_data()
+{
+    QTest::addColumn<QByteArray>("header");
+    QTest::addColumn<bool>("packed");
+    QTest::newRow("none") << QByteArray() << false;
+    QTest::newRow("identity") << QByteArray("Accept-Encoding: identity\r\n") << false;
+    QTest::newRow("gzip") << QByteArray("Accept-Encoding: gzip\r\n") << true;
+    QTest::newRow("one of several") << QByteArray("Accept-Encoding: br;q=1.0, GZIP ; q=0.5\r\n") << true;
+    QTest::newRow("refused") << QByteArray("Accept-Encoding: deflate, gzip;q=0.0\r\n") << false;
+    QTest::newRow("another name") << QByteArray("Accept-Encoding: gzipped\r\n") << false;
+}
+
+void tst_StudioContent::packedFormIsForThoseWhoUnpack()
+{
+    QFETCH(const QByteArray, header);
+    QFETCH(const bool, packed);
+    studio_->writeFile(u"/a.json"_s, "plain");
+    studio_->writeFile(u"/a.json.gz"_s, "not really");
+    const RawReply reply = exchange("GET", "/a.json", header);
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.body, packed ? QByteArray("not really") : QByteArray("plain"));
+    QCOMPARE(reply.headers.value("content-encoding"), packed ? QByteArray("gzip") : QByteArray());
+    QCOMPARE(reply.headers.value("content-length"), QByteArray::number(reply.body.size()));
+    QCOMPARE(reply.headers.value("content-type"), QByteArray("application/json"));
+    QCOMPARE(reply.headers.value("vary"), QByteArray("Accept-Encoding"));
+    QVERIFY(!exchange("GET", "/digits.txt", header).headers.contains("vary"));
+}
+
+void tst_StudioContent::packedFormOfWhatIsNotThereIsNotServed()
+{
+    studio_->writeFile(u"/a.json.gz"_s, "x");
+    QCOMPARE(exchange("GET", "/a.json", "Accept-Encoding: gzip\r\n").status, 404);
+    const RawReply itself = exchange("GET", "/a.json.gz", "Accept-Encoding: gzip\r\n");
+    QCOMPARE(itself.body, QByteArray("x"));
+    QVERIFY(!itself.headers.contains("content-encoding"));
+}
+
+void tst_StudioContent::whatIsNamedAfterItsHashMayBeKept_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QByteArray>("cacheControl");
+    const QString hash = QString(64, u'a');
+    const QByteArray forGood = "public, max-age=31536000, immutable";
+    QTest::newRow("content") << u"/game/files/aa/"_s + hash << forGood;
+    QTest::newRow("not quite") << u"/game/files/aa/"_s + hash.chopped(1) << QByteArray("no-cache");
+    QTest::newRow("manifest") << u"/game/release/manifest.json"_s << QByteArray("no-cache");
+}
+
+void tst_StudioContent::whatIsNamedAfterItsHashMayBeKept()
+{
+    QFETCH(const QString, path);
+    QFETCH(const QByteArray, cacheControl);
+    studio_->writeFile(path, "x");
+    QCOMPARE(exchange("GET", path.toUtf8()).headers.value("cache-control"), cacheControl);
 }
 
 void tst_StudioContent::documentHidesTheFile()

@@ -1,0 +1,189 @@
+#include "publish/LiveCheck.h"
+#include "support/LoopbackCertificates.h"
+#include "support/TestEnvironment.h"
+#include "support/TestStudio.h"
+#include "tools/publish/PublishFixture.h"
+
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <unistd.h>
+
+using namespace Qt::Literals::StringLiterals;
+using velmo::publish::LiveDemand;
+using velmo::test::PublishFixture;
+using velmo::test::writeFile;
+
+/// nginx, set up as docs/content-server.md says.
+class tst_LiveNginx : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+
+    void documentedServerKeepsEverything();
+    void otherServerBreaksADemand_data();
+    void otherServerBreaksADemand();
+
+private:
+    /// The server block of the page, with its places moved into the fixture's folder.
+    QByteArray documented() const;
+    bool serve(const QByteArray &block);
+    void end();
+    bool answers();
+    velmo::publish::LiveResult check() const;
+
+    QString program_;
+    std::unique_ptr<PublishFixture> fixture_ = std::make_unique<PublishFixture>();
+    std::unique_ptr<QProcess> nginx_;
+    quint16 port_ = 0;
+};
+
+void tst_LiveNginx::initTestCase()
+{
+    velmo::test::trustTestAuthority();
+    program_ = QStandardPaths::findExecutable(u"nginx"_s, {u"/usr/sbin"_s, u"/usr/bin"_s});
+    QVERIFY2(!program_.isEmpty(), "nginx is missing, run scripts/setup");
+    writeFile(fixture_->folder() + u"/chain.pem"_s, velmo::test::loopbackChain());
+    writeFile(fixture_->folder() + u"/key.pem"_s, velmo::test::loopbackKey());
+    fixture_->write(u"Data/fen.pak"_s, QByteArray("fen ").repeated(100'000));
+    fixture_->write(u"lantern"_s, "lantern");
+    QCOMPARE(fixture_->publish().problems, QStringList());
+}
+
+void tst_LiveNginx::cleanup()
+{
+    end();
+}
+
+QByteArray tst_LiveNginx::documented() const
+{
+    QFile page(QStringLiteral(VELMO_CONTENT_SERVER));
+    const QByteArray text = page.open(QIODevice::ReadOnly) ? page.readAll() : QByteArray();
+    constexpr QByteArrayView begin = "```nginx\n";
+    const qsizetype from = text.indexOf(begin) + begin.size();
+    QByteArray block = text.mid(from, text.indexOf("```", from) - from);
+    const QByteArray folder = fixture_->folder().toUtf8();
+    block.replace("/etc/ssl/cdn.example.pem", QByteArray(folder + "/chain.pem"));
+    block.replace("/etc/ssl/cdn.example.key", QByteArray(folder + "/key.pem"));
+    return block.replace("/srv/content", fixture_->tree().toUtf8());
+}
+
+/// False when it does not start.
+bool tst_LiveNginx::serve(const QByteArray &block)
+{
+    const QString folder = fixture_->folder();
+    for (int attempt = 1; attempt <= 5; ++attempt) { // a neighbour may take the port in between
+        {
+            QTcpServer free;
+            free.listen(QHostAddress::LocalHost);
+            port_ = free.serverPort();
+        }
+        QByteArray server = block;
+        server.replace("listen 443 ssl;", QByteArray("listen 127.0.0.1:" + QByteArray::number(port_) + " ssl;"));
+        const QByteArray at = folder.toUtf8();
+        writeFile(folder + u"/conf"_s, QByteArray(geteuid() == 0 ? "user root;" : "") +
+                                           "daemon off; master_process off; pid " + at + "/pid; error_log " + at +
+                                           "/error.log; events { worker_connections 64; } http { access_log off; "
+                                           "client_body_temp_path " +
+                                           at + "; proxy_temp_path " + at + "; fastcgi_temp_path " + at +
+                                           "; uwsgi_temp_path " + at + "; scgi_temp_path " + at + ";\n" + server +
+                                           "}\n");
+        end();
+        nginx_ = std::make_unique<QProcess>();
+        nginx_->start(program_, {u"-e"_s, folder + u"/error.log"_s, u"-p"_s, folder, u"-c"_s, folder + u"/conf"_s});
+        if (answers()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void tst_LiveNginx::end()
+{
+    if (nginx_ && nginx_->state() != QProcess::NotRunning) {
+        nginx_->terminate();
+        QVERIFY(nginx_->waitForFinished());
+    }
+    nginx_.reset();
+}
+
+bool tst_LiveNginx::answers()
+{
+    const auto takesIn = [this] {
+        QTcpSocket socket;
+        socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port_);
+        return nginx_->state() == QProcess::NotRunning || socket.waitForConnected(1000);
+    };
+    return QTest::qWaitFor(takesIn, 60'000) && nginx_->state() == QProcess::Running;
+}
+
+velmo::publish::LiveResult tst_LiveNginx::check() const
+{
+    velmo::publish::LiveOrder order;
+    order.manifest = QUrl(u"https://127.0.0.1:%1/harrowfen/release/manifest.json"_s.arg(port_));
+    order.tree = fixture_->tree();
+    order.game = u"harrowfen"_s;
+    order.everyByte = true;
+    return velmo::publish::LiveCheck(order).run();
+}
+
+void tst_LiveNginx::documentedServerKeepsEverything()
+{
+    QVERIFY2(serve(documented()), documented().constData());
+    const velmo::publish::LiveResult result = check();
+    for (const LiveDemand &demand : result.demands) {
+        QVERIFY2(demand.state == LiveDemand::State::Kept, qPrintable(demand.text + demand.problems.join(u' ')));
+    }
+    QVERIFY(result.isGood());
+    QCOMPARE(result.filesAsked, 2);
+}
+
+void tst_LiveNginx::otherServerBreaksADemand_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<QByteArray>("instead");
+    QTest::addColumn<QString>("broken");
+    QTest::newRow("TLS 1.3 alone") << "TLSv1.2 TLSv1.3"_ba
+                                   << "TLSv1.3"_ba << u"TLS 1.2 is offered"_s;
+    QTest::newRow("not packed") << "gzip_static on;"_ba
+                                << ""_ba << u"The manifest comes compressed"_s;
+    QTest::newRow("kept") << "\"no-cache\""_ba
+                          << "\"max-age=3600\""_ba << u"The manifest is asked for anew each time"_s;
+    QTest::newRow("compressed content") << "gzip off;"_ba
+                                        << "gzip on; gzip_types *;"_ba << u"Content files are not compressed"_s;
+    QTest::newRow("content in one piece") << "gzip off;"_ba
+                                          << "max_ranges 0;"_ba << u"Content files come in parts, too"_s;
+    QTest::newRow("content asked for anew") << "max-age=31536000"_ba
+                                            << "max-age=60"_ba << u"Content files may be kept for good"_s;
+    QTest::newRow("a page for what is missing")
+        << "gzip off;"_ba
+        << "error_page 404 =200 /harrowfen/release/manifest.json;"_ba << u"What is missing is answered with 404"_s;
+}
+
+void tst_LiveNginx::otherServerBreaksADemand()
+{
+    QFETCH(QByteArray, line);
+    QFETCH(QByteArray, instead);
+    QFETCH(QString, broken);
+    QByteArray block = documented();
+    QVERIFY(block.contains(line));
+    QVERIFY(serve(block.replace(line, instead)));
+    QStringList found;
+    for (const LiveDemand &demand : check().demands) {
+        if (demand.state == LiveDemand::State::Broken) {
+            found.append(demand.text);
+        }
+    }
+    QCOMPARE(found, QStringList{broken});
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_LiveNginx>(argc, argv);
+}
+
+#include "tst_LiveNginx.moc"

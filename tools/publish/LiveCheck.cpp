@@ -1,0 +1,204 @@
+#include "publish/LiveCheck.h"
+
+#include "publish/ContentTree.h"
+#include "publish/LiveFiles.h"
+#include "publish/ManifestText.h"
+
+#include <QFile>
+
+#include <algorithm>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::publish {
+
+namespace {
+
+constexpr qint64 largestManifest = qint64{256} * 1024 * 1024; // that the launcher takes
+constexpr qint64 largestPage = qint64{1024} * 1024;
+constexpr int daysOfCertificates = 14;
+
+/// What of a manifest's address says where its channel stands in a tree; else what the manifest says itself.
+QString channelOf(const QUrl &address, const Manifest &manifest)
+{
+    const QString folder = address.path().section(u'/', -2, -2);
+    return TreeLayout::isFolderName(folder) ? folder : manifest.channel;
+}
+
+QString buildOf(const Manifest &manifest)
+{
+    return u"build %1 (%2)"_s.arg(manifest.build).arg(manifest.version);
+}
+
+/// The certificates and the protocols of a server.
+class LookAtConnection {
+public:
+    LookAtConnection(const LiveOrder &order, const QDateTime &now, LiveResult &result)
+        : order_(order)
+        , now_(now)
+        , result_(result)
+    {}
+
+    void run(const LiveReply &first)
+    {
+        LiveFindings secure(u"Everything comes over HTTPS"_s);
+        LiveFindings certificates(
+            u"The certificates are trusted, and good for the next %1 days"_s.arg(daysOfCertificates));
+        LiveFindings protocol(u"TLS 1.2 is offered"_s);
+        if (first.isInsecure) {
+            secure.isBroken(u"\"%1\" leads to an address without HTTPS."_s.arg(order_.manifest.toString()));
+        } else if (first.status != 0) {
+            secure.isKept();
+        }
+        if (first.status != 0) {
+            lookAt(first.certificates, certificates);
+            askWithTls12(protocol);
+        } else if (first.isUntrusted) {
+            certificates.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(order_.manifest.toString(), first.error));
+        }
+        result_.demands += {secure.demand(), certificates.demand(), protocol.demand()};
+    }
+
+private:
+    void lookAt(const QList<QSslCertificate> &chain, LiveFindings &findings) const
+    {
+        findings.isKept();
+        for (const QSslCertificate &certificate : chain) {
+            const QDateTime end = certificate.expiryDate();
+            if (end < now_.addDays(daysOfCertificates)) {
+                findings.isBroken(u"The certificate of \"%1\" ends on %2."_s.arg(certificate.subjectDisplayName(),
+                                                                                 end.toUTC().toString(Qt::ISODate)));
+            }
+        }
+    }
+
+    void askWithTls12(LiveFindings &findings) const
+    {
+        LiveServer server(order_.trusted, QSsl::TlsV1_2);
+        const LiveReply reply = server.answerTo({order_.manifest, "HEAD"_ba});
+        if (reply.status != 0) {
+            findings.isKept();
+        } else {
+            findings.isBroken(u"Players on Windows 10 have nothing newer than TLS 1.2, and with it there is no "
+                              "connection: %1."_s.arg(reply.error));
+        }
+    }
+
+    const LiveOrder &order_;
+    QDateTime now_;
+    LiveResult &result_;
+};
+
+void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, LiveResult &result)
+{
+    LiveFindings findings(u"The launcher reads the manifest"_s);
+    QString reason;
+    if (reply.isTooLong) {
+        reason = u"It has more than %1 bytes."_s.arg(largestManifest);
+    } else if (!reply.error.isEmpty()) {
+        reason = reply.error + u'.';
+    } else if (reply.status != 200) {
+        reason = u"It is answered with %1."_s.arg(reply.status);
+    } else {
+        result.manifest = parsedManifest(reply.body, &reason);
+    }
+    if (result.manifest.valid) {
+        findings.isKept();
+    } else if (!reply.isUntrusted) { // of which another demand tells
+        findings.isBroken(u"\"%1\" is no manifest for it. %2"_s.arg(order.manifest.toString(), reason));
+    }
+    result.demands.append(findings.demand());
+}
+
+void lookWhetherFresh(const LiveOrder &order, const LiveReply &reply, LiveResult &result)
+{
+    if (order.tree.isEmpty()) {
+        return;
+    }
+    LiveFindings findings(u"The manifest is the one in the tree"_s);
+    const ContentTree tree(order.tree, order.game);
+    const QString path = tree.manifestPath(channelOf(order.manifest, result.manifest));
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        findings.isBroken(u"\"%1\" cannot be read: %2."_s.arg(path, file.errorString()));
+    } else if (result.manifest.valid) {
+        const QByteArray published = file.readAll();
+        QString ignored;
+        if (published == reply.body) {
+            findings.isKept();
+        } else {
+            findings.isBroken(u"The server has %1, which is not that of \"%2\": %3."_s.arg(
+                buildOf(result.manifest), path, buildOf(parsedManifest(published, &ignored))));
+        }
+    }
+    result.demands.append(findings.demand());
+}
+
+void lookAtManifestHeaders(const LiveReply &reply, LiveResult &result)
+{
+    LiveFindings packed(u"The manifest comes compressed"_s);
+    LiveFindings fresh(u"The manifest is asked for anew each time"_s);
+    if (result.manifest.valid) {
+        const QByteArray encoding = reply.header("Content-Encoding").toLower();
+        packed.check(encoding == "gzip" || encoding == "deflate",
+                     u"It has %1 bytes, and no Content-Encoding."_s.arg(reply.body.size()));
+        const LiveCaching caching(reply.header("Cache-Control"));
+        fresh.check(caching.has("no-cache") || caching.has("no-store"),
+                    u"Its Cache-Control is \"%1\" instead of \"no-cache\"."_s.arg(caching.text()));
+    }
+    result.demands += {packed.demand(), fresh.demand()};
+}
+
+/// No content has this for its hash.
+void lookForWhatIsMissing(const LiveOrder &order, LiveServer &server, LiveResult &result)
+{
+    LiveFindings findings(u"What is missing is answered with 404"_s);
+    const QUrl address = order.manifest.resolved(QUrl(TreeLayout::contentUrl(QString(64, u'0'))));
+    LiveRequest request{address};
+    request.mostBytes = largestPage;
+    const LiveReply reply = server.answerTo(request);
+    if (reply.status == 0) {
+        findings.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(address.toString(), reply.error));
+    } else {
+        findings.check(reply.status == 404,
+                       u"\"%1\", which is not there, is answered with %2."_s.arg(address.toString()).arg(reply.status));
+    }
+    result.demands.append(findings.demand());
+}
+
+} // namespace
+
+bool LiveResult::isGood() const
+{
+    return std::none_of(demands.begin(), demands.end(),
+                        [](const LiveDemand &demand) { return demand.state == LiveDemand::State::Broken; });
+}
+
+LiveCheck::LiveCheck(const LiveOrder &order)
+    : order_(order)
+    , now_(QDateTime::currentDateTimeUtc())
+{}
+
+LiveResult LiveCheck::run()
+{
+    LiveResult result;
+    LiveServer server(order_.trusted);
+    LiveRequest request{order_.manifest}; // Qt unpacks it as it does for the launcher
+    request.mostBytes = largestManifest;
+    const LiveReply reply = server.answerTo(request);
+    LookAtConnection(order_, now_, result).run(reply);
+    lookWhetherRead(order_, reply, result);
+    lookWhetherFresh(order_, reply, result);
+    lookAtManifestHeaders(reply, result);
+    LiveFiles files(order_, server, result.manifest);
+    files.setProgress(progress_);
+    result.demands += files.run();
+    result.files = files.count();
+    result.filesAsked = files.countAsked();
+    if (reply.status != 0) {
+        lookForWhatIsMissing(order_, server, result);
+    }
+    return result;
+}
+
+} // namespace velmo::publish

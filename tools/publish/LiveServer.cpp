@@ -1,0 +1,183 @@
+#include "publish/LiveServer.h"
+
+#include <QEventLoop>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QTimer>
+
+#include <chrono>
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace velmo::publish {
+
+namespace {
+
+constexpr qint64 bytesOfAMillisecond = 64; // of a long body, at a slow line's pace
+constexpr qint64 bufferBytes = qint64{1024} * 1024;
+
+/// One request on its way.
+class Exchange : public QObject {
+public:
+    Exchange(const LiveRequest &request, std::chrono::milliseconds whole, QNetworkReply *reply,
+             const LiveServer::Done &done)
+        : QObject(reply)
+        , request_(request)
+        , reply_(reply)
+        , done_(done)
+    {
+        if (request_.body == LiveRequest::Body::Taken) {
+            reply_->setReadBufferSize(bufferBytes);
+        }
+        connect(reply_, &QNetworkReply::metaDataChanged, this, [this] { meetHead(); });
+        connect(reply_, &QNetworkReply::readyRead, this, [this] { read(); });
+        connect(reply_, &QNetworkReply::finished, this, [this] { finish(); });
+        time_.setSingleShot(true);
+        connect(&time_, &QTimer::timeout, reply_, [this] {
+            isTooSlow_ = true;
+            reply_->abort();
+        });
+        time_.start(whole + std::chrono::milliseconds(request_.mostBytes / bytesOfAMillisecond));
+    }
+
+private:
+    int status() const { return reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); }
+
+    void meetHead()
+    {
+        const bool isRedirect = status() >= 300 && status() < 400;
+        if (request_.body == LiveRequest::Body::Ignored && status() != 0 && !isRedirect) {
+            end();
+        }
+    }
+
+    void read()
+    {
+        if (isOver_) {
+            return;
+        }
+        const QByteArray bytes = reply_->read(request_.mostBytes - length_ + 1);
+        length_ += bytes.size();
+        if (length_ > request_.mostBytes) {
+            answer_.isTooLong = true;
+            end();
+        } else if (request_.body == LiveRequest::Body::Taken) {
+            request_.take(bytes);
+        } else {
+            answer_.body += bytes;
+        }
+    }
+
+    /// What has come is the answer.
+    void end()
+    {
+        isOver_ = true;
+        note();
+        reply_->abort();
+    }
+
+    void note()
+    {
+        answer_.status = status();
+        answer_.headers = reply_->rawHeaderPairs();
+        answer_.certificates = reply_->sslConfiguration().peerCertificateChain();
+    }
+
+    void finish()
+    {
+        if (!isOver_ && reply_->isOpen()) {
+            read();
+        }
+        if (!isOver_) {
+            note();
+            const bool isAnswer =
+                reply_->error() == QNetworkReply::NoError || reply_->error() >= QNetworkReply::ContentAccessDenied;
+            answer_.isUntrusted = reply_->error() == QNetworkReply::SslHandshakeFailedError;
+            answer_.isInsecure = reply_->error() == QNetworkReply::InsecureRedirectError;
+            if (isTooSlow_) {
+                answer_.error = u"It takes too long"_s;
+            } else if (!isAnswer || answer_.status < 400) {
+                answer_.error = reply_->error() == QNetworkReply::NoError ? QString() : reply_->errorString();
+            }
+        }
+        if (answer_.error.endsWith(u'.')) {
+            answer_.error.chop(1);
+        }
+        reply_->deleteLater();
+        done_(answer_);
+    }
+
+    LiveRequest request_;
+    QNetworkReply *reply_;
+    LiveServer::Done done_;
+    QTimer time_;
+    LiveReply answer_;
+    qint64 length_ = 0;
+    bool isTooSlow_ = false;
+    bool isOver_ = false;
+};
+
+} // namespace
+
+QByteArray LiveReply::header(const QByteArray &name) const
+{
+    QByteArrayList values;
+    for (const auto &[key, value] : headers) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0) {
+            values.append(value);
+        }
+    }
+    return values.join(", ");
+}
+
+LiveServer::LiveServer(const QList<QSslCertificate> &trusted, QSsl::SslProtocol protocol)
+    : network_(new QNetworkAccessManager(this))
+    , configuration_(QSslConfiguration::defaultConfiguration())
+{
+    network_->setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy);
+    configuration_.setProtocol(protocol);
+    if (!trusted.isEmpty()) { // a list of one's own is all that is looked at
+        configuration_.setCaCertificates(QSslConfiguration::systemCaCertificates() + trusted);
+    }
+}
+
+void LiveServer::setLimits(std::chrono::milliseconds silence, std::chrono::milliseconds whole)
+{
+    silence_ = silence;
+    whole_ = whole;
+}
+
+void LiveServer::ask(const LiveRequest &request, const Done &done)
+{
+    new Exchange(request, whole_, send(request), done); // goes with the reply
+}
+
+LiveReply LiveServer::answerTo(const LiveRequest &request)
+{
+    QEventLoop loop;
+    LiveReply answer;
+    ask(request, [&answer, &loop](const LiveReply &reply) {
+        answer = reply;
+        loop.quit();
+    });
+    loop.exec();
+    return answer;
+}
+
+QNetworkReply *LiveServer::send(const LiveRequest &request)
+{
+    QNetworkRequest asked(request.url);
+    asked.setHeader(QNetworkRequest::UserAgentHeader, u"velmo-publish"_s);
+    asked.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    asked.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    asked.setTransferTimeout(static_cast<int>(silence_.count()));
+    asked.setSslConfiguration(configuration_);
+    for (const auto &[name, value] : request.headers) {
+        asked.setRawHeader(name, value);
+    }
+    return request.method == "HEAD" ? network_->head(asked) : network_->get(asked);
+}
+
+} // namespace velmo::publish
