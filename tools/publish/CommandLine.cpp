@@ -14,6 +14,9 @@ namespace velmo::publish {
 namespace {
 
 constexpr int mostJobs = 256;
+constexpr int mostDays = 36500;
+constexpr int fewestTransfers = 4; // each waits for its store most of the time
+constexpr int mostTransfers = 64;
 constexpr auto defaultGame = "harrowfen"_L1;
 
 constexpr QStringView help =
@@ -21,6 +24,7 @@ constexpr QStringView help =
 
 Usage:
   velmo-publish --source DIR --out TREE --channel NAME --version TEXT --build N [options]
+  velmo-publish --push REMOTE --out TREE [--prune-older-than DAYS] [--dry-run] [--game ID]
   velmo-publish --check TREE [--game ID] [--jobs N]
 
 To publish:
@@ -40,11 +44,20 @@ To publish:
   --trust-times      Take a file that has the size and the times of the last publishing with this
                      option for the same, and do not read it. The tree keeps them in .times.
 
+To push, after publishing or by itself:
+  --push REMOTE      Upload the tree through rclone, to any place that rclone knows: the content
+                     files that are missing there, and when all are proved to be there the
+                     manifests. If it is interrupted, run it again. Deletes nothing.
+  --prune-older-than DAYS
+                     Afterwards remove from the remote the content files that no manifest there has
+                     named for so long, 1 to 36500 days.
+  --dry-run          Only say what would be uploaded and removed; not together with --source.
+
 To check:
   --check TREE       Read the whole tree and prove it: every manifest is good, and every file that
                      it names is there with its size and hash. Changes nothing.
 
-For both:
+For all:
   --game ID          The game's folder in the tree; harrowfen if not given.
   --jobs N           How many files to work on at a time, 1 to 256; one for each processor core if
                      not given.
@@ -88,6 +101,7 @@ Examples:
       --build 120 --executable Harrowfen/Binaries/Win64/Harrowfen-Win64-Shipping.exe
   velmo-publish --source build/Windows --out /srv/content --channel beta --version 1.3.0-rc1 \
       --build 131 --notes "First release candidate" --prune
+  velmo-publish --push store:bucket/content --out /srv/content --prune-older-than 30
   velmo-publish --check /srv/content
 )";
 
@@ -105,6 +119,9 @@ QList<QCommandLineOption> allOptions()
             QCommandLineOption(u"allow-older"_s),
             QCommandLineOption(u"trust-times"_s),
             QCommandLineOption(u"check"_s, {}, u"TREE"_s),
+            QCommandLineOption(u"push"_s, {}, u"REMOTE"_s),
+            QCommandLineOption(u"prune-older-than"_s, {}, u"DAYS"_s),
+            QCommandLineOption(u"dry-run"_s),
             QCommandLineOption(u"game"_s, {}, u"ID"_s, defaultGame),
             QCommandLineOption(u"jobs"_s, {}, u"N"_s)};
 }
@@ -162,6 +179,49 @@ QString checkMistake(const QCommandLineParser &parser)
     return parser.value(u"check"_s).isEmpty() ? u"--check needs the folder of a tree."_s : QString();
 }
 
+/// What of a command line with --push or without is wrong about it.
+QString pushMistake(const QCommandLineParser &parser)
+{
+    for (const QString &name : {u"prune-older-than"_s, u"dry-run"_s}) {
+        if (parser.isSet(name) && !parser.isSet(u"push"_s)) {
+            return u"--%1 goes with --push."_s.arg(name);
+        }
+    }
+    if (!parser.isSet(u"push"_s)) {
+        return {};
+    }
+    if (parser.value(u"push"_s).isEmpty()) {
+        return u"--push needs a place to upload to."_s;
+    }
+    if (parser.isSet(u"dry-run"_s) && parser.isSet(u"source"_s)) {
+        return u"--dry-run does not go with --source."_s;
+    }
+    bool isNumber = true;
+    const int days =
+        parser.isSet(u"prune-older-than"_s) ? parser.value(u"prune-older-than"_s).toInt(&isNumber) : mostDays;
+    return isNumber && days >= 1 && days <= mostDays
+               ? QString()
+               : u"--prune-older-than takes a number from 1 to %1, not \"%2\"."_s.arg(mostDays).arg(
+                     parser.value(u"prune-older-than"_s));
+}
+
+/// Of a tree that is published already.
+QString pushAloneMistake(const QCommandLineParser &parser)
+{
+    static const QStringList known = {u"push"_s, u"out"_s, u"game"_s, u"jobs"_s, u"prune-older-than"_s, u"dry-run"_s};
+    for (const QString &name : parser.optionNames()) {
+        if (!known.contains(name)) {
+            return u"--%1 does not go with --push unless there is a --source."_s.arg(name);
+        }
+    }
+    return parser.value(u"out"_s).isEmpty() ? u"--out is missing."_s : QString();
+}
+
+bool isPushAlone(const QCommandLineParser &parser)
+{
+    return parser.isSet(u"push"_s) && !parser.isSet(u"source"_s) && !parser.isSet(u"check"_s);
+}
+
 QString publishMistake(const QCommandLineParser &parser)
 {
     for (const QString &name : {u"source"_s, u"out"_s, u"channel"_s, u"version"_s, u"build"_s}) {
@@ -187,8 +247,9 @@ QString publishMistake(const QCommandLineParser &parser)
 /// The first thing that is wrong; empty for a good command line.
 QString mistakeIn(const QCommandLineParser &parser)
 {
-    const auto taskMistake = parser.isSet(u"check"_s) ? checkMistake : publishMistake;
-    for (const auto &mistake : {isolatedMistake, gameMistake, jobsMistake, taskMistake}) {
+    const auto otherMistake = isPushAlone(parser) ? pushAloneMistake : publishMistake;
+    const auto taskMistake = parser.isSet(u"check"_s) ? checkMistake : otherMistake;
+    for (const auto &mistake : {isolatedMistake, gameMistake, jobsMistake, taskMistake, pushMistake}) {
         if (const QString text = mistake(parser); !text.isEmpty()) {
             return text;
         }
@@ -215,6 +276,18 @@ PublishOrder orderOf(const QCommandLineParser &parser)
     return order;
 }
 
+PushOrder pushOf(const QCommandLineParser &parser, const PublishOrder &order)
+{
+    PushOrder push;
+    push.remote = RemoteAddress(parser.value(u"push"_s));
+    push.tree = order.tree;
+    push.game = order.game;
+    push.transfers = std::clamp(order.jobs, fewestTransfers, mostTransfers);
+    push.pruneOlderThanDays = parser.value(u"prune-older-than"_s).toInt();
+    push.dryRun = parser.isSet(u"dry-run"_s);
+    return push;
+}
+
 } // namespace
 
 CommandLine parseCommandLine(const QStringList &arguments)
@@ -232,8 +305,10 @@ CommandLine parseCommandLine(const QStringList &arguments)
     }
     line.mistake = mistakeIn(parser);
     if (line.mistake.isEmpty()) {
-        line.task = parser.isSet(u"check"_s) ? CommandLine::Task::Check : CommandLine::Task::Publish;
+        const auto otherTask = isPushAlone(parser) ? CommandLine::Task::Push : CommandLine::Task::Publish;
+        line.task = parser.isSet(u"check"_s) ? CommandLine::Task::Check : otherTask;
         line.order = orderOf(parser);
+        line.push = pushOf(parser, line.order);
     }
     return line;
 }

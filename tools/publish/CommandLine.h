@@ -1,6 +1,7 @@
 #pragma once
 
 #include "publish/Publisher.h"
+#include "publish/Push.h"
 
 #include <QString>
 #include <QStringList>
@@ -9,11 +10,12 @@ namespace velmo::publish {
 
 /// What the arguments of velmo-publish ask for.
 struct CommandLine {
-    enum class Task { Help, Publish, Check, Mistake };
+    enum class Task { Help, Publish, Check, Push, Mistake };
 
     Task task = Task::Mistake;
     QString mistake;    ///< a sentence, for Mistake
     PublishOrder order; ///< whole for Publish; for Check its tree, game and jobs
+    PushOrder push;     ///< for Push, and for Publish when its remote is not empty
 };
 
 /// \a arguments begin with the program's name.
