@@ -56,6 +56,15 @@ bool isPlainPath(const QString &path)
     return std::all_of(names.begin(), names.end(), isPlain) && std::none_of(path.begin(), path.end(), isControl);
 }
 
+/// Whether rclone may show a control character, or a byte that is no text, as \a character.
+bool standsForAnother(QChar character)
+{
+    constexpr char16_t firstPicture = 0x2400;
+    constexpr char16_t lastPicture = 0x2426;
+    constexpr char16_t quote = 0x201b;
+    return (character >= firstPicture && character <= lastPicture) || character == quote;
+}
+
 /// A list of files for rclone, taken letter by letter. It is there as long as the object.
 class FileList {
 public:
@@ -119,7 +128,9 @@ QString Remote::open()
     const QJsonObject features = remote.value("Features"_L1).toObject();
     const auto can = [&features](QLatin1StringView feature) { return features.value(feature).toBool(); };
     root_ = remote.value("Root"_L1).toString();
-    if (can("IsLocal"_L1) && remote.value("Name"_L1).toString() == "local"_L1 && QDir::isAbsolutePath(root_)) {
+    const bool isWritten = std::none_of(root_.begin(), root_.end(), standsForAnother);
+    if (can("IsLocal"_L1) && isWritten && remote.value("Name"_L1).toString() == "local"_L1 &&
+        QDir::isAbsolutePath(root_)) {
         placing_ = Placing::ByThisDrive;
     } else if (!can("BucketBased"_L1) && can("Move"_L1) && !can("PartialUploads"_L1)) {
         placing_ = Placing::ByRename;
