@@ -14,6 +14,9 @@ namespace velmo::publish {
 namespace {
 
 constexpr int mostJobs = 256;
+constexpr int mostDays = 36500;
+constexpr int fewestTransfers = 4; // each waits for its store most of the time
+constexpr int mostTransfers = 64;
 constexpr auto defaultGame = "harrowfen"_L1;
 
 constexpr QStringView help =
@@ -21,6 +24,7 @@ constexpr QStringView help =
 
 Usage:
   velmo-publish --source DIR --out TREE --channel NAME --version TEXT --build N [options]
+  velmo-publish --push REMOTE --out TREE [--prune-older-than DAYS] [--dry-run] [--game ID]
   velmo-publish --check TREE [--game ID] [--jobs N]
   velmo-publish --check https://HOST/.../manifest.json [--sample N] [--every-byte] [--tree TREE]
 
@@ -40,6 +44,15 @@ To publish:
                      channel's manifest is damaged. This is how to roll back.
   --trust-times      Take a file that has the size and the times of the last publishing with this
                      option for the same, and do not read it. The tree keeps them in .times.
+
+To push, after publishing or by itself:
+  --push REMOTE      Upload the tree through rclone, to any place that rclone knows: the content
+                     files that are missing there, and when all are proved to be there the
+                     manifests. If it is interrupted, run it again. Deletes nothing.
+  --prune-older-than DAYS
+                     Afterwards remove from the remote the content files that no manifest there has
+                     named for so long, 1 to 36500 days.
+  --dry-run          Only say what would be uploaded and removed; not together with --source.
 
 To check:
   --check TREE       Read the whole tree and prove it: every manifest is good, the packed one holds
@@ -100,6 +113,7 @@ Examples:
       --build 120 --executable Harrowfen/Binaries/Win64/Harrowfen-Win64-Shipping.exe
   velmo-publish --source build/Windows --out /srv/content --channel beta --version 1.3.0-rc1 \
       --build 131 --notes "First release candidate" --prune
+  velmo-publish --push store:bucket/content --out /srv/content --prune-older-than 30
   velmo-publish --check /srv/content
   velmo-publish --check https://cdn.example/harrowfen/release/manifest.json --sample 200 \
       --tree /srv/content
@@ -123,6 +137,9 @@ QList<QCommandLineOption> allOptions()
             QCommandLineOption(u"every-byte"_s),
             QCommandLineOption(u"tree"_s, {}, u"TREE"_s),
             QCommandLineOption(u"trust"_s, {}, u"FILE"_s),
+            QCommandLineOption(u"push"_s, {}, u"REMOTE"_s),
+            QCommandLineOption(u"prune-older-than"_s, {}, u"DAYS"_s),
+            QCommandLineOption(u"dry-run"_s),
             QCommandLineOption(u"game"_s, {}, u"ID"_s, defaultGame),
             QCommandLineOption(u"jobs"_s, {}, u"N"_s)};
 }
@@ -206,6 +223,49 @@ QString checkMistake(const QCommandLineParser &parser)
     return parser.value(u"check"_s).isEmpty() ? u"--check needs the folder of a tree."_s : QString();
 }
 
+/// What of a command line with --push or without is wrong about it.
+QString pushMistake(const QCommandLineParser &parser)
+{
+    for (const QString &name : {u"prune-older-than"_s, u"dry-run"_s}) {
+        if (parser.isSet(name) && !parser.isSet(u"push"_s)) {
+            return u"--%1 goes with --push."_s.arg(name);
+        }
+    }
+    if (!parser.isSet(u"push"_s)) {
+        return {};
+    }
+    if (parser.value(u"push"_s).isEmpty()) {
+        return u"--push needs a place to upload to."_s;
+    }
+    if (parser.isSet(u"dry-run"_s) && parser.isSet(u"source"_s)) {
+        return u"--dry-run does not go with --source."_s;
+    }
+    bool isNumber = true;
+    const int days =
+        parser.isSet(u"prune-older-than"_s) ? parser.value(u"prune-older-than"_s).toInt(&isNumber) : mostDays;
+    return isNumber && days >= 1 && days <= mostDays
+               ? QString()
+               : u"--prune-older-than takes a number from 1 to %1, not \"%2\"."_s.arg(mostDays).arg(
+                     parser.value(u"prune-older-than"_s));
+}
+
+/// Of a tree that is published already.
+QString pushAloneMistake(const QCommandLineParser &parser)
+{
+    static const QStringList known = {u"push"_s, u"out"_s, u"game"_s, u"jobs"_s, u"prune-older-than"_s, u"dry-run"_s};
+    for (const QString &name : parser.optionNames()) {
+        if (!known.contains(name)) {
+            return u"--%1 does not go with --push unless there is a --source."_s.arg(name);
+        }
+    }
+    return parser.value(u"out"_s).isEmpty() ? u"--out is missing."_s : QString();
+}
+
+bool isPushAlone(const QCommandLineParser &parser)
+{
+    return parser.isSet(u"push"_s) && !parser.isSet(u"source"_s) && !parser.isSet(u"check"_s);
+}
+
 QString publishMistake(const QCommandLineParser &parser)
 {
     for (const QString &name : {u"sample"_s, u"every-byte"_s, u"tree"_s, u"trust"_s}) {
@@ -236,8 +296,9 @@ QString publishMistake(const QCommandLineParser &parser)
 /// The first thing that is wrong; empty for a good command line.
 QString mistakeIn(const QCommandLineParser &parser)
 {
-    const auto taskMistake = parser.isSet(u"check"_s) ? checkMistake : publishMistake;
-    for (const auto &mistake : {isolatedMistake, gameMistake, jobsMistake, taskMistake}) {
+    const auto otherMistake = isPushAlone(parser) ? pushAloneMistake : publishMistake;
+    const auto taskMistake = parser.isSet(u"check"_s) ? checkMistake : otherMistake;
+    for (const auto &mistake : {isolatedMistake, gameMistake, jobsMistake, taskMistake, pushMistake}) {
         if (const QString text = mistake(parser); !text.isEmpty()) {
             return text;
         }
@@ -275,6 +336,18 @@ LiveOrder liveOrderOf(const QCommandLineParser &parser)
     return order;
 }
 
+PushOrder pushOf(const QCommandLineParser &parser, const PublishOrder &order)
+{
+    PushOrder push;
+    push.remote = RemoteAddress(parser.value(u"push"_s));
+    push.tree = order.tree;
+    push.game = order.game;
+    push.transfers = std::clamp(order.jobs, fewestTransfers, mostTransfers);
+    push.pruneOlderThanDays = parser.value(u"prune-older-than"_s).toInt();
+    push.dryRun = parser.isSet(u"dry-run"_s);
+    return push;
+}
+
 } // namespace
 
 CommandLine parseCommandLine(const QStringList &arguments)
@@ -296,8 +369,10 @@ CommandLine parseCommandLine(const QStringList &arguments)
         line.live = liveOrderOf(parser);
         line.trust = parser.value(u"trust"_s);
     } else if (line.mistake.isEmpty()) {
-        line.task = parser.isSet(u"check"_s) ? CommandLine::Task::Check : CommandLine::Task::Publish;
+        const auto otherTask = isPushAlone(parser) ? CommandLine::Task::Push : CommandLine::Task::Publish;
+        line.task = parser.isSet(u"check"_s) ? CommandLine::Task::Check : otherTask;
         line.order = orderOf(parser);
+        line.push = pushOf(parser, line.order);
     }
     return line;
 }

@@ -18,8 +18,11 @@ struct Wording {
 };
 
 /// In the order of PublishStep.
-constexpr std::array<Wording, 4> wordings = {
-    {{u"Scanning", u"Scanned"}, {u"Hashing", u"Hashed"}, {u"Copying", u"Copied"}, {u"Checking", u"Checked"}}};
+constexpr std::array<Wording, 5> wordings = {{{u"Scanning", u"Scanned"},
+                                              {u"Hashing", u"Hashed"},
+                                              {u"Copying", u"Copied"},
+                                              {u"Checking", u"Checked"},
+                                              {u"Uploading", u"Uploaded"}}};
 
 const Wording &wordingOf(PublishStep step)
 {

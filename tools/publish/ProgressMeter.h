@@ -7,7 +7,7 @@
 
 namespace velmo::publish {
 
-enum class PublishStep { Scan, Hash, Copy, Check };
+enum class PublishStep { Scan, Hash, Copy, Check, Upload };
 
 /// How far one step has come.
 struct PublishProgress {

@@ -4,6 +4,7 @@
 #include "publish/OneLine.h"
 #include "publish/ProgressLine.h"
 #include "publish/Publisher.h"
+#include "publish/Push.h"
 #include "publish/TreeCheck.h"
 
 #include <QCoreApplication>
@@ -70,6 +71,47 @@ int publish(const velmo::publish::PublishOrder &order, QTextStream &out, QTextSt
         errors << u"Nothing was published."_s << Qt::endl;
     }
     return result.problems.isEmpty() ? done : failed;
+}
+
+void printPushed(QTextStream &out, const velmo::publish::PushOrder &order, const velmo::publish::PushResult &result)
+{
+    const QString text = order.dryRun
+                             ? u"Would push to %1. Files: %2, %3; to upload: %4, %5; manifests to replace: %6."_s
+                             : u"Pushed to %1. Files: %2, %3; uploaded: %4, %5; manifests replaced: %6."_s;
+    out << text.arg(velmo::publish::onOneLine(order.remote.shown()), QString::number(result.files),
+                    velmo::formatBytes(result.bytes), QString::number(result.uploaded),
+                    velmo::formatBytes(result.uploadedBytes), QString::number(result.channels.size()))
+        << Qt::endl;
+    if (order.pruneOlderThanDays > 0) {
+        const QString pruned = order.dryRun
+                                   ? u"Would prune files: %1, %2; named by no manifest, but not for so long: %3."_s
+                                   : u"Pruned files: %1, %2; named by no manifest, but not for so long: %3."_s;
+        out << pruned.arg(QString::number(result.pruned), velmo::formatBytes(result.prunedBytes),
+                          QString::number(result.unnamed))
+            << Qt::endl;
+    }
+}
+
+int push(const velmo::publish::PushOrder &order, QTextStream &out, QTextStream &errors)
+{
+    velmo::publish::ProgressLine line(out, isOutputATerminal());
+    velmo::publish::Push push(order);
+    push.setProgress([&line](const velmo::publish::PublishProgress &progress) { line.show(progress); });
+    const velmo::publish::PushResult result = push.run();
+    line.clear();
+    if (result.isGood()) {
+        printPushed(out, order, result);
+    }
+    printProblems(errors, result.warnings);
+    printProblems(errors, result.problems);
+    return result.isGood() ? done : failed;
+}
+
+/// Pushes only what was published.
+int publishAndPush(const velmo::publish::CommandLine &line, QTextStream &out, QTextStream &errors)
+{
+    const int code = publish(line.order, out, errors);
+    return code == done && !line.push.remote.isEmpty() ? push(line.push, out, errors) : code;
 }
 
 int check(const velmo::publish::PublishOrder &order, QTextStream &out, QTextStream &errors)
@@ -157,13 +199,16 @@ int main(int argc, char **argv)
         out << velmo::publish::commandLineHelp();
         return done;
     case velmo::publish::CommandLine::Task::Publish:
-        return publish(line.order, out, errors);
+        return publishAndPush(line, out, errors);
     case velmo::publish::CommandLine::Task::Check:
         return check(line.order, out, errors);
     case velmo::publish::CommandLine::Task::CheckLive:
         return checkLive(line.live, line.trust, out, errors);
+    case velmo::publish::CommandLine::Task::Push:
+        return push(line.push, out, errors);
     case velmo::publish::CommandLine::Task::Mistake:
-        errors << velmo::publish::onOneLine(line.mistake) << Qt::endl << u"See velmo-publish --help."_s << Qt::endl;
+        errors << velmo::publish::onOneLine(velmo::publish::withoutRemoteParameters(line.mistake)) << Qt::endl
+               << u"See velmo-publish --help."_s << Qt::endl;
         return wrongUsage;
     }
     return wrongUsage;

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "tools/publish/PublishRun.h"
+
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace velmo::test {
+
+/// This process's environment without what it may say of the machine's own stores. rclone keeps its settings in
+/// \a configuration.
+QProcessEnvironment pushEnvironment(const QString &configuration);
+
+/// Runs velmo-publish while this thread's event loop goes on. With \a killAfterMs it is killed then, with its children
+/// and without a word; the exit code is -1 if that came before its end.
+PublishRun runPush(const QStringList &arguments, const QProcessEnvironment &environment,
+                   std::optional<int> killAfterMs = std::nullopt);
+
+/// Runs rclone and gives its output.
+QString rcloneOutput(const QStringList &arguments, const QProcessEnvironment &environment);
+
+} // namespace velmo::test

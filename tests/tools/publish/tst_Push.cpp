@@ -1,0 +1,369 @@
+#include "support/TestEnvironment.h"
+#include "tools/publish/PublishFixture.h"
+#include "tools/publish/PushRun.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QScopeGuard>
+#include <QTcpServer>
+#include <QTcpSocket>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace velmo::test;
+
+/// velmo-publish --push to a folder, and how it fails.
+class tst_Push : public QObject {
+    Q_OBJECT
+
+private slots:
+    void contentAndManifestArrive();
+    void publishingAndPushingGoTogether();
+    void onlyWhatIsLackingIsUploaded();
+    void contentOfTheRightSizeAndOtherBytesIsReplaced();
+    void namesThatOptionsAndPatternsLookLikeAreOnlyNames();
+    void whatElseLiesThereStays();
+    void dryRunChangesNothing();
+    void brokenTreeIsRefusedBeforeAnythingIsThere();
+    void fileIsPrunedWhenNoManifestHasNamedItForSoLong();
+    void fileThatAnotherTreesChannelNamesIsNeverPruned();
+    void damagedManifestOfAnotherChannelKeepsFromPruning();
+    void unusableRcloneGivesOneSentence_data();
+    void unusableRcloneGivesOneSentence();
+    void mistakeGivesTwo_data();
+    void mistakeGivesTwo();
+    void plainServerIsReachedBySftp();
+};
+
+namespace {
+
+QString servedBeside(const PublishFixture &fixture)
+{
+    return QDir(fixture.folder()).filePath(u"served"_s);
+}
+
+PublishRun push(const PublishFixture &fixture, const QStringList &more = {}, const QString &remote = {})
+{
+    const QString place = remote.isEmpty() ? servedBeside(fixture) : remote;
+    return runPush(QStringList{u"--push="_s + place, u"--out="_s + fixture.tree()} + more,
+                   pushEnvironment(QDir(fixture.folder()).filePath(u"rclone.conf"_s)));
+}
+
+void publish(const PublishFixture &fixture, int build, const QString &channel = u"release"_s)
+{
+    velmo::publish::PublishOrder order = fixture.order();
+    order.build = build;
+    order.channel = channel;
+    order.prune = true;
+    QVERIFY(velmo::publish::Publisher(order).run().isGood());
+}
+
+/// Where the folder that is served has \a bytes.
+QString servedPath(const PublishFixture &fixture, const QByteArray &bytes)
+{
+    return QDir(servedBeside(fixture)).filePath(QDir(fixture.tree()).relativeFilePath(fixture.storedPath(bytes)));
+}
+
+/// Makes the remote remember that it was \a days ago when it saw \a bytes unnamed.
+void letDaysPass(const PublishFixture &fixture, const QByteArray &bytes, int days)
+{
+    const QString path = QDir(servedBeside(fixture)).filePath(u"harrowfen/.push/unnamed.json"_s);
+    QJsonObject memory = QJsonDocument::fromJson(contentOf(path)).object();
+    QVERIFY(memory.contains(sha256Of(bytes)));
+    const QDateTime then = QDateTime::currentDateTimeUtc().addDays(-days).addSecs(-1);
+    memory.insert(sha256Of(bytes), then.toString(Qt::ISODate));
+    writeFile(path, QJsonDocument(memory).toJson());
+}
+
+bool isListening(quint16 port)
+{
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, port);
+    return socket.waitForConnected();
+}
+
+QStringList servedFiles(const PublishFixture &fixture)
+{
+    return PublishFixture::filesBelow(servedBeside(fixture));
+}
+
+} // namespace
+
+void tst_Push::contentAndManifestArrive()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    fixture.write(u"b/empty"_s, "");
+    publish(fixture, 1);
+    publish(fixture, 2, u"beta"_s);
+    const PublishRun run = push(fixture);
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+    QCOMPARE(servedFiles(fixture), PublishFixture::filesBelow(fixture.tree()));
+    QCOMPARE(contentOf(servedPath(fixture, "one")), QByteArray("one"));
+    const QString manifest = u"harrowfen/release/manifest.json"_s;
+    QCOMPARE(contentOf(QDir(servedBeside(fixture)).filePath(manifest)),
+             contentOf(QDir(fixture.tree()).filePath(manifest)));
+    QVERIFY(run.output.contains(u"Files: 2, 3 B; uploaded: 2, 3 B; manifests replaced: 2."_s));
+    QVERIFY(!QFile::exists(QDir(servedBeside(fixture)).filePath(u"harrowfen/.incoming"_s)));
+}
+
+void tst_Push::publishingAndPushingGoTogether()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    const PublishRun run = push(fixture, {u"--source"_s, fixture.build(), u"--channel"_s, u"release"_s, u"--version"_s,
+                                          u"1.0"_s, u"--build"_s, u"1"_s});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+    QVERIFY(run.output.contains(u"Published 1.0 build 1"_s) && run.output.contains(u"Pushed to"_s));
+    QCOMPARE(contentOf(servedPath(fixture, "one")), QByteArray("one"));
+}
+
+void tst_Push::onlyWhatIsLackingIsUploaded()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    QCOMPARE(push(fixture).exitCode, 0);
+    fixture.write(u"b"_s, "other");
+    publish(fixture, 2);
+    QVERIFY(push(fixture).output.contains(u"uploaded: 1, 5 B; manifests replaced: 1."_s));
+    QVERIFY(push(fixture).output.contains(u"uploaded: 0, 0 B; manifests replaced: 0."_s));
+    fixture.write(u"a"_s, "gone");
+    publish(fixture, 3);
+    QVERIFY(push(fixture).output.contains(u"uploaded: 1, 4 B; manifests replaced: 1."_s));
+    QVERIFY(QFile::exists(servedPath(fixture, "one")));
+}
+
+void tst_Push::contentOfTheRightSizeAndOtherBytesIsReplaced()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    writeFile(servedPath(fixture, "one"), "ONE");
+    QCOMPARE(push(fixture).exitCode, 0);
+    QCOMPARE(contentOf(servedPath(fixture, "one")), QByteArray("one"));
+}
+
+void tst_Push::namesThatOptionsAndPatternsLookLikeAreOnlyNames()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    const QString tree = QDir(fixture.folder()).filePath(u"-t{r}*e [x]?\n, y"_s);
+    QVERIFY(QFile::rename(fixture.tree(), tree));
+    const QString before = QDir::currentPath();
+    const auto back = qScopeGuard([&before] { QDir::setCurrent(before); });
+    QVERIFY(QDir::setCurrent(fixture.folder()));
+    const PublishRun run = runPush({u"--push=-s{e}*r [v]?\n, ed"_s, u"--out="_s + tree},
+                                   pushEnvironment(QDir(fixture.folder()).filePath(u"rclone.conf"_s)));
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+    QCOMPARE(PublishFixture::filesBelow(QDir(fixture.folder()).filePath(u"-s{e}*r [v]?\n, ed"_s)),
+             PublishFixture::filesBelow(tree));
+}
+
+void tst_Push::whatElseLiesThereStays()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    const QDir files(servedBeside(fixture) + u"/harrowfen/files"_s);
+    const QStringList names = {u"-rf"_s, u"*"_s, u"[a-z]"_s, u"new\nline"_s, u"ab/**"_s, u"../notes.txt"_s};
+    for (const QString &name : names) {
+        writeFile(files.filePath(name), "theirs");
+    }
+    const QByteArray odd = QFile::encodeName(files.path()) + "/\xff\xfe";
+    QCOMPARE(mkdir(odd.constData(), 0755), 0);
+    QCOMPARE(push(fixture).exitCode, 0);
+    fixture.write(u"a"_s, "two");
+    publish(fixture, 2);
+    QCOMPARE(push(fixture, {u"--prune-older-than=1"_s}).exitCode, 0);
+    letDaysPass(fixture, "one", 1);
+    QCOMPARE(push(fixture, {u"--prune-older-than=1"_s}).exitCode, 0);
+    QVERIFY(!QFile::exists(servedPath(fixture, "one")));
+    for (const QString &name : names) {
+        QCOMPARE(contentOf(files.filePath(name)), QByteArray("theirs"));
+    }
+    QCOMPARE(rmdir(odd.constData()), 0); // QTemporaryDir could not
+}
+
+void tst_Push::dryRunChangesNothing()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    const PublishRun run = push(fixture, {u"--dry-run"_s});
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+    QVERIFY(run.output.contains(u"to upload: 1, 3 B; manifests to replace: 1."_s));
+    QCOMPARE(servedFiles(fixture), QStringList());
+}
+
+void tst_Push::brokenTreeIsRefusedBeforeAnythingIsThere()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    fixture.write(u"b"_s, "other");
+    publish(fixture, 1);
+    QVERIFY(QFile::remove(fixture.storedPath("other")));
+    const PublishRun run = push(fixture);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.contains(u"release: \"b\": \""_s), qPrintable(run.errors));
+    QCOMPARE(servedFiles(fixture), QStringList());
+}
+
+void tst_Push::fileIsPrunedWhenNoManifestHasNamedItForSoLong()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    QCOMPARE(push(fixture).exitCode, 0);
+    fixture.write(u"a"_s, "two");
+    publish(fixture, 2);
+    QCOMPARE(push(fixture).exitCode, 0); // remembers, though nothing is to be pruned
+    letDaysPass(fixture, "one", 6);
+    QVERIFY(push(fixture, {u"--prune-older-than=7"_s}).output.contains(u"Pruned files: 0, 0 B"_s));
+    QVERIFY(QFile::exists(servedPath(fixture, "one")));
+    letDaysPass(fixture, "one", 7);
+    QVERIFY(push(fixture, {u"--prune-older-than=7"_s, u"--dry-run"_s}).output.contains(u"Would prune files: 1, 3 B"_s));
+    QVERIFY(QFile::exists(servedPath(fixture, "one")));
+    QVERIFY(push(fixture, {u"--prune-older-than=7"_s}).output.contains(u"Pruned files: 1, 3 B"_s));
+    QVERIFY(!QFile::exists(servedPath(fixture, "one")));
+    QCOMPARE(contentOf(servedPath(fixture, "two")), QByteArray("two"));
+}
+
+void tst_Push::fileThatAnotherTreesChannelNamesIsNeverPruned()
+{
+    const PublishFixture other;
+    other.write(u"a"_s, "one");
+    publish(other, 1, u"beta"_s);
+    const PublishFixture fixture;
+    QCOMPARE(push(other, {}, servedBeside(fixture)).exitCode, 0);
+    fixture.write(u"a"_s, "gone");
+    publish(fixture, 1);
+    QCOMPARE(push(fixture).exitCode, 0);
+    fixture.write(u"a"_s, "two");
+    publish(fixture, 2);
+    QCOMPARE(push(fixture).exitCode, 0);
+    letDaysPass(fixture, "gone", 900);
+    const QString path = QDir(servedBeside(fixture)).filePath(u"harrowfen/.push/unnamed.json"_s);
+    QVERIFY(!contentOf(path).contains(sha256Of("one").toLatin1()));
+    // Even one that is taken for unnamed since long ago.
+    writeFile(path, contentOf(path).replace(sha256Of("gone").toLatin1(), sha256Of("one").toLatin1()));
+    QCOMPARE(push(fixture, {u"--prune-older-than=1"_s}).exitCode, 0);
+    QCOMPARE(contentOf(servedPath(fixture, "one")), QByteArray("one"));
+}
+
+void tst_Push::damagedManifestOfAnotherChannelKeepsFromPruning()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    writeFile(servedBeside(fixture) + u"/harrowfen/beta/manifest.json"_s, "{");
+    const PublishRun run = push(fixture, {u"--prune-older-than=1"_s});
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.startsWith(u"\"beta/manifest.json\" of "_s), qPrintable(run.errors));
+    QVERIFY(!QFile::exists(servedPath(fixture, "one")));
+    QCOMPARE(push(fixture).exitCode, 0);
+}
+
+void tst_Push::unusableRcloneGivesOneSentence_data()
+{
+    QTest::addColumn<QByteArray>("script");
+    QTest::addColumn<QString>("sentence");
+    QTest::newRow("missing") << QByteArray() << u"rclone is not installed or not in the PATH"_s;
+    QTest::newRow("too old") << QByteArray("echo 'rclone v1.53.3-DEV'") << u"\"rclone v1.53.3-DEV\" is too old"_s;
+    QTest::newRow("another program") << QByteArray("echo hello") << u"does not tell its version"_s;
+    QTest::newRow("fails") << QByteArray("echo 'rclone v1.60.1'; [ $1 = version ] || { echo 'no luck' >&2; exit 9; }")
+                           << u"rclone could not open \"store:games\": no luck"_s;
+    QTest::newRow("killed") << QByteArray("echo 'rclone v1.60.1'; [ $1 = version ] || kill -9 $$")
+                            << u"rclone could not open \"store:games\": it ended with the code -1"_s;
+}
+
+void tst_Push::unusableRcloneGivesOneSentence()
+{
+    QFETCH(QByteArray, script);
+    QFETCH(QString, sentence);
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    const QString folder = QDir(fixture.folder()).filePath(u"bin"_s);
+    QDir().mkpath(folder);
+    if (!script.isEmpty()) {
+        const QString program = QDir(folder).filePath(u"rclone"_s);
+        writeFile(program, "#!/bin/sh\n" + script + '\n');
+        QFile::setPermissions(program, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    QProcessEnvironment environment = pushEnvironment({});
+    environment.insert(u"PATH"_s, folder);
+    const PublishRun run =
+        runPush({u"--push"_s, u"store,secret=geheim:games"_s, u"--out"_s, fixture.tree()}, environment);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.contains(sentence), qPrintable(run.errors));
+    QCOMPARE(run.errors.count(u'\n'), 1);
+}
+
+void tst_Push::mistakeGivesTwo_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("mistake");
+    QTest::newRow("no tree") << QStringList{u"--push=x:"_s} << u"--out is missing."_s;
+    QTest::newRow("no place") << QStringList{u"--push="_s, u"--out=t"_s} << u"--push needs a place to upload to."_s;
+    QTest::newRow("no days") << QStringList{u"--push=x:"_s, u"--out=t"_s, u"--prune-older-than=0"_s}
+                             << u"--prune-older-than takes a number from 1 to 36500, not \"0\"."_s;
+    QTest::newRow("dry without") << QStringList{u"--check=t"_s, u"--dry-run"_s}
+                                 << u"--dry-run does not go with --check."_s;
+    QTest::newRow("prune alone") << QStringList{u"--push=x:"_s, u"--out=t"_s, u"--prune"_s}
+                                 << u"--prune does not go with --push unless there is a --source."_s;
+    QTest::newRow("secret") << QStringList{u":sftp,pass=geheim:x"_s} << u"\":sftp,***"_s;
+}
+
+void tst_Push::mistakeGivesTwo()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, mistake);
+    const PublishRun run = runPush(arguments, pushEnvironment({}));
+    QCOMPARE(run.exitCode, 2);
+    QCOMPARE(run.errors, mistake + u"\nSee velmo-publish --help.\n"_s);
+}
+
+void tst_Push::plainServerIsReachedBySftp()
+{
+    const PublishFixture fixture;
+    QDir().mkpath(servedBeside(fixture));
+    const QProcessEnvironment environment = pushEnvironment(QDir(fixture.folder()).filePath(u"rclone.conf"_s));
+    QTcpServer listener;
+    QVERIFY(listener.listen(QHostAddress::LocalHost));
+    const quint16 port = listener.serverPort();
+    listener.close();
+    QProcess server;
+    server.setProcessEnvironment(environment);
+    server.start(u"rclone"_s, {u"serve"_s, u"sftp"_s, servedBeside(fixture), u"--addr=127.0.0.1:%1"_s.arg(port),
+                               u"--user=games"_s, u"--pass=geheim99"_s});
+    QTRY_VERIFY_WITH_TIMEOUT(isListening(port), 60000);
+    const QString word = rcloneOutput({u"obscure"_s, u"geheim99"_s}, environment).trimmed();
+    const QString remote = u":sftp,host=127.0.0.1,port=%1,user=games,pass=%2:"_s.arg(QString::number(port), word);
+    for (int build = 1; build <= 2; ++build) {
+        fixture.write(u"a%1"_s.arg(build), "one" + QByteArray::number(build));
+        publish(fixture, build);
+        const PublishRun run = push(fixture, {}, remote);
+        QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+        QVERIFY(!run.output.contains(word));
+        QCOMPARE(servedFiles(fixture), PublishFixture::filesBelow(fixture.tree()));
+    }
+    const QString manifest = u"harrowfen/release/manifest.json"_s;
+    QCOMPARE(contentOf(QDir(servedBeside(fixture)).filePath(manifest)),
+             contentOf(QDir(fixture.tree()).filePath(manifest)));
+    server.terminate();
+    server.waitForFinished();
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_Push>(argc, argv);
+}
+
+#include "tst_Push.moc"

@@ -1,0 +1,173 @@
+#include "publish/TreeCheck.h"
+#include "support/TestEnvironment.h"
+#include "tools/publish/ObjectStore.h"
+#include "tools/publish/PublishFixture.h"
+#include "tools/publish/PushRun.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QRandomGenerator>
+
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+using namespace velmo::test;
+
+/// A tree that is pushed to where a studio serves games from: an object store, and a folder.
+class tst_PushToStore : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void headersTellCachesWhatMayChange();
+    void burstsOf503AndCutConnectionsAreOvercome();
+    void unreachableStoreGivesOneSentence();
+    void killedAtAnyMomentItServesAWholeBuild_data();
+    void killedAtAnyMomentItServesAWholeBuild();
+
+private:
+    std::unique_ptr<ObjectStore> store_;
+};
+
+namespace {
+
+constexpr int kills = 20;
+constexpr int mostAttempts = 80;
+
+QByteArray noise(quint32 number, qsizetype words)
+{
+    QList<quint32> values(words);
+    QRandomGenerator(number).fillRange(values.data(), values.size());
+    return {reinterpret_cast<const char *>(values.constData()), words * qsizetype(sizeof(quint32))};
+}
+
+/// Publishes build \a number, in which some files are as before and most are not.
+void publishBuild(const PublishFixture &fixture, int number)
+{
+    for (int file = 0; file < 12; ++file) {
+        const int change = file < 4 ? 0 : number;
+        fixture.write(u"data/%1"_s.arg(file), noise(static_cast<quint32>(100 * change + file), 2000 + 3000 * file));
+    }
+    velmo::publish::PublishOrder order = fixture.order();
+    order.build = number;
+    QVERIFY(velmo::publish::Publisher(order).run().isGood());
+}
+
+QStringList pushArguments(const PublishFixture &fixture, const QString &remote)
+{
+    return {u"--push"_s, remote, u"--out"_s, fixture.tree()};
+}
+
+/// The problems of what is served, which lies in \a folder.
+QStringList problemsOf(const QString &folder)
+{
+    const velmo::publish::ContentTree tree(folder, u"harrowfen"_s);
+    return velmo::publish::TreeCheck(tree, 2).run().problems;
+}
+
+} // namespace
+
+void tst_PushToStore::init()
+{
+    store_ = std::make_unique<ObjectStore>();
+    QVERIFY2(store_->problem().isEmpty(), qPrintable(store_->problem()));
+}
+
+void tst_PushToStore::cleanup()
+{
+    store_.reset();
+}
+
+void tst_PushToStore::headersTellCachesWhatMayChange()
+{
+    const PublishFixture fixture;
+    fixture.write(u"game"_s, "bytes");
+    QVERIFY(fixture.publish().isGood());
+    const PublishRun run = runPush(pushArguments(fixture, ObjectStore::remote()), store_->environment());
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+    const QString content = QDir(fixture.tree()).relativeFilePath(fixture.storedPath("bytes"));
+    QCOMPARE(store_->header(content, "Cache-Control"), QByteArray("public, max-age=31536000, immutable"));
+    QCOMPARE(store_->header(u"harrowfen/release/manifest.json"_s, "Cache-Control"), QByteArray("no-cache"));
+}
+
+void tst_PushToStore::burstsOf503AndCutConnectionsAreOvercome()
+{
+    const PublishFixture fixture;
+    publishBuild(fixture, 1);
+    store_->relay().refuse(3);
+    store_->relay().cut(4, 40000);
+    const PublishRun run = runPush(pushArguments(fixture, ObjectStore::relayedRemote()), store_->environment());
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+    QCOMPARE(store_->relay().refused(), 3);
+    QCOMPARE(store_->relay().cuts(), 4);
+    const QString served = QDir(fixture.folder()).filePath(u"served"_s);
+    store_->download(served);
+    QCOMPARE(problemsOf(served), QStringList());
+}
+
+void tst_PushToStore::unreachableStoreGivesOneSentence()
+{
+    const PublishFixture fixture;
+    publishBuild(fixture, 1);
+    const QString address =
+        u":s3,provider=Other,env_auth=false,access_key_id=AKIAVISIBLE,secret_access_key=verysecretkey,"
+        "endpoint='http://127.0.0.1:1':games"_s;
+    const PublishRun run = runPush(pushArguments(fixture, address), store_->environment());
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.startsWith(u"rclone could not list \":s3:games\": "_s), qPrintable(run.errors));
+    QCOMPARE(run.errors.count(u'\n'), 1);
+    QVERIFY(!run.errors.contains(u"verysecretkey"_s) && !run.errors.contains(u"AKIAVISIBLE"_s));
+}
+
+void tst_PushToStore::killedAtAnyMomentItServesAWholeBuild_data()
+{
+    QTest::addColumn<bool>("isFolder");
+    QTest::newRow("object store") << false;
+    QTest::newRow("folder") << true;
+}
+
+void tst_PushToStore::killedAtAnyMomentItServesAWholeBuild()
+{
+    QFETCH(bool, isFolder);
+    const PublishFixture fixture;
+    const QString served = QDir(fixture.folder()).filePath(u"served"_s);
+    const QStringList arguments = pushArguments(fixture, isFolder ? served : ObjectStore::remote());
+    publishBuild(fixture, 1);
+    QCOMPARE(runPush(arguments, store_->environment()).exitCode, 0);
+    publishBuild(fixture, 2);
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(runPush(arguments, store_->environment()).exitCode, 0);
+    const int whole = static_cast<int>(timer.elapsed());
+
+    int killed = 0;
+    QSet<int> servedBuilds;
+    for (int attempt = 0; killed < kills && attempt < mostAttempts; ++attempt) {
+        publishBuild(fixture, 3 + attempt);
+        const int moment = whole * (killed + 1) / (kills + 1);
+        killed += runPush(arguments, store_->environment(), moment).exitCode == -1 ? 1 : 0;
+        if (!isFolder) {
+            store_->download(served);
+        }
+        QCOMPARE(problemsOf(served), QStringList());
+        const velmo::publish::ContentTree tree(served, u"harrowfen"_s);
+        servedBuilds.insert(tree.readManifest(u"release"_s).manifest.build);
+    }
+    QCOMPARE(killed, kills);
+    QVERIFY(servedBuilds.size() > 1);
+    QCOMPARE(runPush(arguments, store_->environment()).exitCode, 0);
+    if (!isFolder) {
+        store_->download(served);
+    }
+    const QString manifest = u"harrowfen/release/manifest.json"_s;
+    QCOMPARE(contentOf(QDir(served).filePath(manifest)), contentOf(QDir(fixture.tree()).filePath(manifest)));
+    QCOMPARE(problemsOf(served), QStringList());
+}
+
+int main(int argc, char **argv)
+{
+    return velmo::test::runTest<tst_PushToStore>(argc, argv);
+}
+
+#include "tst_PushToStore.moc"

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "publish/ContentHash.h"
+#include "publish/Rclone.h"
+
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace velmo::publish {
+
+/// What lies in a game's folder at a remote.
+struct RemoteListing {
+    QHash<ContentHash, qint64> content; ///< the sizes of the content files
+    QStringList manifests;              ///< paths below the game's folder, of every channel that there is
+    QStringList strange;                ///< paths of manifests that cannot be fetched for their names
+    bool hasMemory = false;
+    bool hasIncoming = false;
+};
+
+/// The game's folder at a remote, as rclone sees it. Functions that return a QString return a sentence when they fail.
+/// Content files are named by their hashes.
+class Remote {
+public:
+    using Contents = QList<ContentHash>;
+
+    Remote(const RemoteAddress &address, const QString &game, int transfers);
+
+    /// Finds rclone, and what the remote is able to do. Before everything else.
+    QString open();
+    QString list(RemoteListing *listing) const;
+    /// Brings the files at \a paths below the game's folder into \a folder.
+    QString fetch(const QStringList &paths, const QString &folder) const;
+
+    /// Uploads \a contents from the tree's folder of content files at \a folder, those too that are there with their
+    /// sizes if \a replacing.
+    QString upload(const Contents &contents, const QString &folder, bool replacing,
+                   const Rclone::ProgressTaker &progress) const;
+    /// Compares \a contents with those in \a folder, by their sizes and, where the remote has any, their hashes. Those
+    /// that are missing or differ are in \a wrong.
+    QString compare(const Contents &contents, const QString &folder, Contents *wrong) const;
+    /// Puts the file at \a path below \a folder at the same path below the game's folder, in place of what stands
+    /// there.
+    QString replace(const QString &path, const QString &folder) const;
+    /// Removes content files and nothing else.
+    QString remove(const Contents &contents) const;
+    /// Removes what uploads have left, where they leave anything or \a listing shows some.
+    QString clearIncoming(const RemoteListing &listing) const;
+
+    /// Where the remote keeps since when which content file is named no more.
+    static QString memoryPath();
+
+private:
+    /// How a file gets to its place so that nobody sees half of it.
+    enum class Placing {
+        ByUpload,   ///< uploads appear whole
+        ByRename,   ///< rclone writes into the file itself, so it is uploaded under another name and renamed
+        ByThisDrive ///< a folder of this machine
+    };
+
+    QString placeOf(const QString &path) const { return address_.at(path.isEmpty() ? game_ : game_ + u'/' + path); }
+    QString failure(const QString &task, const RcloneRun &run) const;
+    struct Upload {
+        QStringList paths;
+        QString from;
+        QString to;
+        QString cacheControl;
+        QStringList options;
+    };
+
+    QString run(const Upload &upload, const Rclone::ProgressTaker &progress) const;
+    QString moveList(const QStringList &paths, const QString &from, const QString &to) const;
+    QString replaceOnThisDrive(const QString &path, const QString &folder) const;
+
+    RemoteAddress address_;
+    QString game_;
+    int transfers_;
+    Rclone rclone_;
+    Placing placing_ = Placing::ByUpload;
+    QString root_; ///< for ByThisDrive
+};
+
+} // namespace velmo::publish
