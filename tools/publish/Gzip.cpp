@@ -1,5 +1,6 @@
 #include "publish/Gzip.h"
 
+#include <QBuffer>
 #include <QIODevice>
 #include <QScopeGuard>
 #include <QtEndian>
@@ -61,6 +62,37 @@ bool isNext(QIODevice &device, QByteArrayView bytes)
     return device.read(bytes.size()) == bytes;
 }
 
+/// Hands \a take what \a packed holds, piece by piece, until it says no. Whether \a packed is one whole gzip file and
+/// all was taken.
+template<typename Take>
+bool unpack(QIODevice &packed, const Take &take)
+{
+    z_stream stream{};
+    if (inflateInit2(&stream, gzipWindow) != Z_OK) {
+        qFatal("There is no memory to unpack with");
+    }
+    const auto end = qScopeGuard([&stream] { inflateEnd(&stream); });
+    QByteArray text(blockBytes, Qt::Uninitialized);
+    for (int state = Z_OK; state != Z_STREAM_END;) {
+        const QByteArray input = packed.read(blockBytes);
+        if (input.isEmpty()) {
+            return false; // it ends too early
+        }
+        stream.next_in = asBytes(input.data());
+        stream.avail_in = static_cast<uInt>(input.size());
+        do {
+            stream.next_out = asBytes(text.data());
+            stream.avail_out = static_cast<uInt>(text.size());
+            state = inflate(&stream, Z_NO_FLUSH);
+            const bool goesOn = state == Z_OK || state == Z_STREAM_END || state == Z_BUF_ERROR;
+            if (!goesOn || !take(QByteArrayView(text).chopped(static_cast<qsizetype>(stream.avail_out)))) {
+                return false;
+            }
+        } while (state != Z_STREAM_END && stream.avail_out == 0);
+    }
+    return stream.avail_in == 0 && packed.read(1).isEmpty();
+}
+
 } // namespace
 
 PackedPart pack(QByteArrayView text)
@@ -95,32 +127,27 @@ QByteArray GzipFrame::end() const
     return lastBlock.toByteArray() + littleEndian(checksum_) + littleEndian(static_cast<quint32>(size_));
 }
 
+bool isPacked(QByteArrayView bytes)
+{
+    return bytes.startsWith(header.first(2));
+}
+
+std::optional<QByteArray> unpack(const QByteArray &packed, qint64 mostBytes)
+{
+    QByteArray text;
+    QBuffer source;
+    source.setData(packed);
+    source.open(QIODevice::ReadOnly);
+    const bool isWhole = unpack(source, [&text, mostBytes](QByteArrayView piece) {
+        text += piece;
+        return text.size() <= mostBytes;
+    });
+    return isWhole ? std::optional(text) : std::nullopt;
+}
+
 bool holdsTheSame(QIODevice &packed, QIODevice &plain)
 {
-    z_stream stream{};
-    if (inflateInit2(&stream, gzipWindow) != Z_OK) {
-        qFatal("There is no memory to unpack with");
-    }
-    const auto end = qScopeGuard([&stream] { inflateEnd(&stream); });
-    QByteArray text(blockBytes, Qt::Uninitialized);
-    for (int state = Z_OK; state != Z_STREAM_END;) {
-        const QByteArray input = packed.read(blockBytes);
-        if (input.isEmpty()) {
-            return false; // it ends too early
-        }
-        stream.next_in = asBytes(input.data());
-        stream.avail_in = static_cast<uInt>(input.size());
-        do {
-            stream.next_out = asBytes(text.data());
-            stream.avail_out = static_cast<uInt>(text.size());
-            state = inflate(&stream, Z_NO_FLUSH);
-            const bool goesOn = state == Z_OK || state == Z_STREAM_END || state == Z_BUF_ERROR;
-            if (!goesOn || !isNext(plain, QByteArrayView(text).chopped(static_cast<qsizetype>(stream.avail_out)))) {
-                return false;
-            }
-        } while (state != Z_STREAM_END && stream.avail_out == 0);
-    }
-    return stream.avail_in == 0 && packed.read(1).isEmpty() && plain.read(1).isEmpty();
+    return unpack(packed, [&plain](QByteArrayView piece) { return isNext(plain, piece); }) && plain.read(1).isEmpty();
 }
 
 } // namespace velmo::publish

@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QByteArrayView>
 
+#include <optional>
+
 class QIODevice;
 
 namespace velmo::publish {
@@ -33,6 +35,11 @@ private:
     quint32 checksum_ = 0;
     qint64 size_ = 0;
 };
+
+/// Whether \a bytes begin as a gzip file does.
+bool isPacked(QByteArrayView bytes);
+/// What the gzip file \a packed holds; nothing when it is no whole one or holds more than \a mostBytes.
+std::optional<QByteArray> unpack(const QByteArray &packed, qint64 mostBytes);
 
 /// Whether \a packed is one whole gzip file that holds the bytes of \a plain. Reads both from where they stand.
 bool holdsTheSame(QIODevice &packed, QIODevice &plain);

@@ -1,6 +1,7 @@
 #include "publish/Push.h"
 
 #include "publish/ContentStore.h"
+#include "publish/Gzip.h"
 #include "publish/TreeLock.h"
 
 #include <QDateTime>
@@ -17,7 +18,8 @@ namespace velmo::publish {
 
 namespace {
 
-constexpr qsizetype mostNamed = 20; // of files in a list of problems
+constexpr qsizetype mostNamed = 20;                             // of files in a list of problems
+constexpr qint64 mostManifestBytes = qint64{1024} * 1024 * 256; // that the launcher takes
 
 QByteArray bytesOf(const QString &path)
 {
@@ -41,6 +43,12 @@ QSet<ContentHash> hashesIn(const QByteArray &text)
         }
     }
     return hashes;
+}
+
+/// As it is read, whether a remote has it packed or not. A packed one that is damaged stays as it is.
+QByteArray manifestText(const QByteArray &bytes)
+{
+    return isPacked(bytes) ? unpack(bytes, mostManifestBytes).value_or(bytes) : bytes;
 }
 
 QStringList listOf(const QString &problem)
@@ -88,7 +96,7 @@ QStringList Push::readTree()
     const QStringList folders = QDir(tree_.gameFolder()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     for (const QString &channel : folders) {
         if (TreeLayout::isFolderName(channel) && tree_.hasManifest(channel)) {
-            problems += listOf(takeSnapshot(channel));
+            problems += takeSnapshot(channel);
         }
     }
     const QList<ChannelManifest> channels = snapshot_.readManifests();
@@ -106,13 +114,20 @@ QStringList Push::readTree()
 }
 
 /// Later a manifest may stand in the tree whose files were not looked for.
-QString Push::takeSnapshot(const QString &channel)
+QStringList Push::takeSnapshot(const QString &channel)
 {
-    QDir().mkpath(QFileInfo(snapshot_.manifestPath(channel)).path());
-    QFile manifest(tree_.manifestPath(channel));
-    return manifest.copy(snapshot_.manifestPath(channel))
-               ? QString()
-               : u"\"%1\" cannot be read: %2."_s.arg(tree_.manifestPath(channel), manifest.errorString());
+    const QString folder = QFileInfo(snapshot_.manifestPath(channel)).path();
+    QDir().mkpath(folder);
+    for (const QString &path : {tree_.manifestPath(channel), tree_.packedManifestPath(channel)}) {
+        QFile file(path);
+        if (file.exists() && !file.copy(QDir(folder).filePath(QFileInfo(path).fileName()))) {
+            return {u"\"%1\" cannot be read: %2."_s.arg(path, file.errorString())};
+        }
+    }
+    // A server hands out either of the two, so they go up together or not at all.
+    const TaskResult packed = snapshot_.lookAtPacked(channel);
+    return (packed.problems + packed.warnings)
+        .replaceInStrings(snapshot_.packedManifestPath(channel), tree_.packedManifestPath(channel));
 }
 
 QStringList Push::addNamed(const ChannelManifest &channel)
@@ -171,7 +186,7 @@ QHash<QString, QString> Push::readRemoteManifests(const QString &folder)
     QHash<QString, QString> problems;
     namedThere_.clear();
     for (const QString &path : std::as_const(there_.manifests)) {
-        const QByteArray json = bytesOf(QDir(folder).filePath(path));
+        const QByteArray json = manifestText(bytesOf(QDir(folder).filePath(path)));
         namedThere_ += hashesIn(json);
         QString reason;
         if (!parsedManifest(json, &reason).valid) {
@@ -268,32 +283,57 @@ QStringList Push::proveContent()
     return problems;
 }
 
+/// The packed one first: whoever is cut off between the two leaves the old build's number standing, so that the next
+/// push goes on.
+QList<Push::Placed> Push::manifestsOf(const QString &channel) const
+{
+    const QString plain = channel + u"/manifest.json"_s;
+    const QString packed = plain + u".gz"_s;
+    if (!remote_.tellsOfPacking()) {
+        return {{packed, snapshot_.gameFolder()}, {plain, snapshot_.gameFolder()}};
+    }
+    const QDir folder(work_.filePath(u"packed"_s));
+    QDir().mkpath(folder.filePath(channel));
+    QFile::copy(snapshot_.packedManifestPath(channel), folder.filePath(plain)); // what fails here, the next step tells
+    return {{plain, folder.path(), true}};
+}
+
 QStringList Push::pushManifests()
 {
-    const QDir snapshot(snapshot_.gameFolder());
     const QDir before(work_.filePath(u"remote"_s));
-    QStringList replaced;
-    for (const QString &channel : snapshot.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        const QString path = channel + u"/manifest.json"_s;
-        if (bytesOf(before.filePath(path)) == bytesOf(snapshot.filePath(path))) {
-            continue;
+    QList<Placed> replaced;
+    for (const QString &channel : QDir(snapshot_.gameFolder()).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        for (const Placed &manifest : manifestsOf(channel)) {
+            if (bytesOf(before.filePath(manifest.path)) == bytesOf(QDir(manifest.from).filePath(manifest.path))) {
+                continue;
+            }
+            if (!result_.channels.contains(channel)) {
+                result_.channels.append(channel);
+            }
+            replaced.append(manifest);
         }
-        result_.channels.append(channel);
-        if (order_.dryRun) {
-            continue;
-        }
-        if (const QString problem = remote_.replace(path, snapshot.path()); !problem.isEmpty()) {
+    }
+    return order_.dryRun ? QStringList() : replace(replaced);
+}
+
+QStringList Push::replace(const QList<Placed> &manifests)
+{
+    QStringList paths;
+    for (const Placed &manifest : manifests) {
+        if (const QString problem = remote_.replace(manifest.path, manifest.from, manifest.isPacked);
+            !problem.isEmpty()) {
             return {problem};
         }
-        replaced.append(path);
+        paths.append(manifest.path);
     }
     const QDir after(work_.filePath(u"after"_s));
-    if (const QString problem = remote_.fetch(replaced, after.path()); !problem.isEmpty()) {
+    if (const QString problem = remote_.fetch(paths, after.path()); !problem.isEmpty()) {
         return {problem};
     }
-    for (const QString &path : std::as_const(replaced)) {
-        if (bytesOf(after.filePath(path)) != bytesOf(snapshot.filePath(path))) {
-            return {u"\"%1\" did not arrive at \"%2\" as it is."_s.arg(path, order_.remote.shown())};
+    for (const Placed &manifest : manifests) { // rclone may unpack what is told to be packed
+        if (manifestText(bytesOf(after.filePath(manifest.path))) !=
+            manifestText(bytesOf(QDir(manifest.from).filePath(manifest.path)))) {
+            return {u"\"%1\" did not arrive at \"%2\" as it is."_s.arg(manifest.path, order_.remote.shown())};
         }
     }
     return {};

@@ -54,11 +54,20 @@ private:
     QStringList prune();
     QStringList tidy();
 
-    QString takeSnapshot(const QString &channel);
+    QStringList takeSnapshot(const QString &channel);
     QStringList addNamed(const ChannelManifest &channel);
     QHash<QString, QString> readRemoteManifests(const QString &folder);
     QStringList upload(const Remote::Contents &contents, bool replacing);
     QStringList proveContent();
+    /// A file that becomes a channel's manifest, or the packed one beside it.
+    struct Placed {
+        QString path; ///< below the game's folder
+        QString from; ///< the folder that it lies below
+        bool isPacked = false;
+    };
+    QList<Placed> manifestsOf(const QString &channel) const;
+    QStringList replace(const QList<Placed> &manifests);
+
     QString remember(const UnnamedContent &memory);
 
     PushOrder order_;

@@ -65,6 +65,12 @@ bool standsForAnother(QChar character)
     return (character >= firstPicture && character <= lastPicture) || character == quote;
 }
 
+bool isManifestName(const QString &name)
+{
+    return name.compare("manifest.json"_L1, Qt::CaseInsensitive) == 0 ||
+           name.compare("manifest.json.gz"_L1, Qt::CaseInsensitive) == 0;
+}
+
 /// A list of files for rclone, taken letter by letter. It is there as long as the object.
 class FileList {
 public:
@@ -94,7 +100,7 @@ void addEntry(RemoteListing *listing, const QString &path, qint64 size)
         listing->hasIncoming = true;
     } else if (path == Remote::memoryPath()) {
         listing->hasMemory = true;
-    } else if (path.section(u'/', -1).compare("manifest.json"_L1, Qt::CaseInsensitive) == 0) {
+    } else if (isManifestName(path.section(u'/', -1))) {
         (isPlainPath(path) ? listing->manifests : listing->strange).append(path);
     }
 }
@@ -135,6 +141,8 @@ QString Remote::open()
     } else if (!can("BucketBased"_L1) && can("Move"_L1) && !can("PartialUploads"_L1)) {
         placing_ = Placing::ByRename;
     }
+    tellsOfPacking_ = placing_ == Placing::ByUpload &&
+                      remote.value("MetadataInfo"_L1)["System"_L1].toObject().contains("content-encoding"_L1);
     return {};
 }
 
@@ -209,7 +217,7 @@ QString Remote::compare(const Contents &contents, const QString &folder, Content
     return run.isGood() || !wrong->isEmpty() ? QString() : failure(u"check"_s, run);
 }
 
-QString Remote::replace(const QString &path, const QString &folder) const
+QString Remote::replace(const QString &path, const QString &folder, bool isPacked) const
 {
     switch (placing_) {
     case Placing::ByThisDrive:
@@ -226,7 +234,11 @@ QString Remote::replace(const QString &path, const QString &folder) const
     case Placing::ByUpload:
         break;
     }
-    return run({{path}, folder, placeOf({}), askAgain, {u"--ignore-times"_s}}, {});
+    QStringList options{u"--ignore-times"_s};
+    if (isPacked) {
+        options.append(u"--header-upload=Content-Encoding: gzip"_s);
+    }
+    return run({{path}, folder, placeOf({}), askAgain, options}, {});
 }
 
 QString Remote::remove(const Contents &contents) const

@@ -43,8 +43,11 @@ public:
     /// that are missing or differ are in \a wrong.
     QString compare(const Contents &contents, const QString &folder, Contents *wrong) const;
     /// Puts the file at \a path below \a folder at the same path below the game's folder, in place of what stands
-    /// there.
-    QString replace(const QString &path, const QString &folder) const;
+    /// there. Tells whoever asks for it that it \a isPacked.
+    QString replace(const QString &path, const QString &folder, bool isPacked = false) const;
+    /// Whether it can tell so. Such a place has one manifest for everybody, the packed one, since it does not choose
+    /// between two files.
+    bool tellsOfPacking() const { return tellsOfPacking_; }
     /// Removes content files and nothing else.
     QString remove(const Contents &contents) const;
     /// Removes what uploads have left, where they leave anything or \a listing shows some.
@@ -80,6 +83,7 @@ private:
     int transfers_;
     Rclone rclone_;
     Placing placing_ = Placing::ByUpload;
+    bool tellsOfPacking_ = false;
     QString root_; ///< for ByThisDrive
 };
 

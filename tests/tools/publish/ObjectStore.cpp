@@ -1,12 +1,16 @@
 #include "tools/publish/ObjectStore.h"
 
+#include "publish/Gzip.h"
 #include "support/TestFiles.h"
 #include "tools/publish/PushRun.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+
+#include <optional>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -15,6 +19,7 @@ namespace velmo::test {
 namespace {
 
 constexpr int startMs = 120000;
+constexpr qint64 mostManifestBytes = 1'000'000;
 
 QByteArray section(const QByteArray &name, quint16 port)
 {
@@ -68,11 +73,28 @@ QByteArray ObjectStore::header(const QString &path, const QByteArray &name) cons
     return reply->error() == QNetworkReply::NoError ? reply->rawHeader(name) : "404";
 }
 
+QByteArray ObjectStore::bytes(const QString &path) const
+{
+    QNetworkAccessManager network;
+    QNetworkReply *const reply = network.get(QNetworkRequest(address().resolved(QUrl(path))));
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    loop.exec();
+    return reply->readAll();
+}
+
 void ObjectStore::download(const QString &folder) const
 {
     QDir(folder).removeRecursively();
     QDir().mkpath(folder);
     rcloneOutput({u"copy"_s, remote(), folder}, environment());
+    QDirIterator manifests(folder, {u"manifest.json"_s}, QDir::Files, QDirIterator::Subdirectories);
+    while (manifests.hasNext()) {
+        const QString path = manifests.next();
+        if (const std::optional<QByteArray> text = publish::unpack(readFile(path), mostManifestBytes)) {
+            writeFile(path, *text);
+        }
+    }
 }
 
 } // namespace velmo::test

@@ -29,7 +29,9 @@ public:
     QUrl address() const;
     /// The header \a name of what lies at \a path there; "404" when nothing does.
     QByteArray header(const QString &path, const QByteArray &name) const;
-    /// Brings everything to \a folder, which is emptied first.
+    /// What a client gets for \a path there, unpacked if it says that it is packed.
+    QByteArray bytes(const QString &path) const;
+    /// Brings everything to \a folder, which is emptied first, and unpacks the manifests.
     void download(const QString &folder) const;
 
 private:

@@ -30,6 +30,10 @@ private slots:
     void whatElseLiesThereStays();
     void dryRunChangesNothing();
     void brokenTreeIsRefusedBeforeAnythingIsThere();
+    void manifestWithoutItsPackedFormIsRefused_data();
+    void manifestWithoutItsPackedFormIsRefused();
+    void bothFormsOfAManifestAreReplaced();
+    void fileThatOnlyAPackedManifestNamesIsNotPruned();
     void fileIsPrunedWhenNoManifestHasNamedItForSoLong();
     void fileThatAnotherTreesChannelNamesIsNeverPruned();
     void damagedManifestOfAnotherChannelKeepsFromPruning();
@@ -213,6 +217,68 @@ void tst_Push::brokenTreeIsRefusedBeforeAnythingIsThere()
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.errors.contains(u"release: \"b\": \""_s), qPrintable(run.errors));
     QCOMPARE(servedFiles(fixture), QStringList());
+}
+
+void tst_Push::manifestWithoutItsPackedFormIsRefused_data()
+{
+    QTest::addColumn<QByteArray>("packed");
+    QTest::newRow("there is none") << QByteArray();
+    QTest::newRow("it is of another build") << QByteArray("other");
+}
+
+void tst_Push::manifestWithoutItsPackedFormIsRefused()
+{
+    QFETCH(QByteArray, packed);
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    const QString path = QDir(fixture.tree()).filePath(u"harrowfen/release/manifest.json.gz"_s);
+    QVERIFY(QFile::remove(path));
+    if (!packed.isEmpty()) {
+        writeFile(path, packed);
+    }
+    const PublishRun run = push(fixture);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.startsWith(u"\"%1\" "_s.arg(path)) && run.errors.contains(u"publish the channel once more"_s),
+             qPrintable(run.errors));
+    QCOMPARE(servedFiles(fixture), QStringList());
+}
+
+/// A server hands out either of the two.
+void tst_Push::bothFormsOfAManifestAreReplaced()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    QCOMPARE(push(fixture).exitCode, 0);
+    publish(fixture, 2);
+    const QDir served(servedBeside(fixture) + u"/harrowfen/release"_s);
+    writeFile(served.filePath(u"manifest.json"_s), contentOf(fixture.tree() + u"/harrowfen/release/manifest.json"_s));
+    QVERIFY(push(fixture).output.contains(u"manifests replaced: 1."_s)); // as one cut off between the two leaves it
+    for (const QString &name : {u"manifest.json"_s, u"manifest.json.gz"_s}) {
+        QCOMPARE(contentOf(served.filePath(name)), contentOf(fixture.tree() + u"/harrowfen/release/"_s + name));
+    }
+    QVERIFY(push(fixture).output.contains(u"manifests replaced: 0."_s));
+}
+
+void tst_Push::fileThatOnlyAPackedManifestNamesIsNotPruned()
+{
+    const PublishFixture other;
+    other.write(u"a"_s, "packed");
+    publish(other, 1, u"beta"_s);
+    const PublishFixture fixture;
+    QCOMPARE(push(other, {}, servedBeside(fixture)).exitCode, 0);
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    const QDir beta(servedBeside(fixture) + u"/harrowfen/beta"_s);
+    writeFile(beta.filePath(u"manifest.json"_s), contentOf(fixture.tree() + u"/harrowfen/release/manifest.json"_s));
+    QCOMPARE(push(fixture).exitCode, 0);
+    const QString path = QDir(servedBeside(fixture)).filePath(u"harrowfen/.push/unnamed.json"_s);
+    QVERIFY(!contentOf(path).contains(sha256Of("packed").toLatin1()));
+    // One that is damaged may name anything.
+    writeFile(beta.filePath(u"manifest.json.gz"_s), contentOf(beta.filePath(u"manifest.json.gz"_s)).chopped(3));
+    const PublishRun run = push(fixture, {u"--prune-older-than=1"_s});
+    QVERIFY2(run.exitCode == 1 && run.errors.startsWith(u"\"beta/manifest.json.gz\" of "_s), qPrintable(run.errors));
 }
 
 void tst_Push::fileIsPrunedWhenNoManifestHasNamedItForSoLong()
