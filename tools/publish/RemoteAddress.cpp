@@ -47,7 +47,8 @@ Parameters parametersOf(const QString &address)
 /// The values of the parameters in \a text that may be secret, as they are written and as they are meant.
 QStringList valuesIn(const QString &text)
 {
-    static const QRegularExpression pair(uR"(,(?!(?:host|port|endpoint|region|provider)=)[^=,:]*=("(?:[^"]|"")*"|'(?:[^']|'')*'|[^,]*))"_s);
+    static const QRegularExpression pair(
+        uR"(,(?!(?:host|port|endpoint|region|provider)=)[^=,:]*=("(?:[^"]|"")*"|'(?:[^']|'')*'|[^,]*))"_s);
     QStringList values;
     for (auto match = pair.globalMatch(text); match.hasNext();) {
         QString value = match.next().captured(1);
