@@ -126,7 +126,7 @@ QString LauncherProcess::nextLine(int timeoutMs)
             QString::fromUtf8(rawLog()).split(QLatin1StringView(machine_.lineEnd()), Qt::KeepEmptyParts);
         // What stands after the last end of a line is not yet a whole one.
         while (next.isNull() && linesSeen_ < all.size() - 1) {
-            const QString line = all.at(linesSeen_++);
+            const QString &line = all.at(linesSeen_++);
             const QString text = line.sliced(std::min(timeLength, line.size()));
             next = machine_.isSystemsLine(text) ? QString() : text;
         }

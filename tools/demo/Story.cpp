@@ -91,6 +91,7 @@ void Story::open()
     player_.launcher().start();
     while (!player_.nextLine(options_.patienceMs).isNull() || player_.launcher().isRunning()) {
     }
+    expect(player_.launcher().waitForEnd(0) == 0, u"The launcher did not end well."_s);
 }
 
 void Story::makeBuilds()
@@ -267,6 +268,8 @@ void Story::playOffline()
 {
     player_.close();
     studio_.stop();
+    // As if it had been chosen; a reset forgets that and finds the game all the same.
+    player_.presetSetting(u"game"_s, u"installPath"_s, machine_.nameOf(player_.installFolder()));
     startOffline();
     player_.playGame();
     player_.openPage(u"News"_s);
