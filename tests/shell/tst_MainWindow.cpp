@@ -28,6 +28,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -145,6 +146,7 @@ private slots:
     void selectorFollowsTheGameAndDrivesIt();
     void selectorsAgree();
     void badgeFollowsTheServices();
+    void everyStateIsReadInTheWindow();
     void windowButtonsAct();
 
     void titleTellsOfATransfer_data();
@@ -348,6 +350,21 @@ void tst_MainWindow::badgeFollowsTheServices()
     emit f.game->serviceStatusChanged(ServiceStatus::Offline, u"No route"_s);
     QCOMPARE(badge->accessibleName(), u"OFFLINE"_s);
     QCOMPARE(badge->toolTip(), u"No route"_s);
+}
+
+void tst_MainWindow::everyStateIsReadInTheWindow()
+{
+    Fixture f(*studio_);
+    f.window->show();
+    constexpr int last = int(GameState::Error);
+    for (int state = int(GameState::CheckingInstallation); state <= last; ++state) {
+        const QString detail = u"told of state %1"_s.arg(state);
+        f.tell(GameState(state), detail);
+        const QList<QLabel *> labels = f.window->findChildren<QLabel *>();
+        QVERIFY2(std::any_of(labels.begin(), labels.end(),
+                             [&](const QLabel *label) { return label->isVisible() && label->text() == detail; }),
+                 qPrintable(detail));
+    }
 }
 
 void tst_MainWindow::windowButtonsAct()

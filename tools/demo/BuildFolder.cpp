@@ -1,5 +1,7 @@
 #include "BuildFolder.h"
 
+#include "Problem.h"
+
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -8,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -31,13 +34,6 @@ constexpr std::array<FileKind, 4> fileKinds = {{
 constexpr qint64 growthBytes = 1'237;
 constexpr quint32 seed = 20261029;
 
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
 QByteArray randomBytes(QRandomGenerator &random, qint64 count)
 {
     QByteArray bytes((count + 3) / 4 * 4, Qt::Uninitialized);
@@ -46,69 +42,111 @@ QByteArray randomBytes(QRandomGenerator &random, qint64 count)
     return bytes;
 }
 
-bool replaceProgram(const QString &source, const QString &target)
+bool sameContent(const QString &a, const QString &b)
 {
-    QFile::remove(target);
-    return QFile::copy(source, target);
+    constexpr qint64 blockBytes = qint64{1024} * 1024;
+    QFile left(a);
+    QFile right(b);
+    if (!left.open(QIODevice::ReadOnly) || !right.open(QIODevice::ReadOnly) || left.size() != right.size()) {
+        return false;
+    }
+    while (!left.atEnd()) {
+        if (left.read(blockBytes) != right.read(blockBytes)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The files below \a folder but \a program, the largest first.
+QStringList largestFilesBelow(const QString &folder, const QString &program)
+{
+    QStringList files = filesBelow(folder);
+    files.removeAll(program);
+    const auto sizeOf = [&folder](const QString &path) { return QFileInfo(QDir(folder).filePath(path)).size(); };
+    std::stable_sort(files.begin(), files.end(),
+                     [&](const QString &a, const QString &b) { return sizeOf(a) > sizeOf(b); });
+    return files;
 }
 
 } // namespace
 
-bool generateGame(const QString &folder, const QString &program)
+void generateGame(const QString &folder, const QString &program)
 {
     QRandomGenerator random(seed);
     for (const FileKind &kind : fileKinds) {
         for (int i = 0; i < kind.count; ++i) {
             const QString name = kind.pattern.toString().arg(i, 3, 10, QLatin1Char('0'));
-            if (!writeFile(QDir(folder).filePath(name), randomBytes(random, kind.bytes + i * growthBytes))) {
-                return false;
-            }
+            writeFile(QDir(folder).filePath(name), randomBytes(random, kind.bytes + i * growthBytes));
         }
     }
     // A file of no bytes belongs to every real build.
-    return writeFile(QDir(folder).filePath(u"Config/first-run.marker"_s), {}) &&
-           replaceProgram(program, QDir(folder).filePath(QFileInfo(program).fileName()));
+    writeFile(QDir(folder).filePath(u"Config/first-run.marker"_s), {});
+    const QString copy = QDir(folder).filePath(QFileInfo(program).fileName());
+    expect(QFile::copy(program, copy), u"The program could not be put at "_s + copy);
 }
 
-bool copyFolder(const QString &source, const QString &target)
+void copyFolder(const QString &source, const QString &target)
 {
     const QStringList files = filesBelow(source);
+    expect(!files.isEmpty(), u"There are no files in "_s + source);
     for (const QString &path : files) {
         const QString copy = QDir(target).filePath(path);
-        if (!QDir().mkpath(QFileInfo(copy).absolutePath()) || !QFile::copy(QDir(source).filePath(path), copy)) {
-            return false;
-        }
+        expect(QDir().mkpath(QFileInfo(copy).absolutePath()) && QFile::copy(QDir(source).filePath(path), copy),
+               u"This could not be copied: "_s + path);
     }
-    return !files.isEmpty();
 }
 
 QStringList makeNextBuild(const QString &folder, const QString &program, const QString &version)
 {
-    QStringList files = largestFilesBelow(folder);
-    files.removeAll(program);
-    if (files.size() < 4) {
-        return {};
-    }
-    QStringList done;
+    const QStringList files = largestFilesBelow(folder, program);
+    expect(files.size() >= 4, u"Build %1 could not be made; a game needs five files or more."_s.arg(version));
     const QDir directory(folder);
+    const QString added = u"Patch/%1/notes.txt"_s.arg(version);
+    QStringList done;
     for (const QString &path : {files.at(0), files.at(files.size() / 2)}) {
         QFile file(directory.filePath(path));
         file.setPermissions(file.permissions() | QFileDevice::WriteOwner);
-        if (!file.open(QIODevice::Append) || file.write("\nbuild " + version.toUtf8() + "\n") < 1) {
-            return {};
-        }
+        expect(file.open(QIODevice::Append) && file.write("\nbuild " + version.toUtf8() + "\n") > 0,
+               u"This could not be changed: "_s + path);
         done.append(u"changed "_s + path);
     }
-    if (!QFile::remove(directory.filePath(files.last()))) {
-        return {};
+    expect(QFile::remove(directory.filePath(files.last())), u"This could not be removed: "_s + files.last());
+    writeFile(directory.filePath(added), "What is new in " + version.toUtf8() + "\n");
+    return done + QStringList{u"removed "_s + files.last(), u"added "_s + added};
+}
+
+QStringList damageBuild(const QString &folder, const QString &program)
+{
+    const QStringList files = largestFilesBelow(folder, program).mid(0, 3);
+    const QDir directory(folder);
+    expect(files.size() == 3 && QFileInfo(directory.filePath(files.at(2))).size() > 1,
+           u"The game has too few files to damage."_s);
+    QFile flipped(directory.filePath(files.at(0)));
+    expect(flipped.open(QIODevice::ReadWrite) && flipped.seek(flipped.size() - 1), flipped.errorString());
+    const char byte = static_cast<char>(flipped.read(1).at(0) ^ 0x55);
+    expect(flipped.seek(flipped.size() - 1) && flipped.write(&byte, 1) == 1, flipped.errorString());
+    QFile shortened(directory.filePath(files.at(1)));
+    expect(shortened.resize(shortened.size() - 1), shortened.errorString());
+    expect(QFile::remove(directory.filePath(files.at(2))), u"This could not be removed: "_s + files.at(2));
+    return files;
+}
+
+Difference differenceOf(const QString &from, const QString &to)
+{
+    Difference difference;
+    const QStringList before = from.isEmpty() ? QStringList() : filesBelow(from);
+    const QStringList after = filesBelow(to);
+    std::copy_if(before.begin(), before.end(), std::back_inserter(difference.removed),
+                 [&](const QString &path) { return !after.contains(path); });
+    for (const QString &path : after) {
+        const QString file = QDir(to).filePath(path);
+        if (!before.contains(path) || !sameContent(QDir(from).filePath(path), file)) {
+            difference.fetched.append(path);
+            difference.bytes += QFileInfo(file).size();
+        }
     }
-    done.append(u"removed "_s + files.last());
-    const QString added = u"Patch/%1/notes.txt"_s.arg(version);
-    if (!writeFile(directory.filePath(added), "What is new in " + version.toUtf8() + "\n")) {
-        return {};
-    }
-    done.append(u"added "_s + added);
-    return done;
+    return difference;
 }
 
 QStringList filesBelow(const QString &folder)
@@ -123,13 +161,18 @@ QStringList filesBelow(const QString &folder)
     return files;
 }
 
-QStringList largestFilesBelow(const QString &folder)
+QByteArray contentOf(const QString &path)
 {
-    QStringList files = filesBelow(folder);
-    const auto sizeOf = [&folder](const QString &path) { return QFileInfo(QDir(folder).filePath(path)).size(); };
-    std::stable_sort(files.begin(), files.end(),
-                     [&](const QString &a, const QString &b) { return sizeOf(a) > sizeOf(b); });
-    return files;
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    expect(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush(),
+           u"This could not be written: "_s + path);
 }
 
 } // namespace velmo::demo

@@ -1,7 +1,9 @@
-#include "Demo.h"
 #include "FolderLock.h"
 #include "Hand.h"
+#include "Problem.h"
+#include "Story.h"
 
+#include "core/Application.h"
 #include "theme/Theme.h"
 #include "widgets/Accessible.h"
 
@@ -9,12 +11,18 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFile>
+#include <QSslCertificate>
+#include <QSslConfiguration>
 
 #include <cstdio>
+#include <cstring>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
+
+constexpr const char *launcherOption = "--launcher"; // the demo starts itself with it
+constexpr int patienceMs = 20 * 60 * 1000;           // a real game may be large
 
 /// The demo's settings, logs and games stay below \a work, whatever the user has of the real launcher.
 void redirectUserFolders(const QString &work)
@@ -27,11 +35,62 @@ void redirectUserFolders(const QString &work)
 /// The launcher's log lines would drown the story.
 void discardMessage(QtMsgType /*type*/, const QMessageLogContext & /*context*/, const QString & /*text*/) {}
 
+void say(const QString &text)
+{
+    std::fputs((text + u'\n').toLocal8Bit().constData(), stdout);
+    std::fflush(stdout);
+}
+
+/// The launcher itself, as the demo starts it: the program that players get, but for its trust in the demo's studio.
+int runLauncher(int argc, char **argv)
+{
+    velmo::Application application(argc, argv);
+    QSslConfiguration trust = QSslConfiguration::defaultConfiguration();
+    trust.addCaCertificate(QSslCertificate(velmo::demo::StoryStudio::authority(), QSsl::Pem));
+    QSslConfiguration::setDefaultConfiguration(trust);
+    return application.start() ? velmo::Application::exec() : 1;
+}
+
+/// False at the first step that does not end where it should; why has then been printed.
+bool play(velmo::demo::Story &story)
+{
+    int number = 0;
+    for (const auto &[title, step] : velmo::demo::Story::steps()) {
+        say(u"\n%1. %2"_s.arg(QString::number(++number), title));
+        try {
+            (story.*step)();
+            if (story.player().launcher().isRunning()) {
+                story.player().keepScreen(u"step %1 %2"_s.arg(QString::number(number), title));
+            }
+        } catch (const velmo::demo::Problem &problem) {
+            say(u"   !! %1\n   !! Step %2 did not end where it should."_s.arg(QString::fromUtf8(problem.what()))
+                    .arg(number));
+            return false;
+        }
+    }
+    say(u"\nEvery step ended where it should."_s);
+    return true;
+}
+
+bool open(velmo::demo::Story &story)
+{
+    try {
+        story.open();
+        return true;
+    } catch (const velmo::demo::Problem &problem) {
+        say(u"   !! "_s + QString::fromUtf8(problem.what()));
+        return false;
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+    if (argc == 2 && std::strcmp(argv[1], launcherOption) == 0) {
+        return runLauncher(argc, argv);
+    }
     QApplication app(argc, argv);
     QCoreApplication::setApplicationName(u"VelmoLauncher"_s);
     QCoreApplication::setOrganizationName(u"Velmo Games"_s);
@@ -57,7 +116,7 @@ int main(int argc, char **argv)
     parser.addHelpOption();
     parser.process(app);
 
-    velmo::demo::Demo::Options options;
+    velmo::demo::Story::Options options;
     options.work = QDir(QCoreApplication::applicationDirPath()).filePath(u"work"_s);
     // One album for each ratio of device pixels to logical ones.
     options.screens =
@@ -65,6 +124,8 @@ int main(int argc, char **argv)
     options.game = parser.value(gameOption);
     options.program = parser.value(runOption);
     options.arguments = parser.value(argumentsOption);
+    options.patienceMs = patienceMs;
+    options.tell = say;
     const bool hasGame = !options.game.isEmpty();
     if ((hasGame && !QDir(options.game).exists()) || (!hasGame && !options.program.isEmpty())) {
         parser.showHelp(2);
@@ -79,14 +140,13 @@ int main(int argc, char **argv)
     qInstallMessageHandler(discardMessage);
     velmo::theme::Theme::apply();
     velmo::installAccessibility();
-    velmo::demo::Demo demo(options);
-    if (!parser.isSet(storyOption)) {
-        return demo.open() ? 0 : 1;
-    }
-    if (!velmo::demo::handIsThere()) {
+    velmo::demo::Machine machine(options.work);
+    machine.use({QCoreApplication::applicationFilePath(), QString::fromLatin1(launcherOption)});
+    const bool story = parser.isSet(storyOption);
+    if (story && !velmo::demo::handIsThere()) {
         std::fputs("velmo-demo: --story needs an X display and the program xdotool\n", stderr);
         return 2;
     }
-    QGuiApplication::setQuitOnLastWindowClosed(false); // the story closes the launcher and opens it again
-    return demo.play() ? 0 : 1;
+    velmo::demo::Story demo(options, machine);
+    return (story ? play(demo) : open(demo)) ? 0 : 1;
 }

@@ -4,23 +4,25 @@
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
-#include <QTemporaryDir>
 
-namespace velmo::test {
+namespace velmo::demo {
 
-/// The player's machine, with a launcher on it: this one with the program of this build, or, where VELMO_WINDOWS_SETUP
+/// The player's machine, with a launcher on it: this one with a program of this build, or, where VELMO_WINDOWS_SETUP
 /// names the launcher's setup program, Windows as Wine plays it on the drive WINEPREFIX. All that a story may find
 /// different there is in this one place. Paths are this machine's unless said otherwise.
 class Machine {
 public:
-    Machine();
+    /// \a folder is for the home and the program, where they are not Wine's.
+    explicit Machine(const QString &folder);
 
     bool isWindows() const { return !setup_.isEmpty(); }
-    /// Brings the launcher to where players have it.
-    bool install();
+    /// Brings the launcher to where players have it; \a launcher is this build's.
+    bool install(const QString &launcher);
+    /// Leaves the launcher where it is; \a launcher is its program, with arguments.
+    void use(const QStringList &launcher);
 
     /// The launcher's program, and its folder.
-    QString program() const;
+    QString program() const { return launcher_.first(); }
     QString programFolder() const;
     /// The user's home folder.
     QString home() const;
@@ -29,12 +31,8 @@ public:
     /// How programs of the machine call the file \a path.
     QString nameOf(const QString &path) const;
 
-    /// The game's program in a build, and its bytes.
-    QString gamePath() const;
-    QByteArray gameProgram() const;
-
-    /// What begins the command line of a program that is to run there.
-    QStringList runner() const;
+    /// What starts the launcher.
+    QStringList command() const;
     QProcessEnvironment environment() const;
     /// Waits until nothing runs there any more, not even what the system keeps for a while. A start before that could
     /// put its icon into a tray that is about to end, and would trust the authorities of the run before.
@@ -51,10 +49,12 @@ public:
     bool isSystemsLine(const QString &line) const;
 
 private:
+    QStringList runner() const;
     bool run(const QStringList &command, QByteArray *output = nullptr) const;
 
     QString setup_;
-    QTemporaryDir folder_; ///< of the home and the program, where they are not Wine's
+    QString folder_;
+    QStringList launcher_;
 };
 
-} // namespace velmo::test
+} // namespace velmo::demo

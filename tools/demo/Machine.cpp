@@ -1,9 +1,8 @@
 #include "Machine.h"
 
-#include "GameFixture.h"
-
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
 
@@ -12,7 +11,7 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace velmo::test {
+namespace velmo::demo {
 
 namespace {
 
@@ -41,32 +40,35 @@ QString windowsUser()
 
 } // namespace
 
-Machine::Machine()
+Machine::Machine(const QString &folder)
     : setup_(qEnvironmentVariable("VELMO_WINDOWS_SETUP"))
-{}
+    , folder_(folder)
+{
+    launcher_ = QStringList{isWindows() ? home() + u"/AppData/Local/Programs/VelmoLauncher/VelmoLauncher.exe"_s
+                                        : QDir(folder_).filePath(u"program/VelmoLauncher"_s)};
+}
 
-bool Machine::install()
+bool Machine::install(const QString &launcher)
 {
     if (isWindows()) {
         return run({setup_, u"/S"_s}) && QFile::exists(program());
     }
-    return QDir().mkpath(home()) && QDir().mkpath(programFolder()) &&
-           QFile::copy(QStringLiteral(VELMO_LAUNCHER), program());
+    return QDir().mkpath(home()) && QDir().mkpath(programFolder()) && QFile::copy(launcher, program());
 }
 
-QString Machine::program() const
+void Machine::use(const QStringList &launcher)
 {
-    return programFolder() + (isWindows() ? u"/VelmoLauncher.exe"_s : u"/VelmoLauncher"_s);
+    launcher_ = launcher;
 }
 
 QString Machine::programFolder() const
 {
-    return isWindows() ? home() + u"/AppData/Local/Programs/VelmoLauncher"_s : folder_.filePath(u"program"_s);
+    return QFileInfo(program()).path();
 }
 
 QString Machine::home() const
 {
-    return isWindows() ? drive() + u"/users/"_s + windowsUser() : folder_.filePath(u"home"_s);
+    return isWindows() ? drive() + u"/users/"_s + windowsUser() : QDir(folder_).filePath(u"home"_s);
 }
 
 QString Machine::dataFolder() const
@@ -79,26 +81,9 @@ QString Machine::nameOf(const QString &path) const
     return isWindows() ? u"C:"_s + path.sliced(drive().size()) : path;
 }
 
-QString Machine::gamePath() const
+QStringList Machine::command() const
 {
-    return isWindows() ? u"bin/game.exe"_s : u"bin/game"_s;
-}
-
-QByteArray Machine::gameProgram() const
-{
-    if (!isWindows()) {
-        return gameProgramFile().content;
-    }
-    QFile file(qEnvironmentVariable("VELMO_WINDOWS_GAME"));
-    if (!file.open(QIODevice::ReadOnly)) {
-        qFatal("The game for Windows is missing: %s", qPrintable(file.fileName()));
-    }
-    return file.readAll();
-}
-
-QStringList Machine::runner() const
-{
-    return isWindows() ? QStringList{u"wine"_s} : QStringList();
+    return runner() + launcher_;
 }
 
 QProcessEnvironment Machine::environment() const
@@ -154,6 +139,11 @@ bool Machine::isSystemsLine(const QString &line) const
                                       [&line](QStringView known) { return line.startsWith(known); });
 }
 
+QStringList Machine::runner() const
+{
+    return isWindows() ? QStringList{u"wine"_s} : QStringList();
+}
+
 bool Machine::run(const QStringList &command, QByteArray *output) const
 {
     const QStringList all = runner() + command;
@@ -167,4 +157,4 @@ bool Machine::run(const QStringList &command, QByteArray *output) const
     return ended && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
-} // namespace velmo::test
+} // namespace velmo::demo

@@ -3,20 +3,27 @@
 #include "Machine.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
-#include <QtTest>
+#include <QGuiApplication>
+#include <QPixmap>
+#include <QRegularExpression>
+#include <QScreen>
+#include <QTimer>
 
 #include <algorithm>
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 
-namespace velmo::test {
+namespace velmo::demo {
 
 namespace {
 
-constexpr int patienceMs = 30 * 1000;
-constexpr qsizetype timeLength = 24; // "2026-08-31 14:25:30.042 "
+constexpr int patienceMs = 60 * 1000; // for what the window does by itself
+constexpr qsizetype timeLength = 24;  // "2026-08-31 14:25:30.042 "
 
 QStringList logFiles(const QString &folder)
 {
@@ -31,12 +38,13 @@ QString outputOf(const QString &program, const QStringList &arguments)
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
 
+/// In logical pixels.
 QRect geometryOf(const QString &window)
 {
     const QStringList values = outputOf(u"xdotool"_s, {u"getwindowgeometry"_s, u"--shell"_s, window}).split(u'\n');
     const auto value = [&values](const QString &key) {
         const QStringList found = values.filter(QRegularExpression(u"^%1="_s.arg(key)));
-        return found.value(0).section(u'=', 1).toInt();
+        return qRound(found.value(0).section(u'=', 1).toInt() / qApp->devicePixelRatio());
     };
     return {value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s)};
 }
@@ -66,9 +74,23 @@ QRect iconInWineTray()
 
 } // namespace
 
-LauncherProcess::LauncherProcess(const Machine &machine, const QString &authorities)
+bool waitFor(const std::function<bool()> &condition, int timeoutMs)
+{
+    constexpr int pauseMs = 20;
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!condition()) {
+        if (deadline.hasExpired()) {
+            return false;
+        }
+        QEventLoop loop;
+        QTimer::singleShot(pauseMs, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+    return true;
+}
+
+LauncherProcess::LauncherProcess(const Machine &machine)
     : machine_(machine)
-    , authorities_(authorities)
 {
     process_.setProcessEnvironment(machine.environment());
     process_.setProcessChannelMode(QProcess::MergedChannels);
@@ -89,42 +111,92 @@ void LauncherProcess::start(const QStringList &arguments)
     const auto nextName = [] {
         return u"launcher-%1.log"_s.arg(QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_s));
     };
-    while (olderLogs_.contains(nextName())) {
-        QTest::qWait(20);
-    }
+    waitFor([&] { return !olderLogs_.contains(nextName()); }, patienceMs);
     linesSeen_ = 0;
-    process_.start(QStringLiteral(VELMO_WITH_AUTHORITIES),
-                   QStringList{authorities_} + machine_.runner() + QStringList{machine_.program()} + arguments);
+    const QStringList command = prefix_ + machine_.command() + arguments;
+    process_.start(command.first(), command.sliced(1));
 }
 
-bool LauncherProcess::logs(const QString &text)
+QString LauncherProcess::nextLine(int timeoutMs)
 {
-    return QTest::qWaitFor(
-        [&] {
-            const QStringList all = lines();
-            for (qsizetype i = linesSeen_; i < all.size(); ++i) {
-                if (all.at(i).contains(text)) {
-                    linesSeen_ = i + 1;
-                    return true;
-                }
-            }
-            return false;
-        },
-        patienceMs);
+    QString next;
+    const auto comes = [&] {
+        const bool wasRunning = isRunning(); // before the look, so that the last lines are not missed
+        const QStringList all =
+            QString::fromUtf8(rawLog()).split(QLatin1StringView(machine_.lineEnd()), Qt::KeepEmptyParts);
+        // What stands after the last end of a line is not yet a whole one.
+        while (next.isNull() && linesSeen_ < all.size() - 1) {
+            const QString &line = all.at(linesSeen_++);
+            const QString text = line.sliced(std::min(timeLength, line.size()));
+            next = machine_.isSystemsLine(text) ? QString() : text;
+        }
+        return !next.isNull() || !wasRunning;
+    };
+    waitFor(comes, timeoutMs);
+    return next;
+}
+
+QString LauncherProcess::malformedLine() const
+{
+    static const QRegularExpression form(
+        uR"(^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} \[(DEBUG|INFO |WARN |ERROR)\] (velmo\.[a-z ]{8}|default {7})  \S)"_s);
+    QList<QByteArray> raw = rawLog().split('\n');
+    const QByteArray last = raw.takeLast(); // after the last line's end
+    if (!last.isEmpty()) {
+        return QString::fromUtf8(last);
+    }
+    const auto isWrong = [this](const QByteArray &line) {
+        const QString text = QString::fromUtf8(line);
+        return line.endsWith('\r') != (machine_.lineEnd() == "\r\n") ||
+               !(form.match(text).hasMatch() || machine_.isSystemsLine(text.sliced(std::min(timeLength, text.size()))));
+    };
+    const auto wrong = std::find_if(raw.cbegin(), raw.cend(), isWrong);
+    return wrong == raw.cend() ? QString() : QString::fromUtf8(*wrong);
 }
 
 bool LauncherProcess::showsWindow()
 {
-    if (!QTest::qWaitFor([this] { return isWindowSeen(); }, patienceMs)) {
+    if (!waitFor([this] { return isWindowSeen(); }, patienceMs)) {
         return false;
     }
     window_ = geometryOf(visibleWindow(u"HARROWFEN"));
     return window_.width() > 0;
 }
 
+bool LauncherProcess::resizeWindow(QSize size)
+{
+    const QString window = visibleWindow(u"HARROWFEN");
+    const QSize pixels = size * qApp->devicePixelRatio();
+    outputOf(u"xdotool"_s,
+             {u"windowsize"_s, window, QString::number(pixels.width()), QString::number(pixels.height())});
+    return waitFor([&] { return geometryOf(window).size() == size; }, patienceMs) && showsWindow();
+}
+
+QImage LauncherProcess::picture(const QRect &place) const
+{
+    const QRect spot = place.isNull() ? window_ : place;
+    const auto look = [&spot] {
+        return QGuiApplication::primaryScreen()
+            ->grabWindow(0, spot.x(), spot.y(), spot.width(), spot.height())
+            .toImage();
+    };
+    constexpr int mostMs = 2000; // a transfer never comes to rest
+    constexpr int pauseMs = 200;
+    QImage picture = look();
+    const QDeadlineTimer end(mostMs);
+    const auto rests = [&] {
+        waitFor([] { return false; }, pauseMs);
+        const QImage next = look();
+        return next == std::exchange(picture, next);
+    };
+    while (!rests() && !end.hasExpired()) {
+    }
+    return picture;
+}
+
 QRect LauncherProcess::otherWindow(const QString &title) const
 {
-    const bool seen = QTest::qWaitFor([this, &title] { return isOtherWindowSeen(title); }, patienceMs);
+    const bool seen = waitFor([this, &title] { return isOtherWindowSeen(title); }, patienceMs);
     return seen ? geometryOf(visibleWindow(title)) : QRect();
 }
 
@@ -147,13 +219,13 @@ QRect LauncherProcess::menuBeside(const QSet<QString> &known) const
             return menu.height() > higherThanAnyToolTip;
         });
     };
-    return QTest::qWaitFor(isSeen, patienceMs) ? menu : QRect();
+    return waitFor(isSeen, patienceMs) ? menu : QRect();
 }
 
 QPoint LauncherProcess::trayIcon() const
 {
     QRect icon;
-    const bool found = QTest::qWaitFor(
+    const bool found = waitFor(
         [this, &icon] {
             icon = machine_.isWindows() ? iconInWineTray() : trayGeometry();
             return icon.width() >= narrowestIcon;
@@ -162,9 +234,17 @@ QPoint LauncherProcess::trayIcon() const
     return found ? icon.center() : QPoint(-1, -1);
 }
 
-int LauncherProcess::waitForEnd()
+void LauncherProcess::endChildren() const
 {
-    const bool ended = QTest::qWaitFor([this] { return process_.state() == QProcess::NotRunning; }, patienceMs);
+    QFile children(u"/proc/%1/task/%1/children"_s.arg(process_.processId()));
+    if (children.open(QIODevice::ReadOnly)) {
+        QProcess::execute(u"sh"_s, {u"-c"_s, u"kill "_s + QString::fromUtf8(children.readAll())});
+    }
+}
+
+int LauncherProcess::waitForEnd(int timeoutMs)
+{
+    const bool ended = waitFor([this] { return !isRunning(); }, timeoutMs);
     return ended && process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
 }
 
@@ -174,24 +254,6 @@ void LauncherProcess::kill()
         process_.kill();
         process_.waitForFinished();
     }
-}
-
-QStringList LauncherProcess::lines() const
-{
-    QStringList lines;
-    const QStringList all =
-        QString::fromUtf8(rawLog()).split(QLatin1StringView(machine_.lineEnd()), Qt::SkipEmptyParts);
-    for (const QString &line : all) {
-        if (!isSystemsLine(line)) {
-            lines.append(line.sliced(std::min(timeLength, line.size())));
-        }
-    }
-    return lines;
-}
-
-bool LauncherProcess::isSystemsLine(const QString &line) const
-{
-    return machine_.isSystemsLine(line.sliced(std::min(timeLength, line.size())));
 }
 
 QByteArray LauncherProcess::rawLog() const
@@ -217,4 +279,4 @@ QString LauncherProcess::visibleWindow(QStringView title) const
         .section(u'\n', 0, 0);
 }
 
-} // namespace velmo::test
+} // namespace velmo::demo
