@@ -1,7 +1,5 @@
 #include "publish/ContentHash.h"
 
-#include <QByteArray>
-
 #include <algorithm>
 
 namespace velmo::publish {
@@ -16,6 +14,23 @@ ContentHash::ContentHash(const QString &digits)
 QString ContentHash::digits() const
 {
     return QString::fromLatin1(QByteArray::fromRawData(bytes_.data(), sizeof bytes_).toHex());
+}
+
+QSet<ContentHash> hashesIn(const QByteArray &text)
+{
+    const auto isDigit = [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+    };
+    constexpr qsizetype digits = 64;
+    QSet<ContentHash> hashes;
+    qsizetype run = 0;
+    for (qsizetype at = 0; at < text.size(); ++at) {
+        run = isDigit(text.at(at)) ? run + 1 : 0;
+        if (run >= digits) {
+            hashes.insert(ContentHash(QString::fromLatin1(text.sliced(at + 1 - digits, digits)).toLower()));
+        }
+    }
+    return hashes;
 }
 
 } // namespace velmo::publish

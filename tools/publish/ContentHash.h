@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QByteArray>
 #include <QHashFunctions>
+#include <QSet>
 #include <QString>
 
 #include <array>
@@ -26,5 +28,8 @@ public:
 private:
     std::array<char, 32> bytes_{};
 };
+
+/// Everything in \a text that may be the hash of a content file, whoever wrote it and however.
+QSet<ContentHash> hashesIn(const QByteArray &text);
 
 } // namespace velmo::publish

@@ -27,24 +27,6 @@ QByteArray bytesOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// Everything in \a text that may be the hash of a content file, whoever wrote it and however.
-QSet<ContentHash> hashesIn(const QByteArray &text)
-{
-    const auto isDigit = [](char c) {
-        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-    };
-    constexpr qsizetype digits = 64;
-    QSet<ContentHash> hashes;
-    qsizetype run = 0;
-    for (qsizetype at = 0; at < text.size(); ++at) {
-        run = isDigit(text.at(at)) ? run + 1 : 0;
-        if (run >= digits) {
-            hashes.insert(ContentHash(QString::fromLatin1(text.sliced(at + 1 - digits, digits)).toLower()));
-        }
-    }
-    return hashes;
-}
-
 /// As it is read, whether a remote has it packed or not. A packed one that is damaged stays as it is.
 QByteArray manifestText(const QByteArray &bytes)
 {
