@@ -3,6 +3,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
+#include <QTimeZone>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -61,7 +62,7 @@ QByteArray UnnamedContent::json() const
     QJsonObject object;
     for (auto entry = since_.begin(); entry != since_.end(); ++entry) {
         object.insert(entry.key().digits(),
-                      QDateTime::fromSecsSinceEpoch(entry.value(), Qt::UTC).toString(Qt::ISODate));
+                      QDateTime::fromSecsSinceEpoch(entry.value(), QTimeZone::utc()).toString(Qt::ISODate));
     }
     return QJsonDocument(object).toJson();
 }
