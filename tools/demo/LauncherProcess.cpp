@@ -163,6 +163,11 @@ bool LauncherProcess::showsWindow()
     return window_.width() > 0;
 }
 
+void LauncherProcess::takeKeys() const
+{
+    outputOf(u"xdotool"_s, {u"windowfocus"_s, u"--sync"_s, visibleWindow(u"HARROWFEN")});
+}
+
 bool LauncherProcess::resizeWindow(QSize size)
 {
     const QString window = visibleWindow(u"HARROWFEN");

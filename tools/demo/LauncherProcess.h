@@ -41,6 +41,8 @@ public:
     bool isWindowSeen() const { return !visibleWindow(u"HARROWFEN").isEmpty(); }
     /// Gives the window, which is seen, another size, as its player could.
     bool resizeWindow(QSize size);
+    /// Lets keys go to the window, which is seen. Nothing else does that where no window manager has a say.
+    void takeKeys() const;
     /// The window's place when it was shown last.
     QRect window() const { return window_; }
     /// The window as it is seen, once all that moves in it has come to rest; something else on the screen where

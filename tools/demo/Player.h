@@ -52,6 +52,8 @@ public:
     void openPage(const QString &tab);
     /// Clicks on the control of a row at the top of the settings page.
     void clickSetting(const QString &label);
+    /// Presses keys while the window is seen. Whether that could be done.
+    bool strikeKeys(const QStringList &keys);
     void answer(const WindowTwin::Question &question, const QString &button);
     void verifyFiles();
     void selectBranch(const QString &id, const QString &name);

@@ -284,10 +284,10 @@ void Story::resetSettings()
 {
     // By the keyboard, from the field to the button in the last row.
     player_.clickSetting(u"Launch arguments"_s);
-    expect(strike({u"w"_s}) &&
+    expect(player_.strikeKeys({u"w"_s}) &&
                waitFor([&] { return player_.setting(u"game"_s, u"launchArguments"_s) != ""_L1; }, windowPatienceMs),
            u"The arguments are not kept."_s);
-    expect(strike({u"Tab"_s, u"Tab"_s, u"Tab"_s, u"Tab"_s, u"space"_s}), u"The keyboard is not there."_s);
+    expect(player_.strikeKeys({u"Tab"_s, u"Tab"_s, u"Tab"_s, u"Tab"_s, u"space"_s}), u"The keyboard is not there."_s);
     player_.answer(WindowTwin::reset, u"Reset settings"_s);
     player_.expectLog({Player::line(u"velmo.config"_s, u"Resetting launcher configuration to defaults"_s),
                        Player::line(u"velmo.ui"_s, u"Launcher settings reset from the settings page"_s)});
