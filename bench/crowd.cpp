@@ -1,6 +1,6 @@
-// Many players in one process, each with the launcher's own update check and download engine and with connections of its
-// own. Does what its standard input says, one line after the other, and answers each with a line when the last player is
-// through; ends with its input. bench/patch-day drives it.
+// Many players in one process, each with the launcher's own update check and download engine and with connections of
+// its own. Does what its standard input says, one line after the other, and answers each with a line when the last
+// player is through; ends with its input. bench/patch-day drives it.
 
 #include "game/DownloadManager.h"
 #include "game/UpdateManager.h"
@@ -53,6 +53,9 @@ velmo::Manifest readManifest(const QString &path)
     }
     return manifest;
 }
+
+/// Players do not start in the same moment, and so many handshakes at once would outlast the launcher's patience.
+constexpr size_t startsAtOnce = 4;
 
 enum class Outcome { Offered, UpToDate, NoAnswer, Ended, Failed };
 
@@ -117,8 +120,10 @@ public:
             installed_ = readManifest(words.at(1));
             answer();
         } else if (line == "check"_L1) {
-            for (const auto &player : players_) {
-                player->check(installed_);
+            starting_ = 0;
+            checking_ = true;
+            while (starting_ < startsAtOnce) {
+                startNext();
             }
         } else if (words.first() == "fetch"_L1 && words.size() == 2) {
             for (const auto &player : players_) {
@@ -131,10 +136,22 @@ public:
     }
 
 private:
+    void startNext()
+    {
+        if (starting_ < players_.size()) {
+            players_.at(starting_)->check(installed_);
+        }
+        ++starting_;
+    }
+
     void count(Outcome outcome)
     {
         ++outcomes_.at(static_cast<size_t>(outcome));
+        if (checking_) {
+            startNext();
+        }
         if (--waiting_ == 0) {
+            checking_ = false;
             answer();
         }
     }
@@ -150,6 +167,8 @@ private:
     velmo::Manifest installed_;
     std::array<int, 5> outcomes_ = {};
     size_t waiting_ = 0;
+    size_t starting_ = 0;
+    bool checking_ = false;
 };
 
 } // namespace
