@@ -203,7 +203,7 @@ QString checkLiveMistake(const QCommandLineParser &parser)
     const QUrl address(parser.value(u"check"_s), QUrl::StrictMode);
     if (!address.isValid() || address.scheme() != "https"_L1 || address.host().isEmpty()) {
         return u"--check of a server takes an address that begins with https://, not \"%1\"."_s.arg(
-            parser.value(u"check"_s));
+            QUrl(parser.value(u"check"_s)).toDisplayString());
     }
     bool isNumber = true;
     const bool isGood = !parser.isSet(u"sample"_s) || (parser.value(u"sample"_s).toInt(&isNumber) > 0 && isNumber);

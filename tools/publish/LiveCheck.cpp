@@ -46,7 +46,7 @@ public:
             u"The certificates are trusted, and good for the next %1 days"_s.arg(daysOfCertificates));
         LiveFindings protocol(u"TLS 1.2 is offered"_s);
         if (first.isInsecure) {
-            secure.isBroken(u"\"%1\" leads to an address without HTTPS."_s.arg(order_.manifest.toString()));
+            secure.isBroken(u"\"%1\" leads to an address without HTTPS."_s.arg(order_.manifest.toDisplayString()));
         } else if (first.status != 0) {
             secure.isKept();
         }
@@ -54,7 +54,8 @@ public:
             lookAt(first.certificates, certificates);
             askWithTls12(protocol);
         } else if (first.isUntrusted) {
-            certificates.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(order_.manifest.toString(), first.error));
+            certificates.isBroken(
+                u"\"%1\" cannot be reached: %2."_s.arg(order_.manifest.toDisplayString(), first.error));
         }
         result_.demands += {secure.demand(), certificates.demand(), protocol.demand()};
     }
@@ -105,7 +106,7 @@ void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, LiveResult 
     if (result.manifest.valid) {
         findings.isKept();
     } else if (!reply.isUntrusted) { // of which another demand tells
-        findings.isBroken(u"\"%1\" is no manifest for it. %2"_s.arg(order.manifest.toString(), reason));
+        findings.isBroken(u"\"%1\" is no manifest for it. %2"_s.arg(order.manifest.toDisplayString(), reason));
     }
     result.demands.append(findings.demand());
 }
@@ -140,7 +141,7 @@ void lookAtManifestHeaders(const LiveReply &reply, LiveResult &result)
     LiveFindings fresh(u"The manifest is asked for anew each time"_s);
     if (result.manifest.valid) {
         const QByteArray encoding = reply.header("Content-Encoding").toLower();
-        packed.check(encoding == "gzip" || encoding == "deflate",
+        packed.check(!encoding.isEmpty() && encoding != "identity", // one that Qt knows, since it was read
                      u"It has %1 bytes, and no Content-Encoding."_s.arg(reply.body.size()));
         const LiveCaching caching(reply.header("Cache-Control"));
         fresh.check(caching.has("no-cache") || caching.has("no-store"),
@@ -158,10 +159,11 @@ void lookForWhatIsMissing(const LiveOrder &order, LiveServer &server, LiveResult
     request.mostBytes = largestPage;
     const LiveReply reply = server.answerTo(request);
     if (reply.status == 0) {
-        findings.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(address.toString(), reply.error));
+        findings.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(address.toDisplayString(), reply.error));
     } else {
-        findings.check(reply.status == 404,
-                       u"\"%1\", which is not there, is answered with %2."_s.arg(address.toString()).arg(reply.status));
+        findings.check(
+            reply.status == 404,
+            u"\"%1\", which is not there, is answered with %2."_s.arg(address.toDisplayString()).arg(reply.status));
     }
     result.demands.append(findings.demand());
 }

@@ -55,7 +55,7 @@ private:
         files_.server_.ask(request, [self, meet](const LiveReply &reply) { meet(*self, reply); });
     }
 
-    QString name() const { return file_.url.toString(); }
+    QString name() const { return file_.url.toDisplayString(); }
 
     void meetHead(const LiveReply &reply)
     {
@@ -135,6 +135,9 @@ private:
     {
         QFile content(ContentTree(files_.order_.tree, files_.order_.game).contentFolder() + u'/' +
                       TreeLayout::contentName(file_.sha256));
+        if (!content.exists()) {
+            return; // of another build, of which another demand tells
+        }
         if (!content.open(QIODevice::ReadOnly) || !content.seek(first_)) {
             files_.bytes_.isBroken(u"\"%1\" cannot be read: %2."_s.arg(content.fileName(), content.errorString()));
             return;
@@ -212,13 +215,15 @@ LiveFiles::LiveFiles(const LiveOrder &order, LiveServer &server, const Manifest 
 /// Each content once, in the order of the hashes, so that a sample is the same each time and has of all folders.
 void LiveFiles::choose(const Manifest &manifest)
 {
-    QSet<QUrl> seen;
+    QSet<QByteArray> seen;
     for (const ManifestFile &file : manifest.files) {
         const QUrl url = order_.manifest.resolved(QUrl(file.url.isEmpty() ? file.path : file.url));
         if (url.scheme() != "https"_L1) {
-            secure_.isBroken(u"The address of \"%1\" is \"%2\"."_s.arg(file.path, url.toString()));
-        } else if (!seen.contains(url)) {
-            seen.insert(url);
+            secure_.isBroken(u"The address of \"%1\" is \"%2\"."_s.arg(file.path, url.toDisplayString()));
+        } else if (const QByteArray key =
+                       url.toEncoded() + ' ' + file.sha256.toLatin1() + ' ' + QByteArray::number(file.size);
+                   !seen.contains(key)) {
+            seen.insert(key);
             files_.append({url, file.sha256, file.size});
         }
     }

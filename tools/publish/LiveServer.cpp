@@ -6,6 +6,7 @@
 #include <QNetworkRequest>
 #include <QTimer>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 
@@ -16,6 +17,7 @@ namespace velmo::publish {
 namespace {
 
 constexpr qint64 bytesOfAMillisecond = 64; // of a long body, at a slow line's pace
+constexpr std::chrono::milliseconds longest = std::chrono::hours(24 * 7);
 constexpr qint64 bufferBytes = qint64{1024} * 1024;
 
 /// One request on its way.
@@ -39,7 +41,7 @@ public:
             isTooSlow_ = true;
             reply_->abort();
         });
-        time_.start(whole + std::chrono::milliseconds(request_.mostBytes / bytesOfAMillisecond));
+        time_.start(std::min(longest, whole + std::chrono::milliseconds(request_.mostBytes / bytesOfAMillisecond)));
     }
 
 private:
@@ -55,18 +57,22 @@ private:
 
     void read()
     {
-        if (isOver_) {
-            return;
-        }
-        const QByteArray bytes = reply_->read(request_.mostBytes - length_ + 1);
-        length_ += bytes.size();
-        if (length_ > request_.mostBytes) {
-            answer_.isTooLong = true;
-            end();
-        } else if (request_.body == LiveRequest::Body::Taken) {
-            request_.take(bytes);
-        } else {
-            answer_.body += bytes;
+        // No more at a time than is there: room is made for all that is asked for, and a file may be longer than
+        // memory.
+        while (!isOver_ && reply_->bytesAvailable() > 0) {
+            const QByteArray bytes = reply_->read(std::min(reply_->bytesAvailable(), request_.mostBytes - length_ + 1));
+            if (bytes.isEmpty()) {
+                return;
+            }
+            length_ += bytes.size();
+            if (length_ > request_.mostBytes) {
+                answer_.isTooLong = true;
+                end();
+            } else if (request_.body == LiveRequest::Body::Taken) {
+                request_.take(bytes);
+            } else {
+                answer_.body += bytes;
+            }
         }
     }
 
@@ -96,7 +102,8 @@ private:
                 reply_->error() == QNetworkReply::NoError || reply_->error() >= QNetworkReply::ContentAccessDenied;
             answer_.isUntrusted = reply_->error() == QNetworkReply::SslHandshakeFailedError;
             answer_.isInsecure = reply_->error() == QNetworkReply::InsecureRedirectError;
-            if (isTooSlow_) {
+            // Qt ends what is silent for too long as if somebody had cancelled it.
+            if (isTooSlow_ || reply_->error() == QNetworkReply::OperationCanceledError) {
                 answer_.error = u"It takes too long"_s;
             } else if (!isAnswer || answer_.status < 400) {
                 answer_.error = reply_->error() == QNetworkReply::NoError ? QString() : reply_->errorString();

@@ -1,7 +1,7 @@
 #include "publish/Push.h"
 
 #include "publish/ContentStore.h"
-#include "publish/Gzip.h"
+#include "publish/ManifestFiles.h"
 #include "publish/TreeLock.h"
 
 #include <QDateTime>
@@ -18,20 +18,7 @@ namespace velmo::publish {
 
 namespace {
 
-constexpr qsizetype mostNamed = 20;                             // of files in a list of problems
-constexpr qint64 mostManifestBytes = qint64{1024} * 1024 * 256; // that the launcher takes
-
-QByteArray bytesOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// As it is read, whether a remote has it packed or not. A packed one that is damaged stays as it is.
-QByteArray manifestText(const QByteArray &bytes)
-{
-    return isPacked(bytes) ? unpack(bytes, mostManifestBytes).value_or(bytes) : bytes;
-}
+constexpr qsizetype mostNamed = 20; // of files in a list of problems
 
 QStringList listOf(const QString &problem)
 {
@@ -155,11 +142,10 @@ QStringList Push::readRemote()
     memoryThere_ = bytesOf(QDir(folder).filePath(Remote::memoryPath()));
     remoteProblems_ = readRemoteManifests(folder);
     // The manifests of this tree are about to be replaced, so only the others can stand in the way.
-    QHash<QString, QString> inTheWay = remoteProblems_;
-    inTheWay.removeIf([this](const auto &problem) {
+    remoteProblems_.removeIf([this](const auto &problem) {
         return QFileInfo::exists(QDir(snapshot_.gameFolder()).filePath(problem.key()));
     });
-    return order_.pruneOlderThanDays > 0 ? QStringList(inTheWay.values()) : QStringList();
+    return order_.pruneOlderThanDays > 0 ? QStringList(remoteProblems_.values()) : QStringList();
 }
 
 /// Everything that may be named, and what keeps it from being all.
@@ -167,11 +153,17 @@ QHash<QString, QString> Push::readRemoteManifests(const QString &folder)
 {
     QHash<QString, QString> problems;
     namedThere_.clear();
+    buildsThere_.clear();
     for (const QString &path : std::as_const(there_.manifests)) {
         const QByteArray json = manifestText(bytesOf(QDir(folder).filePath(path)));
         namedThere_ += hashesIn(json);
         QString reason;
-        if (!parsedManifest(json, &reason).valid) {
+        if (const Manifest manifest = parsedManifest(json, &reason); manifest.valid) {
+            buildsThere_.insert(path, manifest.build);
+            for (const ManifestFile &file : manifest.files) {
+                namedThere_.insert(ContentHash(file.sha256));
+            }
+        } else {
             const auto sentence =
                 u"\"%1\" of \"%2\" is damaged. %3 What it names is not known, so nothing can be pruned."_s;
             problems.insert(path, sentence.arg(path, order_.remote.shown(), reason));
@@ -265,62 +257,6 @@ QStringList Push::proveContent()
     return problems;
 }
 
-/// The packed one first: whoever is cut off between the two leaves the old build's number standing, so that the next
-/// push goes on.
-QList<Push::Placed> Push::manifestsOf(const QString &channel) const
-{
-    const QString plain = channel + u"/manifest.json"_s;
-    const QString packed = plain + u".gz"_s;
-    if (!remote_.tellsOfPacking()) {
-        return {{packed, snapshot_.gameFolder()}, {plain, snapshot_.gameFolder()}};
-    }
-    const QDir folder(work_.filePath(u"packed"_s));
-    QDir().mkpath(folder.filePath(channel));
-    QFile::copy(snapshot_.packedManifestPath(channel), folder.filePath(plain)); // what fails here, the next step tells
-    return {{plain, folder.path(), true}};
-}
-
-QStringList Push::pushManifests()
-{
-    const QDir before(work_.filePath(u"remote"_s));
-    QList<Placed> replaced;
-    for (const QString &channel : QDir(snapshot_.gameFolder()).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        for (const Placed &manifest : manifestsOf(channel)) {
-            if (bytesOf(before.filePath(manifest.path)) == bytesOf(QDir(manifest.from).filePath(manifest.path))) {
-                continue;
-            }
-            if (!result_.channels.contains(channel)) {
-                result_.channels.append(channel);
-            }
-            replaced.append(manifest);
-        }
-    }
-    return order_.dryRun ? QStringList() : replace(replaced);
-}
-
-QStringList Push::replace(const QList<Placed> &manifests)
-{
-    QStringList paths;
-    for (const Placed &manifest : manifests) {
-        if (const QString problem = remote_.replace(manifest.path, manifest.from, manifest.isPacked);
-            !problem.isEmpty()) {
-            return {problem};
-        }
-        paths.append(manifest.path);
-    }
-    const QDir after(work_.filePath(u"after"_s));
-    if (const QString problem = remote_.fetch(paths, after.path()); !problem.isEmpty()) {
-        return {problem};
-    }
-    for (const Placed &manifest : manifests) { // rclone may unpack what is told to be packed
-        if (manifestText(bytesOf(after.filePath(manifest.path))) !=
-            manifestText(bytesOf(QDir(manifest.from).filePath(manifest.path)))) {
-            return {u"\"%1\" did not arrive at \"%2\" as it is."_s.arg(manifest.path, order_.remote.shown())};
-        }
-    }
-    return {};
-}
-
 /// Looks at all manifests of the remote as they stand now, also those of channels that this tree does not have.
 QStringList Push::prune()
 {
@@ -335,7 +271,11 @@ QStringList Push::prune()
         remoteProblems_ = readRemoteManifests(folder);
     }
     if (!remoteProblems_.isEmpty()) {
-        return order_.pruneOlderThanDays > 0 ? QStringList(remoteProblems_.values()) : QStringList();
+        if (order_.pruneOlderThanDays > 0) {
+            return remoteProblems_.values();
+        }
+        result_.warnings += remoteProblems_.values();
+        return {};
     }
     QSet<ContentHash> named = namedThere_;
     for (auto content = contents_.cbegin(); content != contents_.cend(); ++content) {

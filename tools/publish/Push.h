@@ -56,6 +56,8 @@ private:
 
     QStringList takeSnapshot(const QString &channel);
     QStringList addNamed(const ChannelManifest &channel);
+    void warnOfOlder(const QString &channel);
+    QString stagePacked(const QString &channel) const;
     QHash<QString, QString> readRemoteManifests(const QString &folder);
     QStringList upload(const Remote::Contents &contents, bool replacing);
     QStringList proveContent();
@@ -80,6 +82,7 @@ private:
     QHash<ContentHash, qint64> contents_; ///< what they name
     RemoteListing there_;
     QSet<ContentHash> namedThere_;           ///< by any manifest of the remote
+    QHash<QString, int> buildsThere_;        ///< of the manifests of the remote that can be read, by their paths
     QHash<QString, QString> remoteProblems_; ///< why namedThere_ may not be all, by the manifest's path
     QByteArray memoryThere_;
 };

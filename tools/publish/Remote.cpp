@@ -23,6 +23,7 @@ namespace {
 constexpr auto incomingName = ".incoming"_L1;
 constexpr auto forGood = "public, max-age=31536000, immutable"_L1;
 constexpr auto askAgain = "no-cache"_L1;
+constexpr auto saysPacked = "Content-Encoding: gzip"_L1;
 
 QString pathOf(const ContentHash &hash)
 {
@@ -149,17 +150,20 @@ QString Remote::open()
 QString Remote::list(RemoteListing *listing) const
 {
     *listing = {};
-    const auto take = [listing](const QByteArray &line) {
+    bool hasEntries = false;
+    const auto take = [listing, &hasEntries](const QByteArray &line) {
         const qsizetype end = line.lastIndexOf('}');
         const QJsonObject entry = QJsonDocument::fromJson(line.first(end + 1)).object();
         if (!entry.isEmpty()) {
+            hasEntries = true;
             addEntry(listing, entry.value("Path"_L1).toString(), entry.value("Size"_L1).toInteger(-1));
         }
     };
     const QStringList options = {u"lsjson"_s, u"--recursive"_s, u"--files-only"_s, u"--no-mimetype"_s,
                                  u"--no-modtime"_s};
     const RcloneRun run = rclone_.run(options, {placeOf({})}, take);
-    const bool isDone = run.isGood() || run.exitCode == RcloneRun::nothingThere;
+    // A folder below that goes away ends the list early, by the same code.
+    const bool isDone = run.isGood() || (run.exitCode == RcloneRun::nothingThere && !hasEntries);
     return isDone ? QString() : failure(u"list"_s, run);
 }
 
@@ -204,17 +208,20 @@ QString Remote::compare(const Contents &contents, const QString &folder, Content
         return {};
     }
     const FileList list(pathsOf(contents));
-    const auto take = [wrong](const QByteArray &line) {
+    qsizetype told = 0;
+    const auto take = [wrong, &told](const QByteArray &line) {
         // "= path" is as it must be; "- path", "+ path", "* path" and "! path" are not.
-        const ContentHash hash = line.startsWith('=') ? ContentHash() : contentAt(QString::fromUtf8(line.mid(2)));
-        if (hash.isKnown()) {
+        const ContentHash hash = contentAt(QString::fromUtf8(line.mid(2)));
+        told += hash.isKnown() ? 1 : 0;
+        if (hash.isKnown() && !line.startsWith('=')) {
             wrong->append(hash);
         }
     };
     const QStringList options = {u"check"_s, u"--one-way"_s, u"--combined=-"_s, list.option(),
                                  u"--checkers=%1"_s.arg(transfers_)};
     const RcloneRun run = rclone_.run(options, {folder, placeOf(TreeLayout::contentFolderName())}, take);
-    return run.isGood() || !wrong->isEmpty() ? QString() : failure(u"check"_s, run);
+    const bool isToldOfAll = told == contents.size();
+    return isToldOfAll && (run.isGood() || !wrong->isEmpty()) ? QString() : failure(u"check"_s, run);
 }
 
 QString Remote::replace(const QString &path, const QString &folder, bool isPacked) const
@@ -224,7 +231,8 @@ QString Remote::replace(const QString &path, const QString &folder, bool isPacke
         return replaceOnThisDrive(path, folder);
     case Placing::ByRename: {
         const QString incoming = placeOf(incomingName);
-        if (const QString problem = run({{path}, folder, incoming, askAgain, {}}, {}); !problem.isEmpty()) {
+        if (const QString problem = run({{path}, folder, incoming, askAgain, {u"--ignore-times"_s}}, {});
+            !problem.isEmpty()) {
             return problem;
         }
         const RcloneRun rename =
@@ -236,9 +244,32 @@ QString Remote::replace(const QString &path, const QString &folder, bool isPacke
     }
     QStringList options{u"--ignore-times"_s};
     if (isPacked) {
-        options.append(u"--header-upload=Content-Encoding: gzip"_s);
+        options.append(u"--header-upload="_s + saysPacked);
     }
     return run({{path}, folder, placeOf({}), askAgain, options}, {});
+}
+
+QString Remote::proveTellingOfPacking(const QString &path, const QString &folder)
+{
+    if (!tellsOfPacking_) {
+        return {};
+    }
+    const QString trial = placeOf(incomingName);
+    const Upload upload{{path}, folder, trial, askAgain, {u"--ignore-times"_s, u"--header-upload="_s + saysPacked}};
+    if (const QString problem = run(upload, {}); !problem.isEmpty()) {
+        return problem;
+    }
+    QByteArray json;
+    const auto take = [&json](const QByteArray &line) { json += line; };
+    const QStringList options = {u"lsjson"_s, u"--stat"_s, u"--metadata"_s, u"--no-mimetype"_s, u"--no-modtime"_s};
+    const RcloneRun look = rclone_.run(options, {placeOf(incomingName + u'/' + path)}, take);
+    if (!look.isGood()) {
+        return failure(u"look at a file at"_s, look);
+    }
+    const QJsonValue metadata = QJsonDocument::fromJson(json).object().value("Metadata"_L1);
+    tellsOfPacking_ = metadata["content-encoding"_L1].toString() == "gzip"_L1;
+    const RcloneRun clear = rclone_.run({u"purge"_s}, {trial});
+    return clear.isGood() ? QString() : failure(u"clear"_s, clear);
 }
 
 QString Remote::remove(const Contents &contents) const
@@ -300,7 +331,11 @@ QString Remote::replaceOnThisDrive(const QString &path, const QString &folder) c
     }
     constexpr qint64 block = qint64{1024} * 1024;
     while (!source.atEnd()) {
-        writeAll(file, source.read(block));
+        const QByteArray bytes = source.read(block);
+        if (bytes.isEmpty()) {
+            return u"\"%1\" cannot be read: %2."_s.arg(source.fileName(), source.errorString());
+        }
+        writeAll(file, bytes);
     }
     const QString reason = commitOnDrive(file);
     return reason.isEmpty() ? QString() : u"\"%1\" cannot be written: %2."_s.arg(target, reason);

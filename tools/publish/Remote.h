@@ -48,6 +48,9 @@ public:
     /// Whether it can tell so. Such a place has one manifest for everybody, the packed one, since it does not choose
     /// between two files.
     bool tellsOfPacking() const { return tellsOfPacking_; }
+    /// Tries that with the packed file at \a path below \a folder, where nobody asks for it: a store need not keep all
+    /// that its kind can.
+    QString proveTellingOfPacking(const QString &path, const QString &folder);
     /// Removes content files and nothing else.
     QString remove(const Contents &contents) const;
     /// Removes what uploads have left, where they leave anything or \a listing shows some.

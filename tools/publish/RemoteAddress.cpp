@@ -121,7 +121,7 @@ QString RemoteAddress::withoutSecrets(const QString &text) const
     }
     static const QRegularExpression user(u"://[^/@\\s]*@"_s);
     static const QRegularExpression named(
-        uR"(((?:pass|password|secret|secret_access_key|token|signature|authorization)["']?\s*[=:]\s*)[^\s,&"']+)"_s,
+        uR"(((?:pass|password|secret|secret_access_key|token|sig|signature|authorization)["']?\s*[=:]\s*["']?(?:(?:Bearer|Basic)\s+)?)[^\s,&"']+)"_s,
         QRegularExpression::CaseInsensitiveOption);
     plain.replace(user, u"://"_s + hidden + u'@');
     return plain.replace(named, u"\\1"_s + hidden);

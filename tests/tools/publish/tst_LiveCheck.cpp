@@ -125,6 +125,9 @@ private slots:
     void wholeFilesAreHashed();
     void answerThatIsNoManifestIsTold();
     void oldManifestIsFound();
+    void filesThatTheTreeNoLongerHasAreNotComparedWithIt();
+    void twoContentsAtOneAddressAreFound();
+    void passwordOfTheAddressIsNotShown();
     void manifestThatIsNotPackedIsFound();
     void missingFileIsFound();
     void fileWithoutHttpsIsFound();
@@ -297,9 +300,44 @@ void tst_LiveCheck::oldManifestIsFound()
     QCOMPARE(brokenOf(check(order)), QStringList{fresh});
 }
 
+void tst_LiveCheck::filesThatTheTreeNoLongerHasAreNotComparedWithIt()
+{
+    LiveOrder order = this->order();
+    order.tree = fixture_->tree();
+    fixture_->write(u"lantern"_s, "other");
+    fixture_->write(u"copy of the lantern"_s, "other");
+    publishInto(order.tree, 2);
+    QCOMPARE(brokenOf(check(order)), QStringList{fresh});
+}
+
+void tst_LiveCheck::twoContentsAtOneAddressAreFound()
+{
+    velmo::Manifest manifest = ContentTree(studio_->root(), u"harrowfen"_s).readManifest(u"release"_s).manifest;
+    velmo::ManifestFile other = manifest.files.first();
+    other.path = u"other"_s;
+    other.size += 1;
+    manifest.files.append(other);
+    QString error;
+    QVERIFY(ContentTree(studio_->root(), u"harrowfen"_s).writeManifest(manifest, &error));
+    QCOMPARE(brokenOf(check(order())), (QStringList{sizes, ranges}));
+}
+
+void tst_LiveCheck::passwordOfTheAddressIsNotShown()
+{
+    LiveOrder order = this->order();
+    order.manifest.setUserInfo(u"studio:geheim"_s);
+    studio_->server().addFault(manifestPath, status(404));
+    studio_->server().addFault(missingPath, status(403));
+    const QStringList problems = problemsOf(check(order));
+    QCOMPARE(problems.size(), 2);
+    QVERIFY2(!problems.join(u' ').contains(u"geheim"_s), qPrintable(problems.join(u'\n')));
+}
+
 void tst_LiveCheck::manifestThatIsNotPackedIsFound()
 {
     QVERIFY(QFile::remove(ContentTree(studio_->root(), u"harrowfen"_s).packedManifestPath(u"release"_s)));
+    QCOMPARE(brokenOf(check(order())), QStringList{packed});
+    studio_->server().addFault(manifestPath, with(Fault::Header, u"Content-Encoding: identity"_s));
     QCOMPARE(brokenOf(check(order())), QStringList{packed});
 }
 

@@ -1,5 +1,6 @@
 #include "net/ApiClient.h"
 #include "publish/ContentTree.h"
+#include "publish/LiveServer.h"
 #include "support/TestEnvironment.h"
 #include "support/TestFiles.h"
 #include "support/TestStudio.h"
@@ -71,6 +72,9 @@ void tst_PackedManifest::launcherTakesItAsItIs()
     const qint64 size = QFileInfo(tree.manifestPath(u"release"_s)).size();
     const qint64 packed = QFileInfo(tree.packedManifestPath(u"release"_s)).size();
     QVERIFY2(size > qint64{10} * 1024 * 1024 && packed < size / 4, QByteArray::number(packed).constData());
+
+    velmo::publish::LiveRequest head{studio.url(u"/harrowfen/release/manifest.json"_s), "HEAD"_ba};
+    QCOMPARE(velmo::publish::LiveServer({}).answerTo(head).header("Content-Encoding"), QByteArray("gzip"));
 
     velmo::ApiClient client;
     std::optional<ApiResult> result;

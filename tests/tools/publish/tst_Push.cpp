@@ -8,6 +8,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QScopeGuard>
+#include <QStandardPaths>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -34,6 +35,10 @@ private slots:
     void manifestWithoutItsPackedFormIsRefused();
     void bothFormsOfAManifestAreReplaced();
     void fileThatOnlyAPackedManifestNamesIsNotPruned();
+    void olderBuildIsPushedWithAWarning();
+    void listingThatBreaksOffIsNoListing();
+    void filesThatNobodyComparedAreNotProved();
+    void dryRunOverADamagedManifestIsAsGoodAsThePush();
     void fileIsPrunedWhenNoManifestHasNamedItForSoLong();
     void fileThatAnotherTreesChannelNamesIsNeverPruned();
     void damagedManifestOfAnotherChannelKeepsFromPruning();
@@ -56,6 +61,19 @@ PublishRun push(const PublishFixture &fixture, const QStringList &more = {}, con
     const QString place = remote.isEmpty() ? servedBeside(fixture) : remote;
     return runPush(QStringList{u"--push="_s + place, u"--out="_s + fixture.tree()} + more,
                    pushEnvironment(QDir(fixture.folder()).filePath(u"rclone.conf"_s)));
+}
+
+/// Pushes by an rclone in front of which \a script stands, which ends or goes on to the real one, $rclone.
+PublishRun pushBy(const PublishFixture &fixture, const QByteArray &script)
+{
+    const QDir folder(fixture.folder());
+    const QString program = folder.filePath(u"bin/rclone"_s);
+    const QString real = QStandardPaths::findExecutable(u"rclone"_s);
+    writeFile(program, "#!/bin/bash\nrclone=" + real.toUtf8() + '\n' + script + "\nexec \"$rclone\" \"$@\"\n");
+    QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeOwner);
+    QProcessEnvironment environment = pushEnvironment(folder.filePath(u"rclone.conf"_s));
+    environment.insert(u"PATH"_s, folder.filePath(u"bin"_s) + u':' + environment.value(u"PATH"_s));
+    return runPush({u"--push="_s + servedBeside(fixture), u"--out="_s + fixture.tree()}, environment);
 }
 
 void publish(const PublishFixture &fixture, int build, const QString &channel = u"release"_s)
@@ -270,15 +288,73 @@ void tst_Push::fileThatOnlyAPackedManifestNamesIsNotPruned()
     QCOMPARE(push(other, {}, servedBeside(fixture)).exitCode, 0);
     fixture.write(u"a"_s, "one");
     publish(fixture, 1);
+    writeFile(QDir(servedBeside(fixture))
+                  .filePath(u"harrowfen/files/"_s + velmo::publish::TreeLayout::contentName(sha256Of("unnamed"))),
+              "unnamed");
     const QDir beta(servedBeside(fixture) + u"/harrowfen/beta"_s);
     writeFile(beta.filePath(u"manifest.json"_s), contentOf(fixture.tree() + u"/harrowfen/release/manifest.json"_s));
     QCOMPARE(push(fixture).exitCode, 0);
     const QString path = QDir(servedBeside(fixture)).filePath(u"harrowfen/.push/unnamed.json"_s);
+    QVERIFY(contentOf(path).contains(sha256Of("unnamed").toLatin1()));
     QVERIFY(!contentOf(path).contains(sha256Of("packed").toLatin1()));
     // One that is damaged may name anything.
     writeFile(beta.filePath(u"manifest.json.gz"_s), contentOf(beta.filePath(u"manifest.json.gz"_s)).chopped(3));
     const PublishRun run = push(fixture, {u"--prune-older-than=1"_s});
     QVERIFY2(run.exitCode == 1 && run.errors.startsWith(u"\"beta/manifest.json.gz\" of "_s), qPrintable(run.errors));
+}
+
+void tst_Push::olderBuildIsPushedWithAWarning()
+{
+    const PublishFixture fixture;
+    const PublishFixture other;
+    for (const PublishFixture *tree : {&fixture, &other}) {
+        tree->write(u"a"_s, "one");
+    }
+    publish(fixture, 3);
+    publish(other, 2);
+    QCOMPARE(push(fixture).errors, QString());
+    const PublishRun run = push(other, {}, servedBeside(fixture));
+    QCOMPARE(run.exitCode, 0);
+    QCOMPARE(run.errors, u"The channel \"release\" of \"%1\" has build 3, and gets the older build 2.\n"_s.arg(
+                             servedBeside(fixture)));
+    QVERIFY(run.output.contains(u"manifests replaced: 1."_s));
+}
+
+/// A folder below that goes away while it is read ends rclone with the code that an empty place has.
+void tst_Push::listingThatBreaksOffIsNoListing()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    QCOMPARE(push(fixture).exitCode, 0);
+    const PublishRun run = pushBy(fixture, "[ \"$1\" = lsjson ] && { \"$rclone\" \"$@\" | head -3; exit 3; }");
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.startsWith(u"rclone could not list "_s), qPrintable(run.errors));
+}
+
+void tst_Push::filesThatNobodyComparedAreNotProved()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    fixture.write(u"b"_s, "two");
+    publish(fixture, 1);
+    const PublishRun run = pushBy(fixture, "[ \"$1\" = check ] && exit 0");
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.startsWith(u"rclone could not check "_s), qPrintable(run.errors));
+    QVERIFY(!QFile::exists(servedBeside(fixture) + u"/harrowfen/release/manifest.json"_s));
+}
+
+/// It is about to be replaced.
+void tst_Push::dryRunOverADamagedManifestIsAsGoodAsThePush()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    writeFile(servedBeside(fixture) + u"/harrowfen/release/manifest.json"_s, "{");
+    for (const QStringList &more : {QStringList{u"--dry-run"_s}, QStringList()}) {
+        const PublishRun run = push(fixture, more + QStringList{u"--prune-older-than=1"_s});
+        QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+    }
 }
 
 void tst_Push::fileIsPrunedWhenNoManifestHasNamedItForSoLong()
@@ -333,7 +409,9 @@ void tst_Push::damagedManifestOfAnotherChannelKeepsFromPruning()
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.errors.startsWith(u"\"beta/manifest.json\" of "_s), qPrintable(run.errors));
     QVERIFY(!QFile::exists(servedPath(fixture, "one")));
-    QCOMPARE(push(fixture).exitCode, 0);
+    const PublishRun without = push(fixture);
+    QCOMPARE(without.exitCode, 0);
+    QCOMPARE(without.errors, run.errors.section(u'\n', 0, 0) + u'\n'); // nor is it noted what could be pruned one day
 }
 
 void tst_Push::unusableRcloneGivesOneSentence_data()
