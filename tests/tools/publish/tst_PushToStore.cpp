@@ -7,7 +7,9 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QRandomGenerator>
+#include <QStandardPaths>
 
 #include <algorithm>
 #include <memory>
@@ -24,6 +26,7 @@ private slots:
     void cleanup();
     void headersTellCachesWhatMayChange();
     void manifestIsStoredPacked();
+    void storeThatDoesNotKeepTheHeaderGetsBothForms();
     void burstsOf503AndCutConnectionsAreOvercome();
     void unreachableStoreGivesOneSentence();
     void killedAtAnyMomentItServesAWholeBuild_data();
@@ -135,6 +138,29 @@ void tst_PushToStore::manifestIsStoredPacked()
     QCOMPARE(store_->bytes(manifest), contentOf(QDir(fixture.tree()).filePath(manifest)));
     const PublishRun again = runPush(arguments, store_->environment());
     QVERIFY2(again.output.contains(u"uploaded: 0, 0 B; manifests replaced: 0."_s), qPrintable(again.output));
+}
+
+/// Packed bytes that nobody is told of would be no manifest to a launcher.
+void tst_PushToStore::storeThatDoesNotKeepTheHeaderGetsBothForms()
+{
+    const PublishFixture fixture;
+    fixture.write(u"game"_s, "bytes");
+    QVERIFY(fixture.publish().isGood());
+    const QDir folder(fixture.folder());
+    const QString program = folder.filePath(u"bin/rclone"_s);
+    writeFile(program, "#!/bin/bash\nkept=()\nfor argument; do [[ $argument == *Content-Encoding* ]] || "
+                       "kept+=(\"$argument\"); done\nexec " +
+                           QStandardPaths::findExecutable(u"rclone"_s).toUtf8() + " \"${kept[@]}\"\n");
+    QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeOwner);
+    QProcessEnvironment environment = store_->environment();
+    environment.insert(u"PATH"_s, folder.filePath(u"bin"_s) + u':' + environment.value(u"PATH"_s));
+    const PublishRun run = runPush(pushArguments(fixture, ObjectStore::remote()), environment);
+    QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
+    const QString manifest = u"harrowfen/release/manifest.json"_s;
+    for (const QString &name : QStringList{manifest, manifest + u".gz"_s}) {
+        QCOMPARE(store_->header(name, "Content-Encoding"), QByteArray());
+        QCOMPARE(store_->bytes(name), contentOf(QDir(fixture.tree()).filePath(name)));
+    }
 }
 
 void tst_PushToStore::burstsOf503AndCutConnectionsAreOvercome()
