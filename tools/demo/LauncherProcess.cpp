@@ -232,8 +232,9 @@ QPoint LauncherProcess::trayIcon() const
     QRect icon;
     const bool found = waitFor(
         [this, &icon] {
+            const QRect before = icon; // it comes somewhere, and then moves to its place
             icon = machine_.isWindows() ? iconInWineTray() : trayGeometry();
-            return icon.width() >= narrowestIcon;
+            return icon == before && icon.width() >= narrowestIcon;
         },
         patienceMs);
     return found ? icon.center() : QPoint(-1, -1);

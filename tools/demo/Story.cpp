@@ -153,13 +153,24 @@ void Story::visitPages()
     for (const QSize size : {usual, smallest}) {
         expect(player_.launcher().resizeWindow(size), u"The window does not take another size."_s);
         player_.twin().resize(size);
-        for (const QString &tab : {u"Community"_s, u"Settings"_s, u"Home"_s}) {
+        // Not Community first: Home, which is left there, has a picture that moves by itself.
+        for (const QString &tab : {u"Settings"_s, u"Community"_s, u"Home"_s}) {
+            const QImage before = pageSeen();
             player_.openPage(tab);
+            expect(waitFor([&] { return pageSeen() != before; }, windowPatienceMs),
+                   u"The page %1 did not open."_s.arg(tab));
             player_.keepPicture(u"page "_s + tab + (size == smallest ? u" smallest"_s : QString()));
         }
     }
     expect(player_.launcher().resizeWindow(usual), u"The window does not become as large again."_s);
     player_.twin().resize(usual);
+}
+
+/// What is between the title bar and the action bar.
+QImage Story::pageSeen()
+{
+    constexpr int barHeights = 100;
+    return player_.launcher().picture(player_.launcher().window().adjusted(0, barHeights, 0, -barHeights));
 }
 
 /// An open article has a button where the list has its heading.

@@ -4,6 +4,7 @@
 #include "Player.h"
 #include "StoryStudio.h"
 
+#include <QImage>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -55,6 +56,7 @@ private:
     void cancelInstall();
     void install() { player_.installOffer(); }
     void visitPages();
+    QImage pageSeen();
     void readNews();
     void play() { player_.playGame(); }
     void hideToTray();

@@ -102,7 +102,7 @@ int main(int argc, char **argv)
         u"job by\n"
         "real clicks on the real buttons: publish, serve over TLS on loopback, install, cancel, play, update, damage,\n"
         "repair, switch the branch and back. It then exits with 0 when every step ended where it should, and keeps a\n"
-        "picture of each state. Everything it writes lies in the folders \"work\" and \"screens\" beside this "
+        "picture of each step. Everything it writes lies in the folders \"work\" and \"screens\" beside this "
         "program."_s);
     const QCommandLineOption gameOption(u"game"_s, u"Take the files of <dir> as the game instead of a generated one."_s,
                                         u"dir"_s);

@@ -39,7 +39,7 @@ QStringList Push::pushManifests()
     const QDir before(work_.filePath(u"remote"_s));
     const QStringList channels = QDir(snapshot_.gameFolder()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     if (!order_.dryRun) {
-        const QString first = channels.constFirst();
+        const QString &first = channels.constFirst();
         if (const QString problem = remote_.proveTellingOfPacking(first + u"/manifest.json"_s, stagePacked(first));
             !problem.isEmpty()) {
             return {problem};

@@ -58,8 +58,12 @@ struct LiveTree {
         velmo::test::writeFile(authority, velmo::test::loopbackChain());
         check = QStringList{u"--check"_s, studio.url(u"/harrowfen/release/manifest.json"_s).toString(), u"--trust"_s,
                             authority};
+        qputenv("LSAN_OPTIONS", "suppressions=" VELMO_EXIT_SUPPRESSIONS ":print_suppressions=0");
     }
+    ~LiveTree() { qputenv("LSAN_OPTIONS", options); }
+    Q_DISABLE_COPY_MOVE(LiveTree)
 
+    const QByteArray options = qgetenv("LSAN_OPTIONS"); ///< of programs that talk to nobody
     PublishFixture fixture;
     TestStudio studio;
     QStringList check;
