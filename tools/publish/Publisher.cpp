@@ -94,12 +94,8 @@ PublishResult Publisher::run()
         return result_;
     }
     TreeLock lock(tree_.gameFolder());
-    if (!lock.take()) {
-        result_.problems.append(lock.refusal());
+    if (!lock.takeFor(&result_)) {
         return result_;
-    }
-    if (!lock.warning().isEmpty()) {
-        result_.warnings.append(lock.warning());
     }
     result_.problems = publishFiles();
     if (result_.problems.isEmpty() && order_.prune) {

@@ -73,6 +73,18 @@ bool TreeLock::take()
     return false;
 }
 
+bool TreeLock::takeFor(TaskResult *result)
+{
+    if (!take()) {
+        result->problems.append(refusal_);
+        return false;
+    }
+    if (!warning_.isEmpty()) {
+        result->warnings.append(warning_);
+    }
+    return true;
+}
+
 /// What QLockFile itself never takes for left over: a lock that a crash or a full drive left without its text, and one
 /// of a machine, such as a container, that is no more.
 bool TreeLock::replaceLeftOver()

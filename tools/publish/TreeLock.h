@@ -1,5 +1,7 @@
 #pragma once
 
+#include "publish/TaskResult.h"
+
 #include <QLockFile>
 #include <QString>
 
@@ -13,6 +15,8 @@ public:
     explicit TreeLock(const QString &gameFolder);
 
     [[nodiscard]] bool take();
+    /// Takes it and adds to \a result what there is to say of that.
+    [[nodiscard]] bool takeFor(TaskResult *result);
     /// Why it was not taken, as a sentence that names the file and, where it can be read, who holds it.
     QString refusal() const { return refusal_; }
     /// A sentence on a lock that had to give way and that somebody should know of; otherwise empty.
