@@ -2,6 +2,7 @@
 
 #include "publish/ContentStore.h"
 #include "publish/ManifestFiles.h"
+#include "publish/Reason.h"
 #include "publish/TreeLock.h"
 
 #include <QDateTime>
@@ -32,6 +33,7 @@ Push::Push(const PushOrder &order)
     , tree_(order.tree, order.game)
     , remote_(order.remote, order.game, order.transfers)
     , snapshot_(work_.filePath(u"tree"_s), order.game)
+    , packed_(work_.filePath(u"packed"_s))
 {}
 
 PushResult Push::run()
@@ -42,12 +44,8 @@ PushResult Push::run()
         return result_;
     }
     TreeLock lock(tree_.gameFolder());
-    if (!lock.take()) {
-        result_.problems.append(lock.refusal());
+    if (!lock.takeFor(&result_)) {
         return result_;
-    }
-    if (!lock.warning().isEmpty()) {
-        result_.warnings.append(lock.warning());
     }
     for (const auto step :
          {&Push::readTree, &Push::readRemote, &Push::pushContent, &Push::pushManifests, &Push::prune, &Push::tidy}) {
@@ -85,12 +83,15 @@ QStringList Push::readTree()
 /// Later a manifest may stand in the tree whose files were not looked for.
 QStringList Push::takeSnapshot(const QString &channel)
 {
-    const QString folder = QFileInfo(snapshot_.manifestPath(channel)).path();
-    QDir().mkpath(folder);
-    for (const QString &path : {tree_.manifestPath(channel), tree_.packedManifestPath(channel)}) {
+    const std::pair<QString, QString> copies[] = {
+        {tree_.manifestPath(channel), snapshot_.manifestPath(channel)},
+        {tree_.packedManifestPath(channel), snapshot_.packedManifestPath(channel)},
+        {tree_.packedManifestPath(channel), packed_.filePath(channel + u"/manifest.json"_s)}};
+    for (const auto &[path, copy] : copies) {
+        QDir().mkpath(QFileInfo(copy).path());
         QFile file(path);
-        if (file.exists() && !file.copy(QDir(folder).filePath(QFileInfo(path).fileName()))) {
-            return {u"\"%1\" cannot be read: %2."_s.arg(path, file.errorString())};
+        if (file.exists() && !file.copy(copy)) {
+            return {u"\"%1\" cannot be copied: %2."_s.arg(path, reasonText(file.errorString()))};
         }
     }
     // A server hands out either of the two, so they go up together or not at all.

@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLockFile>
 #include <QProcess>
 #include <QScopeGuard>
 #include <QStandardPaths>
@@ -31,6 +32,7 @@ private slots:
     void whatElseLiesThereStays();
     void dryRunChangesNothing();
     void brokenTreeIsRefusedBeforeAnythingIsThere();
+    void treeThatIsBeingPublishedIsRefused();
     void manifestWithoutItsPackedFormIsRefused_data();
     void manifestWithoutItsPackedFormIsRefused();
     void bothFormsOfAManifestAreReplaced();
@@ -66,13 +68,8 @@ PublishRun push(const PublishFixture &fixture, const QStringList &more = {}, con
 /// Pushes by an rclone in front of which \a script stands, which ends or goes on to the real one, $rclone.
 PublishRun pushBy(const PublishFixture &fixture, const QByteArray &script)
 {
-    const QDir folder(fixture.folder());
-    const QString program = folder.filePath(u"bin/rclone"_s);
-    const QString real = QStandardPaths::findExecutable(u"rclone"_s);
-    writeFile(program, "#!/bin/bash\nrclone=" + real.toUtf8() + '\n' + script + "\nexec \"$rclone\" \"$@\"\n");
-    QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeOwner);
-    QProcessEnvironment environment = pushEnvironment(folder.filePath(u"rclone.conf"_s));
-    environment.insert(u"PATH"_s, folder.filePath(u"bin"_s) + u':' + environment.value(u"PATH"_s));
+    QProcessEnvironment environment = pushEnvironment(QDir(fixture.folder()).filePath(u"rclone.conf"_s));
+    putInFrontOfRclone(environment, QDir(fixture.folder()).filePath(u"bin"_s), script);
     return runPush({u"--push="_s + servedBeside(fixture), u"--out="_s + fixture.tree()}, environment);
 }
 
@@ -235,6 +232,19 @@ void tst_Push::brokenTreeIsRefusedBeforeAnythingIsThere()
     QCOMPARE(run.exitCode, 1);
     QVERIFY2(run.errors.contains(u"release: \"b\": \""_s), qPrintable(run.errors));
     QCOMPARE(servedFiles(fixture), QStringList());
+}
+
+void tst_Push::treeThatIsBeingPublishedIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"game"_s, "bytes");
+    QVERIFY(fixture.publish().isGood());
+    QLockFile lock(fixture.contentTree().gameFolder() + u"/.publish.lock"_s);
+    QVERIFY(lock.lock());
+    const PublishRun run = push(fixture);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.contains(lock.fileName()), qPrintable(run.errors));
+    QVERIFY(!QFile::exists(servedBeside(fixture)));
 }
 
 void tst_Push::manifestWithoutItsPackedFormIsRefused_data()
