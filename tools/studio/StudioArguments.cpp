@@ -18,7 +18,7 @@ StudioArguments::StudioArguments()
          u"CHAIN.pem"_s},
         {u"key"_s, u"The certificate's private key in PEM, unencrypted."_s, u"KEY.pem"_s},
         {u"port"_s, u"Listen on this port. 0, the default, takes a free one."_s, u"N"_s, u"0"_s},
-        {u"rate"_s, u"Send each client at most this much. 0, the default, is unlimited."_s, u"BYTES_PER_SECOND"_s,
+        {u"rate"_s, u"Send each connection at most this much. 0, the default, is unlimited."_s, u"BYTES_PER_SECOND"_s,
          u"0"_s},
         {u"fault"_s, u"Misbehave at a path, see below. May be given several times."_s, u"FAULT"_s},
         {u"run-for"_s, u"End after this time, 1 or more. Without it, SIGINT and SIGTERM end."_s, u"SECONDS"_s},
