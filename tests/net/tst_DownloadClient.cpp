@@ -308,6 +308,7 @@ private slots:
     void unknownSizeResumesAndLeavesTheHashToDecide();
     void unknownSizeIsNotChecked();
     void fileOfUnknownSizeMayBeLong();
+    void ignoredRangeStartsTheFileOver_data();
     void ignoredRangeStartsTheFileOver();
     void ignoredRangeCutsTheFileBeforeTheFirstByte();
     void ignoredRangeOfUnknownSizeCountsFromZero();
@@ -931,16 +932,24 @@ void tst_DownloadClient::fileOfUnknownSizeMayBeLong()
     QCOMPARE(problemWithSuccess(download, content), QString());
 }
 
+void tst_DownloadClient::ignoredRangeStartsTheFileOver_data()
+{
+    QTest::addColumn<int>("part");
+    QTest::newRow("most of the file") << 900000;
+    QTest::newRow("one byte") << 1;
+}
+
 void tst_DownloadClient::ignoredRangeStartsTheFileOver()
 {
+    QFETCH(int, part);
     studio_->server().addFault(path_, fault(Fault::IgnoreRange));
     Download download;
-    writeFile(download.part(), QByteArray(900000, 'x'));
+    writeFile(download.part(), QByteArray(part, 'x'));
     start(download, path_, content_.size(), hash_);
     QVERIFY(download.ends());
     QCOMPARE(problemWithSuccess(download, content_), QString());
     const QStringList expected = {
-        u"INFO velmo.download: Resuming \"data 01.bin\" from byte 900000"_s,
+        u"INFO velmo.download: Resuming \"data 01.bin\" from byte %1"_s.arg(part),
         u"INFO velmo.download: Server ignored the range request; restarting the file from zero"_s,
     };
     QCOMPARE(download.log.texts(), expected);
