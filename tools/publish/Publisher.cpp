@@ -94,7 +94,8 @@ PublishResult Publisher::run()
         return result_;
     }
     TreeLock lock(tree_.gameFolder());
-    if (!lock.takeFor(&result_)) {
+    result_.add(lock.take());
+    if (!result_.isGood()) {
         return result_;
     }
     result_.problems = publishFiles();

@@ -44,7 +44,8 @@ PushResult Push::run()
         return result_;
     }
     TreeLock lock(tree_.gameFolder());
-    if (!lock.takeFor(&result_)) {
+    result_.add(lock.take());
+    if (!result_.isGood()) {
         return result_;
     }
     for (const auto step :

@@ -60,9 +60,7 @@ TreeCheckResult TreeCheck::run()
         if (!channel.error.isEmpty()) {
             result.problems.append(channel.error);
         } else {
-            const TaskResult packed = tree_.lookAtPacked(channel.channel);
-            result.problems += packed.problems;
-            result.warnings += packed.warnings;
+            result.add(tree_.lookAtPacked(channel.channel));
         }
         for (const ManifestFile &file : channel.manifest.files) {
             const QString problem = problemOf(channel, file);
