@@ -127,11 +127,11 @@ QStringList Push::addNamed(const ChannelManifest &channel)
 
 QStringList Push::readRemote()
 {
-    for (const auto &step :
-         {std::function([this] { return remote_.open(); }), std::function([this] { return remote_.list(&there_); })}) {
-        if (const QString problem = step(); !problem.isEmpty()) {
-            return {problem};
-        }
+    if (const QString problem = remote_.open(); !problem.isEmpty()) {
+        return {problem};
+    }
+    if (there_ = remote_.list(); !there_.problem.isEmpty()) {
+        return {there_.problem};
     }
     const QString folder = work_.filePath(u"remote"_s);
     QStringList paths = there_.manifests;
@@ -235,23 +235,22 @@ QStringList Push::proveContent()
             unproved.append(content.key());
         }
     }
-    Remote::Contents wrong;
-    QString problem = remote_.compare(unproved, tree_.contentFolder(), &wrong);
-    if (problem.isEmpty() && !wrong.isEmpty()) {
-        if (const QStringList problems = upload(Remote::Contents(wrong), true); !problems.isEmpty()) {
+    RemoteComparison found = remote_.compare(unproved, tree_.contentFolder());
+    if (found.problem.isEmpty() && !found.wrong.isEmpty()) {
+        if (const QStringList problems = upload(found.wrong, true); !problems.isEmpty()) {
             return problems;
         }
-        problem = remote_.compare(Remote::Contents(wrong), tree_.contentFolder(), &wrong);
+        found = remote_.compare(found.wrong, tree_.contentFolder());
     }
-    if (problem.isEmpty()) {
-        problem = remote_.list(&there_);
+    if (!found.problem.isEmpty()) {
+        return {found.problem};
     }
-    if (!problem.isEmpty()) {
-        return {problem};
+    if (there_ = remote_.list(); !there_.problem.isEmpty()) {
+        return {there_.problem};
     }
     QStringList problems;
     for (auto content = contents_.cbegin(); content != contents_.cend() && problems.size() < mostNamed; ++content) {
-        if (wrong.contains(content.key()) || there_.content.value(content.key(), -1) != content.value()) {
+        if (found.wrong.contains(content.key()) || there_.content.value(content.key(), -1) != content.value()) {
             problems.append(u"\"%1\" did not arrive at \"%2\" as it is."_s.arg(
                 TreeLayout::contentName(content.key().digits()), order_.remote.shown()));
         }
@@ -264,11 +263,11 @@ QStringList Push::prune()
 {
     if (!order_.dryRun) {
         const QString folder = work_.filePath(u"last"_s);
-        for (const auto &step : {std::function([this] { return remote_.list(&there_); }),
-                                 std::function([&] { return remote_.fetch(there_.manifests, folder); })}) {
-            if (const QString problem = step(); !problem.isEmpty()) {
-                return {problem};
-            }
+        if (there_ = remote_.list(); !there_.problem.isEmpty()) {
+            return {there_.problem};
+        }
+        if (const QString problem = remote_.fetch(there_.manifests, folder); !problem.isEmpty()) {
+            return {problem};
         }
         remoteProblems_ = readRemoteManifests(folder);
     }
