@@ -127,9 +127,9 @@ FileDigest ContentTree::digest(const QString &address, ProgressMeter &meter) con
     const QFileInfo info(location);
     FileDigest digest;
     if (!info.exists()) {
-        digest.error = u"\"%1\" is missing."_s.arg(location);
+        digest.problem = u"\"%1\" is missing."_s.arg(location);
     } else if (!info.isFile()) {
-        digest.error = u"\"%1\" is not a file."_s.arg(location);
+        digest.problem = u"\"%1\" is not a file."_s.arg(location);
     } else {
         digest = digestFile(location, meter);
     }
@@ -146,7 +146,7 @@ ChannelManifest ContentTree::readManifest(const QString &channel) const
     ChannelManifest result{channel, manifestPath(channel), {}, {}};
     QFile file(result.path);
     if (!file.open(QIODevice::ReadOnly)) {
-        result.error = u"\"%1\" cannot be read: %2."_s.arg(result.path, reasonText(file.errorString()));
+        result.problem = u"\"%1\" cannot be read: %2."_s.arg(result.path, reasonText(file.errorString()));
         return result;
     }
     if (const std::optional<Manifest> manifest = manifestInPieces(result.path)) {
@@ -156,7 +156,7 @@ ChannelManifest ContentTree::readManifest(const QString &channel) const
     QString reason;
     result.manifest = parsedManifest(file.readAll(), &reason);
     if (!result.manifest.valid) {
-        result.error = u"\"%1\" is damaged. %2"_s.arg(result.path, reason);
+        result.problem = u"\"%1\" is damaged. %2"_s.arg(result.path, reason);
     }
     return result;
 }
@@ -239,8 +239,8 @@ NamedContent ContentTree::namedContent(const QString &channel) const
     NamedContent named;
     bool seen = false;
     for (const ChannelManifest &manifest : readManifests()) {
-        if (!manifest.error.isEmpty()) {
-            named.problems.append(manifest.error);
+        if (!manifest.problem.isEmpty()) {
+            named.problems.append(manifest.problem);
         }
         named.problems += lookAtPacked(manifest.channel).problems; // players may be on the build that it tells of
         for (const ManifestFile &file : manifest.manifest.files) {

@@ -103,8 +103,8 @@ QStringList Push::takeSnapshot(const QString &channel)
 
 QStringList Push::addNamed(const ChannelManifest &channel)
 {
-    if (!channel.error.isEmpty()) {
-        return {QString(channel.error).replace(channel.path, tree_.manifestPath(channel.channel))};
+    if (!channel.problem.isEmpty()) {
+        return {QString(channel.problem).replace(channel.path, tree_.manifestPath(channel.channel))};
     }
     const ContentStore store(tree_.contentFolder());
     QStringList problems;

@@ -100,7 +100,7 @@ void tst_ContentTree::writtenManifestIsReadBack()
     QVERIFY(tree.writeManifest(smallManifest(), &error));
     QVERIFY(tree.hasManifest(u"release"_s));
     const ChannelManifest read = tree.readManifest(u"release"_s);
-    QCOMPARE(read.error, QString());
+    QCOMPARE(read.problem, QString());
     QCOMPARE(read.channel, u"release"_s);
     QVERIFY(read.manifest.valid);
     QCOMPARE(read.manifest.toJson(), smallManifest().toJson());
@@ -249,7 +249,7 @@ void tst_ContentTree::packedManifestAloneMakesAChannelThatCannotBeRead()
     QVERIFY(!tree.hasManifest(u"release"_s));
     const QList<ChannelManifest> manifests = tree.readManifests();
     QCOMPARE(manifests.size(), 1);
-    QCOMPARE(manifests.first().error,
+    QCOMPARE(manifests.first().problem,
              u"\"%1\" cannot be read: No such file or directory."_s.arg(tree.manifestPath(u"release"_s)));
 }
 
@@ -283,14 +283,14 @@ void tst_ContentTree::damagedManifestIsNamed()
     writeFile(path, json);
     const ChannelManifest read = tree.readManifest(u"beta"_s);
     QVERIFY(!read.manifest.valid);
-    QVERIFY2(read.error.startsWith(u"\"%1\" is damaged. "_s.arg(path) + reason), qUtf8Printable(read.error));
+    QVERIFY2(read.problem.startsWith(u"\"%1\" is damaged. "_s.arg(path) + reason), qUtf8Printable(read.problem));
 }
 
 void tst_ContentTree::missingManifestIsNamed()
 {
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
-    QCOMPARE(tree.readManifest(u"beta"_s).error,
+    QCOMPARE(tree.readManifest(u"beta"_s).problem,
              u"\"%1\" cannot be read: %2."_s.arg(tree.manifestPath(u"beta"_s), velmo::test::noSuchFolder()));
 }
 
@@ -310,7 +310,7 @@ void tst_ContentTree::manifestsOfAllChannelsAreRead()
     QCOMPARE(manifests.size(), 3);
     QCOMPARE(manifests.at(0).manifest.channel, u"beta"_s);
     QCOMPARE(manifests.at(1).channel, u"dev"_s);
-    QVERIFY(!manifests.at(1).error.isEmpty());
+    QVERIFY(!manifests.at(1).problem.isEmpty());
     QCOMPARE(manifests.at(2).manifest.channel, u"release"_s);
 }
 
@@ -333,7 +333,8 @@ void tst_ContentTree::channelThatMayNotBeEnteredIsNamed()
     }
     QVERIFY(velmo::test::setMode(folder, 0755)); // so that the fixture can go
     QCOMPARE(manifests.size(), 1);
-    QCOMPARE(manifests.first().error, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.manifestPath(u"beta"_s)));
+    QCOMPARE(manifests.first().problem,
+             u"\"%1\" cannot be read: Permission denied."_s.arg(tree.manifestPath(u"beta"_s)));
 }
 
 void tst_ContentTree::gameFolderThatMayNotBeListedIsNamed()
@@ -350,7 +351,7 @@ void tst_ContentTree::gameFolderThatMayNotBeListedIsNamed()
     }
     QVERIFY(velmo::test::setMode(folder, 0755)); // so that the fixture can go
     QCOMPARE(manifests.size(), 1);
-    QCOMPARE(manifests.first().error, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.gameFolder()));
+    QCOMPARE(manifests.first().problem, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.gameFolder()));
 }
 
 void tst_ContentTree::channelThatLeadsNowhereIsNamed_data()
@@ -372,7 +373,7 @@ void tst_ContentTree::channelThatLeadsNowhereIsNamed()
     const QList<ChannelManifest> manifests = tree.readManifests();
     QCOMPARE(manifests.size(), 1);
     QCOMPARE(manifests.first().channel, u"beta"_s);
-    QCOMPARE(manifests.first().error, error.arg(tree.gameFolder()));
+    QCOMPARE(manifests.first().problem, error.arg(tree.gameFolder()));
 }
 
 void tst_ContentTree::filesAndFoldersWithoutAManifestAreNoChannels()
