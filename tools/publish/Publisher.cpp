@@ -233,9 +233,8 @@ QStringList Publisher::putManifest()
 {
     const Manifest header = this->header();
     const auto fileAt = [this](qsizetype index) { return listed(index); };
-    QString error;
-    if (!tree_.writeManifest(header, {scan_.files.size(), fileAt}, &error)) {
-        return {error};
+    if (const QString problem = tree_.writeManifest(header, {scan_.files.size(), fileAt}); !problem.isEmpty()) {
+        return {problem};
     }
     rememberTimes();
     result_.manifest = header;

@@ -159,8 +159,7 @@ QHash<QString, QString> Push::readRemoteManifests(const QString &folder)
     for (const QString &path : std::as_const(there_.manifests)) {
         const QByteArray json = manifestText(bytesOf(QDir(folder).filePath(path)));
         namedThere_ += hashesIn(json);
-        QString reason;
-        if (const Manifest manifest = parsedManifest(json, &reason); manifest.valid) {
+        if (const auto [manifest, problem] = parsedManifest(json); manifest.valid) {
             buildsThere_.insert(path, manifest.build);
             for (const ManifestFile &file : manifest.files) {
                 namedThere_.insert(ContentHash(file.sha256));
@@ -168,7 +167,7 @@ QHash<QString, QString> Push::readRemoteManifests(const QString &folder)
         } else {
             const auto sentence =
                 u"\"%1\" of \"%2\" is damaged. %3 What it names is not known, so nothing can be pruned."_s;
-            problems.insert(path, sentence.arg(path, order_.remote.shown(), reason));
+            problems.insert(path, sentence.arg(path, order_.remote.shown(), problem));
         }
     }
     for (const QString &path : std::as_const(there_.strange)) {
