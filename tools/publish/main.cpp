@@ -151,12 +151,15 @@ struct Trusted {
 
 Trusted readTrusted(const QString &path)
 {
-    QFile file(path);
     Trusted trusted;
+    if (path.isEmpty()) {
+        return trusted;
+    }
+    QFile file(path);
     if (file.open(QIODevice::ReadOnly)) {
         trusted.certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
     }
-    if (!path.isEmpty() && trusted.certificates.isEmpty()) {
+    if (trusted.certificates.isEmpty()) {
         const QString reason = file.isOpen() ? u"There is no certificate in it"_s : file.errorString();
         trusted.problem = u"\"%1\" cannot be read: %2."_s.arg(path, reason);
     }

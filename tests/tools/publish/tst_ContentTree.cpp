@@ -348,7 +348,7 @@ void tst_ContentTree::gameFolderThatMayNotBeListedIsNamed()
 void tst_ContentTree::channelThatLeadsNowhereIsNamed_data()
 {
     QTest::addColumn<QString>("link");
-    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("problem");
     QTest::newRow("folder") << u"beta"_s << u"\"%1/beta\" is a symbolic link that leads nowhere."_s;
     QTest::newRow("manifest") << u"beta/manifest.json"_s
                               << u"\"%1/beta/manifest.json\" cannot be read: No such file or directory."_s;
@@ -357,14 +357,14 @@ void tst_ContentTree::channelThatLeadsNowhereIsNamed_data()
 void tst_ContentTree::channelThatLeadsNowhereIsNamed()
 {
     QFETCH(QString, link);
-    QFETCH(QString, error);
+    QFETCH(QString, problem);
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     fixture.link(u"/not/mounted"_s, QDir(tree.gameFolder()).filePath(link));
     const QList<ChannelManifest> manifests = tree.readManifests();
     QCOMPARE(manifests.size(), 1);
     QCOMPARE(manifests.first().channel, u"beta"_s);
-    QCOMPARE(manifests.first().problem, error.arg(tree.gameFolder()));
+    QCOMPARE(manifests.first().problem, problem.arg(tree.gameFolder()));
 }
 
 void tst_ContentTree::filesAndFoldersWithoutAManifestAreNoChannels()
