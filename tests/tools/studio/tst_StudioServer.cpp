@@ -1,13 +1,10 @@
 #include "studio/StudioServer.h"
 
-#include "Fetch.h"
-#include "RawClient.h"
+#include "StudioTest.h"
 #include "support/TestEnvironment.h"
-#include "support/TestStudio.h"
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QNetworkAccessManager>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -20,10 +17,7 @@ using namespace Qt::Literals::StringLiterals;
 using velmo::studio::Fault;
 using velmo::studio::Request;
 using velmo::studio::StudioServer;
-using velmo::test::Answer;
-using velmo::test::RawClient;
-using velmo::test::RawReply;
-using velmo::test::TestStudio;
+using namespace velmo::test;
 
 namespace {
 
@@ -32,13 +26,10 @@ constexpr int patienceMs = 60'000;
 } // namespace
 
 /// How the studio comes and goes, keeps its connections, and shares itself out among clients.
-class tst_StudioServer : public QObject {
+class tst_StudioServer : public StudioTest {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void isRunningBetweenStartAndStop();
     void startsAtThePortThatIsAskedFor();
     void listensOnOneAddressAlone();
@@ -72,39 +63,7 @@ private slots:
     void stopDoesNotWaitForAClientThatDoesNotRead();
     void stopDoesNotWaitForAnUnfinishedHandshake();
     void everyFunctionMayBeCalledWhileRequestsAreServed();
-
-private:
-    Answer fetch(const QString &path, const QByteArray &range = {});
-    /// One exchange on a connection of its own.
-    RawReply exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers = {});
-
-    std::unique_ptr<TestStudio> studio_;
-    std::unique_ptr<QNetworkAccessManager> network_;
 };
-
-Answer tst_StudioServer::fetch(const QString &path, const QByteArray &range)
-{
-    return velmo::test::fetch(*network_, studio_->url(path), range);
-}
-
-RawReply tst_StudioServer::exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers)
-{
-    RawClient client(studio_->server().port());
-    return client.exchange(method, target, headers);
-}
-
-void tst_StudioServer::init()
-{
-    studio_ = std::make_unique<TestStudio>();
-    network_ = std::make_unique<QNetworkAccessManager>();
-    studio_->writeFile(u"/digits.txt"_s, "0123456789");
-}
-
-void tst_StudioServer::cleanup()
-{
-    network_.reset();
-    studio_.reset();
-}
 
 void tst_StudioServer::isRunningBetweenStartAndStop()
 {
