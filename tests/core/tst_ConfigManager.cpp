@@ -39,6 +39,12 @@ QJsonObject savedDocument()
     return QJsonDocument::fromJson(readFile(velmo::configFilePath())).object();
 }
 
+/// The settings as a start of the launcher finds them.
+class LoadedConfig : public ConfigManager {
+public:
+    LoadedConfig() { load(); }
+};
+
 bool settingsExist()
 {
     return QFile::exists(velmo::configFilePath());
@@ -229,8 +235,7 @@ void tst_ConfigManager::filePathIsTheSettingsFile()
 
 void tst_ConfigManager::firstRunLogsAndWritesTheDefaults()
 {
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(log->texts(), QStringList{firstRunLine()});
     QCOMPARE(savedDocument(), defaults());
 }
@@ -239,8 +244,7 @@ void tst_ConfigManager::fileIsReadOverTheDefaults()
 {
     writeSettings(R"({"window":{"width":1000,"maximized":true},"game":{"channel":"beta"},)"
                   R"("appearance":{"animations":false}})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(log->texts(), QStringList{loadedLine()});
     QCOMPARE(config.intValue(u"window.width"_s, 0), 1000);
     QCOMPARE(config.boolValue(u"window.maximized"_s, false), true);
@@ -252,8 +256,7 @@ void tst_ConfigManager::fileIsReadOverTheDefaults()
 void tst_ConfigManager::missingKeysTakeTheirDefaults()
 {
     writeSettings(R"({"launcher":{"minimizeToTray":true}})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QVERIFY(config.save());
     QJsonObject expected = defaults();
     QJsonObject launcher = expected.value("launcher"_L1).toObject();
@@ -265,8 +268,7 @@ void tst_ConfigManager::missingKeysTakeTheirDefaults()
 void tst_ConfigManager::unknownKeysSurviveTheNextSave()
 {
     writeSettings(R"({"future":{"a":[1,null,{"b":"c"}]},"window":{"monitor":"left"},"note":"kept","none":null})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     config.setValue(u"window.width"_s, 900);
     QVERIFY(config.save());
     const QJsonObject saved = savedDocument();
@@ -282,8 +284,7 @@ void tst_ConfigManager::unknownKeysSurviveTheNextSave()
 void tst_ConfigManager::groupsMergeOneLevelDeep()
 {
     writeSettings(R"({"window":{"width":{"logical":7}}})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(config.intValue(u"window.width.logical"_s, 0), 7);
     QCOMPARE(config.intValue(u"window.height"_s, 0), 850);
 }
@@ -291,8 +292,7 @@ void tst_ConfigManager::groupsMergeOneLevelDeep()
 void tst_ConfigManager::groupThatIsNoObjectReplacesTheDefaults()
 {
     writeSettings(R"({"window":5})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(config.intValue(u"window.width"_s, 77), 77);
     QCOMPARE(config.intValue(u"window"_s, 0), 5);
     config.setValue(u"window.width"_s, 1000);
@@ -303,8 +303,7 @@ void tst_ConfigManager::groupThatIsNoObjectReplacesTheDefaults()
 void tst_ConfigManager::objectInThePlaceOfAValueStands()
 {
     writeSettings(R"({"extra":{"a":1},"game":[1,2]})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(config.intValue(u"extra.a"_s, 0), 1);
     QCOMPARE(config.value(u"game"_s, {}).toList(), QVariantList({1, 2}));
 }
@@ -324,14 +323,12 @@ void tst_ConfigManager::schemaIsReplacedInMemoryOnly()
     const QByteArray written = R"({"schema":)" + schema + '}';
     writeSettings(written);
     {
-        ConfigManager config;
-        config.load();
+        LoadedConfig config;
         QCOMPARE(config.value(u"schema"_s, {}), QVariant(1));
         QCOMPARE(readFile(velmo::configFilePath()), written);
     }
     QCOMPARE(readFile(velmo::configFilePath()), written); // loading had left no save to do
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     config.setValue(u"window.x"_s, 3);
     QVERIFY(config.save());
     QCOMPARE(savedDocument().value("schema"_L1), QJsonValue(1));
@@ -340,16 +337,14 @@ void tst_ConfigManager::schemaIsReplacedInMemoryOnly()
 void tst_ConfigManager::missingSchemaIsAdded()
 {
     writeSettings("{}");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(config.value(u"schema"_s, {}), QVariant(1));
 }
 
 void tst_ConfigManager::byteOrderMarkIsNoHarm()
 {
     writeSettings("\xEF\xBB\xBF{\"window\":{\"width\":1000}}");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(config.intValue(u"window.width"_s, 0), 1000);
     QCOMPARE(quarantinedNames(), QStringList());
 }
@@ -360,8 +355,7 @@ void tst_ConfigManager::unreadableFileStaysUntouched()
     QFile directory(velmo::configFilePath());
     QVERIFY(!directory.open(QIODevice::ReadOnly));
     {
-        ConfigManager config;
-        config.load();
+        LoadedConfig config;
         QCOMPARE(config.intValue(u"window.width"_s, 0), 1400);
     }
     QCOMPARE(log->texts(), QStringList{u"WARN velmo.config: Configuration exists but could not be opened: \"%1\""_s.arg(
@@ -422,8 +416,7 @@ void tst_ConfigManager::hugeBadFileIsQuarantined()
     writeSettings(beginning);
     QVERIFY(QFile::resize(velmo::configFilePath(), hugeSize)); // the rest is zeros
     {
-        ConfigManager config;
-        config.load();
+        LoadedConfig config;
         QCOMPARE(config.intValue(u"window.width"_s, 0), 1400);
     }
     QCOMPARE(quarantinedNames().size(), 1);
@@ -435,8 +428,7 @@ void tst_ConfigManager::quarantineIsNamedAfterTheLocalTime()
 {
     writeSettings("{");
     const QDateTime before = QDateTime::currentDateTime();
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     const QDateTime after = QDateTime::currentDateTime();
     QCOMPARE(quarantinedNames().size(), 1);
     static const QRegularExpression pattern(uR"(^launcher\.json\.corrupt-(\d{14})$)"_s);
@@ -456,8 +448,7 @@ void tst_ConfigManager::failedQuarantineStillRevertsToDefaults()
         targets.append(velmo::configFilePath() + u".corrupt-"_s + stamp);
         QVERIFY(QFile::copy(velmo::configFilePath(), targets.last()));
     }
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(quarantinedNames().size(), targets.size());
     QCOMPARE(savedDocument(), defaults());
     QCOMPARE(log->texts().size(), 1);
@@ -496,16 +487,14 @@ void tst_ConfigManager::valueWalksTheKey()
     QFETCH(QString, key);
     QFETCH(QVariant, expected);
     writeSettings(R"({"a":{"b":{"c":1},"none":null,"list":[1,"two"],"":{"b":2}}})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(config.value(key, u"the fallback"_s), expected);
 }
 
 void tst_ConfigManager::typedReadsConvert()
 {
     writeSettings(R"({"t":{"number":12.6,"text":"34","yes":"true","flag":true,"words":"abc"}})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(config.intValue(u"t.text"_s, 0), 34);
     QCOMPARE(config.intValue(u"t.number"_s, 0), 13);
     QCOMPARE(config.intValue(u"t.flag"_s, 0), 1);
@@ -522,8 +511,7 @@ void tst_ConfigManager::typedReadsConvert()
 void tst_ConfigManager::readsComeFromMemory()
 {
     writeSettings(R"({"window":{"width":1000}})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QVERIFY(QFile::remove(velmo::configFilePath()));
     QCOMPARE(config.intValue(u"window.width"_s, 0), 1000);
 }
@@ -554,8 +542,7 @@ void tst_ConfigManager::writeIsReadBackAtOnce()
         QCOMPARE(config.value(key, {}), value);
         QVERIFY(config.save());
     }
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     QCOMPARE(config.value(key, {}), value);
 }
 
@@ -676,8 +663,7 @@ void tst_ConfigManager::burstOfWritesCostsOneSave()
 /// What a crash leaves behind: only what had 400 ms of peace, or was saved by hand, is on disk.
 void tst_ConfigManager::writtenValueIsNotOnDiskBeforeTheDelay()
 {
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     config.setValue(u"game.channel"_s, u"beta"_s);
     QCOMPARE(savedDocument(), defaults());
     QTRY_COMPARE(savedDocument().value("game"_L1).toObject().value("channel"_L1).toString(), u"beta"_s);
@@ -773,8 +759,7 @@ void tst_ConfigManager::failedCommitLeavesTheOldFileIntact_data()
 void tst_ConfigManager::failedCommitLeavesTheOldFileIntact()
 {
     QFETCH(int, growth);
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     const QByteArray before = readFile(velmo::configFilePath());
     config.setValue(u"game.launchArguments"_s, QString(u"-windowed"_s + QString(growth, u'x')));
     log->clear();
@@ -819,8 +804,7 @@ void tst_ConfigManager::failedSaveIsNotTriedAgainByItself()
 void tst_ConfigManager::resetGoesBackToTheDefaultsAndSaves()
 {
     writeSettings(R"({"window":{"width":1000},"unknown":true})");
-    ConfigManager config;
-    config.load();
+    LoadedConfig config;
     config.setValue(u"game.channel"_s, u"beta"_s);
     log->clear();
     config.resetToDefaults();
@@ -857,8 +841,7 @@ void tst_ConfigManager::destructionSavesAPendingWrite()
 void tst_ConfigManager::destructionWithoutAPendingWriteSavesNothing()
 {
     {
-        ConfigManager config;
-        config.load();
+        LoadedConfig config;
         QVERIFY(QFile::remove(velmo::configFilePath()));
     }
     QVERIFY(!settingsExist());

@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace velmo::test {
 
@@ -28,6 +29,15 @@ struct Build {
     qint64 totalSize() const { return manifest().totalSize(); }
     QByteArray content(const QString &path) const;
 };
+
+inline QStringList pathsOf(const QList<ManifestFile> &files)
+{
+    QStringList paths;
+    for (const ManifestFile &file : files) {
+        paths.append(file.path);
+    }
+    return paths;
+}
 
 /// Where the small program that stands for the game lies.
 QString gameProgram();

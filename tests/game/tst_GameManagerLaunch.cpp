@@ -102,8 +102,8 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
 
-    void gameRunsAndEnds();
-    void exitCodeIsOnlyLogged();
+    void gameRunsAndItsExitCodeIsOnlyLogged_data();
+    void gameRunsAndItsExitCodeIsOnlyLogged();
     void crashIsToldLikeAFailedStart();
     void programThatCannotBeExecutedFailsToStart_data();
     void programThatCannotBeExecutedFailsToStart();
@@ -144,25 +144,24 @@ void tst_GameManagerLaunch::cleanupTestCase()
     studio_.reset();
 }
 
-void tst_GameManagerLaunch::gameRunsAndEnds()
+void tst_GameManagerLaunch::gameRunsAndItsExitCodeIsOnlyLogged_data()
 {
-    GameFixture t(*studio_);
-    prepare(t, u"wait=1"_s);
-    t->primaryAction();
-    QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE(t.trace(), launchLines(program(t), u"\"wait=1\""_s) + runningLines() +
-                            QStringList{u"INFO velmo.game: Game exited with code 0 (normal)"_s} + installedLines());
-    QVERIFY(t.errors().isEmpty());
+    QTest::addColumn<QString>("argument");
+    QTest::addColumn<QString>("ending");
+    QTest::newRow("none") << u"wait=1"_s << u"INFO velmo.game: Game exited with code 0 (normal)"_s;
+    QTest::newRow("seven") << u"exit=7"_s << u"INFO velmo.game: Game exited with code 7 (normal)"_s;
 }
 
-void tst_GameManagerLaunch::exitCodeIsOnlyLogged()
+void tst_GameManagerLaunch::gameRunsAndItsExitCodeIsOnlyLogged()
 {
+    QFETCH(const QString, argument);
+    QFETCH(const QString, ending);
     GameFixture t(*studio_);
-    prepare(t, u"exit=7"_s);
+    prepare(t, argument);
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE(t.trace(), launchLines(program(t), u"\"exit=7\""_s) + runningLines() +
-                            QStringList{u"INFO velmo.game: Game exited with code 7 (normal)"_s} + installedLines());
+    QCOMPARE(t.trace(), launchLines(program(t), u"\"%1\""_s.arg(argument)) + runningLines() + QStringList{ending} +
+                            installedLines());
     QVERIFY(t.errors().isEmpty());
 }
 

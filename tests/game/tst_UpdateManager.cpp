@@ -1,4 +1,6 @@
 #include "game/UpdateManager.h"
+
+#include "TestBuilds.h"
 #include "net/ApiClient.h"
 #include "support/LogCapture.h"
 #include "support/TestEnvironment.h"
@@ -24,6 +26,7 @@ using velmo::ManifestFile;
 using velmo::UpdateManager;
 using velmo::studio::Fault;
 using velmo::test::LogCapture;
+using velmo::test::pathsOf;
 using velmo::test::TestStudio;
 
 namespace {
@@ -50,15 +53,6 @@ Manifest build(int number, const QList<ManifestFile> &files)
     manifest.build = number;
     manifest.files = files;
     return manifest;
-}
-
-QStringList pathsOf(const QList<ManifestFile> &files)
-{
-    QStringList paths;
-    for (const ManifestFile &file : files) {
-        paths.append(file.path);
-    }
-    return paths;
 }
 
 Fault statusFault(int status, int lastAttempt = std::numeric_limits<int>::max())

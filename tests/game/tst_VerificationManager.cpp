@@ -1,4 +1,6 @@
 #include "game/VerificationManager.h"
+
+#include "TestBuilds.h"
 #include "support/HeldFile.h"
 #include "support/LogCapture.h"
 #include "support/PlainUserRights.h"
@@ -32,6 +34,7 @@ using velmo::VerificationManager;
 using velmo::VerificationResult;
 using velmo::test::HeldFile;
 using velmo::test::LogCapture;
+using velmo::test::pathsOf;
 using velmo::test::PlainUserRights;
 using velmo::test::sha256Of;
 using velmo::test::writeFile;
@@ -60,15 +63,6 @@ Manifest manifestOf(const QList<ManifestFile> &files)
     manifest.version = u"1.0"_s;
     manifest.files = files;
     return manifest;
-}
-
-QStringList pathsOf(const QList<ManifestFile> &files)
-{
-    QStringList paths;
-    for (const ManifestFile &file : files) {
-        paths.append(file.path);
-    }
-    return paths;
 }
 
 /// The threads of this process.

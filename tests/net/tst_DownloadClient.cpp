@@ -382,6 +382,17 @@ private:
     {
         download.client->start(studio_->url(path), download.destination(), size, hash);
     }
+    /// Begins the studio's file and waits for what comes of it.
+    bool fetches(Download &download)
+    {
+        start(download, path_, content_.size(), hash_);
+        return download.ends();
+    }
+    QString problemWithCutReply(const Download &download) const
+    {
+        const QString detail = u"Connection closed (HTTP 200) for "_s + studio_->url(path_).toString();
+        return problemWithFailure(download, transferFailed, detail, true);
+    }
 
     const QSslConfiguration untrusting_ = QSslConfiguration::defaultConfiguration();
     const QByteArray content_ = gameBytes(1000000);
@@ -752,8 +763,7 @@ void tst_DownloadClient::linkInPlaceOfTheDestinationIsReplaced()
     QVERIFY(QDir().mkpath(download.path(u"mine"_s)));
     QVERIFY(QDir().mkpath(download.path(u"game"_s)));
     QVERIFY(QFile::link(download.path(outside), download.destination()));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     QVERIFY(!QFileInfo(download.destination()).isSymbolicLink());
     QCOMPARE(readFile(download.path(u"mine.txt"_s)), QByteArray("mine"));
@@ -769,8 +779,7 @@ void tst_DownloadClient::linkedFoldersAreFollowed()
     QVERIFY(QDir().mkpath(other));
     QVERIFY(QFile::link(other, download.path(u"game"_s)));
     writeFile(other + u"/data 01.bin.part"_s, content_.first(1000));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     QCOMPARE(studio_->server().requests().first().headers.value("range"), QByteArray("bytes=1000-"));
     QVERIFY(QFileInfo(download.path(u"game"_s)).isSymbolicLink());
@@ -867,8 +876,7 @@ void tst_DownloadClient::shortPartFileIsContinued()
 {
     Download download;
     writeFile(download.part(), content_.first(content_.size() - 1));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     QCOMPARE(download.steps.size(), 1);
     QCOMPARE(download.steps.first().received, content_.size());
@@ -936,8 +944,7 @@ void tst_DownloadClient::ignoredRangeStartsTheFileOver()
     studio_->server().addFault(path_, fault(Fault::IgnoreRange));
     Download download;
     writeFile(download.part(), QByteArray(900000, 'x'));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     const QStringList expected = {
         u"INFO velmo.download: Resuming \"data 01.bin\" from byte 900000"_s,
@@ -978,8 +985,7 @@ void tst_DownloadClient::ignoredRangeOfUnknownSizeCountsFromZero()
 void tst_DownloadClient::fullReplyWithoutARangeIsNoRestart()
 {
     Download download;
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     QVERIFY(download.log.texts().filter(u"ignored the range"_s).isEmpty());
 }
@@ -988,8 +994,7 @@ void tst_DownloadClient::progressCountsUpToTheSize()
 {
     Download download;
     writeFile(download.part(), content_.first(400000));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     qint64 before = 400000;
     for (const Download::Progress &step : std::as_const(download.steps)) {
@@ -1092,8 +1097,7 @@ void tst_DownloadClient::errorPageStaysOutOfANewPartFile()
         studio_->server().clearFaults();
         studio_->server().addFault(path_, statusFault(status));
         Download download;
-        start(download, path_, content_.size(), hash_);
-        QVERIFY(download.ends());
+        QVERIFY(fetches(download));
         QCOMPARE(download.failures.size(), 1);
         QCOMPARE(download.failures.first().retryable, status == 503);
         QCOMPARE(readFile(download.part()), QByteArray());
@@ -1106,8 +1110,7 @@ void tst_DownloadClient::refusedRangeIsFinalAndKeepsThePartFile()
     studio_->server().addFault(path_, fault(Fault::RangeRefused));
     Download download;
     writeFile(download.part(), content_.first(700));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(studio_->server().requests().first().status, 416);
     QCOMPARE(download.failures.size(), 1);
     QCOMPARE(problemWithFailure(download, transferFailed, download.failures.first().detail, false), QString());
@@ -1157,8 +1160,7 @@ void tst_DownloadClient::untrustedServerGetsNoRequest()
     const auto restore = qScopeGuard([trusting] { QSslConfiguration::setDefaultConfiguration(trusting); });
     QSslConfiguration::setDefaultConfiguration(untrusting_);
     Download download;
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(download.failures.size(), 1);
     const QString detail = download.failures.first().detail;
     QCOMPARE(problemWithFailure(download, transferFailed, detail, true), QString());
@@ -1172,12 +1174,9 @@ void tst_DownloadClient::cutConnectionKeepsWhatCame()
 {
     studio_->server().addFault(path_, fault(Fault::CloseAfter, 300000));
     Download download;
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     // The reply had begun well, so its status says nothing against another attempt.
-    QCOMPARE(problemWithFailure(download, transferFailed,
-                                u"Connection closed (HTTP 200) for "_s + studio_->url(path_).toString(), true),
-             QString());
+    QCOMPARE(problemWithCutReply(download), QString());
     const QByteArray kept = readFile(download.part());
     QVERIFY(kept.size() >= 300000 - lostAtACut && kept.size() <= 300000);
     QVERIFY(content_.startsWith(kept));
@@ -1185,8 +1184,7 @@ void tst_DownloadClient::cutConnectionKeepsWhatCame()
 
     studio_->server().clearFaults();
     download.forget();
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     QCOMPARE(studio_->server().requests().last().headers.value("range"),
              QByteArray("bytes=" + QByteArray::number(kept.size()) + '-'));
@@ -1198,8 +1196,7 @@ void tst_DownloadClient::cutConnectionOfAResumeKeepsBoth()
     studio_->server().addFault(path_, fault(Fault::CloseAfter, 300000));
     Download download;
     writeFile(download.part(), content_.first(100000));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithFailure(download, transferFailed,
                                 u"Connection closed (HTTP 206) for "_s + studio_->url(path_).toString(), true),
              QString());
@@ -1328,11 +1325,8 @@ void tst_DownloadClient::lengthAboveTheBodyIsATransferError()
 {
     studio_->server().addFault(path_, fault(Fault::LengthOffset, 100));
     Download download;
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
-    QCOMPARE(problemWithFailure(download, transferFailed,
-                                u"Connection closed (HTTP 200) for "_s + studio_->url(path_).toString(), true),
-             QString());
+    QVERIFY(fetches(download));
+    QCOMPARE(problemWithCutReply(download), QString());
     QVERIFY(readFile(download.part()) == content_);
     QVERIFY(!QFile::exists(download.destination()));
 }
@@ -1341,8 +1335,7 @@ void tst_DownloadClient::lengthBelowTheBodyIsASizeMismatch()
 {
     studio_->server().addFault(path_, fault(Fault::LengthOffset, -100));
     Download download;
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithFailure(
                  download, incomplete,
                  u"Size mismatch for %1: expected 1000000 bytes, have 999900"_s.arg(download.destination()), true),
@@ -1351,8 +1344,7 @@ void tst_DownloadClient::lengthBelowTheBodyIsASizeMismatch()
 
     studio_->server().clearFaults();
     download.forget();
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     QCOMPARE(studio_->server().requests().last().headers.value("range"), QByteArray("bytes=999900-"));
 }
@@ -1428,8 +1420,7 @@ void tst_DownloadClient::corruptByteDiscardsThePartFile()
 
     studio_->server().clearFaults();
     download.forget();
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     QVERIFY(!studio_->server().requests().last().headers.contains("range"));
 }
@@ -1439,8 +1430,7 @@ void tst_DownloadClient::wrongRangeIsFoundByTheHash()
     studio_->server().addFault(path_, fault(Fault::WrongRange));
     Download download;
     writeFile(download.part(), content_.first(400000));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(studio_->server().requests().first().status, 206);
     QCOMPARE(problemWithFailure(
                  download, discarded,
@@ -1475,8 +1465,7 @@ void tst_DownloadClient::missingPartFileOfKnownSizeIsIncomplete()
 #else
     download.beforeFinalisation([&download] { QFile::remove(download.part()); });
 #endif
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithFailure(download, incomplete,
                                 u"Size mismatch for %1: expected 1000000 bytes, have 0"_s.arg(download.destination()),
                                 true),
@@ -1502,8 +1491,7 @@ void tst_DownloadClient::destinationThatIsAFolderCannotBeReplaced()
 {
     Download download;
     QVERIFY(QDir().mkpath(download.destination()));
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithFailure(download, inUse, u"Could not remove existing "_s + download.destination(), false),
              QString());
     QVERIFY(QFileInfo(download.destination()).isDir());
@@ -1520,8 +1508,7 @@ void tst_DownloadClient::failedRenameLosesTheOldFile()
 #else
     download.whileHashing([&download] { QFile::remove(download.part()); });
 #endif
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithFailure(download, notFinished,
                                 u"Rename %1 -> %2 failed"_s.arg(download.part(), download.destination()), false),
              QString());
@@ -1534,8 +1521,7 @@ void tst_DownloadClient::shortWriteFailsTwice()
     Download download;
     {
         const FullDrive drive(limit);
-        start(download, path_, content_.size(), hash_);
-        QVERIFY(download.ends());
+        QVERIFY(fetches(download));
     }
     QCOMPARE(download.finishes, 0);
     QCOMPARE(download.failures.size(), 2);
@@ -1573,8 +1559,7 @@ void tst_DownloadClient::shortWriteFailsTwice()
 
     // With room again, the file goes on where it stopped.
     download.forget();
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
     const QByteArray range = kept.isEmpty() ? QByteArray() : "bytes=" + QByteArray::number(kept.size()) + '-';
     QCOMPARE(studio_->server().requests().last().headers.value("range"), range);
@@ -1586,8 +1571,7 @@ void tst_DownloadClient::fullFileTakesNothingMore()
     writeFile(download.part(), content_.first(900000));
     {
         const FullDrive drive(900000);
-        start(download, path_, content_.size(), hash_);
-        QVERIFY(download.ends());
+        QVERIFY(fetches(download));
     }
     QCOMPARE(download.failures.size(), 2);
     QVERIFY(download.failures.first().retryable);
@@ -1629,8 +1613,7 @@ void tst_DownloadClient::clientMayGoInTheFirstFailureOfAShortWrite()
     connect(download.client.get(), &DownloadClient::failed, &download, [&download] { download.client.reset(); });
     {
         const FullDrive drive(500001);
-        start(download, path_, content_.size(), hash_);
-        QVERIFY(download.ends());
+        QVERIFY(fetches(download));
     }
     QVERIFY(!download.client);
     QCOMPARE(download.failures.size(), 1);
@@ -1705,8 +1688,7 @@ void tst_DownloadClient::cancellingWithoutATransferDoesNothing()
     download.client->cancel();
     QCOMPARE(download.outcomes(), 0);
     QCOMPARE(download.log.texts(), QStringList());
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QCOMPARE(problemWithSuccess(download, content_), QString());
 
     download.forget();
@@ -1744,8 +1726,7 @@ void tst_DownloadClient::destructionCancelsAndKeepsThePartFile()
 void tst_DownloadClient::destructionOfAnIdleClientIsQuiet()
 {
     Download download;
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     download.forget();
     download.client.reset();
     QCoreApplication::processEvents();
@@ -1857,8 +1838,7 @@ void tst_DownloadClient::cancellingWhileHashingChangesNothing()
         QCOMPARE(download.outcomes(), 0);
         download.client->cancel();
     });
-    start(download, path_, content_.size(), hash_);
-    QVERIFY(download.ends());
+    QVERIFY(fetches(download));
     QVERIFY(asked);
     QCOMPARE(problemWithSuccess(download, content_), QString());
 }

@@ -72,6 +72,12 @@ QLabel *labelReading(const QWidget &root, const QString &text)
     return onlyOneReading<QLabel>(root, text);
 }
 
+QLabel *noNewsLabel(const QWidget &page)
+{
+    return labelReading(page, u"There is nothing to show yet.\nNews will appear here once the launcher can reach the "
+                              "Velmo Games servers."_s);
+}
+
 QPushButton *buttonReading(const QWidget &root, const QString &text)
 {
     return onlyOneReading<QPushButton>(root, text);

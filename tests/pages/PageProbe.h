@@ -20,6 +20,8 @@ void writeGameProfile(const QJsonObject &profile);
 
 /// The only label, or button, below \a root that reads exactly \a text; null when there is none or there are several.
 QLabel *labelReading(const QWidget &root, const QString &text);
+/// The label of a page of news that has none.
+QLabel *noNewsLabel(const QWidget &page);
 QPushButton *buttonReading(const QWidget &root, const QString &text);
 
 /// How a label looks, as one text that is easy to compare: font, style sheet and that it shows no markup.

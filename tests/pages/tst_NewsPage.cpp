@@ -149,12 +149,7 @@ struct Fixture {
         }
         return result;
     }
-    QLabel *emptyLabel() const
-    {
-        return labelReading(page,
-                            u"There is nothing to show yet.\nNews will appear here once the launcher can reach the "
-                            "Velmo Games servers."_s);
-    }
+    QLabel *emptyLabel() const { return noNewsLabel(page); }
     /// Shows the page and waits for the live feed's \a count articles.
     bool load(int count)
     {

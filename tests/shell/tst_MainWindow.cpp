@@ -59,6 +59,17 @@ struct Fixture {
         selector = titleBar->channelSelector();
     }
 
+    /// Shows the window over a game that takes a while to download. Whether it is offered.
+    bool offerSlowDownload(GameStudio &studio)
+    {
+        window->show();
+        studio.publish(
+            {u"1.0.0"_s, 1, {gameProgramFile(), {u"data"_s, QByteArray(300'000, 'd'), false, {}}}, u"bin/game"_s, {}});
+        const bool isOffered = game.startAndCheck();
+        studio.server().setBytesPerSecond(50'000); // or the job could be over before a dialog is answered
+        return isOffered;
+    }
+
     void tell(GameState state, const QString &detail = {}) { emit game->stateChanged(state, detail); }
     int setting(const QString &key) { return game.settings().intValue(key, -99); }
     NavTab *tab(int page) const { return titleBar->findChildren<NavTab *>().at(page); }
@@ -689,11 +700,7 @@ void tst_MainWindow::refusedCloseChangesNothing()
 void tst_MainWindow::agreedCloseCancelsTheTransfer()
 {
     Fixture f(*studio_);
-    f.window->show();
-    studio_->publish(
-        {u"1.0.0"_s, 1, {gameProgramFile(), {u"data"_s, QByteArray(300'000, 'd'), false, {}}}, u"bin/game"_s, {}});
-    QVERIFY(f.game.startAndCheck());
-    studio_->server().setBytesPerSecond(50'000); // or the job could be over before the answer
+    QVERIFY(f.offerSlowDownload(*studio_));
     DialogSeen seen;
     bool closed = false;
     f.game.at(GameState::Downloading, [&] {
@@ -714,11 +721,7 @@ void tst_MainWindow::agreedCloseCancelsTheTransfer()
 void tst_MainWindow::agreedCloseCancelsBeforeItSaves()
 {
     Fixture f(*studio_);
-    f.window->show();
-    studio_->publish(
-        {u"1.0.0"_s, 1, {gameProgramFile(), {u"data"_s, QByteArray(300'000, 'd'), false, {}}}, u"bin/game"_s, {}});
-    QVERIFY(f.game.startAndCheck());
-    studio_->server().setBytesPerSecond(50'000); // or the job could be over before the answer
+    QVERIFY(f.offerSlowDownload(*studio_));
     DialogSeen seen;
     QList<GameState> statesAtSave;
     connect(&f.game.settings(), &ConfigManager::changed, f.window.get(), [&] { statesAtSave.append(f.game->state()); });
