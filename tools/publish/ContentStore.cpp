@@ -59,7 +59,7 @@ QString ContentStore::incomingFolder() const
 bool ContentStore::holds(const FileDigest &digest) const
 {
     const FileState state = fileState(filePath(digest.sha256), FileLook::Attributes);
-    return state.error.isEmpty() && state.isFile && state.size == digest.size;
+    return state.reason.isEmpty() && state.isFile && state.size == digest.size;
 }
 
 PruneResult ContentStore::prune(const QSet<QString> &keep) const

@@ -101,7 +101,9 @@ void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, LiveResult 
     } else if (reply.status != 200) {
         reason = u"It is answered with %1."_s.arg(reply.status);
     } else {
-        result.manifest = parsedManifest(reply.body, &reason);
+        const ParsedManifest parsed = parsedManifest(reply.body);
+        result.manifest = parsed.manifest;
+        reason = parsed.problem;
     }
     if (result.manifest.valid) {
         findings.isKept();
@@ -124,12 +126,11 @@ void lookWhetherFresh(const LiveOrder &order, const LiveReply &reply, LiveResult
         findings.isBroken(u"\"%1\" cannot be read: %2."_s.arg(path, file.errorString()));
     } else if (result.manifest.valid) {
         const QByteArray published = file.readAll();
-        QString ignored;
         if (published == reply.body) {
             findings.isKept();
         } else {
             findings.isBroken(u"The server has %1, which is not that of \"%2\": %3."_s.arg(
-                buildOf(result.manifest), path, buildOf(parsedManifest(published, &ignored))));
+                buildOf(result.manifest), path, buildOf(parsedManifest(published).manifest)));
         }
     }
     result.demands.append(findings.demand());

@@ -94,7 +94,8 @@ PublishResult Publisher::run()
         return result_;
     }
     TreeLock lock(tree_.gameFolder());
-    if (!lock.takeFor(&result_)) {
+    result_.add(lock.take());
+    if (!result_.isGood()) {
         return result_;
     }
     result_.problems = publishFiles();
@@ -175,8 +176,8 @@ QStringList Publisher::readFiles(Incoming &incoming)
         const auto guess = isLikelyHeld(file) ? Incoming::Guess::Held : Incoming::Guess::New;
         const FileDigest digest = incoming.take(scan_.locationOf(file), file.size, guess, meter);
         meter.addFile();
-        if (!digest.error.isEmpty()) {
-            problems.add(digest.error);
+        if (!digest.problem.isEmpty()) {
+            problems.add(digest.problem);
         } else if (digest.size != file.size) {
             problems.add(changed(scan_.locationOf(file)));
         } else {
@@ -232,9 +233,8 @@ QStringList Publisher::putManifest()
 {
     const Manifest header = this->header();
     const auto fileAt = [this](qsizetype index) { return listed(index); };
-    QString error;
-    if (!tree_.writeManifest(header, {scan_.files.size(), fileAt}, &error)) {
-        return {error};
+    if (const QString problem = tree_.writeManifest(header, {scan_.files.size(), fileAt}); !problem.isEmpty()) {
+        return {problem};
     }
     rememberTimes();
     result_.manifest = header;
@@ -298,9 +298,9 @@ QStringList Publisher::publishedRefusals()
     }
     ChannelManifest published;
     const bool mayClash = lookAtPublished(&published);
-    if (!published.error.isEmpty()) {
+    if (!published.problem.isEmpty()) {
         return order_.allowOlder ? QStringList()
-                                 : QStringList{published.error + u" With --allow-older it is replaced."_s};
+                                 : QStringList{published.problem + u" With --allow-older it is replaced."_s};
     }
     QStringList refusals;
     if (!order_.allowOlder && order_.build <= published.manifest.build) {
@@ -321,7 +321,7 @@ QStringList Publisher::publishedRefusals()
 bool Publisher::isPublishedAsSeen() const
 {
     const FileState now = fileState(tree_.manifestPath(order_.channel), FileLook::Attributes);
-    return seen_.error.isEmpty() && now.error.isEmpty() && now.size == seen_.size && now.modified == seen_.modified &&
+    return seen_.reason.isEmpty() && now.reason.isEmpty() && now.size == seen_.size && now.modified == seen_.modified &&
            now.changed == seen_.changed && isSettled(now.modified, now.changed, seenAt_);
 }
 
@@ -354,8 +354,8 @@ QStringList Publisher::pruneRefusals() const
                 continue;
             }
             QStringList errors = tree_.lookAtPacked(other.channel).problems;
-            if (!other.error.isEmpty()) {
-                errors = QStringList{other.error};
+            if (!other.problem.isEmpty()) {
+                errors = QStringList{other.problem};
             }
             for (const QString &error : errors) {
                 refusals.append(error + u" What it names is not known, so nothing can be pruned."_s);

@@ -147,16 +147,16 @@ QString Remote::open()
     return {};
 }
 
-QString Remote::list(RemoteListing *listing) const
+RemoteListing Remote::list() const
 {
-    *listing = {};
+    RemoteListing listing;
     bool hasEntries = false;
-    const auto take = [listing, &hasEntries](const QByteArray &line) {
+    const auto take = [&listing, &hasEntries](const QByteArray &line) {
         const qsizetype end = line.lastIndexOf('}');
         const QJsonObject entry = QJsonDocument::fromJson(line.first(end + 1)).object();
         if (!entry.isEmpty()) {
             hasEntries = true;
-            addEntry(listing, entry.value("Path"_L1).toString(), entry.value("Size"_L1).toInteger(-1));
+            addEntry(&listing, entry.value("Path"_L1).toString(), entry.value("Size"_L1).toInteger(-1));
         }
     };
     const QStringList options = {u"lsjson"_s, u"--recursive"_s, u"--files-only"_s, u"--no-mimetype"_s,
@@ -164,7 +164,8 @@ QString Remote::list(RemoteListing *listing) const
     const RcloneRun run = rclone_.run(options, {placeOf({})}, take);
     // A folder below that goes away ends the list early, by the same code.
     const bool isDone = run.isGood() || (run.exitCode == RcloneRun::nothingThere && !hasEntries);
-    return isDone ? QString() : failure(u"list"_s, run);
+    listing.problem = isDone ? QString() : failure(u"list"_s, run);
+    return listing;
 }
 
 QString Remote::fetch(const QStringList &paths, const QString &folder) const
@@ -201,27 +202,28 @@ QString Remote::upload(const Contents &contents, const QString &folder, bool rep
     return problem.isEmpty() ? moveList(paths, incoming, placeOf(place)) : problem;
 }
 
-QString Remote::compare(const Contents &contents, const QString &folder, Contents *wrong) const
+RemoteComparison Remote::compare(const Contents &contents, const QString &folder) const
 {
-    wrong->clear();
+    RemoteComparison found;
     if (contents.isEmpty()) {
-        return {};
+        return found;
     }
     const FileList list(pathsOf(contents));
     qsizetype told = 0;
-    const auto take = [wrong, &told](const QByteArray &line) {
+    const auto take = [&found, &told](const QByteArray &line) {
         // "= path" is as it must be; "- path", "+ path", "* path" and "! path" are not.
         const ContentHash hash = contentAt(QString::fromUtf8(line.mid(2)));
         told += hash.isKnown() ? 1 : 0;
         if (hash.isKnown() && !line.startsWith('=')) {
-            wrong->append(hash);
+            found.wrong.append(hash);
         }
     };
     const QStringList options = {u"check"_s, u"--one-way"_s, u"--combined=-"_s, list.option(),
                                  u"--checkers=%1"_s.arg(transfers_)};
     const RcloneRun run = rclone_.run(options, {folder, placeOf(TreeLayout::contentFolderName())}, take);
     const bool isToldOfAll = told == contents.size();
-    return isToldOfAll && (run.isGood() || !wrong->isEmpty()) ? QString() : failure(u"check"_s, run);
+    found.problem = isToldOfAll && (run.isGood() || !found.wrong.isEmpty()) ? QString() : failure(u"check"_s, run);
+    return found;
 }
 
 QString Remote::replace(const QString &path, const QString &folder, bool isPacked) const

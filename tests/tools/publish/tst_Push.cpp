@@ -82,6 +82,16 @@ void publish(const PublishFixture &fixture, int build, const QString &channel = 
     QVERIFY(velmo::publish::Publisher(order).run().isGood());
 }
 
+/// A tree with one build, whose file "a" holds "one".
+class PublishedFile : public PublishFixture {
+public:
+    PublishedFile()
+    {
+        write(u"a"_s, "one");
+        ::publish(*this, 1);
+    }
+};
+
 /// Where the folder that is served has \a bytes.
 QString servedPath(const PublishFixture &fixture, const QByteArray &bytes)
 {
@@ -144,9 +154,7 @@ void tst_Push::publishingAndPushingGoTogether()
 
 void tst_Push::onlyWhatIsLackingIsUploaded()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     QCOMPARE(push(fixture).exitCode, 0);
     fixture.write(u"b"_s, "other");
     publish(fixture, 2);
@@ -160,9 +168,7 @@ void tst_Push::onlyWhatIsLackingIsUploaded()
 
 void tst_Push::contentOfTheRightSizeAndOtherBytesIsReplaced()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     writeFile(servedPath(fixture, "one"), "ONE");
     QCOMPARE(push(fixture).exitCode, 0);
     QCOMPARE(contentOf(servedPath(fixture, "one")), QByteArray("one"));
@@ -170,9 +176,7 @@ void tst_Push::contentOfTheRightSizeAndOtherBytesIsReplaced()
 
 void tst_Push::namesThatOptionsAndPatternsLookLikeAreOnlyNames()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const QString tree = QDir(fixture.folder()).filePath(u"-t{r}*e [x]?\n, y"_s);
     QVERIFY(QFile::rename(fixture.tree(), tree));
     const QString before = QDir::currentPath();
@@ -187,9 +191,7 @@ void tst_Push::namesThatOptionsAndPatternsLookLikeAreOnlyNames()
 
 void tst_Push::whatElseLiesThereStays()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const QDir files(servedBeside(fixture) + u"/harrowfen/files"_s);
     const QStringList names = {u"-rf"_s, u"*"_s, u"[a-z]"_s, u"new\nline"_s, u"ab/**"_s, u"../notes.txt"_s};
     for (const QString &name : names) {
@@ -212,9 +214,7 @@ void tst_Push::whatElseLiesThereStays()
 
 void tst_Push::dryRunChangesNothing()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const PublishRun run = push(fixture, {u"--dry-run"_s});
     QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
     QVERIFY(run.output.contains(u"to upload: 1, 3 B; manifests to replace: 1."_s));
@@ -257,9 +257,7 @@ void tst_Push::manifestWithoutItsPackedFormIsRefused_data()
 void tst_Push::manifestWithoutItsPackedFormIsRefused()
 {
     QFETCH(QByteArray, packed);
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const QString path = QDir(fixture.tree()).filePath(u"harrowfen/release/manifest.json.gz"_s);
     QVERIFY(QFile::remove(path));
     if (!packed.isEmpty()) {
@@ -275,9 +273,7 @@ void tst_Push::manifestWithoutItsPackedFormIsRefused()
 /// A server hands out either of the two.
 void tst_Push::bothFormsOfAManifestAreReplaced()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     QCOMPARE(push(fixture).exitCode, 0);
     publish(fixture, 2);
     const QDir served(servedBeside(fixture) + u"/harrowfen/release"_s);
@@ -333,9 +329,7 @@ void tst_Push::olderBuildIsPushedWithAWarning()
 /// A folder below that goes away while it is read ends rclone with the code that an empty place has.
 void tst_Push::listingThatBreaksOffIsNoListing()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     QCOMPARE(push(fixture).exitCode, 0);
     const PublishRun run = pushBy(fixture, "[ \"$1\" = lsjson ] && { \"$rclone\" \"$@\" | head -3; exit 3; }");
     QCOMPARE(run.exitCode, 1);
@@ -357,9 +351,7 @@ void tst_Push::filesThatNobodyComparedAreNotProved()
 /// It is about to be replaced.
 void tst_Push::dryRunOverADamagedManifestIsAsGoodAsThePush()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     writeFile(servedBeside(fixture) + u"/harrowfen/release/manifest.json"_s, "{");
     for (const QStringList &more : {QStringList{u"--dry-run"_s}, QStringList()}) {
         const PublishRun run = push(fixture, more + QStringList{u"--prune-older-than=1"_s});
@@ -369,9 +361,7 @@ void tst_Push::dryRunOverADamagedManifestIsAsGoodAsThePush()
 
 void tst_Push::fileIsPrunedWhenNoManifestHasNamedItForSoLong()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     QCOMPARE(push(fixture).exitCode, 0);
     fixture.write(u"a"_s, "two");
     publish(fixture, 2);
@@ -411,9 +401,7 @@ void tst_Push::fileThatAnotherTreesChannelNamesIsNeverPruned()
 
 void tst_Push::damagedManifestOfAnotherChannelKeepsFromPruning()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     writeFile(servedBeside(fixture) + u"/harrowfen/beta/manifest.json"_s, "{");
     const PublishRun run = push(fixture, {u"--prune-older-than=1"_s});
     QCOMPARE(run.exitCode, 1);
@@ -441,9 +429,7 @@ void tst_Push::unusableRcloneGivesOneSentence()
 {
     QFETCH(QByteArray, script);
     QFETCH(QString, sentence);
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const QString folder = QDir(fixture.folder()).filePath(u"bin"_s);
     QDir().mkpath(folder);
     if (!script.isEmpty()) {

@@ -71,11 +71,10 @@ QStringList lacksOfPacked(const QString &folder)
     if (packed.isEmpty()) {
         return {};
     }
-    QString error;
-    const velmo::Manifest manifest =
-        velmo::publish::parsedManifest(velmo::publish::unpack(packed, 1'000'000).value_or(QByteArray()), &error);
-    QStringList problems = manifest.valid ? QStringList() : QStringList{error};
-    for (const velmo::ManifestFile &file : manifest.files) {
+    const velmo::publish::ParsedManifest parsed =
+        velmo::publish::parsedManifest(velmo::publish::unpack(packed, 1'000'000).value_or(QByteArray()));
+    QStringList problems = parsed.manifest.valid ? QStringList() : QStringList{parsed.problem};
+    for (const velmo::ManifestFile &file : parsed.manifest.files) {
         const QString path = QDir(folder).filePath(u"harrowfen/release/"_s + file.url);
         if (sha256Of(contentOf(path)) != file.sha256) {
             problems.append(path);
