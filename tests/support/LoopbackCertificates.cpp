@@ -26,6 +26,11 @@ QByteArray loopbackChain()
     return readCertificateFile(u"server-chain.pem"_s);
 }
 
+QByteArray loneCertificate()
+{
+    return readCertificateFile(u"lone-server.pem"_s);
+}
+
 QByteArray loopbackKey()
 {
     return readCertificateFile(u"server.key"_s);

@@ -30,65 +30,56 @@ QString buildOf(const Manifest &manifest)
     return u"build %1 (%2)"_s.arg(manifest.build).arg(manifest.version);
 }
 
-/// The certificates and the protocols of a server.
-class LookAtConnection {
-public:
-    LookAtConnection(const LiveOrder &order, const QDateTime &now, LiveResult &result)
-        : order_(order)
-        , now_(now)
-        , result_(result)
-    {}
-
-    void run(const LiveReply &first)
-    {
-        LiveFindings secure(u"Everything comes over HTTPS"_s);
-        LiveFindings certificates(
-            u"The certificates are trusted, and good for the next %1 days"_s.arg(daysOfCertificates));
-        LiveFindings protocol(u"TLS 1.2 is offered"_s);
-        if (first.isInsecure) {
-            secure.isBroken(u"\"%1\" leads to an address without HTTPS."_s.arg(order_.manifest.toDisplayString()));
-        } else if (first.status != 0) {
-            secure.isKept();
-        }
-        if (first.status != 0) {
-            lookAt(first.certificates, certificates);
-            askWithTls12(protocol);
-        } else if (first.isUntrusted) {
-            certificates.isBroken(
-                u"\"%1\" cannot be reached: %2."_s.arg(order_.manifest.toDisplayString(), first.error));
-        }
-        result_.demands += {secure.demand(), certificates.demand(), protocol.demand()};
-    }
-
-private:
-    void lookAt(const QList<QSslCertificate> &chain, LiveFindings &findings) const
-    {
+void lookWhetherSecure(const LiveOrder &order, const LiveReply &reply, LiveResult &result)
+{
+    LiveFindings findings(u"Everything comes over HTTPS"_s);
+    if (reply.isInsecure) {
+        findings.isBroken(u"\"%1\" leads to an address without HTTPS."_s.arg(order.manifest.toDisplayString()));
+    } else if (reply.status != 0) {
         findings.isKept();
-        for (const QSslCertificate &certificate : chain) {
-            const QDateTime end = certificate.expiryDate();
-            if (end < now_.addDays(daysOfCertificates)) {
-                findings.isBroken(u"The certificate of \"%1\" ends on %2."_s.arg(certificate.subjectDisplayName(),
-                                                                                 end.toUTC().toString(Qt::ISODate)));
-            }
+    }
+    result.demands.append(findings.demand());
+}
+
+void lookAtCertificates(const LivePeer &peer, const QDateTime &now, LiveFindings &findings)
+{
+    if (!peer.error.isEmpty()) {
+        findings.isBroken(u"%1 cannot be reached: %2."_s.arg(peer.name(), peer.error));
+        return;
+    }
+    findings.isKept();
+    for (const QSslCertificate &certificate : peer.certificates) {
+        const QDateTime end = certificate.expiryDate();
+        if (end < now.addDays(daysOfCertificates)) {
+            findings.isBroken(u"The certificate of \"%1\", which %2 sends, ends on %3."_s.arg(
+                certificate.subjectDisplayName(), peer.name(), end.toUTC().toString(Qt::ISODate)));
         }
     }
+}
 
-    void askWithTls12(LiveFindings &findings) const
-    {
-        LiveServer server(order_.trusted, QSsl::TlsV1_2);
-        const LiveReply reply = server.answerTo({order_.manifest, "HEAD"_ba});
-        if (reply.status != 0) {
-            findings.isKept();
-        } else {
-            findings.isBroken(u"Players on Windows 10 have nothing newer than TLS 1.2, and with it there is no "
-                              "connection: %1."_s.arg(reply.error));
+/// Where it sends whoever asks does not matter: that is a server of its own.
+void askWithTls12(const LiveOrder &order, const LivePeer &peer, LiveFindings &findings)
+{
+    LiveServer server(order.trusted, QSsl::TlsV1_2);
+    const LiveReply reply = server.answerTo({peer.url, "HEAD"_ba});
+    const bool isConnected = !server.peers().isEmpty() && server.peers().constFirst().error.isEmpty();
+    findings.check(isConnected, u"Players on Windows 10 have nothing newer than TLS 1.2, and with it there is no "
+                                "connection to %1: %2."_s.arg(peer.name(), reply.error));
+}
+
+/// Every server that was met, also where content files lie elsewhere than the manifest, or somebody redirects to them.
+QList<LiveDemand> lookAtServers(const LiveOrder &order, const QDateTime &now, const QList<LivePeer> &peers)
+{
+    LiveFindings certificates(u"The certificates are trusted, and good for the next %1 days"_s.arg(daysOfCertificates));
+    LiveFindings protocol(u"TLS 1.2 is offered"_s);
+    for (const LivePeer &peer : peers) {
+        lookAtCertificates(peer, now, certificates);
+        if (peer.error.isEmpty()) {
+            askWithTls12(order, peer, protocol);
         }
     }
-
-    const LiveOrder &order_;
-    QDateTime now_;
-    LiveResult &result_;
-};
+    return {certificates.demand(), protocol.demand()};
+}
 
 void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, LiveResult &result)
 {
@@ -158,9 +149,9 @@ void lookForWhatIsMissing(const LiveOrder &order, LiveServer &server, LiveResult
     LiveRequest request{address};
     request.mostBytes = largestPage;
     const LiveReply reply = server.answerTo(request);
-    if (reply.status == 0) {
+    if (reply.status == 0 && !reply.isUntrusted) {
         findings.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(address.toDisplayString(), reply.error));
-    } else {
+    } else if (reply.status != 0) {
         findings.check(
             reply.status == 404,
             u"\"%1\", which is not there, is answered with %2."_s.arg(address.toDisplayString()).arg(reply.status));
@@ -188,7 +179,7 @@ LiveResult LiveCheck::run()
     LiveRequest request{order_.manifest}; // Qt unpacks it as it does for the launcher
     request.mostBytes = largestManifest;
     const LiveReply reply = server.answerTo(request);
-    LookAtConnection(order_, now_, result).run(reply);
+    lookWhetherSecure(order_, reply, result);
     lookWhetherRead(order_, reply, result);
     lookWhetherFresh(order_, reply, result);
     lookAtManifestHeaders(reply, result);
@@ -200,6 +191,8 @@ LiveResult LiveCheck::run()
     if (reply.status != 0) {
         lookForWhatIsMissing(order_, server, result);
     }
+    const QList<LiveDemand> ofServers = lookAtServers(order_, now_, server.peers()); // when all have been met
+    result.demands = result.demands.first(1) + ofServers + result.demands.sliced(1);
     return result;
 }
 
