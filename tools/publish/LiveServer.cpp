@@ -113,6 +113,7 @@ private:
             if (!isAnswer && isRedirect()) { // to where there is none
                 answer_.status = 0;
             }
+            answer_.isUnheard = reply_->error() == QNetworkReply::RemoteHostClosedError && answer_.status == 0;
             answer_.isUntrusted = reply_->error() == QNetworkReply::SslHandshakeFailedError;
             answer_.isInsecure = reply_->error() == QNetworkReply::InsecureRedirectError;
             // Qt ends what is silent for too long as if somebody had cancelled it.
@@ -201,6 +202,15 @@ void LiveServer::setLimits(std::chrono::milliseconds silence, std::chrono::milli
 }
 
 void LiveServer::ask(const LiveRequest &request, const Done &done)
+{
+    // Qt tells all who wait for a connection to the server when one is closed under somebody else's answer.
+    const auto askAgain = [this, request, done](const LiveReply &reply) {
+        reply.isUnheard ? exchange(request, done) : done(reply);
+    };
+    exchange(request, askAgain);
+}
+
+void LiveServer::exchange(const LiveRequest &request, const Done &done)
 {
     new Exchange(request, whole_, send(request), done); // goes with the reply
 }

@@ -41,6 +41,7 @@ struct LiveReply {
     bool isUntrusted = false; ///< there is no secure connection; the peer tells why
     bool isInsecure = false;  ///< it would have led to plain HTTP
     bool isTooLong = false;
+    bool isUnheard = false; ///< the connection was closed before any of an answer
     QList<std::pair<QByteArray, QByteArray>> headers;
     QByteArray body;
 
@@ -80,6 +81,7 @@ public:
     QList<LivePeer> peers() const { return peers_; }
 
 private:
+    void exchange(const LiveRequest &request, const Done &done);
     QNetworkReply *send(const LiveRequest &request);
     LivePeer &peerAt(const QUrl &url);
     void meetPeer(QNetworkReply *reply);

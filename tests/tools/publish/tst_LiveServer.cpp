@@ -26,6 +26,7 @@ private slots:
     void boundBeyondAllMemoryCostsNone();
     void headEndsTheAnswerWhereNoBodyIsWanted();
     void redirectIsFollowedUnlessItIsInsecure();
+    void failureOfAnotherRequestIsNone();
     void silentServerIsGivenUp();
     void trickleIsGivenUp();
 
@@ -147,6 +148,33 @@ void tst_LiveServer::redirectIsFollowedUnlessItIsInsecure()
     QVERIFY(reply.isInsecure);
     QCOMPARE(reply.status, 0);
     QVERIFY(!reply.error.isEmpty());
+}
+
+void tst_LiveServer::failureOfAnotherRequestIsNone()
+{
+    constexpr int connections = 6; // that Qt has to a server
+    Fault fault;
+    fault.kind = Fault::Stall;
+    fault.bytes = 1;
+    studio_->server().addFault(u"/long"_s, fault);
+    fault.kind = Fault::CloseAfter;
+    studio_->server().addFault(u"/cut"_s, fault);
+    studio_->writeFile(u"/cut"_s, "cut");
+    QList<LiveReply> replies;
+    LiveServer server({});
+    for (int connection = 1; connection < connections; ++connection) {
+        server.ask(request(u"/long"_s, 10), [](const LiveReply &) {});
+    }
+    server.ask(request(u"/cut"_s, 10), [&replies](const LiveReply &reply) { replies.append(reply); });
+    for (int waiting = 0; waiting < 3; ++waiting) {
+        server.ask(request(u"/digits"_s, 10), [&replies](const LiveReply &reply) { replies.append(reply); });
+    }
+    QTRY_COMPARE(replies.size(), 4);
+    QVERIFY(!replies.takeFirst().error.isEmpty());
+    for (const LiveReply &reply : replies) {
+        QCOMPARE(reply.error, QString());
+        QCOMPARE(reply.body, QByteArray("0123456789"));
+    }
 }
 
 void tst_LiveServer::silentServerIsGivenUp()
