@@ -130,6 +130,7 @@ private slots:
     void twoContentsAtOneAddressAreFound();
     void passwordOfTheAddressIsNotShown();
     void manifestThatIsNotPackedIsFound();
+    void encodingThatWindowsDoesNotTakeIsFound();
     void missingFileIsFound();
     void fileWithoutHttpsIsFound();
     void pageInThePlaceOfWhatIsMissingIsFound();
@@ -345,6 +346,18 @@ void tst_LiveCheck::manifestThatIsNotPackedIsFound()
     QCOMPARE(brokenOf(check(order())), QStringList{packed});
     studio_->server().addFault(manifestPath, with(Fault::Header, u"Content-Encoding: identity"_s));
     QCOMPARE(brokenOf(check(order())), QStringList{packed});
+}
+
+void tst_LiveCheck::encodingThatWindowsDoesNotTakeIsFound()
+{
+    const QByteArray json = studio_->readFile(manifestPath);
+    studio_->server().setDocument(manifestPath, velmo::test::brotliOf(json));
+    studio_->server().addFault(manifestPath, with(Fault::Header, u"Content-Encoding: br"_s));
+    const LiveResult result = check(order());
+    QCOMPARE(brokenOf(result), QStringList{readable});
+#ifndef Q_OS_WIN // where it cannot be read at all
+    QVERIFY2(problemsOf(result).constFirst().contains(u"\"br\""_s), qPrintable(problemsOf(result).constFirst()));
+#endif
 }
 
 void tst_LiveCheck::missingFileIsFound()
