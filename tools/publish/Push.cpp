@@ -242,6 +242,9 @@ QStringList Push::proveContent()
         problem = remote_.compare(Remote::Contents(wrong), tree_.contentFolder(), &wrong);
     }
     if (problem.isEmpty()) {
+        problem = remote_.settle(unproved);
+    }
+    if (problem.isEmpty()) {
         problem = remote_.list(&there_);
     }
     if (!problem.isEmpty()) {
