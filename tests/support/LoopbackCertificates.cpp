@@ -26,9 +26,9 @@ QByteArray loopbackChain()
     return readCertificateFile(u"server-chain.pem"_s);
 }
 
-QByteArray loneCertificate()
+QByteArray otherChain()
 {
-    return readCertificateFile(u"lone-server.pem"_s);
+    return readCertificateFile(u"other-chain.pem"_s);
 }
 
 QByteArray loopbackKey()

@@ -51,7 +51,7 @@ void tst_LiveNginx::initTestCase()
     program_ = QStandardPaths::findExecutable(u"nginx"_s, {u"/usr/sbin"_s, u"/usr/bin"_s});
     QVERIFY2(!program_.isEmpty(), "nginx is missing, run scripts/setup");
     writeFile(fixture_->folder() + u"/chain.pem"_s, velmo::test::loopbackChain());
-    writeFile(fixture_->folder() + u"/lone.pem"_s, velmo::test::loneCertificate());
+    writeFile(fixture_->folder() + u"/other.pem"_s, velmo::test::otherChain());
     writeFile(fixture_->folder() + u"/key.pem"_s, velmo::test::loopbackKey());
     fixture_->write(u"Data/fen.pak"_s, QByteArray("fen ").repeated(100'000));
     fixture_->write(u"lantern"_s, "lantern");
@@ -204,7 +204,7 @@ void tst_LiveNginx::everyServerIsAsked_data()
                                    << "TLSv1.3"_ba << QStringList{u"TLS 1.2 is offered"_s};
     QTest::newRow("certificate of its own")
         << "chain.pem"_ba
-        << "lone.pem"_ba << QStringList{u"The certificates are trusted, and good for the next 14 days"_s};
+        << "other.pem"_ba << QStringList{u"The certificates are trusted, and good for the next 14 days"_s};
 }
 
 /// The first one sends whoever asks for a content file there.
