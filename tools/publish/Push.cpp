@@ -241,6 +241,9 @@ QStringList Push::proveContent()
         }
         found = remote_.compare(found.wrong, tree_.contentFolder());
     }
+    if (found.problem.isEmpty()) {
+        found.problem = remote_.settle(unproved);
+    }
     if (!found.problem.isEmpty()) {
         return {found.problem};
     }

@@ -1,6 +1,7 @@
 #include "publish/Remote.h"
 
 #include "core/SaveFile.h"
+#include "publish/Reason.h"
 #include "publish/TreeLayout.h"
 
 #include <QDir>
@@ -10,6 +11,7 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QSaveFile>
+#include <QSet>
 #include <QTemporaryFile>
 
 #include <algorithm>
@@ -139,6 +141,11 @@ QString Remote::open()
     if (can("IsLocal"_L1) && isWritten && remote.value("Name"_L1).toString() == "local"_L1 &&
         QDir::isAbsolutePath(root_)) {
         placing_ = Placing::ByThisDrive;
+        around_ = gameFolder();
+        while (!QFileInfo(around_).isDir()) {
+            around_ = QFileInfo(around_).path();
+        }
+        drive_.emplace(around_);
     } else if (!can("BucketBased"_L1) && can("Move"_L1) && !can("PartialUploads"_L1)) {
         placing_ = Placing::ByRename;
     }
@@ -224,6 +231,29 @@ RemoteComparison Remote::compare(const Contents &contents, const QString &folder
     const bool isToldOfAll = told == contents.size();
     found.problem = isToldOfAll && (run.isGood() || !found.wrong.isEmpty()) ? QString() : failure(u"check"_s, run);
     return found;
+}
+
+/// rclone has no file forced onto a drive.
+QString Remote::settle(const Contents &contents) const
+{
+    if (!drive_ || contents.isEmpty()) {
+        return {};
+    }
+    QStringList paths;
+    QSet<QString> folders{around_};
+    for (const ContentHash &hash : contents) {
+        paths.append(gameFolder() + u'/' + TreeLayout::contentFolderName() + u'/' + pathOf(hash));
+        QString folder = QFileInfo(paths.constLast()).path();
+        for (; !folders.contains(folder); folder = QFileInfo(folder).path()) {
+            folders.insert(folder);
+        }
+    }
+    paths += folders.values();
+    for (const DriveSync::Failure &failure :
+         drive_->sync(paths.size(), [&paths](qsizetype index) { return paths.at(index); })) {
+        return u"\"%1\" cannot be written: %2."_s.arg(paths.at(failure.file), reasonText(failure.reason));
+    }
+    return {};
 }
 
 QString Remote::replace(const QString &path, const QString &folder, bool isPacked) const
@@ -324,7 +354,7 @@ QString Remote::moveList(const QStringList &paths, const QString &from, const QS
 /// rclone writes into a file itself or takes the old one away first; either would be seen.
 QString Remote::replaceOnThisDrive(const QString &path, const QString &folder) const
 {
-    const QString target = QDir(root_).filePath(game_ + u'/' + path);
+    const QString target = gameFolder() + u'/' + path;
     QFile source(QDir(folder).filePath(path));
     QSaveFile file(target);
     if (!source.open(QIODevice::ReadOnly) || !QDir().mkpath(QFileInfo(target).path()) ||

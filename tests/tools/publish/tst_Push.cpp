@@ -1,4 +1,6 @@
+#include "publish/Push.h"
 #include "support/TestEnvironment.h"
+#include "tools/publish/FailingSync.h"
 #include "tools/publish/PublishFixture.h"
 #include "tools/publish/PushRun.h"
 
@@ -25,6 +27,9 @@ class tst_Push : public QObject {
 
 private slots:
     void contentAndManifestArrive();
+    void contentIsOnTheDriveBeforeItsManifest_data();
+    void contentIsOnTheDriveBeforeItsManifest();
+    void noManifestStandsOverContentThatTheDriveDoesNotTake();
     void publishingAndPushingGoTogether();
     void onlyWhatIsLackingIsUploaded();
     void contentOfTheRightSizeAndOtherBytesIsReplaced();
@@ -109,6 +114,17 @@ void letDaysPass(const PublishFixture &fixture, const QByteArray &bytes, int day
     writeFile(path, QJsonDocument(memory).toJson());
 }
 
+/// By this program itself, whose calls of the system are looked at.
+QStringList problemsOfPush(const PublishFixture &fixture)
+{
+    qputenv("RCLONE_CONFIG", fixture.folder().toUtf8() + "/rclone.conf");
+    velmo::publish::PushOrder order;
+    order.remote = velmo::publish::RemoteAddress(servedBeside(fixture));
+    order.tree = fixture.tree();
+    order.game = u"harrowfen"_s;
+    return velmo::publish::Push(order).run().problems;
+}
+
 bool isListening(quint16 port)
 {
     QTcpSocket socket;
@@ -139,6 +155,60 @@ void tst_Push::contentAndManifestArrive()
              contentOf(QDir(fixture.tree()).filePath(manifest)));
     QVERIFY(run.output.contains(u"Files: 2, 3 B; uploaded: 2, 3 B; manifests replaced: 2."_s));
     QVERIFY(!QFile::exists(QDir(servedBeside(fixture)).filePath(u"harrowfen/.incoming"_s)));
+}
+
+void tst_Push::contentIsOnTheDriveBeforeItsManifest_data()
+{
+    QTest::addColumn<int>("files");
+    QTest::addColumn<int>("syncsOfAll");
+    QTest::addColumn<int>("syncsOfFiles");
+    QTest::newRow("few") << 1 << 0 << 5; // the file, its shelf, and those around it up to the folder that was there
+    QTest::newRow("many") << 20 << 1 << 0;
+}
+
+void tst_Push::contentIsOnTheDriveBeforeItsManifest()
+{
+    QFETCH(int, files);
+    QFETCH(int, syncsOfAll);
+    QFETCH(int, syncsOfFiles);
+    const PublishFixture fixture;
+    for (int number = 1; number <= files; ++number) {
+        fixture.write(QString::number(number), QByteArray::number(number));
+    }
+    publish(fixture, 1);
+    QVERIFY(QDir().mkdir(servedBeside(fixture)));
+    bool isSynced = false;
+    const SyncCount count;
+    const SyncLook look([&] {
+        const QStringList served = servedFiles(fixture);
+        const bool isListed =
+            QFileInfo::exists(servedBeside(fixture) + u"/harrowfen/release"_s); // made for the manifest
+        const bool isPlaced = served.filter(u"harrowfen/files/"_s).size() == files;
+        if (!isListed && isPlaced) {
+            isSynced = SyncCount::ofAll() == syncsOfAll && SyncCount::ofFiles() == syncsOfFiles;
+        }
+        return 0;
+    });
+    QCOMPARE(problemsOfPush(fixture), QStringList());
+    QVERIFY(isSynced);
+}
+
+/// Nor over what an earlier push has left, which may be in the system's memory alone.
+void tst_Push::noManifestStandsOverContentThatTheDriveDoesNotTake()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    writeFile(servedPath(fixture, "one"), "one");
+    const QString manifest = servedBeside(fixture) + u"/harrowfen/release/manifest.json"_s;
+    {
+        const FailingSync sync(EIO, servedPath(fixture, "one"));
+        QCOMPARE(problemsOfPush(fixture),
+                 QStringList{u"\"%1\" cannot be written: Input/output error."_s.arg(servedPath(fixture, "one"))});
+        QVERIFY(!QFile::exists(manifest));
+    }
+    QCOMPARE(problemsOfPush(fixture), QStringList());
+    QVERIFY(QFile::exists(manifest));
 }
 
 void tst_Push::publishingAndPushingGoTogether()
