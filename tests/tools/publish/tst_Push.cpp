@@ -491,6 +491,10 @@ void tst_Push::unusableRcloneGivesOneSentence_data()
     QTest::newRow("another program") << QByteArray("echo hello") << u"does not tell its version"_s;
     QTest::newRow("fails") << QByteArray("echo 'rclone v1.60.1'; [ $1 = version ] || { echo 'no luck' >&2; exit 9; }")
                            << u"rclone could not open \"store:games\": no luck"_s;
+    QTest::newRow("fails in two lines") << QByteArray("echo 'rclone v1.60.1'; [ $1 = version ] || "
+                                                      "{ printf '2026/11/22 20:08:35 NOTICE: idle\\n2026/11/22 "
+                                                      "20:08:36 no list\\ncaused by: no luck\\n' >&2; exit 9; }")
+                                        << u"rclone could not open \"store:games\": no list; caused by: no luck"_s;
     QTest::newRow("killed") << QByteArray("echo 'rclone v1.60.1'; [ $1 = version ] || kill -9 $$")
                             << u"rclone could not open \"store:games\": it ended with the code -1"_s;
 }
