@@ -406,7 +406,7 @@ bool tst_LiveCheck::startOtherServer(Studio &other) const
     velmo::studio::StudioServer::Options options = TestStudio::loopbackOptions();
     options.root = studio_->root();
     options.certificateChain = velmo::test::otherChain();
-    return other.start(options);
+    return other.start(options).isEmpty();
 }
 
 /// The manifest names absolute addresses.
