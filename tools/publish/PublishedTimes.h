@@ -4,6 +4,7 @@
 #include "publish/ContentHash.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QFile>
 #include <QSaveFile>
 #include <QString>
@@ -21,6 +22,8 @@ public:
 
     /// The hash of \a file if it stands as it did, none otherwise. Each call's path comes behind that of the last.
     ContentHash hashOf(const BuildFile &file);
+    /// Whether the list knows those files, as many as \a files, that hashOf() was asked for, and no other.
+    bool knowsJust(qsizetype files);
 
     /// Begins the list that takes the place of the one at \a path. A file whose change is so young at \a seenAt, when
     /// it was looked at, that the next one might bear the same time, is not known from it.
@@ -51,10 +54,15 @@ private:
     };
 
     bool readEntry();
+    bool has(qint64 bytes);
 
     QFile file_;
+    QByteArray read_;    ///< of the file
+    qsizetype next_ = 0; ///< of those, the first that is not used
     Head head_{};
-    QByteArray path_; ///< of the entry that was read last
+    QByteArrayView path_; ///< of the entry that was read last
+    qsizetype entries_ = 0;
+    qsizetype known_ = 0;
     bool ended_ = true;
 };
 

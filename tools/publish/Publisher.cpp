@@ -14,6 +14,7 @@
 #include <QMutexLocker>
 
 #include <algorithm>
+#include <atomic>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -118,6 +119,10 @@ QStringList Publisher::refusals()
     scannedAt_ = std::chrono::system_clock::now();
     const BuildScan scan = BuildScanner(order_.source, &meter, order_.jobs).scan();
     scan_ = scan;
+    hashes_ = QList<ContentHash>(scan_.files.size());
+    if (order_.trustTimes && scan.refusals.isEmpty()) {
+        trustTimes();
+    }
     QStringList refusals = scan.refusals;
     const auto isProgram = [this](const BuildFile &file) { return file.path == order_.executable; };
     if (!order_.executable.isEmpty() && std::none_of(scan_.files.cbegin(), scan_.files.cend(), isProgram)) {
@@ -163,19 +168,18 @@ QStringList Publisher::storeFiles()
 
 QStringList Publisher::readFiles(Incoming &incoming)
 {
-    hashes_ = QList<ContentHash>(scan_.files.size());
-    if (order_.trustTimes) {
-        trustTimes();
-    }
     ProgressMeter meter(progress_);
     beginReading(meter);
+    const std::vector<char> held = heldFiles();
     ContentHash *const hashes = hashes_.data(); // each index is written by one thread alone
+    std::atomic<bool> isAnyRead = false;
     ProblemList problems;
-    const auto read = [this, hashes, &incoming, &meter, &problems](qsizetype index) {
+    const auto read = [this, hashes, &held, &isAnyRead, &incoming, &meter, &problems](qsizetype index) {
         const BuildFile &file = scan_.files.at(index);
-        if (hashes[index].isKnown() && store_.holds({hashes[index].digits(), file.size, {}})) {
+        if (!held.empty() && held[static_cast<std::size_t>(index)]) {
             return true;
         }
+        isAnyRead = true;
         const auto guess = isLikelyHeld(file) ? Incoming::Guess::Held : Incoming::Guess::New;
         const FileDigest digest = incoming.take(scan_.locationOf(file), file.size, guess, meter);
         meter.addFile();
@@ -196,11 +200,42 @@ QStringList Publisher::readFiles(Incoming &incoming)
         }
     };
     parallelFor(scan_.files.size(), order_.jobs, read, tick);
+    if (isAnyRead) { // then the hashes may be others
+        timesStand_ = false;
+        same_.reset();
+    }
     const QStringList found = problems.sorted();
     if (found.isEmpty()) {
         meter.finish();
     }
     return found;
+}
+
+/// Index by index, whether a file's content is known and held; empty when no file's is. By the order of the hashes, in
+/// which the store keeps them.
+std::vector<char> Publisher::heldFiles() const
+{
+    constexpr qsizetype shelves = 256;
+    std::vector<std::vector<qsizetype>> filesOf(shelves);
+    for (qsizetype index = 0; index < hashes_.size(); ++index) {
+        if (hashes_.at(index).isKnown()) {
+            filesOf[hashes_.at(index).firstByte()].push_back(index);
+        }
+    }
+    if (std::all_of(filesOf.begin(), filesOf.end(), [](const auto &files) { return files.empty(); })) {
+        return {};
+    }
+    std::vector<char> held(static_cast<std::size_t>(hashes_.size()), 0);
+    const auto lookAtShelf = [this, &filesOf, &held](qsizetype shelf) {
+        FolderLook look(FileLook::Attributes);
+        for (const qsizetype index : filesOf[static_cast<std::size_t>(shelf)]) {
+            const FileDigest digest{hashes_.at(index).digits(), scan_.files.at(index).size, {}};
+            held[static_cast<std::size_t>(index)] = store_.holds(digest, look) ? 1 : 0;
+        }
+        return true;
+    };
+    parallelFor(shelves, order_.jobs, lookAtShelf, [] {});
+    return held;
 }
 
 /// Begins the step with what there is to be read.
@@ -237,10 +272,13 @@ QStringList Publisher::putManifest()
     const Manifest header = this->header();
     const auto fileAt = [this](qsizetype index) { return listed(index); };
     QString error;
-    if (!tree_.writeManifest(header, {scan_.files.size(), fileAt}, &error)) {
+    ProvedPieces::Writer proved(tree_.provedPaths(order_.channel).list);
+    const ProvedPieces *const same = same_ ? &*same_ : nullptr;
+    if (!tree_.writeManifest(header, {scan_.files.size(), fileAt}, &error, same,
+                             order_.trustTimes ? &proved : nullptr)) {
         return {error};
     }
-    rememberTimes();
+    remember(proved);
     result_.manifest = header;
     result_.manifest.valid = true;
     result_.files = scan_.files.size();
@@ -251,11 +289,18 @@ QStringList Publisher::putManifest()
 }
 
 /// A build that is out without them costs the next one some time, no more.
-void Publisher::rememberTimes()
+void Publisher::remember(const ProvedPieces::Writer &proved)
 {
     const QString path = tree_.timesPath(order_.channel);
     if (!order_.trustTimes) {
         PublishedTimes::forget(path);
+        PublishedTimes::forget(tree_.provedPaths(order_.channel).list);
+        return;
+    }
+    if (const QString problem = proved.finish(); !problem.isEmpty()) {
+        result_.warnings.append(problem);
+    }
+    if (timesStand_) {
         return;
     }
     PublishedTimes::Writer times(path, scannedAt_);
@@ -295,13 +340,14 @@ QString Publisher::placeRefusal() const
 QStringList Publisher::publishedRefusals()
 {
     largeFilesBefore_.clear();
+    same_.reset();
     seenAt_ = std::chrono::system_clock::now();
     seen_ = fileState(tree_.manifestPath(order_.channel), FileLook::Attributes);
     if (!tree_.hasManifest(order_.channel)) {
         return {};
     }
     ChannelManifest published;
-    const bool mayClash = lookAtPublished(&published);
+    const bool mayClash = !listsTheSame(&published) && lookAtPublished(&published);
     if (!published.error.isEmpty()) {
         return order_.allowOlder ? QStringList()
                                  : QStringList{published.error + u" With --allow-older it is replaced."_s};
@@ -376,6 +422,26 @@ void Publisher::trustTimes()
     for (qsizetype index = 0; index < scan_.files.size(); ++index) {
         hashes_[index] = times.hashOf(scan_.files.at(index));
     }
+    timesStand_ = times.knowsJust(scan_.files.size());
+}
+
+/// Whether the channel's manifest, as this program has put it there, lists just the files that are to be published; its
+/// header goes to \a published then. Players can update from a build to the very same, so nothing else of it is needed.
+bool Publisher::listsTheSame(ChannelManifest *published)
+{
+    if (!timesStand_) {
+        return false;
+    }
+    const ProvedPieces standing(tree_.provedPaths(order_.channel));
+    const auto fileAt = [this](qsizetype index) { return listed(index); };
+    const ManifestText text(header(), {scan_.files.size(), fileAt});
+    const std::optional<Manifest> header = text.headerOf(standing);
+    if (!header) {
+        return false;
+    }
+    *published = {order_.channel, tree_.manifestPath(order_.channel), *header, {}};
+    same_ = standing;
+    return true;
 }
 
 /// Whether to read a file before it is copied. Small ones are written only when their hash is known, anyway.

@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <optional>
+#include <vector>
 
 namespace velmo::publish {
 
@@ -58,7 +59,7 @@ private:
     QStringList readFiles(Incoming &incoming);
     QStringList placeFiles(Incoming &incoming);
     QStringList putManifest();
-    void rememberTimes();
+    void remember(const ProvedPieces::Writer &proved);
     QStringList prune();
 
     QString placeRefusal() const;
@@ -68,6 +69,8 @@ private:
     bool lookAtPublished(ChannelManifest *published);
     QStringList pruneRefusals() const;
     void trustTimes();
+    bool listsTheSame(ChannelManifest *published);
+    std::vector<char> heldFiles() const;
     void beginReading(ProgressMeter &meter) const;
     bool isLikelyHeld(const BuildFile &file) const;
     Manifest header() const;
@@ -83,6 +86,8 @@ private:
     std::chrono::system_clock::time_point seenAt_; ///< when the channel's manifest was read
     FileState seen_;                               ///< the manifest, just before
     QList<ContentHash> hashes_;                    ///< of scan_'s files, index by index
+    bool timesStand_ = false;                      ///< the list of times knows just scan_'s files
+    std::optional<ProvedPieces> same_;             ///< of the channel's manifest, if that lists just scan_'s files
     /// The large files that the channel publishes, by path: a file of the same size is likely the same.
     QHash<QString, FileDigest> largeFilesBefore_;
     PublishResult result_;
