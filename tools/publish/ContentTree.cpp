@@ -245,7 +245,7 @@ QList<ChannelManifest> ContentTree::readManifests() const
 /// Not by QDir, which leaves out without a word what it cannot look into, such as a link to a drive that is not there.
 void ContentTree::readFolder(const std::filesystem::directory_entry &folder, QList<ChannelManifest> *manifests) const
 {
-    const DecodedName name = decodedName(folder.path().filename());
+    const DecodedName name = decodedName(folder.path().filename().native());
     const QString path = QDir(gameFolder()).filePath(name.text);
     std::error_code failure;
     const std::filesystem::file_type type = folder.status(failure).type();

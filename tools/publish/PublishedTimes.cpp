@@ -28,6 +28,16 @@ QByteArray bytesOf(const Value &value)
 
 } // namespace
 
+std::vector<PublishedTimes::Content> PublishedTimes::contentsIn(const QString &path)
+{
+    std::vector<Content> contents;
+    PublishedTimes times(path);
+    for (; !times.ended_; times.ended_ = !times.readEntry()) {
+        contents.push_back({times.head_.hash, times.head_.size});
+    }
+    return contents;
+}
+
 PublishedTimes::PublishedTimes(const QString &path)
     : file_(path)
 {

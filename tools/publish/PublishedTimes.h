@@ -10,6 +10,7 @@
 #include <QString>
 
 #include <chrono>
+#include <vector>
 
 namespace velmo::publish {
 
@@ -17,6 +18,15 @@ namespace velmo::publish {
 /// the bytes of their paths. Read in that order, so that a list of a million is never in memory.
 class PublishedTimes {
 public:
+    /// What a file of the list held.
+    struct Content {
+        ContentHash hash;
+        qint64 size = 0;
+    };
+
+    /// Of all files of the list at \a path, in its order.
+    static std::vector<Content> contentsIn(const QString &path);
+
     /// The list at \a path. One that is missing or of no use knows no file.
     explicit PublishedTimes(const QString &path);
 

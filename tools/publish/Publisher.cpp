@@ -114,6 +114,9 @@ QStringList Publisher::refusals()
     if (const QString refusal = placeRefusal(); !refusal.isEmpty()) {
         return {refusal};
     }
+    if (order_.trustTimes) {
+        lookAtContents();
+    }
     ProgressMeter meter(progress_);
     meter.begin(PublishStep::Scan, 0, 0);
     scannedAt_ = std::chrono::system_clock::now();
@@ -142,7 +145,7 @@ QStringList Publisher::publishFiles()
     if (problems.isEmpty()) {
         problems = storeFiles();
     }
-    if (problems.isEmpty()) {
+    if (problems.isEmpty() && !isAsPublished()) { // else nothing was looked at, but the manifest, since the walk
         problems = changedFiles();
     }
     if (problems.isEmpty()) {
@@ -176,7 +179,7 @@ QStringList Publisher::readFiles(Incoming &incoming)
     ProblemList problems;
     const auto read = [this, hashes, &held, &isAnyRead, &incoming, &meter, &problems](qsizetype index) {
         const BuildFile &file = scan_.files.at(index);
-        if (!held.empty() && held[static_cast<std::size_t>(index)]) {
+        if (held[static_cast<std::size_t>(index)]) {
             return true;
         }
         isAnyRead = true;
@@ -211,31 +214,41 @@ QStringList Publisher::readFiles(Incoming &incoming)
     return found;
 }
 
-/// Index by index, whether a file's content is known and held; empty when no file's is. By the order of the hashes, in
-/// which the store keeps them.
-std::vector<char> Publisher::heldFiles() const
+/// Index by index, whether the tree holds it. By the order of the hashes, in which the store keeps them.
+std::vector<char> Publisher::heldOf(const std::vector<PublishedTimes::Content> &contents) const
 {
     constexpr qsizetype shelves = 256;
-    std::vector<std::vector<qsizetype>> filesOf(shelves);
-    for (qsizetype index = 0; index < hashes_.size(); ++index) {
-        if (hashes_.at(index).isKnown()) {
-            filesOf[hashes_.at(index).firstByte()].push_back(index);
-        }
+    std::vector<std::vector<std::size_t>> onShelf(shelves);
+    for (std::size_t index = 0; index < contents.size(); ++index) {
+        onShelf[contents[index].hash.firstByte()].push_back(index);
     }
-    if (std::all_of(filesOf.begin(), filesOf.end(), [](const auto &files) { return files.empty(); })) {
-        return {};
-    }
-    std::vector<char> held(static_cast<std::size_t>(hashes_.size()), 0);
-    const auto lookAtShelf = [this, &filesOf, &held](qsizetype shelf) {
+    std::vector<char> held(contents.size(), 0);
+    const auto lookAtShelf = [this, &contents, &onShelf, &held](qsizetype shelf) {
         FolderLook look(FileLook::Attributes);
-        for (const qsizetype index : filesOf[static_cast<std::size_t>(shelf)]) {
-            const FileDigest digest{hashes_.at(index).digits(), scan_.files.at(index).size, {}};
-            held[static_cast<std::size_t>(index)] = store_.holds(digest, look) ? 1 : 0;
+        for (const std::size_t index : onShelf[static_cast<std::size_t>(shelf)]) {
+            const PublishedTimes::Content &content = contents[index];
+            const bool isHeld = content.hash.isKnown() && store_.holds({content.hash.digits(), content.size, {}}, look);
+            held[index] = isHeld ? 1 : 0;
         }
         return true;
     };
     parallelFor(shelves, order_.jobs, lookAtShelf, [] {});
     return held;
+}
+
+/// Of each file of the build, whether its content is known and held.
+std::vector<char> Publisher::heldFiles() const
+{
+    const auto count = static_cast<std::size_t>(scan_.files.size());
+    if (!order_.trustTimes || isAsPublished()) {
+        return std::vector<char>(count, isAsPublished() ? 1 : 0);
+    }
+    std::vector<PublishedTimes::Content> contents(count);
+    for (std::size_t index = 0; index < count; ++index) {
+        const auto file = static_cast<qsizetype>(index);
+        contents[index] = {hashes_.at(file), scan_.files.at(file).size};
+    }
+    return heldOf(contents);
 }
 
 /// Begins the step with what there is to be read.
@@ -423,6 +436,21 @@ void Publisher::trustTimes()
         hashes_[index] = times.hashOf(scan_.files.at(index));
     }
     timesStand_ = times.knowsJust(scan_.files.size());
+    const auto isSame = [](const PublishedTimes::Content &content, const ContentHash &hash) {
+        return content.hash == hash; // so the sizes are the same too
+    };
+    isHeld_ = timesStand_ && std::equal(heldBefore_.begin(), heldBefore_.end(), hashes_.begin(), hashes_.end(), isSame);
+    heldBefore_ = {};
+}
+
+/// Comes before the walk, so that where nothing has changed that is also the last look at the build.
+void Publisher::lookAtContents()
+{
+    heldBefore_ = PublishedTimes::contentsIn(tree_.timesPath(order_.channel));
+    const std::vector<char> held = heldOf(heldBefore_);
+    if (!std::all_of(held.begin(), held.end(), [](char isHeld) { return isHeld != 0; })) {
+        heldBefore_.clear();
+    }
 }
 
 /// Whether the channel's manifest, as this program has put it there, lists just the files that are to be published; its

@@ -6,6 +6,7 @@
 #include "publish/FileState.h"
 #include "publish/Incoming.h"
 #include "publish/ProgressMeter.h"
+#include "publish/PublishedTimes.h"
 #include "publish/TaskResult.h"
 
 #include <QHash>
@@ -68,9 +69,12 @@ private:
     bool isPublishedAsSeen() const;
     bool lookAtPublished(ChannelManifest *published);
     QStringList pruneRefusals() const;
+    void lookAtContents();
     void trustTimes();
     bool listsTheSame(ChannelManifest *published);
+    std::vector<char> heldOf(const std::vector<PublishedTimes::Content> &contents) const;
     std::vector<char> heldFiles() const;
+    bool isAsPublished() const { return isHeld_ && same_; }
     void beginReading(ProgressMeter &meter) const;
     bool isLikelyHeld(const BuildFile &file) const;
     Manifest header() const;
@@ -86,8 +90,11 @@ private:
     std::chrono::system_clock::time_point seenAt_; ///< when the channel's manifest was read
     FileState seen_;                               ///< the manifest, just before
     QList<ContentHash> hashes_;                    ///< of scan_'s files, index by index
-    bool timesStand_ = false;                      ///< the list of times knows just scan_'s files
-    std::optional<ProvedPieces> same_;             ///< of the channel's manifest, if that lists just scan_'s files
+    /// What the last publishing has taken down, if the tree holds all of it. Looked at before the build is walked.
+    std::vector<PublishedTimes::Content> heldBefore_;
+    bool isHeld_ = false;              ///< all of scan_'s files, by that look
+    bool timesStand_ = false;          ///< the list of times knows just scan_'s files
+    std::optional<ProvedPieces> same_; ///< of the channel's manifest, if that lists just scan_'s files
     /// The large files that the channel publishes, by path: a file of the same size is likely the same.
     QHash<QString, FileDigest> largeFilesBefore_;
     PublishResult result_;
