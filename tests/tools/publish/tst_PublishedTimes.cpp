@@ -53,6 +53,8 @@ private slots:
     void changedFileIsReadAmongThousands();
     void fileThatLeftTheBuildLeavesTheManifest();
     void fileThatMayNoLongerBeReadIsRefused();
+    void fileThatAppearsWhileAnotherIsReadIsNoticed();
+    void buildThatIsNotAboveTheLastIsRefusedToo();
     void trustedFileThatTheTreeHasLostIsReadAndCopied();
     void trustedFileThatTheTreeHoldsOtherwiseIsReadAndCopied();
     void listWithAWrongHashIsNotBelieved();
@@ -312,7 +314,7 @@ void tst_PublishedTimes::unchangedBuildGetsTheManifestThatReadingItGives()
     PublishOrder order = trusting(fixture, 2);
     order.version = what == "version"_L1 ? u"2.0"_s : order.version;
     order.notes = what == "notes"_L1 ? u"Mended."_s : order.notes;
-    order.executable = what == "executable"_L1 ? u"Data/1500"_s : order.executable;
+    order.executable = what == "executable"_L1 ? u"Data/2050"_s : order.executable;
     order.build = what == "the same build"_L1 ? 1 : order.build;
     order.allowOlder = what == "the same build"_L1;
     expectGood(fixture, run(order), 0);
@@ -346,7 +348,7 @@ void tst_PublishedTimes::damagedManifestOfAnUnchangedBuildIsRefused()
     publishThousands();
     const PublishFixture &fixture = thousands_;
     const QString path = fixture.contentTree().manifestPath(u"release"_s);
-    flip(path, "\"Data/1500\"", "\"Data/1500'");
+    flip(path, "\"Data/2050\"", "\"Data/2050'");
     PublishOrder order = trusting(fixture, 2);
     const PublishResult refused = run(order).result;
     QCOMPARE(refused.problems.size(), 1);
@@ -374,7 +376,7 @@ void tst_PublishedTimes::manifestThatWasChangedIsPutRight()
     const QString plain = fixture.contentTree().manifestPath(u"release"_s);
     const QString packed = fixture.contentTree().packedManifestPath(u"release"_s);
     if (what == "entry"_L1) {
-        flip(plain, "\"Data/1500\"", "\"Data/15x0\"");
+        flip(plain, "\"Data/2050\"", "\"Data/20x0\"");
     } else if (what == "build"_L1) {
         flip(plain, "\"build\":1,", "\"build\":0,");
     } else if (what == "end"_L1) {
@@ -409,10 +411,10 @@ void tst_PublishedTimes::changedFileIsReadAmongThousands()
 {
     const PublishFixture fixture;
     publishThousandsSettled(fixture);
-    fixture.write(u"Data/1500"_s, "CHANGED");
+    fixture.write(u"Data/2050"_s, "CHANGED");
     expectGood(fixture, run(trusting(fixture, 2)), 1);
     const Manifest manifest = fixture.manifest();
-    const auto isIt = [](const velmo::ManifestFile &file) { return file.path == "Data/1500"_L1; };
+    const auto isIt = [](const velmo::ManifestFile &file) { return file.path == "Data/2050"_L1; };
     const auto changed = std::find_if(manifest.files.begin(), manifest.files.end(), isIt);
     QVERIFY(changed != manifest.files.end());
     QCOMPARE(changed->sha256, sha256Of("CHANGED"));
@@ -438,6 +440,33 @@ void tst_PublishedTimes::fileThatMayNoLongerBeReadIsRefused()
     const PublishResult refused = run(trusting(fixture, 2)).result;
     QVERIFY2(velmo::test::anyContains(refused.problems, u"\"b\" cannot be read: "_s),
              qUtf8Printable(refused.problems.join(u'\n')));
+}
+
+void tst_PublishedTimes::fileThatAppearsWhileAnotherIsReadIsNoticed()
+{
+    const PublishFixture fixture;
+    publishSettled(fixture);
+    QVERIFY(QFile::remove(fixture.storedPath("second")));
+    velmo::publish::Publisher publisher(trusting(fixture, 2));
+    publisher.setProgress([&fixture](const PublishProgress &progress) {
+        if (progress.step == PublishStep::Hash) {
+            fixture.write(u"c"_s, "third");
+        }
+    });
+    const QString appeared = u"\"%1\" appeared while the build was being published."_s.arg(
+        QFileInfo(fixture.build()).canonicalFilePath() + u"/c"_s);
+    QCOMPARE(publisher.run().problems, QStringList(appeared));
+    QCOMPARE(fixture.manifest().build, 1);
+}
+
+void tst_PublishedTimes::buildThatIsNotAboveTheLastIsRefusedToo()
+{
+    const PublishFixture fixture;
+    publishSettled(fixture);
+    QCOMPARE(
+        run(trusting(fixture, 1)).result.problems,
+        QStringList(u"Build 1 is not above build 1, which \"%1\" publishes. With --allow-older it is replaced."_s.arg(
+            fixture.contentTree().manifestPath(u"release"_s))));
 }
 
 void tst_PublishedTimes::trustedFileThatTheTreeHasLostIsReadAndCopied()
