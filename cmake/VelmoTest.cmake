@@ -26,6 +26,16 @@ function(velmo_pixel_test name)
     set_tests_properties(tst_${name} tst_${name}_at150 PROPERTIES RESOURCE_LOCK tst_${name})
 endfunction()
 
+# velmo_test_that_kills(<name>)
+# For a test of velmo_test that kills launchers. One that dies under Wine while it reads the system's certificates never
+# gives back the turn that it had at them, and whatever waits for it hangs, as does all that comes after. So nothing else
+# runs on that Wine drive meanwhile.
+function(velmo_test_that_kills name)
+    if(CMAKE_CROSSCOMPILING_EMULATOR)
+        set_tests_properties(tst_${name} PROPERTIES RUN_SERIAL ON)
+    endif()
+endfunction()
+
 set(VELMO_TEST_ENVIRONMENT
     "QT_QPA_PLATFORM=offscreen"
     "LC_ALL=C.UTF-8"

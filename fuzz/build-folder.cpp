@@ -99,9 +99,12 @@ void checkRefusals(const QStringList &refusals)
 /// What every file of a build is, refused or not.
 void checkFile(const BuildFile &file, const BuildScan &scan)
 {
-    const QString canonical = QFileInfo(scan.locationOf(file)).canonicalFilePath();
-    require(canonical.startsWith(scan.root + u'/'), "a file that is published lies in the build folder");
-    require(QFileInfo(canonical).isFile() && QFileInfo(canonical).size() == file.size, "a file has the size it has");
+    // As bytes: a link of a build that is refused may lead to a name that no QString can say.
+    const fs::path canonical = fs::canonical(QFileInfo(scan.locationOf(file)).filesystemFilePath());
+    const fs::path root = QFileInfo(scan.root).filesystemFilePath();
+    require(canonical.native().starts_with(root.native() + '/'), "a file that is published lies in the build folder");
+    require(fs::is_regular_file(canonical) && qint64(fs::file_size(canonical)) == file.size,
+            "a file has the size it has");
     require(Manifest::isSafeManifestPath(file.path), "a file that is published has a path that the launcher takes");
     require(!file.path.startsWith(".velmo/"_L1, Qt::CaseInsensitive), "the launcher's own folder is not published");
 }

@@ -231,8 +231,8 @@ void GameManager::setState(GameState state, const QString &detail)
     emit stateChanged(state, told);
 }
 
-/// The only place where resting states are decided. It asks nothing about the present state, since it is also what
-/// ends every busy one.
+/// Decides the resting state by the disk and the last check. It asks nothing about the present one, since it is also
+/// what ends every busy one.
 void GameManager::refreshState()
 {
     installed_ = install_->loadInstalledManifest();

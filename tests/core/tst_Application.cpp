@@ -48,46 +48,27 @@ using velmo::test::writeFile;
 // instantiation may name what is private, which opens them here and nowhere else.
 namespace velmo {
 
-template<typename Tag, auto member>
+/// All that the program owns.
+struct Parts {
+    ConfigManager *config;
+    QNetworkAccessManager *network;
+    ApiClient *api;
+    AccountManager *account;
+    GameManager *game;
+    MainWindow *window;
+};
+Parts partsOf(const Application &application);
+
+template<auto config, auto network, auto api, auto account, auto game, auto window>
 struct Opening {
-    friend auto *openedBy(Tag /*tag*/, Application &application) { return (application.*member).get(); }
+    friend Parts partsOf(const Application &application)
+    {
+        return {(application.*config).get(),  (application.*network).get(), (application.*api).get(),
+                (application.*account).get(), (application.*game).get(),    (application.*window).get()};
+    }
 };
-
-struct ConfigMember {
-    friend auto *openedBy(ConfigMember /*tag*/, Application & /*application*/);
-};
-template struct Opening<ConfigMember, &Application::config>;
-
-struct NetworkMember {
-    friend auto *openedBy(NetworkMember /*tag*/, Application & /*application*/);
-};
-template struct Opening<NetworkMember, &Application::network>;
-
-struct ApiMember {
-    friend auto *openedBy(ApiMember /*tag*/, Application & /*application*/);
-};
-template struct Opening<ApiMember, &Application::api>;
-
-struct AccountMember {
-    friend auto *openedBy(AccountMember /*tag*/, Application & /*application*/);
-};
-template struct Opening<AccountMember, &Application::account>;
-
-struct GameMember {
-    friend auto *openedBy(GameMember /*tag*/, Application & /*application*/);
-};
-template struct Opening<GameMember, &Application::game>;
-
-struct WindowMember {
-    friend auto *openedBy(WindowMember /*tag*/, Application & /*application*/);
-};
-template struct Opening<WindowMember, &Application::window>;
-
-template<typename Tag>
-auto *opened(Application &application)
-{
-    return openedBy(Tag(), application);
-}
+template struct Opening<&Application::config, &Application::network, &Application::api, &Application::account,
+                        &Application::game, &Application::window>;
 
 } // namespace velmo
 
@@ -255,7 +236,6 @@ int runUntilTheRequestArrives(velmo::Application &application, bool painting)
 /// The program's own objects, told in the order in which they go; and what the stop does between.
 int runAndTellTheStop(velmo::Application &application)
 {
-    using velmo::opened;
     QTcpServer silent;
     silent.listen(QHostAddress::LocalHost);
     const QString override = QDir(QCoreApplication::applicationDirPath()).filePath(u"game.json"_s);
@@ -271,14 +251,15 @@ int runAndTellTheStop(velmo::Application &application)
             QFile::remove(velmo::configFilePath());
         });
     };
-    tellEnd(opened<velmo::WindowMember>(application), "window");
-    tellEnd(opened<velmo::GameMember>(application), "game");
-    tellEnd(opened<velmo::AccountMember>(application), "account");
-    tellEnd(opened<velmo::ApiMember>(application), "api");
-    tellEnd(opened<velmo::NetworkMember>(application), "network");
-    tellEnd(opened<velmo::ConfigMember>(application), "config");
-    QObject::connect(&silent, &QTcpServer::newConnection, &application, [&application] {
-        for (const QNetworkReply *reply : opened<velmo::ApiMember>(application)->findChildren<QNetworkReply *>()) {
+    const velmo::Parts parts = velmo::partsOf(application);
+    tellEnd(parts.window, "window");
+    tellEnd(parts.game, "game");
+    tellEnd(parts.account, "account");
+    tellEnd(parts.api, "api");
+    tellEnd(parts.network, "network");
+    tellEnd(parts.config, "config");
+    QObject::connect(&silent, &QTcpServer::newConnection, &application, [parts] {
+        for (const QNetworkReply *reply : parts.api->findChildren<QNetworkReply *>()) {
             QObject::connect(reply, &QNetworkReply::finished, reply, [] { print("request", u"ends"_s); });
         }
         QFile::remove(velmo::configFilePath());
@@ -290,28 +271,27 @@ int runAndTellTheStop(velmo::Application &application)
 /// A download goes through the manager that the program has for downloads, and not through that of the requests.
 int runADownload(velmo::Application &application)
 {
-    using velmo::opened;
     if (!application.start()) {
         return 1;
     }
-    opened<velmo::ApiMember>(application)->cancelAll();
+    const velmo::Parts parts = velmo::partsOf(application);
+    parts.api->cancelAll();
     const auto count = [](const QNetworkAccessManager *network, const char *name) {
         QObject::connect(network, &QNetworkAccessManager::finished, network, [name](const QNetworkReply *reply) {
             print(name, reply->url().fileName());
             QCoreApplication::quit();
         });
     };
-    count(opened<velmo::NetworkMember>(application), "downloads");
-    count(opened<velmo::ApiMember>(application)->findChild<QNetworkAccessManager *>(), "requests");
+    count(parts.network, "downloads");
+    count(parts.api->findChild<QNetworkAccessManager *>(), "requests");
     velmo::ManifestFile file;
     file.path = u"a.pak"_s;
     file.url = u"https://127.0.0.1:1/a.pak"_s;
     file.sha256 = QString(64, u'a');
     file.size = 1;
     const QTemporaryDir root;
-    opened<velmo::GameMember>(application)
-        ->findChild<velmo::DownloadManager *>()
-        ->start({file}, root.path(), QUrl(u"https://127.0.0.1:1/"_s));
+    auto *downloads = parts.game->findChild<velmo::DownloadManager *>();
+    downloads->start({file}, root.path(), QUrl(u"https://127.0.0.1:1/"_s));
     return velmo::Application::exec();
 }
 
@@ -387,24 +367,41 @@ int runChild(int argc, char **argv)
 
 // What the tests look at.
 
-/// A copy of a program in a folder of its own, with a game.json beside it and a home of its own.
+/// A loopback port on which nobody listens.
+quint16 closedPort()
+{
+    QTcpServer server;
+    server.listen(QHostAddress::LocalHost);
+    return server.serverPort();
+}
+
+/// A copy of a program in a folder of its own, with a home of its own. The game.json beside it names a manifest that
+/// nobody serves.
 class Installation {
 public:
-    explicit Installation(const QString &program)
+    explicit Installation(const QString &program = QCoreApplication::applicationFilePath())
     {
         program_ = folder_.filePath(QFileInfo(program).fileName());
         QFile::copy(program, program_);
+        writeFile(filePath(u"game.json"_s), profileWithManifestAt(port_));
     }
 
+    quint16 port() const { return port_; }
     QString filePath(const QString &name) const { return folder_.filePath(name); }
     QString home() const { return folder_.filePath(u"home"_s); }
     QString dataDirectory() const { return TestEnvironment::dataLocation(home()) + u"/VelmoGames/Launcher"_s; }
     QString settingsPath() const { return dataDirectory() + u"/launcher.json"_s; }
 
-    void start(QProcess &process, const QStringList &arguments) const
+    void start(QProcess &process, const QStringList &arguments = {}) const
     {
         process.setProcessEnvironment(TestEnvironment::redirected(home()));
         process.start(program_, arguments);
+    }
+    /// A whole run; false when it does not end.
+    bool run(QProcess &process, const QString &argument) const
+    {
+        start(process, {argument});
+        return process.waitForFinished();
     }
 
     void writeSettings(const QByteArray &settings) const { writeFile(settingsPath(), settings); }
@@ -458,6 +455,7 @@ public:
 private:
     QTemporaryDir folder_;
     QString program_;
+    quint16 port_ = closedPort();
 };
 
 const QString accountLine = u"INFO velmo.account: No account service is configured for this build"_s;
@@ -467,14 +465,6 @@ const QString stoppedLine = u"INFO velmo.app: Launcher stopped"_s;
 QStringList ofCategory(const QStringList &lines, const QString &category)
 {
     return lines.filter(u' ' + category + u": "_s);
-}
-
-/// A loopback port on which nobody listens.
-quint16 closedPort()
-{
-    QTcpServer server;
-    server.listen(QHostAddress::LocalHost);
-    return server.serverPort();
 }
 
 QJsonObject settingsOf(const Installation &installation)
@@ -516,10 +506,9 @@ private slots:
 
 void tst_Application::constructionSetsTheMetadataAndTouchesNoFile()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
+    const Installation installation;
     QProcess child;
-    installation.start(child, {u"--metadata"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--metadata"_s));
     QCOMPARE(child.exitCode(), 0);
     QCOMPARE(QString::fromUtf8(plainText(child.readAllStandardOutput())), u"name=VelmoLauncher\n"
                                                                           "organization=Velmo Games\n"
@@ -534,11 +523,9 @@ void tst_Application::constructionSetsTheMetadataAndTouchesNoFile()
 
 void tst_Application::startReturnsTrueAndTheExitCodeIsThatOfTheLoop()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     QProcess child;
-    installation.start(child, {u"--exit-code"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--exit-code"_s));
     QCOMPARE(child.exitStatus(), QProcess::NormalExit);
     QCOMPARE(child.exitCode(), 42);
     QCOMPARE(plainText(child.readAllStandardOutput()), "started=yes\n");
@@ -546,12 +533,10 @@ void tst_Application::startReturnsTrueAndTheExitCodeIsThatOfTheLoop()
 
 void tst_Application::runLogsItsStepsInOrder()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})");
     QProcess child;
-    installation.start(child, {u"--exit-code"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--exit-code"_s));
     const QStringList log = installation.log();
     QCOMPARE(ofCategory(log, u"velmo.config"_s), QStringList{installation.loadedLine()});
     QCOMPARE(ofCategory(log, u"velmo.app"_s), installation.banner()
@@ -570,10 +555,9 @@ void tst_Application::runLogsItsStepsInOrder()
 
 void tst_Application::windowIsPaintedBeforeARequestLeaves()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
+    const Installation installation;
     QProcess child;
-    installation.start(child, {u"--first-paint"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--first-paint"_s));
     QCOMPARE(child.exitCode(), 0);
     QCOMPARE(plainText(child.readAllStandardOutput()),
              "a request has left=no\na request has left then=yes\nthe request=arrives\n");
@@ -581,21 +565,18 @@ void tst_Application::windowIsPaintedBeforeARequestLeaves()
 
 void tst_Application::requestLeavesThoughTheWindowIsNeverPainted()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
+    const Installation installation;
     QProcess child;
-    installation.start(child, {u"--never-painted"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--never-painted"_s));
     QCOMPARE(child.exitCode(), 0);
     QCOMPARE(plainText(child.readAllStandardOutput()), "a request has left=no\nthe request=arrives\n");
 }
 
 void tst_Application::quitThatComesBeforeTheLoopEndsTheLauncher()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     QProcess child;
-    installation.start(child, {u"--quit-at-once"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--quit-at-once"_s));
     QCOMPARE(child.exitStatus(), QProcess::NormalExit);
     QCOMPARE(child.exitCode(), 0);
     QVERIFY(installation.log().contains(readyLine));
@@ -604,10 +585,9 @@ void tst_Application::quitThatComesBeforeTheLoopEndsTheLauncher()
 
 void tst_Application::stopTakesTheObjectsDownInOrder()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
+    const Installation installation;
     QProcess child;
-    installation.start(child, {u"--stop"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--stop"_s));
     QCOMPARE(child.exitCode(), 0);
     QCOMPARE(plainText(child.readAllStandardOutput()), "request=ends\n"
                                                        "window=is gone\nsettings saved since=no\n"
@@ -620,12 +600,10 @@ void tst_Application::stopTakesTheObjectsDownInOrder()
 
 void tst_Application::downloadsHaveANetworkManagerOfTheirOwn()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})");
     QProcess child;
-    installation.start(child, {u"--download"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--download"_s));
     QCOMPARE(child.exitCode(), 0);
     QCOMPARE(plainText(child.readAllStandardOutput()), "downloads=a.pak\n");
 }
@@ -633,12 +611,10 @@ void tst_Application::downloadsHaveANetworkManagerOfTheirOwn()
 /// It ends the program as any other would, but not before the settings are safe and the log says that all is over.
 void tst_Application::exceptionStillRunsTheStopSequence()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     installation.writeSettings(R"({"schema":99})");
     QProcess child;
-    installation.start(child, {u"--exception"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--exception"_s));
     QCOMPARE(child.exitCode(), terminatedByAnException);
     QCOMPARE(installation.log().last(), stoppedLine);
     QCOMPARE(settingsOf(installation).value("schema"_L1).toInt(), 1);
@@ -646,12 +622,10 @@ void tst_Application::exceptionStillRunsTheStopSequence()
 
 void tst_Application::animationsAreSwitchedOffBeforeAnythingMoves()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false},"appearance":{"animations":false}})");
     QProcess child;
-    installation.start(child, {u"--exit-code"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--exit-code"_s));
     const QStringList log = installation.log();
     QCOMPARE(log.count(u"INFO velmo.ui: Interface animations off"_s), 1);
     // The theme stands, then the switch is set, and then the game has its first state.
@@ -677,22 +651,18 @@ void tst_Application::autostartWithoutATrayShowsTheWindow_data()
 void tst_Application::autostartWithoutATrayShowsTheWindow()
 {
     QFETCH(const QByteArray, settings);
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     installation.writeSettings(settings);
     QProcess child;
-    installation.start(child, {u"--autostart"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--autostart"_s));
     QCOMPARE(plainText(child.readAllStandardOutput()), "started=yes\nshows a window=yes\n");
 }
 
 void tst_Application::staleAutostartEntryIsRewrittenOnTheWay()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     QProcess child;
-    installation.start(child, {u"--stale-autostart"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--stale-autostart"_s));
     const QStringList log = installation.log();
     const qsizetype rewriting = log.indexOf(u"INFO velmo.app: Autostart entry points at a stale path, rewriting"_s);
     QVERIFY(rewriting >= 0);
@@ -706,11 +676,10 @@ void tst_Application::staleAutostartEntryIsRewrittenOnTheWay()
 
 void tst_Application::closingCancelsRequestsAndSavesTheSettings()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
+    const Installation installation;
     installation.writeSettings(R"({"schema":99,"window":{"width":1000}})");
     QProcess child;
-    installation.start(child, {u"--silent-server"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--silent-server"_s));
     QCOMPARE(child.exitStatus(), QProcess::NormalExit);
     QCOMPARE(child.exitCode(), 0);
     QCOMPARE(plainText(child.readAllStandardOutput()), "waited for the request=no\n");
@@ -734,25 +703,21 @@ void tst_Application::closingCancelsRequestsAndSavesTheSettings()
 
 void tst_Application::stopSavesThoughNothingWasPending()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})");
     QProcess child;
-    installation.start(child, {u"--exit-code"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--exit-code"_s));
     QCOMPARE(settingsOf(installation).value("schema"_L1).toInt(), 1);
     QCOMPARE(settingsOf(installation).value("launcher"_L1).toObject().value("autoCheckUpdates"_L1), QJsonValue(false));
 }
 
 void tst_Application::unusableDataDirectoryDoesNotStopTheStart()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     QVERIFY(QDir().mkpath(QFileInfo(installation.dataDirectory()).path()));
     writeFile(installation.dataDirectory(), "in the way");
     QProcess child;
-    installation.start(child, {u"--exit-code"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--exit-code"_s));
     QCOMPARE(child.exitCode(), 42);
     const QString errors = QString::fromLocal8Bit(plainText(child.readAllStandardError()));
     const QString warning =
@@ -765,12 +730,10 @@ void tst_Application::unusableDataDirectoryDoesNotStopTheStart()
 
 void tst_Application::corruptSettingsDoNotStopTheStart()
 {
-    const Installation installation(QCoreApplication::applicationFilePath());
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    const Installation installation;
     installation.writeSettings("{ not JSON");
     QProcess child;
-    installation.start(child, {u"--exit-code"_s});
-    QVERIFY(child.waitForFinished());
+    QVERIFY(installation.run(child, u"--exit-code"_s));
     QCOMPARE(child.exitCode(), 42);
     QVERIFY(installation.log().contains(readyLine));
     QCOMPARE(ofCategory(installation.log(), u"velmo.config"_s).size(), 1);
@@ -784,10 +747,9 @@ void tst_Application::corruptSettingsDoNotStopTheStart()
 void tst_Application::firstRunMakesDataDirectoryLogAndSettings()
 {
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QVERIFY(!QFile::exists(installation.dataDirectory()));
     QProcess program;
-    installation.start(program, {});
+    installation.start(program);
     QTRY_VERIFY(installation.log().contains(readyLine));
     QCOMPARE(program.state(), QProcess::Running);
     const QStringList log = installation.log();
@@ -801,10 +763,9 @@ void tst_Application::firstRunMakesDataDirectoryLogAndSettings()
 void tst_Application::laterRunReadsItsSettings()
 {
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     installation.writeSettings(R"({"launcher":{"autoCheckUpdates":false}})");
     QProcess program;
-    installation.start(program, {});
+    installation.start(program);
     QTRY_VERIFY(installation.log().contains(readyLine));
     QCOMPARE(installation.log().mid(0, 5), installation.banner() << installation.loadedLine());
     QCOMPARE(ofCategory(installation.log(), u"velmo.net"_s), QStringList());
@@ -815,17 +776,15 @@ void tst_Application::laterRunReadsItsSettings()
 void tst_Application::programLogsItsStepsInOrder()
 {
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    const quint16 port = closedPort();
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(port));
     QProcess program;
-    installation.start(program, {});
+    installation.start(program);
     QTRY_VERIFY(installation.log().contains(readyLine));
     QTRY_COMPARE(ofCategory(installation.log(), u"velmo.update"_s).size(), 2);
     const QStringList log = installation.log();
     QCOMPARE(ofCategory(log, u"velmo.app"_s), installation.banner() << installation.overrideLine() << readyLine);
     QCOMPARE(ofCategory(log, u"velmo.config"_s), QStringList{installation.firstRunLine()});
     QCOMPARE(ofCategory(log, u"velmo.account"_s), QStringList{accountLine});
-    const QString address = u"https://127.0.0.1:%1/manifest.json"_s.arg(port);
+    const QString address = u"https://127.0.0.1:%1/manifest.json"_s.arg(installation.port());
     const QString refused = u"\"Connection refused (Qt error 1, HTTP 0) for %1\""_s.arg(address);
     const QStringList order = {
         installation.firstRunLine(),
@@ -851,21 +810,18 @@ void tst_Application::programLogsItsStepsInOrder()
 
 void tst_Application::programTakesTheAutostartArgument_data()
 {
-    QTest::addColumn<QString>("argument");
-    QTest::addColumn<bool>("minimizeToTray");
-    QTest::newRow("lower case") << u"--autostart"_s << false;
-    QTest::newRow("tray wanted on a desktop without one") << u"--autostart"_s << true;
+    QTest::addColumn<QByteArray>("settings");
+    QTest::newRow("no tray wanted") << QByteArray("{}");
+    QTest::newRow("tray wanted on a desktop without one") << QByteArray(R"({"launcher":{"minimizeToTray":true}})");
 }
 
 void tst_Application::programTakesTheAutostartArgument()
 {
-    QFETCH(QString, argument);
-    QFETCH(bool, minimizeToTray);
+    QFETCH(const QByteArray, settings);
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    installation.writeSettings(minimizeToTray ? R"({"launcher":{"minimizeToTray":true}})" : "{}");
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
+    installation.writeSettings(settings);
     QProcess program;
-    installation.start(program, {argument});
+    installation.start(program, {u"--autostart"_s});
     QTRY_COMPARE(ofCategory(installation.log(), u"velmo.update"_s).size(), 2);
     QCOMPARE(program.state(), QProcess::Running);
     // The argument alone hides nothing and says nothing.
@@ -879,13 +835,12 @@ void tst_Application::programTakesTheAutostartArgument()
 void tst_Application::twoProgramsRunSideBySide()
 {
     const Installation installation(QStringLiteral(VELMO_LAUNCHER));
-    writeFile(installation.filePath(u"game.json"_s), profileWithManifestAt(closedPort()));
     QProcess first;
-    installation.start(first, {});
+    installation.start(first);
     QTRY_VERIFY(installation.log().contains(readyLine));
     QTest::qWait(1000); // a log is named after the second of its start
     QProcess second;
-    installation.start(second, {});
+    installation.start(second);
     QTRY_COMPARE(installation.logNames().size(), 2);
     QTRY_VERIFY(installation.log(1).contains(readyLine));
     QVERIFY(installation.log(1).contains(installation.loadedLine()));

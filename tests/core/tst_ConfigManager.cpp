@@ -46,21 +46,15 @@ bool settingsExist()
 
 QJsonObject defaults()
 {
-    return {
-        {u"schema"_s, 1},
-        {u"window"_s,
-         QJsonObject{{u"width"_s, 1400}, {u"height"_s, 850}, {u"x"_s, -1}, {u"y"_s, -1}, {u"maximized"_s, false}}},
-        {u"game"_s, QJsonObject{{u"installPath"_s, QString()},
-                                {u"installedVersion"_s, QString()},
-                                {u"installedBuild"_s, 0},
-                                {u"launchArguments"_s, QString()},
-                                {u"channel"_s, QString()}}},
-        {u"launcher"_s, QJsonObject{{u"rememberWindowGeometry"_s, true},
-                                    {u"autoCheckUpdates"_s, true},
-                                    {u"startWithWindows"_s, false},
-                                    {u"minimizeToTray"_s, false}}},
-        {u"appearance"_s, QJsonObject{{u"scale"_s, 1.0}, {u"animations"_s, true}}},
-    };
+    return QJsonDocument::fromJson(R"({
+        "schema": 1,
+        "window": {"width": 1400, "height": 850, "x": -1, "y": -1, "maximized": false},
+        "game": {"installPath": "", "installedVersion": "", "installedBuild": 0, "launchArguments": "", "channel": ""},
+        "launcher": {"rememberWindowGeometry": true, "autoCheckUpdates": true, "startWithWindows": false,
+                     "minimizeToTray": false},
+        "appearance": {"scale": 1.0, "animations": true}
+    })")
+        .object();
 }
 
 QStringList quarantinedNames()

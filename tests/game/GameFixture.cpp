@@ -148,6 +148,7 @@ qsizetype GameStudio::checkCount(const QString &channel)
 GameFixture::GameFixture(GameStudio &studio, const Before &before)
     : studio_(studio)
     , root_(folder_.filePath(u"game"_s))
+    , preset_(before.settings)
 {
     studio_.reset();
     QDir(dataDirectory()).removeRecursively();

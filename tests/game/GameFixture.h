@@ -70,6 +70,7 @@ public:
     struct Before {
         std::optional<Build> installed = std::nullopt;
         std::optional<Build> offered = std::nullopt; ///< on the branch "release"
+        QList<std::pair<QString, QVariant>> settings = {};
     };
 
     /// Resets \a studio, then sees to what stands \a before. The settings name the folder root().

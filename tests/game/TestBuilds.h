@@ -8,6 +8,15 @@
 
 namespace velmo::test {
 
+inline QStringList pathsOf(const QList<ManifestFile> &files)
+{
+    QStringList paths;
+    for (const ManifestFile &file : files) {
+        paths.append(file.path);
+    }
+    return paths;
+}
+
 /// One file of a build, with its bytes.
 struct BuildFile {
     QString path;

@@ -39,6 +39,7 @@ endforeach()
 set_tests_properties(tst_KilledInstall PROPERTIES
     TIMEOUT 1800
     ENVIRONMENT "${VELMO_TEST_ENVIRONMENT};QTEST_FUNCTION_TIMEOUT=1800000")
+velmo_test_that_kills(KilledInstall)
 target_link_libraries(tst_GameManagerFlows PRIVATE ${CMAKE_DL_LIBS})
 target_compile_definitions(tst_KilledInstall PRIVATE VELMO_TEST_INSTALLER="$<TARGET_FILE:velmo_test_installer>")
 add_dependencies(tst_KilledInstall velmo_test_installer)

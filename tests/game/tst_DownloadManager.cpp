@@ -38,6 +38,7 @@ using velmo::test::readFile;
 using velmo::test::sha256Of;
 using velmo::test::SteppedClock;
 using velmo::test::TestStudio;
+using velmo::test::writeFile;
 
 namespace {
 
@@ -95,6 +96,8 @@ public:
     /// What goes out from now on instead of the file's own bytes.
     void spoil() { body_.fill('?'); }
     qsizetype requests() const { return peer_.requests().size(); }
+    /// How much of the file, since it was asked for last.
+    qsizetype sent() const { return sent_; }
     void send(qsizetype bytes)
     {
         socket_->write(body_.sliced(sent_, bytes));
@@ -112,22 +115,6 @@ private:
 ManifestFile entry(const QString &path, const QByteArray &bytes)
 {
     return {path, sha256Of(bytes), bytes.size(), {}, false};
-}
-
-Fault fault(Fault::Kind kind, qint64 bytes = 0, int lastAttempt = std::numeric_limits<int>::max())
-{
-    Fault fault;
-    fault.kind = kind;
-    fault.bytes = bytes;
-    fault.lastAttempt = lastAttempt;
-    return fault;
-}
-
-Fault statusFault(int status, int lastAttempt = std::numeric_limits<int>::max())
-{
-    Fault result = fault(Fault::Status, 0, lastAttempt);
-    result.status = status;
-    return result;
 }
 
 /// Waits by turns of the event loop, which go on where time stands still.
@@ -222,12 +209,18 @@ private:
     bool endsWith(const QString &outcome);
     /// Nothing more comes from the manager for \a ms milliseconds.
     bool staysQuietFor(int ms);
+    /// Starts a job whose one file fails for now, and waits until it is in the delay before the second attempt.
+    bool waitsToRetry();
     /// Stops the clock of this thread until the end of the test function; advance() then lets it go on.
     void stopClock() { clock_.emplace(); }
     /// Lets \a ms pass, and all that this thread does then.
     void advance(int ms);
-    /// Lets \a bytes come, which is how much is then on disk of the file at \a path.
+    /// Waits until \a bytes are on disk of the file at \a path.
     bool comes(const QString &path, qint64 bytes);
+    /// Stops the clock, starts a job and waits until it asks \a feed for its first file.
+    bool asks(const Feed &feed, const QList<ManifestFile> &files);
+    /// Lets \a feed send \a bytes more of "a.pak", and waits until all that it has sent is on disk.
+    bool comes(Feed &feed, qint64 bytes);
     int requestsFor(const QString &path) { return static_cast<int>(studio().requests(u"/build/"_s + path).size()); }
 
     std::unique_ptr<TestStudio> server_;
@@ -235,6 +228,7 @@ private:
     std::unique_ptr<NotingNetwork> network_;
     std::unique_ptr<DownloadManager> manager_;
 
+    std::optional<LogCapture> log_;
     std::optional<SteppedClock> clock_;
     QList<DownloadProgress> reports_;
     QStringList outcomes_; ///< of every job, in the order of emission
@@ -270,6 +264,7 @@ void tst_DownloadManager::init()
         message_ = message;
         detail_ = detail;
     });
+    log_.emplace();
 }
 
 void tst_DownloadManager::cleanup()
@@ -278,6 +273,7 @@ void tst_DownloadManager::cleanup()
     network_.reset();
     folder_.reset();
     clock_.reset();
+    log_.reset();
 }
 
 ManifestFile tst_DownloadManager::publish(const QString &path, const QByteArray &bytes)
@@ -317,6 +313,27 @@ bool tst_DownloadManager::comes(const QString &path, qint64 bytes)
     return turnsUntil([&] { return QFileInfo(below(path + u".part"_s)).size() == bytes; });
 }
 
+bool tst_DownloadManager::asks(const Feed &feed, const QList<ManifestFile> &files)
+{
+    stopClock();
+    start(files);
+    return turnsUntil([&feed] { return feed.requests() == 1; });
+}
+
+bool tst_DownloadManager::comes(Feed &feed, qint64 bytes)
+{
+    feed.send(bytes);
+    return comes(u"a.pak"_s, feed.sent());
+}
+
+bool tst_DownloadManager::waitsToRetry()
+{
+    const ManifestFile file = publish(u"a.pak"_s, "12345");
+    studio().addFault(u"/build/a.pak"_s, {.status = 503});
+    start({file});
+    return QTest::qWaitFor([this] { return log_->texts().contains(firstRetry); }, qTryPatienceMs);
+}
+
 void tst_DownloadManager::progressCrossesQueuedCallsAndStartsUnknown()
 {
     QVERIFY(QMetaType::fromName("velmo::DownloadProgress").isValid());
@@ -336,7 +353,6 @@ void tst_DownloadManager::filesArriveOneAtATimeInOrder()
     const QByteArray large(3'000'000, 'x');
     const QList<ManifestFile> files{publish(u"z.pak"_s, large), publish(u"Content/a b.txt"_s, "text"),
                                     publish(u"m.pak"_s, QByteArray(1000, 'y')), publish(u"empty"_s, "")};
-    const LogCapture log;
     start(files);
     QVERIFY(manager_->isRunning());
     QVERIFY(endsWith(u"finished"_s));
@@ -359,7 +375,7 @@ void tst_DownloadManager::filesArriveOneAtATimeInOrder()
         QVERIFY(transfer.endedMs >= 0);
         endedMs = transfer.endedMs;
     }
-    QCOMPARE(log.texts(u"velmo.download"_s),
+    QCOMPARE(log_->texts(u"velmo.download"_s),
              (QStringList{
                  u"INFO velmo.download: Starting download of 4 files, 3001004 bytes into \"%1\""_s.arg(root()),
                  u"INFO velmo.download: Downloading \"z.pak\""_s,
@@ -372,12 +388,7 @@ void tst_DownloadManager::filesArriveOneAtATimeInOrder()
 
 void tst_DownloadManager::foldersAreMadeAndOldFilesReplaced()
 {
-    QVERIFY(QDir().mkpath(below(u"Content"_s)));
-    QFile old(below(u"Content/a.pak"_s));
-    QVERIFY(old.open(QIODevice::WriteOnly));
-    old.write("an older and longer build of the file");
-    old.close();
-    const LogCapture log;
+    writeFile(below(u"Content/a.pak"_s), "an older and longer build of the file");
     start({publish(u"Content/a.pak"_s, "new"), publish(u"Bin/Übung/沼.dll"_s, "library")});
     QVERIFY(endsWith(u"finished"_s));
     QCOMPARE(readFile(below(u"Content/a.pak"_s)), "new");
@@ -388,12 +399,11 @@ void tst_DownloadManager::foldersAreMadeAndOldFilesReplaced()
 void tst_DownloadManager::jobEndsWithAReportTheLogLineAndTheSignal()
 {
     const QList<ManifestFile> files{publish(u"a.pak"_s, "12345"), publish(u"b.pak"_s, "123")};
-    const LogCapture log;
     QStringList order;
-    const auto note = [this, &log, &order](const QString &signal) {
+    const auto note = [this, &order](const QString &signal) {
         order.append(signal);
         order.append(manager_->isRunning() ? u"running"_s : u"idle"_s);
-        order.append(log.texts(u"velmo.download"_s).last());
+        order.append(log_->texts(u"velmo.download"_s).last());
     };
     connect(manager_.get(), &DownloadManager::progressChanged, this, [&note] { note(u"progressChanged"_s); });
     connect(manager_.get(), &DownloadManager::finished, this, [&note] { note(u"finished"_s); });
@@ -414,7 +424,6 @@ void tst_DownloadManager::jobEndsWithAReportTheLogLineAndTheSignal()
 
 void tst_DownloadManager::emptyListFinishesInsideTheCall()
 {
-    const LogCapture log;
     start({});
     QCOMPARE(outcomes_, QStringList{u"finished"_s});
     QVERIFY(!manager_->isRunning());
@@ -425,7 +434,7 @@ void tst_DownloadManager::emptyListFinishesInsideTheCall()
     QCOMPARE(progress.etaSeconds, 0);
     QCOMPARE(progress.filesTotal, 0);
     QCOMPARE(progress.currentFile, QString());
-    QCOMPARE(log.texts(),
+    QCOMPARE(log_->texts(),
              (QStringList{u"INFO velmo.download: Starting download of 0 files, 0 bytes into \"%1\""_s.arg(root()),
                           u"INFO velmo.download: Download job complete"_s}));
     QVERIFY(staysQuietFor(700));
@@ -435,13 +444,12 @@ void tst_DownloadManager::startDuringAJobIsIgnored()
 {
     const QList<ManifestFile> files{publish(u"a.pak"_s, "12345"), publish(u"b.pak"_s, "123")};
     const ManifestFile other = publish(u"other.pak"_s, "other");
-    const LogCapture log;
     start(files);
     manager_->start({other}, folder_->filePath(u"elsewhere"_s), server_->url(u"/nowhere/"_s));
     QVERIFY(manager_->isRunning());
     QVERIFY(endsWith(u"finished"_s));
-    QCOMPARE(log.count(QtWarningMsg, u"velmo.download"_s,
-                       u"start() called while a download job is already running; ignoring"_s),
+    QCOMPARE(log_->count(QtWarningMsg, u"velmo.download"_s,
+                         u"start() called while a download job is already running; ignoring"_s),
              1);
     QCOMPARE(network_->transfers().size(), 2);
     QCOMPARE(reports_.last().bytesTotal, 8);
@@ -454,11 +462,10 @@ void tst_DownloadManager::startDuringAJobIsIgnored()
 void tst_DownloadManager::nextJobMayStartFromAnOutcome()
 {
     const QList<ManifestFile> files{publish(u"a.pak"_s, "12345")};
-    studio().addFault(u"/build/a.pak"_s, statusFault(404, 1));
+    studio().addFault(u"/build/a.pak"_s, {.status = 404, .lastAttempt = 1});
     const auto again = [this, files] { start(files); };
     connect(manager_.get(), &DownloadManager::failed, this, again, Qt::SingleShotConnection);
     connect(manager_.get(), &DownloadManager::finished, this, again, Qt::SingleShotConnection);
-    const LogCapture log;
     start(files);
     QTRY_COMPARE(outcomes_, (QStringList{u"failed"_s, u"finished"_s, u"finished"_s}));
     QCOMPARE(requestsFor(u"a.pak"_s), 3);
@@ -468,9 +475,8 @@ void tst_DownloadManager::nextJobStartsItsCountsAnew()
 {
     const ManifestFile first = publish(u"a.pak"_s, QByteArray(4000, 'x'));
     const ManifestFile second = publish(u"b.pak"_s, QByteArray(20'000, 'x'));
-    studio().addFault(u"/build/a.pak"_s, fault(Fault::Stall, 3000, 1));
-    studio().addFault(u"/build/b.pak"_s, fault(Fault::Stall, 15'000));
-    const LogCapture log;
+    studio().addFault(u"/build/a.pak"_s, {.kind = Fault::Stall, .bytes = 3000, .lastAttempt = 1});
+    studio().addFault(u"/build/b.pak"_s, {.kind = Fault::Stall, .bytes = 15'000});
     stopClock();
     start({first});
     advance(500);
@@ -499,7 +505,6 @@ void tst_DownloadManager::programsGetTheirExecuteBits()
     ManifestFile program = publish(u"Bin/game"_s, "#!/bin/sh");
     program.executable = true;
     const ManifestFile data = publish(u"Content/data.pak"_s, "data");
-    const LogCapture log;
     start({program, data});
     QVERIFY(endsWith(u"finished"_s));
     constexpr QFileDevice::Permissions execute = QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
@@ -534,7 +539,6 @@ void tst_DownloadManager::addressIsResolvedAgainstTheManifestsFolder()
     server_->writeFile(asked, "content");
     ManifestFile file = entry(path, "content");
     file.url = url;
-    const LogCapture log;
     start({file});
     QVERIFY2(endsWith(u"finished"_s), qPrintable(detail_));
     QCOMPARE(studio().requests().size(), 1);
@@ -547,7 +551,6 @@ void tst_DownloadManager::absoluteAddressIsTakenAsItIs()
     server_->writeFile(u"/else where/Übung.pak"_s, "content");
     ManifestFile file = entry(u"a.pak"_s, "content");
     file.url = server_->url(u"/"_s).toString() + u"else where/Übung.pak"_s;
-    const LogCapture log;
     manager_->start({file}, root(), QUrl(u"https://content.example/build/"_s));
     QVERIFY2(endsWith(u"finished"_s), qPrintable(detail_));
     QCOMPARE(readFile(below(u"a.pak"_s)), "content");
@@ -569,14 +572,13 @@ void tst_DownloadManager::escapingPathStopsTheJob()
     bool wasRunning = false;
     connect(manager_.get(), &DownloadManager::failed, this,
             [this, &wasRunning] { wasRunning = manager_->isRunning(); });
-    const LogCapture log;
     start({entry(path, "evil"), good});
     QCOMPARE(outcomes_, QStringList{u"failed"_s});
     QCOMPARE(message_, u"The update could not be applied safely and was stopped."_s);
     QCOMPARE(detail_, u"Manifest path escaped the install root: "_s + path);
     QVERIFY(wasRunning); // the job is over only after the signal
     QVERIFY(!manager_->isRunning());
-    QCOMPARE(log.texts().size(), 1);
+    QCOMPARE(log_->texts().size(), 1);
     QVERIFY(staysQuietFor(700));
     QVERIFY(studio().requests().isEmpty());
 
@@ -586,7 +588,6 @@ void tst_DownloadManager::escapingPathStopsTheJob()
 
 void tst_DownloadManager::escapeStopsAJobInItsMiddle()
 {
-    const LogCapture log;
     start({publish(u"a.pak"_s, "first"), entry(u"../evil.dll"_s, "evil"), publish(u"c.pak"_s, "third")});
     QVERIFY(endsWith(u"failed"_s));
     QCOMPARE(detail_, u"Manifest path escaped the install root: ../evil.dll"_s);
@@ -600,7 +601,7 @@ void tst_DownloadManager::nextJobMayStartFromTheFailureOfAnEscape()
 {
     const QByteArray bytes(1000, 'x');
     const ManifestFile good = publish(u"a.pak"_s, bytes);
-    studio().addFault(u"/build/a.pak"_s, statusFault(503, 1));
+    studio().addFault(u"/build/a.pak"_s, {.status = 503, .lastAttempt = 1});
     connect(
         manager_.get(), &DownloadManager::failed, this,
         [this, good] {
@@ -608,7 +609,6 @@ void tst_DownloadManager::nextJobMayStartFromTheFailureOfAnEscape()
             start({good});
         },
         Qt::SingleShotConnection);
-    const LogCapture log;
     start({entry(u"../evil.dll"_s, "evil")});
     QCOMPARE(outcomes_, (QStringList{u"failed"_s, u"cancelled"_s}));
     QVERIFY(manager_->isRunning());
@@ -630,7 +630,6 @@ void tst_DownloadManager::rootMayBeWrittenInAnyWay()
 {
     QFETCH(QString, end);
     const ManifestFile file = publish(u"Content/a.pak"_s, "content");
-    const LogCapture log;
     manager_->start({file}, root() + end, base());
     QVERIFY2(outcomes_.isEmpty(), qPrintable(detail_));
     QVERIFY2(endsWith(u"finished"_s), qPrintable(detail_));
@@ -643,7 +642,6 @@ void tst_DownloadManager::siblingWhoseNameBeginsWithTheRootsPasses()
     ManifestFile file = publish(u"a.pak"_s, "content");
     file.path = u"../Härröwfen 沼 (Beta)/a.pak"_s;
     file.url = u"a.pak"_s;
-    const LogCapture log;
     start({file});
     QVERIFY2(endsWith(u"finished"_s), qPrintable(detail_));
     QCOMPARE(readFile(root() + u" (Beta)/a.pak"_s), "content");
@@ -652,14 +650,13 @@ void tst_DownloadManager::siblingWhoseNameBeginsWithTheRootsPasses()
 void tst_DownloadManager::retryableFailureIsTriedFourTimesWithGrowingDelays()
 {
     const QList<ManifestFile> files{publish(u"a.pak"_s, "12345"), publish(u"b.pak"_s, "123")};
-    studio().addFault(u"/build/a.pak"_s, statusFault(503));
-    const LogCapture log;
+    studio().addFault(u"/build/a.pak"_s, {.status = 503});
     stopClock();
     start(files);
     const QList<NotingNetwork::Transfer> &transfers = network_->transfers();
     qsizetype attempts = 1;
     for (const int delayMs : {1000, 3000, 8000}) {
-        QVERIFY(turnsUntil([&] { return log.texts().filter(u"Retrying"_s).size() == attempts; }));
+        QVERIFY(turnsUntil([&] { return log_->texts().filter(u"Retrying"_s).size() == attempts; }));
         advance(delayMs - 1);
         QCOMPARE(transfers.size(), attempts);
         advance(1);
@@ -672,7 +669,7 @@ void tst_DownloadManager::retryableFailureIsTriedFourTimesWithGrowingDelays()
     QCOMPARE(message_, u"A game file could not be downloaded. The launcher will try again."_s);
     QVERIFY2(detail_.endsWith(u"(HTTP 503) for "_s + server_->url(u"/build/a.pak"_s).toString()), qPrintable(detail_));
     QCOMPARE(requestsFor(u"a.pak"_s), 4);
-    QStringList lines = log.texts(u"velmo.download"_s);
+    QStringList lines = log_->texts(u"velmo.download"_s);
     lines.removeIf([](const QString &line) { return line.contains("Download"_L1); }); // of the client
     QCOMPARE(lines, (QStringList{
                         u"INFO velmo.download: Starting download of 2 files, 8 bytes into \"%1\""_s.arg(root()),
@@ -692,12 +689,11 @@ void tst_DownloadManager::retryableFailureIsTriedFourTimesWithGrowingDelays()
 void tst_DownloadManager::attemptsAreCountedForEachFile()
 {
     const QList<ManifestFile> files{publish(u"a.pak"_s, "12345"), publish(u"b.pak"_s, "123")};
-    studio().addFault(u"/build/a.pak"_s, statusFault(429, 1));
-    studio().addFault(u"/build/b.pak"_s, statusFault(408, 1));
-    const LogCapture log;
+    studio().addFault(u"/build/a.pak"_s, {.status = 429, .lastAttempt = 1});
+    studio().addFault(u"/build/b.pak"_s, {.status = 408, .lastAttempt = 1});
     start(files);
     QVERIFY(endsWith(u"finished"_s));
-    const QStringList lines = log.texts(u"velmo.download"_s);
+    const QStringList lines = log_->texts(u"velmo.download"_s);
     QVERIFY(lines.contains(firstRetry));
     QVERIFY(lines.contains(u"WARN velmo.download: Retrying \"b.pak\" in 1000 ms (attempt 2 of 4 )"_s));
     QCOMPARE(reports_.last().filesDone, 2);
@@ -710,15 +706,14 @@ void tst_DownloadManager::retryAsksTheSameAddressAndResumes()
     file.path = u"a.pak"_s;
     file.url = u"objects/ab cd"_s;
     // An announced length that is too small ends the first attempt early and without an error of the transfer.
-    studio().addFault(u"/build/objects/ab cd"_s, fault(Fault::LengthOffset, -300, 1));
-    const LogCapture log;
+    studio().addFault(u"/build/objects/ab cd"_s, {.kind = Fault::LengthOffset, .bytes = -300, .lastAttempt = 1});
     start({file});
     QVERIFY2(endsWith(u"finished"_s), qPrintable(detail_));
     QCOMPARE(readFile(below(u"a.pak"_s)), bytes);
     const QList<Request> requests = studio().requests(u"/build/objects/ab cd"_s);
     QCOMPARE(requests.size(), 2);
     QCOMPARE(requests.last().headers.value("range"), "bytes=700-");
-    QVERIFY(log.texts(u"velmo.download"_s).contains(firstRetry));
+    QVERIFY(log_->texts(u"velmo.download"_s).contains(firstRetry));
 }
 
 void tst_DownloadManager::failureThatIsNotRetryableGivesUpAtOnce_data()
@@ -747,14 +742,13 @@ void tst_DownloadManager::failureThatIsNotRetryableGivesUpAtOnce()
         file.sha256.clear();
     }
     if (status != 200) {
-        studio().addFault(u"/build/a.pak"_s, statusFault(status));
+        studio().addFault(u"/build/a.pak"_s, {.status = status});
     }
-    const LogCapture log;
     start({file});
     QTRY_COMPARE(outcomes_, QStringList{u"failed"_s});
     QVERIFY(!manager_->isRunning());
     QCOMPARE(message_, message);
-    const QStringList lines = log.texts(u"velmo.download"_s);
+    const QStringList lines = log_->texts(u"velmo.download"_s);
     QCOMPARE(lines.last(), u"ERROR velmo.download: Giving up on \"a.pak\" : \"%1\""_s.arg(detail_));
     QVERIFY(lines.filter(u"Retrying"_s).isEmpty());
     QVERIFY(network_->transfers().size() <= 1);
@@ -765,8 +759,7 @@ void tst_DownloadManager::failureEndsTheJobAndTheNextOneReplacesItsQueue()
 {
     const QList<ManifestFile> files{publish(u"a.pak"_s, "12345"), publish(u"b.pak"_s, "123")};
     const ManifestFile other = publish(u"other.pak"_s, "other");
-    studio().addFault(u"/build/a.pak"_s, statusFault(404));
-    const LogCapture log;
+    studio().addFault(u"/build/a.pak"_s, {.status = 404});
     start(files);
     QVERIFY(endsWith(u"failed"_s));
     start({other});
@@ -779,7 +772,6 @@ void tst_DownloadManager::failureEndsTheJobAndTheNextOneReplacesItsQueue()
 void tst_DownloadManager::shortWriteGivesUpInSpiteOfItsRetryableFailure()
 {
     const ManifestFile file = publish(u"a.pak"_s, QByteArray(300'000, 'x'));
-    const LogCapture log;
     {
         const FullDrive drive(100'000);
         start({file});
@@ -788,7 +780,7 @@ void tst_DownloadManager::shortWriteGivesUpInSpiteOfItsRetryableFailure()
     QVERIFY(!manager_->isRunning());
     QCOMPARE(message_, u"The launcher ran out of space, or could not write to the installation folder."_s);
     QVERIFY2(detail_.startsWith(u"Short write to %1.part: wrote "_s.arg(below(u"a.pak"_s))), qPrintable(detail_));
-    QStringList lines = log.texts(u"velmo.download"_s);
+    QStringList lines = log_->texts(u"velmo.download"_s);
     QCOMPARE(lines.filter(u"Download failed:"_s).size(), 2);
     lines.removeIf([](const QString &line) { return line.contains("Download"_L1); }); // of the client
     QCOMPARE(lines.at(1), firstRetry);
@@ -802,9 +794,8 @@ void tst_DownloadManager::cancelDuringATransferKeepsThePartFile()
 {
     const QByteArray bytes = QByteArray(700, 'a') + QByteArray(300, 'b');
     const QList<ManifestFile> files{publish(u"a.pak"_s, bytes), publish(u"b.pak"_s, "123")};
-    studio().addFault(u"/build/a.pak"_s, fault(Fault::Stall, 700, 1));
+    studio().addFault(u"/build/a.pak"_s, {.kind = Fault::Stall, .bytes = 700, .lastAttempt = 1});
     const QString part = below(u"a.pak.part"_s);
-    const LogCapture log;
     start(files);
     QTRY_COMPARE(QFileInfo(part).size(), 700);
     bool wasRunning = true;
@@ -814,7 +805,7 @@ void tst_DownloadManager::cancelDuringATransferKeepsThePartFile()
     QCOMPARE(outcomes_, QStringList{u"cancelled"_s});
     QVERIFY(!wasRunning);
     QVERIFY(!manager_->isRunning());
-    QCOMPARE(log.texts(u"velmo.download"_s).last(), u"INFO velmo.download: Download cancelled by the user"_s);
+    QCOMPARE(log_->texts(u"velmo.download"_s).last(), u"INFO velmo.download: Download cancelled by the user"_s);
     QVERIFY(network_->transfers().first().endedMs >= 0);
     manager_->cancel();
     QVERIFY(staysQuietFor(1200));
@@ -829,11 +820,7 @@ void tst_DownloadManager::cancelDuringATransferKeepsThePartFile()
 
 void tst_DownloadManager::cancelDuringARetryDelayEndsTheRetries()
 {
-    const ManifestFile file = publish(u"a.pak"_s, "12345");
-    studio().addFault(u"/build/a.pak"_s, statusFault(503));
-    const LogCapture log;
-    start({file});
-    QTRY_VERIFY(log.texts().contains(firstRetry));
+    QVERIFY(waitsToRetry());
     QVERIFY(manager_->isRunning());
     manager_->cancel();
     QCOMPARE(outcomes_, QStringList{u"cancelled"_s});
@@ -853,7 +840,6 @@ void tst_DownloadManager::cancelDuringHashingEndsTheJob()
             manager_->cancel();
         });
     });
-    const LogCapture log;
     start(files);
     QVERIFY(endsWith(u"cancelled"_s));
     QVERIFY(wasWhole); // so it was being hashed
@@ -877,10 +863,9 @@ void tst_DownloadManager::nextJobMayStartWhileAFileOfACancelledOneIsHashed()
             }
         });
     });
-    const LogCapture log;
     start(files);
     QTRY_COMPARE(outcomes_, (QStringList{u"cancelled"_s, u"finished"_s}));
-    QVERIFY(log.texts().filter(u"WARN"_s).isEmpty());
+    QVERIFY(log_->texts().filter(u"WARN"_s).isEmpty());
     QCOMPARE(readFile(below(u"next.pak"_s)), QByteArray(70'000, 'y'));
     QVERIFY(!QFile::exists(below(u"a.pak"_s))); // given up, and its bytes kept
     QCOMPARE(readFile(below(u"a.pak.part"_s)), bytes);
@@ -891,43 +876,37 @@ void tst_DownloadManager::nextJobMayStartWhileAFileOfACancelledOneIsHashed()
 void tst_DownloadManager::failureAfterACancelIsIgnored()
 {
     const ManifestFile file = publish(u"a.pak"_s, QByteArray(5'000'000, 'x'));
-    studio().addFault(u"/build/a.pak"_s, fault(Fault::Corrupt, 4'000'000));
+    studio().addFault(u"/build/a.pak"_s, {.kind = Fault::Corrupt, .bytes = 4'000'000});
     connect(network_.get(), &QNetworkAccessManager::finished, this,
             [this] { QTimer::singleShot(0, manager_.get(), &DownloadManager::cancel); });
-    const LogCapture log;
     start({file});
     QVERIFY(endsWith(u"cancelled"_s));
-    QTRY_VERIFY(!log.texts().filter(u"Download failed: \"Hash mismatch"_s).isEmpty());
+    QTRY_VERIFY(!log_->texts().filter(u"Download failed: \"Hash mismatch"_s).isEmpty());
     QVERIFY(staysQuietFor(1300));
     QCOMPARE(outcomes_, QStringList{u"cancelled"_s});
-    QVERIFY(log.texts().filter(u"Retrying"_s).isEmpty());
-    QVERIFY(log.texts().filter(u"Giving up"_s).isEmpty());
+    QVERIFY(log_->texts().filter(u"Retrying"_s).isEmpty());
+    QVERIFY(log_->texts().filter(u"Giving up"_s).isEmpty());
 }
 
 void tst_DownloadManager::cancelWithoutAJobDoesNothing()
 {
     const ManifestFile file = publish(u"a.pak"_s, "12345");
-    LogCapture log;
     manager_->cancel();
     QVERIFY(outcomes_.isEmpty());
-    QCOMPARE(log.texts(), QStringList());
+    QCOMPARE(log_->texts(), QStringList());
     start({file});
     QVERIFY(endsWith(u"finished"_s));
-    log.clear();
+    log_->clear();
     manager_->cancel();
     QCOMPARE(outcomes_, QStringList{u"finished"_s});
-    QCOMPARE(log.texts(), QStringList());
+    QCOMPARE(log_->texts(), QStringList());
 }
 
 void tst_DownloadManager::retryOfACancelledJobLeavesTheNextJobAlone()
 {
-    const ManifestFile failing = publish(u"a.pak"_s, "12345");
     const QByteArray bytes(3000, 'x');
     const ManifestFile slow = publish(u"slow.pak"_s, bytes);
-    studio().addFault(u"/build/a.pak"_s, statusFault(503));
-    const LogCapture log;
-    start({failing});
-    QTRY_VERIFY(log.texts().contains(firstRetry));
+    QVERIFY(waitsToRetry());
     manager_->cancel();
     studio().setBytesPerSecond(1500); // so that the next job runs when the delay is over
     start({slow});
@@ -940,8 +919,7 @@ void tst_DownloadManager::retryOfACancelledJobLeavesTheNextJobAlone()
 void tst_DownloadManager::managerMayGoDuringATransfer()
 {
     const ManifestFile file = publish(u"a.pak"_s, QByteArray(1000, 'x'));
-    studio().addFault(u"/build/a.pak"_s, fault(Fault::Stall, 700));
-    const LogCapture log;
+    studio().addFault(u"/build/a.pak"_s, {.kind = Fault::Stall, .bytes = 700});
     start({file});
     QTRY_COMPARE(QFileInfo(below(u"a.pak.part"_s)).size(), 700);
     manager_.reset();
@@ -952,11 +930,7 @@ void tst_DownloadManager::managerMayGoDuringATransfer()
 
 void tst_DownloadManager::managerMayGoDuringARetryDelay()
 {
-    const ManifestFile file = publish(u"a.pak"_s, "12345");
-    studio().addFault(u"/build/a.pak"_s, statusFault(503));
-    const LogCapture log;
-    start({file});
-    QTRY_VERIFY(log.texts().contains(firstRetry));
+    QVERIFY(waitsToRetry());
     manager_.reset();
     QVERIFY(staysQuietFor(1300));
     QCOMPARE(requestsFor(u"a.pak"_s), 1);
@@ -997,13 +971,12 @@ void tst_DownloadManager::managerMayGoInEverySignal()
         connect(manager_.get(), &DownloadManager::failed, this, go);
     }
     if (signal == "tick"_L1) {
-        studio().addFault(u"/build/a.pak"_s, fault(Fault::Stall, 3));
+        studio().addFault(u"/build/a.pak"_s, {.kind = Fault::Stall, .bytes = 3});
     } else if (signal == "failed"_L1) {
-        studio().addFault(u"/build/a.pak"_s, statusFault(404));
+        studio().addFault(u"/build/a.pak"_s, {.status = 404});
     } else if (signal.startsWith("escaped"_L1)) {
         files.insert(signal == "escaped"_L1 ? 0 : 1, entry(u"../evil.dll"_s, "evil"));
     }
-    const LogCapture log;
     start(files);
     if (signal == "cancelled"_L1) {
         manager_->cancel();
@@ -1013,7 +986,7 @@ void tst_DownloadManager::managerMayGoInEverySignal()
     QCoreApplication::processEvents();
     const bool reportedAlone = signal == "tick"_L1 || signal == "lastReport"_L1;
     QCOMPARE(outcomes_.size(), reportedAlone ? 0 : 1);
-    QCOMPARE(log.texts().contains(u"INFO velmo.download: Download job complete"_s), signal == "finished"_L1);
+    QCOMPARE(log_->texts().contains(u"INFO velmo.download: Download job complete"_s), signal == "finished"_L1);
 }
 
 void tst_DownloadManager::everyListenerHearsTheSameReport_data()
@@ -1028,7 +1001,7 @@ void tst_DownloadManager::everyListenerHearsTheSameReport()
     QFETCH(bool, atTheEnd);
     const ManifestFile file = publish(u"a.pak"_s, "12345");
     if (!atTheEnd) {
-        studio().addFault(u"/build/a.pak"_s, fault(Fault::Stall, 3));
+        studio().addFault(u"/build/a.pak"_s, {.kind = Fault::Stall, .bytes = 3});
     }
     const ManifestFile other = publish(u"other.pak"_s, "1234567");
     // The first listener begins another job, which knows nothing of the first. On a busy machine reports may come
@@ -1047,7 +1020,6 @@ void tst_DownloadManager::everyListenerHearsTheSameReport()
             second.append(progress);
         }
     });
-    const LogCapture log;
     start({file});
     QTRY_VERIFY(!second.isEmpty());
     QCOMPARE(second.first().bytesTotal, 5);
@@ -1062,8 +1034,7 @@ void tst_DownloadManager::everyListenerHearsTheSameReport()
 void tst_DownloadManager::reportsComeTwiceASecondWhetherOrNotSomethingChanged()
 {
     const ManifestFile file = publish(u"a.pak"_s, QByteArray(1000, 'x'));
-    studio().addFault(u"/build/a.pak"_s, fault(Fault::Stall, 700));
-    const LogCapture log;
+    studio().addFault(u"/build/a.pak"_s, {.kind = Fault::Stall, .bytes = 700});
     stopClock();
     start({file});
     QVERIFY(comes(u"a.pak"_s, 700));
@@ -1091,13 +1062,10 @@ void tst_DownloadManager::reportsStopWithTheJob()
     Feed feed;
     QList<ManifestFile> files{feed.serve(u"a.pak"_s, QByteArray(6000, 'x'))};
     if (outcome == "failed"_L1) {
-        studio().addFault(u"/build/b.pak"_s, statusFault(404));
+        studio().addFault(u"/build/b.pak"_s, {.status = 404});
         files.append(entry(u"b.pak"_s, "123"));
     }
-    const LogCapture log;
-    stopClock();
-    start(files);
-    QVERIFY(turnsUntil([&feed] { return feed.requests() == 1; }));
+    QVERIFY(asks(feed, files));
     advance(500);
     QCOMPARE(reports_.size(), 1);
     if (outcome == "cancelled"_L1) {
@@ -1118,8 +1086,7 @@ void tst_DownloadManager::bytesAreThoseOfFinishedFilesAndOfTheOneInHand()
 {
     const QList<ManifestFile> files{publish(u"a.pak"_s, QByteArray(1000, 'x')), publish(u"b.pak"_s, ""),
                                     publish(u"c.pak"_s, QByteArray(900, 'y')), publish(u"d.pak"_s, "123")};
-    studio().addFault(u"/build/c.pak"_s, fault(Fault::Stall, 500));
-    const LogCapture log;
+    studio().addFault(u"/build/c.pak"_s, {.kind = Fault::Stall, .bytes = 500});
     start(files);
     QTRY_VERIFY(!reports_.isEmpty() && reports_.last().bytesReceived >= 1500);
     const DownloadProgress progress = reports_.last();
@@ -1133,19 +1100,13 @@ void tst_DownloadManager::bytesAreThoseOfFinishedFilesAndOfTheOneInHand()
 void tst_DownloadManager::speedNeedsTwoSamples()
 {
     Feed feed;
-    const ManifestFile file = feed.serve(u"a.pak"_s, QByteArray(1'000'000, 'x'));
-    const LogCapture log;
-    stopClock();
-    start({file});
-    QVERIFY(turnsUntil([&feed] { return feed.requests() == 1; }));
-    feed.send(60'000);
-    QVERIFY(comes(u"a.pak"_s, 60'000));
+    QVERIFY(asks(feed, {feed.serve(u"a.pak"_s, QByteArray(1'000'000, 'x'))}));
+    QVERIFY(comes(feed, 60'000));
     advance(500);
     QCOMPARE(reports_.last().bytesReceived, 60'000);
     QCOMPARE(reports_.last().bytesPerSecond, 0.0);
     QCOMPARE(reports_.last().etaSeconds, -1);
-    feed.send(100'000);
-    QVERIFY(comes(u"a.pak"_s, 160'000));
+    QVERIFY(comes(feed, 100'000));
     advance(500);
     QCOMPARE(reports_.last().bytesPerSecond, 200'000.0);
     QCOMPARE(reports_.last().etaSeconds, 4); // of 4.2
@@ -1170,14 +1131,9 @@ void tst_DownloadManager::estimateNeedsMoreThanAKibibytePerSecond()
     QFETCH(double, speed);
     QFETCH(qint64, estimate);
     Feed feed;
-    const ManifestFile file = feed.serve(u"a.pak"_s, QByteArray(100'000, 'x'));
-    const LogCapture log;
-    stopClock();
-    start({file});
-    QVERIFY(turnsUntil([&feed] { return feed.requests() == 1; }));
+    QVERIFY(asks(feed, {feed.serve(u"a.pak"_s, QByteArray(100'000, 'x'))}));
     advance(500);
-    feed.send(bytes);
-    QVERIFY(comes(u"a.pak"_s, bytes));
+    QVERIFY(comes(feed, bytes));
     advance(500);
     QCOMPARE(reports_.last().bytesPerSecond, speed);
     QCOMPARE(reports_.last().etaSeconds, estimate);
@@ -1186,14 +1142,9 @@ void tst_DownloadManager::estimateNeedsMoreThanAKibibytePerSecond()
 void tst_DownloadManager::speedIsTakenOverSixSeconds()
 {
     Feed feed;
-    const ManifestFile file = feed.serve(u"a.pak"_s, QByteArray(1'000'000, 'x'));
-    const LogCapture log;
-    stopClock();
-    start({file});
-    QVERIFY(turnsUntil([&feed] { return feed.requests() == 1; }));
+    QVERIFY(asks(feed, {feed.serve(u"a.pak"_s, QByteArray(1'000'000, 'x'))}));
     advance(500);
-    feed.send(60'000);
-    QVERIFY(comes(u"a.pak"_s, 60'000));
+    QVERIFY(comes(feed, 60'000));
     for (int sample = 2; sample <= 13; ++sample) {
         advance(500);
         QCOMPARE(reports_.size(), sample);
@@ -1209,18 +1160,12 @@ void tst_DownloadManager::speedIsTakenOverSixSeconds()
 void tst_DownloadManager::twoSamplesRemainHoweverOld()
 {
     Feed feed;
-    const ManifestFile file = feed.serve(u"a.pak"_s, QByteArray(100'000, 'x'));
-    const LogCapture log;
-    stopClock();
-    start({file});
-    QVERIFY(turnsUntil([&feed] { return feed.requests() == 1; }));
+    QVERIFY(asks(feed, {feed.serve(u"a.pak"_s, QByteArray(100'000, 'x'))}));
     advance(500);
-    feed.send(10'000);
-    QVERIFY(comes(u"a.pak"_s, 10'000));
+    QVERIFY(comes(feed, 10'000));
     advance(500);
     QCOMPARE(reports_.last().bytesPerSecond, 20'000.0);
-    feed.send(50'000);
-    QVERIFY(comes(u"a.pak"_s, 60'000));
+    QVERIFY(comes(feed, 50'000));
     clock_->step(20'000); // the whole program stands still, as while the machine is busy elsewhere
     QCoreApplication::processEvents();
     QCOMPARE(reports_.size(), 3);
@@ -1231,22 +1176,16 @@ void tst_DownloadManager::twoSamplesRemainHoweverOld()
 void tst_DownloadManager::fallingByteCountKeepsTheOldSpeed()
 {
     Feed feed;
-    const ManifestFile file = feed.serve(u"a.pak"_s, QByteArray(30'000, 'x'));
-    const LogCapture log;
-    stopClock();
-    start({file});
-    QVERIFY(turnsUntil([&feed] { return feed.requests() == 1; }));
-    feed.send(10'000);
-    QVERIFY(comes(u"a.pak"_s, 10'000));
+    QVERIFY(asks(feed, {feed.serve(u"a.pak"_s, QByteArray(30'000, 'x'))}));
+    QVERIFY(comes(feed, 10'000));
     advance(500);
     feed.spoil();
-    feed.send(10'000);
-    QVERIFY(comes(u"a.pak"_s, 20'000));
+    QVERIFY(comes(feed, 10'000));
     advance(500);
     QCOMPARE(reports_.last().bytesPerSecond, 20'000.0);
     QCOMPARE(reports_.last().etaSeconds, 0);
     feed.sendRest();
-    QVERIFY(turnsUntil([&log] { return log.texts().contains(firstRetry); }));
+    QVERIFY(turnsUntil([this] { return log_->texts().contains(firstRetry); }));
     advance(500);
     QCOMPARE(reports_.last().bytesReceived, 30'000);
     QCOMPARE(reports_.last().bytesPerSecond, 20'000.0);
@@ -1257,14 +1196,12 @@ void tst_DownloadManager::fallingByteCountKeepsTheOldSpeed()
     }));
     // From zero again: before the first sample's count is reached, nothing can be told from the counts.
     const DownloadProgress before = reports_.last();
-    feed.send(9'999);
-    QVERIFY(comes(u"a.pak"_s, 9'999));
+    QVERIFY(comes(feed, 9'999));
     advance(500);
     QCOMPARE(reports_.last().bytesReceived, 9'999);
     QCOMPARE(reports_.last().bytesPerSecond, before.bytesPerSecond);
     QCOMPARE(reports_.last().etaSeconds, before.etaSeconds);
-    feed.send(1);
-    QVERIFY(comes(u"a.pak"_s, 10'000));
+    QVERIFY(comes(feed, 1));
     advance(500);
     QCOMPARE(reports_.last().bytesPerSecond, 0.0);
     QCOMPARE(reports_.last().etaSeconds, -1);
@@ -1276,12 +1213,8 @@ void tst_DownloadManager::finishedJobCountsItsManifestSizes()
     ManifestFile unknown = feed.serve(u"a.pak"_s, QByteArray(5000, 'x'));
     unknown.size = 0;
     const ManifestFile known = publish(u"b.pak"_s, QByteArray(900, 'y'));
-    const LogCapture log;
-    stopClock();
-    start({unknown, known});
-    QVERIFY(turnsUntil([&feed] { return feed.requests() == 1; }));
-    feed.send(3000);
-    QVERIFY(comes(u"a.pak"_s, 3000));
+    QVERIFY(asks(feed, {unknown, known}));
+    QVERIFY(comes(feed, 3000));
     advance(500);
     QCOMPARE(reports_.last().bytesReceived, 3000); // what really came is more than the manifest counts
     QCOMPARE(reports_.last().bytesTotal, 900);
@@ -1301,10 +1234,9 @@ void tst_DownloadManager::hostileSizesDoNotOverflow()
     const ManifestFile small = publish(u"small.pak"_s, QByteArray(1000, 'x'));
     ManifestFile huge = publish(u"huge.pak"_s, QByteArray(1000, 'y'));
     huge.size = largest;
-    studio().addFault(u"/build/huge.pak"_s, fault(Fault::Stall, 900));
-    const LogCapture log;
+    studio().addFault(u"/build/huge.pak"_s, {.kind = Fault::Stall, .bytes = 900});
     start({small, huge, huge});
-    QCOMPARE(log.texts().first(),
+    QCOMPARE(log_->texts().first(),
              u"INFO velmo.download: Starting download of 3 files, 9223372036854775807 bytes into \"%1\""_s.arg(root()));
     QTRY_VERIFY(!reports_.isEmpty() && reports_.last().bytesReceived >= 1900);
     QCOMPARE(reports_.last().bytesTotal, largest);

@@ -13,6 +13,7 @@
 #include <QtTest>
 
 #include <optional>
+#include <utility>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace velmo;
@@ -22,6 +23,7 @@ namespace {
 
 const QString contacting = u"Contacting the Velmo Games servers"_s;
 const QString connected = u"Connected to the Velmo Games servers"_s;
+const QList<std::pair<QString, QVariant>> withoutChecks{{u"launcher.autoCheckUpdates"_s, false}};
 
 /// What \a action adds to the trace.
 QStringList tracedDuring(const GameFixture &fixture, const std::function<void()> &action)
@@ -193,8 +195,7 @@ void tst_GameManager::beginsInCheckingInstallationAndSaysNothing()
 
 void tst_GameManager::startUsesTheChosenFolder()
 {
-    GameFixture t(*studio_, {.installed = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.installed = firstBuild(), .settings = withoutChecks});
     t.start();
     QCOMPARE(t->state(), GameState::Installed);
     QCOMPARE(t->detail(), u"Version 1.0.0 installed"_s);
@@ -206,11 +207,10 @@ void tst_GameManager::startUsesTheDefaultFolderAndDoesNotStoreIt()
     const QString folder = QDir(defaultGamesRoot()).filePath(gameProfile().installFolderName);
     QVERIFY(!QFile::exists(folder));
     const auto cleanUp = qScopeGuard([folder] { QDir(folder).removeRecursively(); });
-    GameFixture t(*studio_);
+    GameFixture t(*studio_, {.settings = withoutChecks});
     t.setRoot(folder);
     t.install(firstBuild());
     t.setRoot({});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     QCOMPARE(t->state(), GameState::Installed);
     QCOMPARE(t.worker<InstallManager>()->installRoot(), folder);
@@ -241,8 +241,7 @@ void tst_GameManager::firstTimeUserSeesTheseStepsInOrder()
 
 void tst_GameManager::withoutAutomaticChecksTheBadgeWaitsForTheUser()
 {
-    GameFixture t(*studio_, {.offered = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.offered = firstBuild(), .settings = withoutChecks});
     t.open();
     t.clearTrace();
     t.start();
@@ -255,8 +254,7 @@ void tst_GameManager::withoutAutomaticChecksTheBadgeWaitsForTheUser()
 
 void tst_GameManager::pressAfterAStartWithoutChecksContactsTheServers()
 {
-    GameFixture t(*studio_, {.offered = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.offered = firstBuild(), .settings = withoutChecks});
     t.start();
     t->primaryAction();
     QCOMPARE(t.statuses().last(), qMakePair(ServiceStatus::Connecting, contacting));
@@ -297,14 +295,13 @@ void tst_GameManager::restingStateFollowsTheDisk()
     QFETCH(const QString, program);
     QFETCH(const GameState, state);
     QFETCH(const QString, detail);
-    GameFixture t(*studio_);
+    GameFixture t(*studio_, {.settings = withoutChecks});
     if (!record.isNull()) {
         t.writeRecord(record);
     }
     if (!program.isNull()) {
         t.writeFile(program, "program");
     }
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     QCOMPARE(t->state(), state);
     QCOMPARE(t->detail(), detail);
@@ -312,8 +309,7 @@ void tst_GameManager::restingStateFollowsTheDisk()
 
 void tst_GameManager::recordIsReadAgainAtEveryEvaluation()
 {
-    GameFixture t(*studio_);
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.settings = withoutChecks});
     t.start();
     QCOMPARE(t->state(), GameState::NotInstalled);
     t.install(firstBuild());
@@ -375,9 +371,8 @@ void tst_GameManager::pendingFilesShowAsAnUpdateOverAnUnreadableRecord()
 
 void tst_GameManager::rejectedRecordIsReadAsNone()
 {
-    GameFixture t(*studio_, {.installed = firstBuild()});
+    GameFixture t(*studio_, {.installed = firstBuild(), .settings = withoutChecks});
     t.writeRecord(R"({"version":"9","build":9,"files":[{"path":"../outside","sha256":"","size":1}]})");
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     QCOMPARE(t->state(), GameState::Installed);
     QCOMPARE(t->detail(), u"Installed"_s);
@@ -386,8 +381,7 @@ void tst_GameManager::rejectedRecordIsReadAsNone()
 
 void tst_GameManager::sameStateAndTextAreToldOnce()
 {
-    GameFixture t(*studio_, {.installed = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.installed = firstBuild(), .settings = withoutChecks});
     t.start();
     QCOMPARE(t.steps().size(), 1);
     const QStringList traced = tracedDuring(t, [&t] { t->setInstallPath(t.root()); });
@@ -398,8 +392,7 @@ void tst_GameManager::sameStateAndTextAreToldOnce()
 
 void tst_GameManager::sameStateWithAnotherTextIsTold()
 {
-    GameFixture t(*studio_, {.installed = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.installed = firstBuild(), .settings = withoutChecks});
     t.start();
     t.install(patchedBuild());
     t.clearTrace();
@@ -409,7 +402,7 @@ void tst_GameManager::sameStateWithAnotherTextIsTold()
 
 void tst_GameManager::stateStandsBeforeItIsTold()
 {
-    GameFixture t(*studio_);
+    GameFixture t(*studio_, {.settings = withoutChecks});
     t.open();
     GameState seen = GameState::Error;
     QString seenDetail;
@@ -419,7 +412,6 @@ void tst_GameManager::stateStandsBeforeItIsTold()
         seenDetail = t->detail();
         lastLine = t.log().texts(u"velmo.game"_s).last();
     });
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     QCOMPARE(seen, GameState::NotInstalled);
     QCOMPARE(seenDetail, u"Not installed"_s);
@@ -428,8 +420,7 @@ void tst_GameManager::stateStandsBeforeItIsTold()
 
 void tst_GameManager::laterListenersHearStateAndTextThatBelongTogether()
 {
-    GameFixture t(*studio_, {.installed = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.installed = firstBuild(), .settings = withoutChecks});
     t.open();
     t.at(GameState::Installed, [&t] { t->setInstallPath(t.folder() + u"/elsewhere"_s); });
     QList<GameFixture::Step> heard;
@@ -444,8 +435,7 @@ void tst_GameManager::laterListenersHearStateAndTextThatBelongTogether()
 
 void tst_GameManager::laterListenersHearTheChannelThatWasSelected()
 {
-    GameFixture t(*studio_);
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.settings = withoutChecks});
     t.start();
     QString id = u"blank"_s; // as a list would hold it that is filled anew for each branch
     connect(&t.settings(), &ConfigManager::changed, this, [&id] { id = u"of another entry"_s; });
@@ -548,10 +538,7 @@ void tst_GameManager::checkThatFailsLeavesTheGamePlayable()
     GameFixture t(*studio_, {.installed = firstBuild()});
     studio_->publishManifest(manifest);
     if (httpStatus != 0) {
-        studio::Fault fault;
-        fault.kind = studio::Fault::Status;
-        fault.status = httpStatus;
-        studio_->server().addFault(GameStudio::manifestPath(), fault);
+        studio_->server().addFault(GameStudio::manifestPath(), {.status = httpStatus});
     }
     t.presetSetting(u"game.channel"_s, channel);
     t.open();
@@ -648,11 +635,10 @@ void tst_GameManager::resultStandsBeforeTheBadgeChanges()
 {
     QFETCH(const bool, update);
     QFETCH(const qint64, pending);
-    GameFixture t(*studio_);
+    GameFixture t(*studio_, {.settings = withoutChecks});
     const Manifest first = firstBuild().manifest();
     const Manifest second = patchedBuild().manifest();
     t.install(firstBuild());
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     UpdateManager *const worker = t.worker<UpdateManager>();
     emit worker->updateAvailable(first, first.files);
@@ -798,12 +784,11 @@ void tst_GameManager::primaryActionWithNothingPendingOnlyChecks_data()
 void tst_GameManager::primaryActionWithNothingPendingOnlyChecks()
 {
     QFETCH(const bool, installed);
-    GameFixture t(*studio_, {.offered = firstBuild()});
+    GameFixture t(*studio_, {.offered = firstBuild(), .settings = withoutChecks});
     if (installed) {
         t.install(firstBuild());
         t.removeFile(u"bin/game"_s);
     }
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
     t.start();
     const GameState before = t->state();
     QCOMPARE(before, installed ? GameState::UpdateAvailable : GameState::NotInstalled);
@@ -843,8 +828,7 @@ void tst_GameManager::primaryActionStartsWhatIsPending()
 
 void tst_GameManager::primaryActionPlaysAnInstalledGame()
 {
-    GameFixture t(*studio_, {.installed = playableBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.installed = playableBuild(), .settings = withoutChecks});
     t.start();
     t->primaryAction();
     QVERIFY(t.passed(GameState::Launching));
@@ -976,8 +960,7 @@ void tst_GameManager::selectingTheCurrentChannelIsSilent()
 {
     QFETCH(const QString, setting);
     QFETCH(const QString, id);
-    GameFixture t(*studio_, {.offered = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.offered = firstBuild(), .settings = withoutChecks});
     t.presetSetting(u"game.channel"_s, setting);
     t.start();
     QCOMPARE(tracedDuring(t, [&] { t->selectChannel(id); }), QStringList());
@@ -1117,8 +1100,7 @@ void tst_GameManager::selectingAChannelEndsAnError()
 
 void tst_GameManager::noPasswordOfABranchReachesTheLog()
 {
-    GameFixture t(*studio_);
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.settings = withoutChecks});
     t.start();
     t.clearTrace();
     t->selectChannel(u"locked"_s);
@@ -1167,8 +1149,7 @@ void tst_GameManager::switchDuringACheckTakesTheOldBranchsReply()
 
 void tst_GameManager::installPathIsCleanedStoredAndTold()
 {
-    GameFixture t(*studio_, {.installed = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.installed = firstBuild(), .settings = withoutChecks});
     t.start();
     t.clearTrace();
     QString rootAtSetting;
@@ -1201,8 +1182,7 @@ void tst_GameManager::installPathIsTakenAsItIs()
 
 void tst_GameManager::installPathOfAnotherInstallShowsThatInstall()
 {
-    GameFixture t(*studio_, {.installed = firstBuild()});
-    t.presetSetting(u"launcher.autoCheckUpdates"_s, false);
+    GameFixture t(*studio_, {.installed = firstBuild(), .settings = withoutChecks});
     t.start();
     t.setRoot(t.folder() + u"/elsewhere"_s);
     t.install(patchedBuild());

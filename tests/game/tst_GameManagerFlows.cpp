@@ -33,22 +33,6 @@ QString inRelease(const QString &path)
     return GameStudio::filePath(path);
 }
 
-Fault fault(Fault::Kind kind, qint64 bytes = 0, int lastAttempt = std::numeric_limits<int>::max())
-{
-    Fault result;
-    result.kind = kind;
-    result.bytes = bytes;
-    result.lastAttempt = lastAttempt;
-    return result;
-}
-
-Fault notFound()
-{
-    Fault result;
-    result.status = 404;
-    return result;
-}
-
 /// The engine of \a t stands in the middle of the last file of \a build, which is a slowBuild(), with some of it on the
 /// disk.
 bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio, const Build &build = slowBuild())
@@ -58,7 +42,7 @@ bool stopInTheMiddleOfTheLastFile(GameFixture &t, GameStudio &studio, const Buil
     if (!t.startAndCheck()) {
         return false;
     }
-    studio.server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::Stall, 250000, 1));
+    studio.server().addFault(inRelease(u"data/old.dat"_s), {.kind = Fault::Stall, .bytes = 250000, .lastAttempt = 1});
     t->primaryAction();
     const QString part = t.root() + u"/data/old.dat.part"_s;
     return QTest::qWaitFor([&part] { return QFileInfo(part).size() == 250000; }, waitMs);
@@ -1026,7 +1010,7 @@ void tst_GameManagerFlows::repairOfAnOlderBuildIsAnUpdate()
 void tst_GameManagerFlows::repairAgainstTheRecordRecordsNothing()
 {
     GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
-    studio_->server().addFault(GameStudio::manifestPath(), notFound());
+    studio_->server().addFault(GameStudio::manifestPath(), {.status = 404});
     const QByteArray record = t.record();
     QVERIFY(t.startAndCheck());
     QCOMPARE(t.statuses().last().first, ServiceStatus::Degraded);
@@ -1043,7 +1027,7 @@ void tst_GameManagerFlows::repairAgainstTheRecordRecordsNothing()
 void tst_GameManagerFlows::offeredDamageIsSettledWithoutTheServersManifest()
 {
     GameFixture t(*studio_, {.installed = firstBuild(), .offered = firstBuild()});
-    studio_->server().addFault(GameStudio::manifestPath(), notFound());
+    studio_->server().addFault(GameStudio::manifestPath(), {.status = 404});
     const QByteArray record = t.record();
     QVERIFY(t.startAndCheck());
     t.writeFile(u"data/one.dat"_s, "damaged");
@@ -1223,7 +1207,7 @@ void tst_GameManagerFlows::failedJobRecordsNothing()
     GameFixture t(*studio_, {.installed = firstBuild()});
     const QByteArray record = t.record();
     studio_->publish(secondBuild());
-    studio_->server().addFault(inRelease(u"data/one.dat"_s), notFound());
+    studio_->server().addFault(inRelease(u"data/one.dat"_s), {.status = 404});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Error));
@@ -1237,7 +1221,7 @@ void tst_GameManagerFlows::failedJobRecordsNothing()
 void tst_GameManagerFlows::failedJobIsOfferedAgain()
 {
     GameFixture t(*studio_, {.offered = firstBuild()});
-    studio_->server().addFault(inRelease(u"data/old.dat"_s), notFound());
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), {.status = 404});
     QVERIFY(t.startAndCheck());
     QString detail;
     connect(t.worker<DownloadManager>(), &DownloadManager::failed, this,
@@ -1350,7 +1334,8 @@ void tst_GameManagerFlows::serverThatHangsUpEarlyIsAskedForTheRest()
     GameFixture t(*studio_);
     const Build build = slowBuild();
     studio_->publish(build);
-    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::CloseAfter, 123456, 1));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s),
+                               {.kind = Fault::CloseAfter, .bytes = 123456, .lastAttempt = 1});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
@@ -1371,7 +1356,7 @@ void tst_GameManagerFlows::serverThatIgnoresRangesSendsTheWholeFile()
     const Build build = slowBuild();
     studio_->publish(build);
     t.writeFile(u"data/old.dat.part"_s, QByteArray(5000, 'x'));
-    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::IgnoreRange));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), {.kind = Fault::IgnoreRange});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
@@ -1387,7 +1372,7 @@ void tst_GameManagerFlows::serverThatSendsTheWrongRangeIsNotBelieved()
     const Build build = slowBuild();
     studio_->publish(build);
     t.writeFile(u"data/old.dat.part"_s, build.content(u"data/old.dat"_s).first(5000));
-    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::WrongRange));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), {.kind = Fault::WrongRange});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
@@ -1405,7 +1390,7 @@ void tst_GameManagerFlows::serverThatRefusesRangesEndsTheJob()
     studio_->publish(build);
     const QByteArray part = build.content(u"data/old.dat"_s).first(5000);
     t.writeFile(u"data/old.dat.part"_s, part);
-    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::RangeRefused));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s), {.kind = Fault::RangeRefused});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Error));
@@ -1419,9 +1404,8 @@ void tst_GameManagerFlows::serverThatRefusesRangesEndsTheJob()
 void tst_GameManagerFlows::serverThatRedirectsToPlainHttpIsNotFollowed()
 {
     GameFixture t(*studio_, {.offered = firstBuild()});
-    Fault redirect = fault(Fault::Redirect);
-    redirect.location = u"http://127.0.0.1:1/data/old.dat"_s;
-    studio_->server().addFault(inRelease(u"data/old.dat"_s), redirect);
+    studio_->server().addFault(inRelease(u"data/old.dat"_s),
+                               {.kind = Fault::Redirect, .location = u"http://127.0.0.1:1/data/old.dat"_s});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Error));
@@ -1437,7 +1421,8 @@ void tst_GameManagerFlows::serverThatCorruptsOnceIsAskedAgain()
     GameFixture t(*studio_);
     const Build build = slowBuild();
     studio_->publish(build);
-    studio_->server().addFault(inRelease(u"data/old.dat"_s), fault(Fault::Corrupt, 300000, 1));
+    studio_->server().addFault(inRelease(u"data/old.dat"_s),
+                               {.kind = Fault::Corrupt, .bytes = 300000, .lastAttempt = 1});
     QVERIFY(t.startAndCheck());
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));

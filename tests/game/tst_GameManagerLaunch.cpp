@@ -59,6 +59,13 @@ QStringList runningLines()
     return GameFixture::stateLines(u"Running"_s, u"HARROWFEN is running"_s);
 }
 
+/// A whole run, which ends with \a exitCode.
+QStringList runLines(const QString &program, const QString &arguments, int exitCode)
+{
+    return launchLines(program, arguments) + runningLines() +
+           QStringList{u"INFO velmo.game: Game exited with code %1 (normal)"_s.arg(exitCode)} + installedLines();
+}
+
 /// A player with the game installed who checks for no updates; \a arguments as in the settings.
 void prepare(GameFixture &t, const QString &arguments)
 {
@@ -67,6 +74,32 @@ void prepare(GameFixture &t, const QString &arguments)
     t.presetSetting(u"game.launchArguments"_s, arguments);
     t.start();
     t.clearTrace();
+}
+
+/// Starts a game that runs until endGame().
+bool plays(GameFixture &t)
+{
+    prepare(t, u"until-input-ends"_s);
+    t->primaryAction();
+    return t.waitForState(GameState::Running);
+}
+
+/// Presses during the check of the start, which ends while the game runs with \a arguments.
+bool playsThroughTheCheck(GameFixture &t, const QString &arguments)
+{
+    t.presetSetting(u"game.launchArguments"_s, arguments);
+    t.start();
+    t->primaryAction();
+    return t.worker<QProcess>()->waitForStarted() && t->state() == GameState::Running &&
+           t.waitForStatus(ServiceStatus::Online);
+}
+
+/// What follows the playable build, with \a content in one of its files.
+Build nextBuild(const QByteArray &content = "changed")
+{
+    Build next = playableBuild(u"2.0.0"_s);
+    next.files[1].content = content;
+    return next;
 }
 
 QString program(const GameFixture &t)
@@ -102,8 +135,8 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
 
-    void gameRunsAndEnds();
-    void exitCodeIsOnlyLogged();
+    void gameRunsAndItsExitCodeIsOnlyLogged_data();
+    void gameRunsAndItsExitCodeIsOnlyLogged();
     void crashIsToldLikeAFailedStart();
     void programThatCannotBeExecutedFailsToStart_data();
     void programThatCannotBeExecutedFailsToStart();
@@ -144,25 +177,23 @@ void tst_GameManagerLaunch::cleanupTestCase()
     studio_.reset();
 }
 
-void tst_GameManagerLaunch::gameRunsAndEnds()
+void tst_GameManagerLaunch::gameRunsAndItsExitCodeIsOnlyLogged_data()
 {
-    GameFixture t(*studio_);
-    prepare(t, u"wait=1"_s);
-    t->primaryAction();
-    QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE(t.trace(), launchLines(program(t), u"\"wait=1\""_s) + runningLines() +
-                            QStringList{u"INFO velmo.game: Game exited with code 0 (normal)"_s} + installedLines());
-    QVERIFY(t.errors().isEmpty());
+    QTest::addColumn<QString>("argument");
+    QTest::addColumn<int>("exitCode");
+    QTest::newRow("success") << u"wait=1"_s << 0;
+    QTest::newRow("another code") << u"exit=7"_s << 7;
 }
 
-void tst_GameManagerLaunch::exitCodeIsOnlyLogged()
+void tst_GameManagerLaunch::gameRunsAndItsExitCodeIsOnlyLogged()
 {
+    QFETCH(const QString, argument);
+    QFETCH(const int, exitCode);
     GameFixture t(*studio_);
-    prepare(t, u"exit=7"_s);
+    prepare(t, argument);
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
-    QCOMPARE(t.trace(), launchLines(program(t), u"\"exit=7\""_s) + runningLines() +
-                            QStringList{u"INFO velmo.game: Game exited with code 7 (normal)"_s} + installedLines());
+    QCOMPARE(t.trace(), runLines(program(t), u'"' + argument + u'"', exitCode));
     QVERIFY(t.errors().isEmpty());
 }
 
@@ -238,10 +269,7 @@ void tst_GameManagerLaunch::missingProgramIsToldAndOffered()
 
 void tst_GameManagerLaunch::missingProgramIsToldBeforePendingFiles()
 {
-    GameFixture t(*studio_, {.installed = playableBuild()});
-    Build next = playableBuild(u"2.0.0"_s);
-    next.files[1].content = "changed";
-    studio_->publish(next);
+    GameFixture t(*studio_, {.installed = playableBuild(), .offered = nextBuild()});
     t.open();
     connect(&t.game(), &GameManager::serviceStatusChanged, this, [&t](ServiceStatus status) {
         if (status == ServiceStatus::Online) {
@@ -256,10 +284,7 @@ void tst_GameManagerLaunch::missingProgramIsToldBeforePendingFiles()
 
 void tst_GameManagerLaunch::pendingFilesRefuseTheLaunch()
 {
-    GameFixture t(*studio_, {.installed = playableBuild()});
-    Build next = playableBuild(u"2.0.0"_s);
-    next.files[1].content = "changed";
-    studio_->publish(next);
+    GameFixture t(*studio_, {.installed = playableBuild(), .offered = nextBuild()});
     t.open();
     QStringList traced;
     // The badge changes before the state does: for that moment a press still means to play.
@@ -395,8 +420,7 @@ void tst_GameManagerLaunch::secondLaunchReusesTheProcess()
 {
     GameFixture t(*studio_);
     prepare(t, u"exit=3"_s);
-    const QStringList oneRun = launchLines(program(t), u"\"exit=3\""_s) + runningLines() +
-                               QStringList{u"INFO velmo.game: Game exited with code 3 (normal)"_s} + installedLines();
+    const QStringList oneRun = runLines(program(t), u"\"exit=3\""_s, 3);
     t->primaryAction();
     QVERIFY(t.waitForState(GameState::Installed));
     const QProcess *const process = t.worker<QProcess>();
@@ -429,9 +453,7 @@ void tst_GameManagerLaunch::workingDirectoryIsThatOfTheFirstLaunch()
 void tst_GameManagerLaunch::inputOfTheGameStaysOpen()
 {
     GameFixture t(*studio_);
-    prepare(t, u"until-input-ends"_s);
-    t->primaryAction();
-    QVERIFY(t.waitForState(GameState::Running));
+    QVERIFY(plays(t));
     QCOMPARE(t.worker<QProcess>()->openMode() & QIODevice::ReadWrite, QIODevice::ReadWrite);
     QCOMPARE(t.worker<QProcess>()->state(), QProcess::Running);
     endGame(t);
@@ -441,9 +463,7 @@ void tst_GameManagerLaunch::inputOfTheGameStaysOpen()
 void tst_GameManagerLaunch::runningGameCannotBeCancelled()
 {
     GameFixture t(*studio_);
-    prepare(t, u"until-input-ends"_s);
-    t->primaryAction();
-    QVERIFY(t.waitForState(GameState::Running));
+    QVERIFY(plays(t));
     QVERIFY(!t->canCancel());
     t->cancelOperation();
     QCOMPARE(t->state(), GameState::Running);
@@ -455,9 +475,7 @@ void tst_GameManagerLaunch::runningGameCannotBeCancelled()
 void tst_GameManagerLaunch::endOfTheLauncherEndsTheGame()
 {
     GameFixture t(*studio_);
-    prepare(t, u"until-input-ends"_s);
-    t->primaryAction();
-    QVERIFY(t.waitForState(GameState::Running));
+    QVERIFY(plays(t));
     const qint64 game = t.worker<QProcess>()->processId();
     QVERIFY(isRunning(game));
     t.clearTrace();
@@ -469,9 +487,7 @@ void tst_GameManagerLaunch::endOfTheLauncherEndsTheGame()
 void tst_GameManagerLaunch::filesCanBeVerifiedWhileTheGameRuns()
 {
     GameFixture t(*studio_);
-    prepare(t, u"until-input-ends"_s);
-    t->primaryAction();
-    QVERIFY(t.waitForState(GameState::Running));
+    QVERIFY(plays(t));
     t->verifyFiles();
     QCOMPARE(t->state(), GameState::Verifying);
     QVERIFY(t.waitForState(GameState::Installed));
@@ -484,16 +500,8 @@ void tst_GameManagerLaunch::filesCanBeVerifiedWhileTheGameRuns()
 
 void tst_GameManagerLaunch::checkResultTakesTheStateOffRunning()
 {
-    GameFixture t(*studio_, {.installed = playableBuild()});
-    Build next = playableBuild(u"2.0.0"_s);
-    next.files[1].content = "changed";
-    studio_->publish(next);
-    t.presetSetting(u"game.launchArguments"_s, u"until-input-ends"_s);
-    t.start();
-    t->primaryAction(); // during the check
-    QVERIFY(t.worker<QProcess>()->waitForStarted());
-    QCOMPARE(t->state(), GameState::Running);
-    QVERIFY(t.waitForStatus(ServiceStatus::Online));
+    GameFixture t(*studio_, {.installed = playableBuild(), .offered = nextBuild()});
+    QVERIFY(playsThroughTheCheck(t, u"until-input-ends"_s));
     QCOMPARE(t->state(), GameState::UpdateAvailable);
     QCOMPARE(t.worker<QProcess>()->state(), QProcess::Running);
     t.clearTrace();
@@ -506,12 +514,7 @@ void tst_GameManagerLaunch::checkResultTakesTheStateOffRunning()
 void tst_GameManagerLaunch::pressWhileTheGameStillRunsStaysLaunching()
 {
     GameFixture t(*studio_, {.installed = playableBuild(), .offered = playableBuild()});
-    t.presetSetting(u"game.launchArguments"_s, u"until-input-ends"_s);
-    t.start();
-    t->primaryAction(); // during the check
-    QVERIFY(t.worker<QProcess>()->waitForStarted());
-    QCOMPARE(t->state(), GameState::Running);
-    QVERIFY(t.waitForStatus(ServiceStatus::Online));
+    QVERIFY(playsThroughTheCheck(t, u"until-input-ends"_s));
     QCOMPARE(t->state(), GameState::Installed);
 
     const qint64 game = t.worker<QProcess>()->processId();
@@ -547,15 +550,9 @@ void tst_GameManagerLaunch::gameThatEndsUnderAJobTakesTheStateOffDownloading()
 {
     QFETCH(const QString, arguments);
     QFETCH(const QStringList, told);
-    GameFixture t(*studio_, {.installed = playableBuild()});
-    Build next = playableBuild(u"2.0.0"_s);
-    next.files[1].content = QByteArray(5000, 'n');
-    studio_->publish(next);
-    t.presetSetting(u"game.launchArguments"_s, arguments);
-    t.start();
-    t->primaryAction(); // during the check
-    QVERIFY(t.worker<QProcess>()->waitForStarted());
-    QVERIFY(t.waitForStatus(ServiceStatus::Online));
+    const Build next = nextBuild(QByteArray(5000, 'n'));
+    GameFixture t(*studio_, {.installed = playableBuild(), .offered = next});
+    QVERIFY(playsThroughTheCheck(t, arguments));
     studio_->server().setBytesPerSecond(100);
     t->primaryAction();
     QCOMPARE(t->state(), GameState::Downloading);

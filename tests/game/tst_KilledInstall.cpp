@@ -360,8 +360,11 @@ QString problemWithRun(const Player &player, const QString &operation)
 {
     QProcess launcher;
     player.start(launcher, operation);
-    if (!launcher.waitForFinished(waitMs) || launcher.exitStatus() != QProcess::NormalExit ||
-        launcher.exitCode() != 0) {
+    if (!launcher.waitForFinished(waitMs)) {
+        return u"the launcher does not end (%1), and said: %2"_s.arg(launcher.errorString(),
+                                                                     QString::fromUtf8(launcher.readAll()));
+    }
+    if (launcher.exitStatus() != QProcess::NormalExit || launcher.exitCode() != 0) {
         return u"the launcher fails: "_s + QString::fromUtf8(launcher.readAll());
     }
     return player.problemAtTheEnd();

@@ -1,3 +1,4 @@
+#include "game/TestBuilds.h"
 #include "game/UpdateManager.h"
 #include "net/ApiClient.h"
 #include "support/LogCapture.h"
@@ -22,8 +23,8 @@ using velmo::ApiResult;
 using velmo::Manifest;
 using velmo::ManifestFile;
 using velmo::UpdateManager;
-using velmo::studio::Fault;
 using velmo::test::LogCapture;
+using velmo::test::pathsOf;
 using velmo::test::TestStudio;
 
 namespace {
@@ -50,24 +51,6 @@ Manifest build(int number, const QList<ManifestFile> &files)
     manifest.build = number;
     manifest.files = files;
     return manifest;
-}
-
-QStringList pathsOf(const QList<ManifestFile> &files)
-{
-    QStringList paths;
-    for (const ManifestFile &file : files) {
-        paths.append(file.path);
-    }
-    return paths;
-}
-
-Fault statusFault(int status, int lastAttempt = std::numeric_limits<int>::max())
-{
-    Fault fault;
-    fault.kind = Fault::Status;
-    fault.status = status;
-    fault.lastAttempt = lastAttempt;
-    return fault;
 }
 
 /// A build with a long list, as a game in many small files has it.
@@ -147,6 +130,7 @@ private:
     std::unique_ptr<ApiClient> api_;
     std::unique_ptr<UpdateManager> manager_;
 
+    std::optional<LogCapture> log_;
     QStringList signals_; ///< in the order of emission
     Manifest latest_;
     QStringList changed_;
@@ -188,12 +172,14 @@ void tst_UpdateManager::init()
                 detail_ = detail;
                 offline_ = offline;
             });
+    log_.emplace();
 }
 
 void tst_UpdateManager::cleanup()
 {
     manager_.reset();
     api_.reset();
+    log_.reset();
 }
 
 void tst_UpdateManager::check(const Manifest &installed)
@@ -208,17 +194,16 @@ void tst_UpdateManager::check(const Manifest &installed)
 void tst_UpdateManager::checkBeginsInsideTheCallAndEndsOnce()
 {
     serve(build(7, {entry(u"a"_s, u'1')}));
-    const LogCapture log;
     QStringList linesAtTheStart;
     connect(manager_.get(), &UpdateManager::checkStarted, this,
-            [&log, &linesAtTheStart] { linesAtTheStart = log.texts(u"velmo.update"_s); });
+            [this, &linesAtTheStart] { linesAtTheStart = log_->texts(u"velmo.update"_s); });
     manager_->checkForUpdates({});
     QCOMPARE(signals_, QStringList{u"checkStarted"_s});
     QCOMPARE(linesAtTheStart, QStringList());
-    QCOMPARE(log.texts(u"velmo.update"_s),
+    QCOMPARE(log_->texts(u"velmo.update"_s),
              QStringList{u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(address())});
     QTRY_COMPARE(signals_, (QStringList{u"checkStarted"_s, u"updateAvailable"_s}));
-    QCOMPARE(log.texts(u"velmo.update"_s).size(), 2);
+    QCOMPARE(log_->texts(u"velmo.update"_s).size(), 2);
     QCOMPARE(server_->server().requests().size(), 1);
     QCOMPARE(server_->server().requests().first().method, "GET");
 }
@@ -226,7 +211,6 @@ void tst_UpdateManager::checkBeginsInsideTheCallAndEndsOnce()
 void tst_UpdateManager::secondCheckDuringACheckEmitsNothing()
 {
     serve(build(7, {entry(u"a"_s, u'1')}));
-    const LogCapture log;
     manager_->checkForUpdates({});
     manager_->checkForUpdates({});
     QCOMPARE(signals_, QStringList{u"checkStarted"_s});
@@ -234,7 +218,7 @@ void tst_UpdateManager::secondCheckDuringACheckEmitsNothing()
     check({}); // whatever the second call had begun would have ended before this one
     QCOMPARE(signals_, (QStringList{u"checkStarted"_s, u"updateAvailable"_s}));
     QCOMPARE(server_->server().requests().size(), 2);
-    const QStringList lines = log.texts(u"velmo.update"_s);
+    const QStringList lines = log_->texts(u"velmo.update"_s);
     QCOMPARE(lines.count(u"INFO velmo.update: Update check already in progress"_s), 1);
     QCOMPARE(lines.at(1), u"INFO velmo.update: Update check already in progress"_s);
     QCOMPARE(lines.size(), 5);
@@ -243,13 +227,12 @@ void tst_UpdateManager::secondCheckDuringACheckEmitsNothing()
 void tst_UpdateManager::secondCheckFromTheFirstsStartEmitsNothing()
 {
     serve(build(7, {}));
-    const LogCapture log;
     connect(
         manager_.get(), &UpdateManager::checkStarted, this, [this] { manager_->checkForUpdates({}); },
         Qt::SingleShotConnection);
     manager_->checkForUpdates({});
     QCOMPARE(signals_, QStringList{u"checkStarted"_s});
-    QCOMPARE(log.texts(u"velmo.update"_s),
+    QCOMPARE(log_->texts(u"velmo.update"_s),
              (QStringList{u"INFO velmo.update: Update check already in progress"_s,
                           u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(address())}));
     QTRY_COMPARE(signals_.size(), 2);
@@ -261,7 +244,6 @@ void tst_UpdateManager::replyIsComparedWithTheManifestOfItsOwnCheck()
 {
     const Manifest latest = build(7, {entry(u"a"_s, u'1')});
     serve(latest);
-    const LogCapture log;
     auto installed = std::make_unique<Manifest>(latest);
     manager_->checkForUpdates(*installed);
     installed.reset();
@@ -273,7 +255,6 @@ void tst_UpdateManager::installedManifestIsTakenBeforeTheStartIsTold()
 {
     Manifest installed = build(7, {entry(u"a"_s, u'1')});
     serve(installed);
-    const LogCapture log;
     connect(manager_.get(), &UpdateManager::checkStarted, this, [&installed] { installed = {}; });
     manager_->checkForUpdates(installed);
     QVERIFY(!installed.valid);
@@ -282,7 +263,6 @@ void tst_UpdateManager::installedManifestIsTakenBeforeTheStartIsTold()
 
 void tst_UpdateManager::emptyAddressStillEndsInAFailure()
 {
-    const LogCapture log;
     manager_->setManifestUrl({});
     manager_->checkForUpdates({});
     QCOMPARE(signals_, QStringList{u"checkStarted"_s});
@@ -290,7 +270,7 @@ void tst_UpdateManager::emptyAddressStillEndsInAFailure()
     QCOMPARE(message_, u"No Velmo Games service address is configured for this build."_s);
     QCOMPARE(detail_, u"Empty endpoint in the game profile."_s);
     QVERIFY(offline_);
-    QCOMPARE(log.texts(u"velmo.update"_s),
+    QCOMPARE(log_->texts(u"velmo.update"_s),
              (QStringList{u"INFO velmo.update: Checking for updates at \"<unconfigured>\""_s,
                           u"WARN velmo.update: Update check failed: \"Empty endpoint in the game profile.\""_s}));
 }
@@ -323,12 +303,11 @@ void tst_UpdateManager::buildsAndHashesDecide()
     QFETCH(QString, line);
     const QChar digit = hashesDiffer ? u'2' : u'1';
     serve(::build(build, {entry(u"a"_s, digit, 1000), entry(u"same"_s, u'1', 500), entry(u"b"_s, digit, 30)}));
-    const LogCapture log;
     check(::build(7, {entry(u"same"_s, u'1'), entry(u"b"_s, u'1'), entry(u"a"_s, u'1')}));
     QCOMPARE(signals_, (QStringList{u"checkStarted"_s, outcome}));
     QCOMPARE(latest_.build, build);
     QCOMPARE(changed_, (hashesDiffer ? QStringList{u"a"_s, u"b"_s} : QStringList{}));
-    QCOMPARE(log.texts(u"velmo.update"_s),
+    QCOMPARE(log_->texts(u"velmo.update"_s),
              (QStringList{u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(address()),
                           u"INFO velmo.update: "_s + line}));
 }
@@ -370,7 +349,6 @@ void tst_UpdateManager::changedFilesAreFoundByPathAndHash()
     QFETCH(QList<ManifestFile>, installed);
     QFETCH(QStringList, changed);
     serve(build(7, {entry(u"Content/a.pak"_s, u'1', 1000)}));
-    const LogCapture log;
     check(build(7, installed));
     QCOMPARE(signals_.last(), changed.isEmpty() ? u"upToDate"_s : u"updateAvailable"_s);
     QCOMPARE(changed_, changed);
@@ -401,7 +379,6 @@ void tst_UpdateManager::hashesInCapitalsAreNoChange()
     const Manifest installed = latest;
     latest.files.first().sha256 = latest.files.first().sha256.toUpper();
     serve(latest);
-    const LogCapture log;
     check(installed);
     QCOMPARE(signals_.last(), u"upToDate"_s);
 }
@@ -409,7 +386,6 @@ void tst_UpdateManager::hashesInCapitalsAreNoChange()
 void tst_UpdateManager::changedFilesKeepTheManifestsOrder()
 {
     serve(build(8, {entry(u"z"_s, u'1'), entry(u"same"_s, u'1'), entry(u"a"_s, u'1'), entry(u"m"_s, u'1')}));
-    const LogCapture log;
     check(build(7, {entry(u"a"_s, u'0'), entry(u"m"_s, u'0'), entry(u"same"_s, u'1'), entry(u"z"_s, u'0')}));
     QCOMPARE(changed_, (QStringList{u"z"_s, u"a"_s, u"m"_s}));
 }
@@ -417,7 +393,6 @@ void tst_UpdateManager::changedFilesKeepTheManifestsOrder()
 void tst_UpdateManager::everyFileIsChangedWhereNothingIsInstalled()
 {
     serve(build(0, {entry(u"b"_s, u'1'), entry(u"a"_s, u'1')}));
-    const LogCapture log;
     check({});
     QCOMPARE(signals_.last(), u"updateAvailable"_s);
     QCOMPARE(changed_, (QStringList{u"b"_s, u"a"_s}));
@@ -426,7 +401,6 @@ void tst_UpdateManager::everyFileIsChangedWhereNothingIsInstalled()
 void tst_UpdateManager::emptyBuildIsAnUpdateWhereNothingIsInstalled()
 {
     serve(build(0, {}));
-    const LogCapture log;
     check({});
     QCOMPARE(signals_.last(), u"updateAvailable"_s);
     QCOMPARE(changed_, QStringList());
@@ -442,7 +416,6 @@ void tst_UpdateManager::outcomeCarriesTheWholeManifest()
     latest.notes = u"Neues aus dem Moor 沼"_s;
     latest.released = QDateTime(QDate(2026, 2, 3), QTime(4, 5, 6), QTimeZone::utc()).toUTC();
     serve(latest);
-    const LogCapture log;
     check({});
     QCOMPARE(latest_.toJson(), latest.toJson());
     QVERIFY(latest_.valid);
@@ -453,7 +426,6 @@ void tst_UpdateManager::outcomeCarriesTheWholeManifest()
 
 void tst_UpdateManager::newestAcceptedManifestIsKept()
 {
-    const LogCapture log;
     QVERIFY(!manager_->latest().valid);
     QList<int> keptAtOutcome; // the build that is kept when the outcome is told
     const auto note = [this, &keptAtOutcome] { keptAtOutcome.append(manager_->latest().build); };
@@ -477,10 +449,9 @@ void tst_UpdateManager::hostileSizesDoNotOverflow()
 {
     constexpr qint64 huge = 9'000'000'000'000'000'000;
     serve(build(8, {entry(u"a"_s, u'1', huge), entry(u"b"_s, u'1', huge)}));
-    const LogCapture log;
     check({});
     QCOMPARE(signals_.last(), u"updateAvailable"_s);
-    QCOMPARE(log.texts(u"velmo.update"_s).last(),
+    QCOMPARE(log_->texts(u"velmo.update"_s).last(),
              u"INFO velmo.update: Update available: \"0.8.0\" build 8 - 2 files, 9223372036854775807 bytes"_s);
 }
 
@@ -508,9 +479,8 @@ void tst_UpdateManager::failuresArePassedOnAsTheyAre()
     QFETCH(bool, offline);
     serve(document);
     if (status != 200) {
-        server_->server().addFault(manifestPath, statusFault(status));
+        server_->server().addFault(manifestPath, {.status = status});
     }
-    const LogCapture log;
     std::optional<ApiResult> asked;
     api_->getJson(address, [&asked](const ApiResult &result) { asked = result; });
     QTRY_VERIFY(asked.has_value());
@@ -523,7 +493,7 @@ void tst_UpdateManager::failuresArePassedOnAsTheyAre()
     QCOMPARE(message_, asked->message);
     QCOMPARE(detail_, asked->detail);
     QCOMPARE(offline_, offline);
-    const QList<LogCapture::Line> lines = log.lines(u"velmo.update"_s);
+    const QList<LogCapture::Line> lines = log_->lines(u"velmo.update"_s);
     QCOMPARE(lines.size(), 2);
     QCOMPARE(lines.last().type, QtWarningMsg);
     QCOMPARE(lines.last().text, u"Update check failed: "_s + QDebug::toString(asked->detail));
@@ -547,21 +517,19 @@ void tst_UpdateManager::rejectedManifestIsNoOfflineFailure()
     QFETCH(QByteArray, document);
     QFETCH(QString, reason);
     serve(document);
-    const LogCapture log;
     check({});
     QCOMPARE(signals_, (QStringList{u"checkStarted"_s, u"checkFailed"_s}));
     QCOMPARE(message_, u"The update information from the Velmo Games servers could not be read."_s);
     QCOMPARE(detail_, reason);
     QVERIFY(!offline_);
-    QCOMPARE(log.texts(u"velmo.update"_s).last(), u"WARN velmo.update: Manifest rejected: \"%1\""_s.arg(reason));
-    QCOMPARE(log.texts(u"velmo.update"_s).size(), 2);
+    QCOMPARE(log_->texts(u"velmo.update"_s).last(), u"WARN velmo.update: Manifest rejected: \"%1\""_s.arg(reason));
+    QCOMPARE(log_->texts(u"velmo.update"_s).size(), 2);
 }
 
 void tst_UpdateManager::nothingIsRetried()
 {
     serve(build(7, {}));
-    server_->server().addFault(manifestPath, statusFault(503, 1));
-    const LogCapture log;
+    server_->server().addFault(manifestPath, {.status = 503, .lastAttempt = 1});
     check({});
     QCOMPARE(signals_.last(), u"checkFailed"_s);
     QCOMPARE(server_->server().requests().size(), 1);
@@ -575,12 +543,11 @@ void tst_UpdateManager::noPasswordReachesTheLog()
     QUrl url(address());
     url.setUserInfo(u"player:secret"_s);
     manager_->setManifestUrl(url.toString());
-    const LogCapture log;
     check({}); // of what is not there
     QCOMPARE(signals_.last(), u"checkFailed"_s);
-    const QString told = log.texts().join(u'\n') + detail_;
+    const QString told = log_->texts().join(u'\n') + detail_;
     QVERIFY2(!told.contains(u"player"_s) && !told.contains(u"secret"_s), qPrintable(told));
-    QCOMPARE(log.texts(u"velmo.update"_s).first(),
+    QCOMPARE(log_->texts(u"velmo.update"_s).first(),
              u"INFO velmo.update: Checking for updates at \"%1\""_s.arg(address()));
 }
 
@@ -604,10 +571,9 @@ void tst_UpdateManager::nextCheckMayStartFromAnOutcome()
     connect(manager_.get(), &UpdateManager::checkFailed, this, again, Qt::SingleShotConnection);
     connect(manager_.get(), &UpdateManager::upToDate, this, again, Qt::SingleShotConnection);
     connect(manager_.get(), &UpdateManager::updateAvailable, this, again, Qt::SingleShotConnection);
-    const LogCapture log;
     manager_->checkForUpdates(installed);
     QTRY_COMPARE(signals_, (QStringList{u"checkStarted"_s, outcome, u"checkStarted"_s, outcome}));
-    QVERIFY(!log.contains(QtInfoMsg, u"velmo.update"_s, u"Update check already in progress"_s));
+    QVERIFY(!log_->contains(QtInfoMsg, u"velmo.update"_s, u"Update check already in progress"_s));
 }
 
 void tst_UpdateManager::newAddressLeavesTheCheckInFlightAlone()
@@ -615,7 +581,6 @@ void tst_UpdateManager::newAddressLeavesTheCheckInFlightAlone()
     serve(build(7, {}));
     const QString other = u"/harrowfen/beta/manifest.json"_s;
     server_->server().setDocument(other, QJsonDocument(build(9, {}).toJson()).toJson());
-    const LogCapture log;
     manager_->checkForUpdates({});
     manager_->setManifestUrl(server_->url(other).toString());
     QTRY_COMPARE(signals_, (QStringList{u"checkStarted"_s, u"updateAvailable"_s}));
@@ -629,10 +594,9 @@ void tst_UpdateManager::newAddressLeavesTheCheckInFlightAlone()
 void tst_UpdateManager::settingTheAddressStartsNothing()
 {
     serve(build(7, {}));
-    const LogCapture log;
     manager_->setManifestUrl(u"https://127.0.0.1:1/"_s);
     manager_->setManifestUrl(address());
-    QCOMPARE(log.texts(), QStringList());
+    QCOMPARE(log_->texts(), QStringList());
     check({}); // a request from before would be answered first, as they share a connection
     QCOMPARE(signals_, (QStringList{u"checkStarted"_s, u"updateAvailable"_s}));
     QCOMPARE(server_->server().requests().size(), 1);
@@ -641,17 +605,16 @@ void tst_UpdateManager::settingTheAddressStartsNothing()
 void tst_UpdateManager::managerMayGoDuringACheck()
 {
     serve(build(7, {}));
-    const LogCapture log;
     manager_->checkForUpdates({});
     manager_.reset();
-    const auto replyArrived = [&log] {
-        const QStringList lines = log.texts(u"velmo.net"_s);
+    const auto replyArrived = [this] {
+        const QStringList lines = log_->texts(u"velmo.net"_s);
         return std::any_of(lines.begin(), lines.end(),
                            [](const QString &line) { return line.startsWith("INFO velmo.net: OK"_L1); });
     };
     QTRY_VERIFY(replyArrived());
     QCOMPARE(signals_, QStringList{u"checkStarted"_s});
-    QCOMPARE(log.texts(u"velmo.update"_s).size(), 1);
+    QCOMPARE(log_->texts(u"velmo.update"_s).size(), 1);
 }
 
 void tst_UpdateManager::baseUrlIsTheManifestsFolder_data()
@@ -696,7 +659,6 @@ tst_UpdateManager::Cost tst_UpdateManager::bestOfThreeChecks(int files)
 
 void tst_UpdateManager::hundredThousandFilesAreCheckedQuickly()
 {
-    const LogCapture log;
     const Cost few = bestOfThreeChecks(1'000);
     QCOMPARE(changed_.size(), 500);
     const Cost many = bestOfThreeChecks(100'000);

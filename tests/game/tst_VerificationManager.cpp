@@ -1,3 +1,4 @@
+#include "game/TestBuilds.h"
 #include "game/VerificationManager.h"
 #include "support/HeldFile.h"
 #include "support/LogCapture.h"
@@ -32,6 +33,7 @@ using velmo::VerificationManager;
 using velmo::VerificationResult;
 using velmo::test::HeldFile;
 using velmo::test::LogCapture;
+using velmo::test::pathsOf;
 using velmo::test::PlainUserRights;
 using velmo::test::sha256Of;
 using velmo::test::writeFile;
@@ -60,15 +62,6 @@ Manifest manifestOf(const QList<ManifestFile> &files)
     manifest.version = u"1.0"_s;
     manifest.files = files;
     return manifest;
-}
-
-QStringList pathsOf(const QList<ManifestFile> &files)
-{
-    QStringList paths;
-    for (const ManifestFile &file : files) {
-        paths.append(file.path);
-    }
-    return paths;
 }
 
 /// The threads of this process.
@@ -205,12 +198,13 @@ private:
     ManifestFile addGate();
     /// Destroys the manager while the worker stands at \a gate, and lets the worker go a while after the manager asked
     /// it to stop. Whether the manager was there until then.
-    bool destructionOutlasts(Gate &gate, const LogCapture &log);
+    bool destructionOutlasts(Gate &gate);
     /// A whole pass; steps_ then holds its progress calls.
     VerificationResult verified(const QList<ManifestFile> &files);
 
     std::unique_ptr<QTemporaryDir> folder_;
     std::unique_ptr<VerificationManager> manager_;
+    std::optional<LogCapture> log_;
     Steps steps_;
     std::optional<VerificationResult> result_;
     int finishes_ = 0;
@@ -237,12 +231,14 @@ void tst_VerificationManager::init()
         result_ = result;
         ++finishes_;
     });
+    log_.emplace();
 }
 
 void tst_VerificationManager::cleanup()
 {
     manager_.reset();
     folder_.reset();
+    log_.reset();
 }
 
 ManifestFile tst_VerificationManager::add(const QString &path, const QByteArray &bytes)
@@ -279,11 +275,11 @@ VerificationResult tst_VerificationManager::verified(const QList<ManifestFile> &
     return *result_;
 }
 
-bool tst_VerificationManager::destructionOutlasts(Gate &gate, const LogCapture &log)
+bool tst_VerificationManager::destructionOutlasts(Gate &gate)
 {
     std::atomic_bool released = false;
-    std::thread releaser([&log, &gate, &released] {
-        while (!log.contains(QtInfoMsg, u"velmo.verify"_s, u"Verification cancelled"_s)) {
+    std::thread releaser([this, &gate, &released] {
+        while (!log_->contains(QtInfoMsg, u"velmo.verify"_s, u"Verification cancelled"_s)) {
             std::this_thread::yield();
         }
         // Long enough that a destructor which does not wait would be through.
@@ -323,7 +319,6 @@ void tst_VerificationManager::repairListsTheMissingThenTheCorrupt()
 
 void tst_VerificationManager::emptyListFinishesAtOnce()
 {
-    const LogCapture log;
     QVERIFY(!manager_->isRunning());
     manager_->verify(manifestOf({}), root());
     QVERIFY(manager_->isRunning());
@@ -335,21 +330,20 @@ void tst_VerificationManager::emptyListFinishesAtOnce()
     QCOMPARE(result_->bytesChecked, 0);
     QVERIFY(!result_->cancelled);
     QVERIFY(steps_.isEmpty());
-    QCOMPARE(log.texts(),
+    QCOMPARE(log_->texts(),
              (QStringList{u"INFO velmo.verify: Verifying 0 files in \"%1\""_s.arg(root()),
                           u"INFO velmo.verify: Verification finished: 0 checked, 0 missing, 0 corrupt"_s}));
 }
 
 void tst_VerificationManager::intactFilesPass()
 {
-    const LogCapture log;
     const VerificationResult result = verified(
         {add(u"a"_s, "one"), add(u"Content/Übung 沼.pak"_s, QByteArray(2 * mebibyte + 17, 'x')), add(u"b/c/d"_s, "")});
     QVERIFY(result.filesNeedingRepair().isEmpty());
     QCOMPARE(result.filesChecked, 3);
     QCOMPARE(result.bytesChecked, 2 * mebibyte + 20);
     QVERIFY(!result.cancelled);
-    QCOMPARE(log.texts(),
+    QCOMPARE(log_->texts(),
              (QStringList{u"INFO velmo.verify: Verifying 3 files in \"%1\""_s.arg(root()),
                           u"INFO velmo.verify: Verification finished: 3 checked, 0 missing, 0 corrupt"_s}));
 }
@@ -359,7 +353,6 @@ void tst_VerificationManager::verdictsComeInManifestOrder()
     write(u"z-other"_s, "HELLO");
     write(u"a-short"_s, "he");
     write(u"m-other"_s, "WORLD");
-    const LogCapture log;
     const VerificationResult result = verified({
         entry(u"z-gone"_s, "hello"),
         entry(u"z-other"_s, "hello"),
@@ -376,7 +369,7 @@ void tst_VerificationManager::verdictsComeInManifestOrder()
     QVERIFY(!result.cancelled);
     QCOMPARE(result.missing.first().sha256, sha256Of("hello"));
     QCOMPARE(result.corrupt.first().size, 5);
-    QCOMPARE(log.texts().last(), u"INFO velmo.verify: Verification finished: 4 checked, 3 missing, 3 corrupt"_s);
+    QCOMPARE(log_->texts().last(), u"INFO velmo.verify: Verification finished: 4 checked, 3 missing, 3 corrupt"_s);
 }
 
 void tst_VerificationManager::otherContentOfTheRightSizeIsReadAndCorrupt()
@@ -385,7 +378,6 @@ void tst_VerificationManager::otherContentOfTheRightSizeIsReadAndCorrupt()
     const ManifestFile file = entry(u"a.pak"_s, bytes);
     bytes.back() = 'y';
     write(u"a.pak"_s, bytes);
-    const LogCapture log;
     const VerificationResult result = verified({file});
     QCOMPARE(pathsOf(result.corrupt), QStringList{u"a.pak"_s});
     QVERIFY(result.missing.isEmpty());
@@ -405,7 +397,6 @@ void tst_VerificationManager::otherSizeIsCorruptAndNotRead()
 {
     QFETCH(QByteArray, bytes);
     write(u"a"_s, bytes);
-    const LogCapture log;
     const VerificationResult result = verified({entry(u"a"_s, "hello")});
     QCOMPARE(pathsOf(result.corrupt), QStringList{u"a"_s});
     QCOMPARE(result.filesChecked, 1);
@@ -417,7 +408,6 @@ void tst_VerificationManager::hashIsComparedExactly()
 {
     ManifestFile file = add(u"a"_s, "hello");
     file.sha256 = file.sha256.toUpper();
-    const LogCapture log;
     QCOMPARE(pathsOf(verified({file}).corrupt), QStringList{u"a"_s});
 }
 
@@ -440,7 +430,6 @@ void tst_VerificationManager::fileOfUnknownSizeIsHashed()
     write(u"a"_s, onDisk);
     ManifestFile file = entry(u"a"_s, hashed);
     file.size = 0;
-    const LogCapture log;
     const VerificationResult result = verified({file});
     QCOMPARE(result.corrupt.isEmpty(), passes);
     QVERIFY(result.missing.isEmpty());
@@ -453,7 +442,6 @@ void tst_VerificationManager::danglingLinkIsMissing()
     const ManifestFile real = add(u"real"_s, "hello");
     QVERIFY(QFile::link(below(u"real"_s), below(u"good link"_s)));
     QVERIFY(QFile::link(below(u"nowhere"_s), below(u"dangling"_s)));
-    const LogCapture log;
     const VerificationResult result = verified({real, entry(u"dangling"_s, "hello"), entry(u"good link"_s, "hello")});
     QCOMPARE(pathsOf(result.missing), QStringList{u"dangling"_s});
     QVERIFY(result.corrupt.isEmpty());
@@ -463,7 +451,6 @@ void tst_VerificationManager::danglingLinkIsMissing()
 void tst_VerificationManager::pathThroughAFileIsMissing()
 {
     const ManifestFile file = add(u"a"_s, "hello");
-    const LogCapture log;
     const VerificationResult result = verified({file, entry(u"a/b"_s, "hello")});
     QCOMPARE(pathsOf(result.missing), QStringList{u"a/b"_s});
     QCOMPARE(result.filesChecked, 1);
@@ -500,7 +487,6 @@ void tst_VerificationManager::unreadableFileIsCorruptAndThePassGoesOn()
     QFile probe(path);
     QVERIFY(!probe.open(QIODevice::ReadOnly));
 
-    const LogCapture log;
     const VerificationResult result = verified(files);
     QCOMPARE(pathsOf(result.corrupt), QStringList{u"Locked file"_s});
     QCOMPARE(pathsOf(result.filesNeedingRepair()), QStringList{u"Locked file"_s});
@@ -508,7 +494,7 @@ void tst_VerificationManager::unreadableFileIsCorruptAndThePassGoesOn()
     QCOMPARE(result.bytesChecked, 4);
     QVERIFY(!result.cancelled);
     QVERIFY(steps_.isEmpty());
-    QCOMPARE(log.texts(),
+    QCOMPARE(log_->texts(),
              (QStringList{
                  u"INFO velmo.verify: Verifying 2 files in \"%1\""_s.arg(root()),
                  u"WARN velmo.verify: Could not open for verification: \"%1\" \"%2\""_s.arg(path, probe.errorString()),
@@ -521,7 +507,6 @@ void tst_VerificationManager::nothingOnDiskChanges()
     write(u"wrong"_s, "HELLO");
     write(u"short"_s, "he");
     write(u"foreign.cfg"_s, "mine");
-    const LogCapture log;
     const QList<ManifestFile> files{add(u"good"_s, "good"), entry(u"wrong"_s, "hello"), entry(u"short"_s, "hello"),
                                     entry(u"New/gone"_s, "hello")};
     QCOMPARE(verified(files).filesNeedingRepair().size(), 3);
@@ -551,7 +536,6 @@ void tst_VerificationManager::everyEighthReadOfAFileIsReported()
     for (const qint64 done : std::as_const(reported)) {
         expected.append({static_cast<double>(done) / static_cast<double>(size), u"Content/zeros.pak"_s});
     }
-    const LogCapture log;
     const VerificationResult result = verified({addZeros(u"Content/zeros.pak"_s, size)});
     QCOMPARE(result.bytesChecked, size);
     QCOMPARE(steps_, expected);
@@ -563,14 +547,12 @@ void tst_VerificationManager::readsAreCountedWithinTheFile()
     QVERIFY(QFile::copy(below(u"a"_s), below(u"b"_s)));
     ManifestFile second = first;
     second.path = u"b"_s;
-    const LogCapture log;
     QCOMPARE(verified({first, second}).bytesChecked, 10 * mebibyte);
     QVERIFY(steps_.isEmpty());
 }
 
 void tst_VerificationManager::missingFilesAreReported()
 {
-    const LogCapture log;
     const VerificationResult result =
         verified({entryOfSize(u"gone 1"_s, 100), entryOfSize(u"gone 0"_s, 0), entryOfSize(u"gone 2"_s, 300)});
     QCOMPARE(result.missing.size(), 3);
@@ -582,7 +564,6 @@ void tst_VerificationManager::missingFilesAreReported()
 void tst_VerificationManager::fractionCountsTheBytesOfUnreadFiles()
 {
     write(u"truncated"_s, "x");
-    const LogCapture log;
     verified({entryOfSize(u"truncated"_s, 2 * mebibyte), entryOfSize(u"gone"_s, 2 * mebibyte),
               addZeros(u"zeros"_s, 12 * mebibyte)});
     QCOMPARE(steps_, (Steps{{0.25, u"gone"_s}, {0.75, u"zeros"_s}}));
@@ -592,7 +573,6 @@ void tst_VerificationManager::fractionWithoutATotalIsZero()
 {
     ManifestFile zeros = addZeros(u"zeros"_s, 8 * mebibyte);
     zeros.size = 0;
-    const LogCapture log;
     verified({zeros, entryOfSize(u"gone"_s, 0)});
     QCOMPARE(steps_, (Steps{{0.0, u"zeros"_s}, {0.0, u"gone"_s}}));
 }
@@ -602,7 +582,6 @@ void tst_VerificationManager::fractionWhileHashingStaysWithinOne()
     // More is read than the manifest counts. The bound guards the hashing; a missing file reports the plain quotient.
     ManifestFile zeros = addZeros(u"zeros"_s, 8 * mebibyte);
     zeros.size = 0;
-    const LogCapture log;
     verified({zeros, entryOfSize(u"gone"_s, 4 * mebibyte)});
     QCOMPARE(steps_, (Steps{{1.0, u"zeros"_s}, {3.0, u"gone"_s}}));
 }
@@ -611,7 +590,6 @@ void tst_VerificationManager::hostileSizesDoNotOverflow()
 {
     constexpr qint64 largest = std::numeric_limits<qint64>::max();
     write(u"small"_s, "x");
-    const LogCapture log;
     const VerificationResult result = verified(
         {entryOfSize(u"gone 1"_s, largest), entryOfSize(u"small"_s, largest), entryOfSize(u"gone 2"_s, largest)});
     QCOMPARE(result.missing.size(), 2);
@@ -631,7 +609,6 @@ void tst_VerificationManager::callsArriveInOrderOnTheMainThread()
     QObject::connect(manager_.get(), &VerificationManager::finished, [&calls, mainThread] {
         calls.append(QThread::currentThread() == mainThread ? u"finished"_s : u"wrong thread"_s);
     });
-    const LogCapture log;
     const QList<ManifestFile> files{entryOfSize(u"gone 2"_s, 1), addZeros(u"zeros"_s, 8 * mebibyte),
                                     entryOfSize(u"gone 1"_s, 1)};
     verified(files);
@@ -640,7 +617,6 @@ void tst_VerificationManager::callsArriveInOrderOnTheMainThread()
 
 void tst_VerificationManager::oneExtraThreadDoesTheWork()
 {
-    const LogCapture log;
     Gate gate;
     QTRY_COMPARE(threadCount(), idleThreads_); // the thread of the pass before may just be ending
     manager_->verify(manifestOf({add(u"a"_s, "one"), addGate(), add(u"b"_s, "two")}), root());
@@ -654,7 +630,6 @@ void tst_VerificationManager::oneExtraThreadDoesTheWork()
 
 void tst_VerificationManager::managerIsIdleWhenTheResultArrives()
 {
-    const LogCapture log;
     const Manifest manifest = manifestOf({add(u"a"_s, "one")});
     bool wasRunning = true;
     int passes = 1;
@@ -674,16 +649,15 @@ void tst_VerificationManager::managerIsIdleWhenTheResultArrives()
 
 void tst_VerificationManager::secondVerifyWarnsAndChangesNothing()
 {
-    LogCapture log;
     Gate gate;
     manager_->verify(manifestOf({addGate(), add(u"a"_s, "one"), add(u"b"_s, "two")}), root());
     QTRY_VERIFY(gate.isReached());
-    log.clear();
+    log_->clear();
     manager_->verify(manifestOf({entry(u"other"_s, "other")}), folder_->path());
     QVERIFY(manager_->isRunning());
     gate.release();
     QTRY_VERIFY(!manager_->isRunning());
-    QCOMPARE(log.texts(),
+    QCOMPARE(log_->texts(),
              (QStringList{u"WARN velmo.verify: verify() called while a pass is already running; ignoring"_s,
                           u"INFO velmo.verify: Verification finished: 3 checked, 0 missing, 1 corrupt"_s}));
     verified({}); // whatever else the first pass had posted would have come before this one's result
@@ -693,17 +667,16 @@ void tst_VerificationManager::secondVerifyWarnsAndChangesNothing()
 
 void tst_VerificationManager::cancelWithoutAPassDoesNothing()
 {
-    const LogCapture log;
     manager_->cancel();
-    QCOMPARE(log.texts(), QStringList());
+    QCOMPARE(log_->texts(), QStringList());
     QVERIFY(!manager_->isRunning());
 
     const VerificationResult result = verified({add(u"a"_s, "one")});
     QVERIFY(!result.cancelled);
     QCOMPARE(result.filesChecked, 1);
-    const qsizetype linesOfThePass = log.lines().size();
+    const qsizetype linesOfThePass = log_->lines().size();
     manager_->cancel();
-    QCOMPARE(log.lines().size(), linesOfThePass);
+    QCOMPARE(log_->lines().size(), linesOfThePass);
 }
 
 void tst_VerificationManager::cancelBetweenFilesKeepsWhatWasFound()
@@ -711,7 +684,6 @@ void tst_VerificationManager::cancelBetweenFilesKeepsWhatWasFound()
     write(u"wrong"_s, "HELLO");
     const QList<ManifestFile> files{entry(u"gone"_s, "hello"), entry(u"wrong"_s, "hello"), addGate(),
                                     entry(u"later"_s, "hello"), add(u"last"_s, "last")};
-    const LogCapture log;
     Gate gate;
     manager_->verify(manifestOf(files), root());
     QTRY_VERIFY(gate.isReached());
@@ -725,7 +697,7 @@ void tst_VerificationManager::cancelBetweenFilesKeepsWhatWasFound()
     QCOMPARE(result_->filesChecked, 2);
     QCOMPARE(result_->bytesChecked, 5);
     QCOMPARE(steps_.size(), 1);
-    QStringList lines = log.texts();
+    QStringList lines = log_->texts();
     lines.removeIf([](const QString &line) { return line.startsWith("WARN"_L1); }); // of the gate
     QCOMPARE(lines, (QStringList{u"INFO velmo.verify: Verifying 5 files in \"%1\""_s.arg(root()),
                                  u"INFO velmo.verify: Verification cancelled"_s,
@@ -740,7 +712,6 @@ void tst_VerificationManager::cancelWithinAFileLeavesItUnjudged()
     const QList<ManifestFile> files{add(u"a"_s, "one"), entryOfSize(u"huge"_s, size), entry(u"gone"_s, "hello")};
     connect(manager_.get(), &VerificationManager::progressChanged, manager_.get(), &VerificationManager::cancel,
             Qt::SingleShotConnection);
-    const LogCapture log;
     const VerificationResult result = verified(files);
     QVERIFY(result.cancelled);
     QCOMPARE(result.filesChecked, 1);
@@ -749,12 +720,11 @@ void tst_VerificationManager::cancelWithinAFileLeavesItUnjudged()
     QVERIFY(result.bytesChecked < size);
     QCOMPARE((result.bytesChecked - 3) % mebibyte, 0);
     QCOMPARE(steps_.first().second, u"huge"_s);
-    QCOMPARE(log.texts().last(), u"INFO velmo.verify: Verification stopped early"_s);
+    QCOMPARE(log_->texts().last(), u"INFO velmo.verify: Verification stopped early"_s);
 }
 
 void tst_VerificationManager::cancelCanBeRepeated()
 {
-    const LogCapture log;
     Gate gate;
     manager_->verify(manifestOf({addGate(), entry(u"gone"_s, {})}), root());
     QTRY_VERIFY(gate.isReached());
@@ -763,13 +733,12 @@ void tst_VerificationManager::cancelCanBeRepeated()
     gate.release();
     QTRY_COMPARE(finishes_, 1);
     QVERIFY(result_->cancelled);
-    QCOMPARE(log.count(QtInfoMsg, u"velmo.verify"_s, u"Verification cancelled"_s), 2);
-    QCOMPARE(log.count(QtInfoMsg, u"velmo.verify"_s, u"Verification stopped early"_s), 1);
+    QCOMPARE(log_->count(QtInfoMsg, u"velmo.verify"_s, u"Verification cancelled"_s), 2);
+    QCOMPARE(log_->count(QtInfoMsg, u"velmo.verify"_s, u"Verification stopped early"_s), 1);
 }
 
 void tst_VerificationManager::passAfterACancelledOneIsWhole()
 {
-    const LogCapture log;
     Gate gate;
     manager_->verify(manifestOf({addGate(), entry(u"gone"_s, {})}), root());
     QTRY_VERIFY(gate.isReached());
@@ -785,12 +754,11 @@ void tst_VerificationManager::passAfterACancelledOneIsWhole()
 
 void tst_VerificationManager::destructionWaitsForTheWorker()
 {
-    const LogCapture log;
     Gate gate;
     manager_->verify(manifestOf({addGate(), entry(u"gone"_s, {})}), root());
     QTRY_VERIFY(gate.isReached());
 
-    QVERIFY(destructionOutlasts(gate, log));
+    QVERIFY(destructionOutlasts(gate));
     QCoreApplication::processEvents();
     QCOMPARE(finishes_, 0);
     QVERIFY(steps_.isEmpty());
@@ -799,7 +767,6 @@ void tst_VerificationManager::destructionWaitsForTheWorker()
 
 void tst_VerificationManager::destructionWaitsForAPassThatBeganFromAResult()
 {
-    const LogCapture log;
     Gate gate;
     const Manifest second = manifestOf({addGate(), entry(u"gone"_s, {})});
     connect(
@@ -810,26 +777,24 @@ void tst_VerificationManager::destructionWaitsForAPassThatBeganFromAResult()
     // The first pass's thread ends after its result has been heard, and so while the second pass runs.
     QTRY_COMPARE(threadCount(), idleThreads_ + 1);
     QCoreApplication::processEvents();
-    QVERIFY(destructionOutlasts(gate, log));
+    QVERIFY(destructionOutlasts(gate));
     QCOMPARE(finishes_, 1);
 }
 
 void tst_VerificationManager::destructionWhileIdleIsImmediate()
 {
-    const LogCapture log;
     manager_.reset();
-    QCOMPARE(log.texts(), QStringList());
+    QCOMPARE(log_->texts(), QStringList());
 
     init();
     verified({add(u"a"_s, "one")});
-    const qsizetype linesOfThePass = log.lines().size();
+    const qsizetype linesOfThePass = log_->lines().size();
     manager_.reset();
-    QCOMPARE(log.lines().size(), linesOfThePass);
+    QCOMPARE(log_->lines().size(), linesOfThePass);
 }
 
 void tst_VerificationManager::destructionMayFollowTheThreads()
 {
-    const LogCapture log;
     Gate gate;
     manager_->verify(manifestOf({addGate()}), root());
     QTRY_VERIFY(gate.isReached());
@@ -841,12 +806,11 @@ void tst_VerificationManager::destructionMayFollowTheThreads()
     QCoreApplication::sendPostedEvents(worker, QEvent::DeferredDelete);
     QVERIFY(!worker);
     manager_.reset();
-    QCOMPARE(log.texts().last(), u"INFO velmo.verify: Verification cancelled"_s);
+    QCOMPARE(log_->texts().last(), u"INFO velmo.verify: Verification cancelled"_s);
 }
 
 void tst_VerificationManager::destructionGivesUpAfterFiveSeconds()
 {
-    const LogCapture log;
     Gate gate;
     gate.keepShut(); // as on a drive that does not answer any more
     manager_->verify(manifestOf({addGate()}), root());
@@ -856,7 +820,7 @@ void tst_VerificationManager::destructionGivesUpAfterFiveSeconds()
     manager_.reset();
     const qint64 waitedMs = clock.elapsed();
     QVERIFY2(waitedMs >= 4990 && waitedMs < 50000, qPrintable(QString::number(waitedMs)));
-    QCOMPARE(log.texts().last(), u"INFO velmo.verify: Verification cancelled"_s);
+    QCOMPARE(log_->texts().last(), u"INFO velmo.verify: Verification cancelled"_s);
     QCOMPARE(finishes_, 0);
 }
 

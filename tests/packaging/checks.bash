@@ -1,4 +1,4 @@
-# What the trials of the setup program have in common; they source it once $work names a folder of their own.
+# What the trials of the packages have in common; they source it once $work names a folder of their own.
 # shellcheck shell=bash
 
 # usage: check WORDS COMMAND...
@@ -38,4 +38,18 @@ window() { xdotool search --onlyvisible --name "^$1\$" 2>/dev/null | grep .; }
 end() {
     kill "$1"
     wait "$1" 2>/dev/null || true
+}
+
+# The README of the studio's kit names commands by lines that four blanks begin.
+commands_of() { tr -d '\r' <"$1" | sed -n 's/^    \([a-z].*\)$/\1/p'; }
+# usage: command_of README BEGINNING      the one such line that begins so
+command_of() {
+    local found
+    found=$(commands_of "$1" | grep -- "^$2")
+    [ "$(wc -l <<<"$found")" = 1 ] && echo "$found"
+}
+# usage: run_command_of README BEGINNING [CHANGE]      CHANGE is sed's
+run_command_of() {
+    local found
+    found=$(command_of "$1" "$2" | sed "${3:-}") && eval "$found"
 }

@@ -77,6 +77,12 @@ QPushButton *buttonReading(const QWidget &root, const QString &text)
     return onlyOneReading<QPushButton>(root, text);
 }
 
+QLabel *emptyNewsLabel(const QWidget &page)
+{
+    return labelReading(page, u"There is nothing to show yet.\nNews will appear here once the launcher can reach the "
+                              "Velmo Games servers."_s);
+}
+
 QString look(const QLabel &label)
 {
     const QString text = lookText(label.font(), label.styleSheet());

@@ -21,6 +21,8 @@ void writeGameProfile(const QJsonObject &profile);
 /// The only label, or button, below \a root that reads exactly \a text; null when there is none or there are several.
 QLabel *labelReading(const QWidget &root, const QString &text);
 QPushButton *buttonReading(const QWidget &root, const QString &text);
+/// What the news page says when it has no article.
+QLabel *emptyNewsLabel(const QWidget &page);
 
 /// How a label looks, as one text that is easy to compare: font, style sheet and that it shows no markup.
 QString look(const QLabel &label);

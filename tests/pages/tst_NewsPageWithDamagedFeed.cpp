@@ -31,9 +31,7 @@ void tst_NewsPageWithDamagedFeed::pageWarnsAndIsEmptyUntilTheLiveFeed()
     const LogCapture log;
     ApiClient api;
     NewsPage page(&api);
-    const QLabel *empty =
-        labelReading(page, u"There is nothing to show yet.\nNews will appear here once the launcher can "
-                           "reach the Velmo Games servers."_s);
+    const QLabel *empty = emptyNewsLabel(page);
     page.onPageShown();
     QCOMPARE(log.texts(u"velmo.ui"_s),
              QStringList{u"WARN velmo.ui: Bundled news feed failed to parse: \"unterminated string\""_s});

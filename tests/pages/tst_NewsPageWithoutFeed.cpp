@@ -25,9 +25,7 @@ void tst_NewsPageWithoutFeed::pageSaysThatThereIsNothing()
     const LogCapture log;
     ApiClient api;
     NewsPage page(&api);
-    const QLabel *empty =
-        labelReading(page, u"There is nothing to show yet.\nNews will appear here once the launcher can "
-                           "reach the Velmo Games servers."_s);
+    const QLabel *empty = emptyNewsLabel(page);
     QVERIFY(empty->isHidden());
     page.onPageShown();
     QVERIFY(!empty->isHidden());

@@ -52,11 +52,8 @@ template struct Reach<&SettingsPage::addToggle>;
 /// A page over a game whose engine has not started.
 struct Fixture {
     explicit Fixture(GameStudio &studio, const QList<std::pair<QString, QVariant>> &settings = {})
-        : game(studio)
+        : game(studio, {.settings = settings})
     {
-        for (const auto &[key, value] : settings) {
-            game.presetSetting(key, value);
-        }
         game.open();
         page = std::make_unique<SettingsPage>(&game.settings(), &game.game());
         page->resize(1400, 734);

@@ -66,6 +66,24 @@ struct Fixture {
     PrimaryButton *primary = nullptr;
 };
 
+/// A bar beside another button, which takes a focus that a button of the bar loses.
+struct BesideAnother : Fixture {
+    explicit BesideAnother(GameStudio &studio)
+        : Fixture(studio)
+    {
+        bar->setParent(&window);
+    }
+    ~BesideAnother() { bar->setParent(nullptr); }
+    bool activate()
+    {
+        window.show();
+        return QTest::qWaitForWindowActive(&window);
+    }
+
+    QWidget window;
+    QPushButton other{&window};
+};
+
 Build build(int number, qsizetype bytes)
 {
     return {u"1.%1.0"_s.arg(number),
@@ -569,58 +587,43 @@ void tst_ActionBar::focusStaysInTheBarThroughAJob()
 
 void tst_ActionBar::focusNeverLeavesTheBarDuringAJob()
 {
-    QWidget window;
-    const QPushButton other(&window); // takes a focus that a button of the bar loses
-    Fixture f(*studio_);
-    f.bar->setParent(&window);
+    QList<QWidget *> focus; // outlives the bar, whose end moves the focus
+    BesideAnother f(*studio_);
     studio_->publish(build(1, 1000));
     QVERIFY(f.game.startAndCheck());
-    window.show();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QVERIFY(f.activate());
     f.primary->setFocus();
-    QList<QWidget *> focus;
     connect(qApp, &QApplication::focusChanged, f.bar.get(),
             [&focus](QWidget * /*old*/, QWidget *now) { focus.append(now); });
     f.game->primaryAction();
     QVERIFY(f.game.waitForState(GameState::Installed));
     QCOMPARE(focus, QList<QWidget *>({f.bar.get(), f.cancel, f.bar.get(), f.primary}));
-    f.bar->setParent(nullptr);
 }
 
 void tst_ActionBar::focusElsewhereStaysWhereItIs()
 {
-    QWidget window;
-    QPushButton other(&window);
-    Fixture f(*studio_);
-    f.bar->setParent(&window);
+    BesideAnother f(*studio_);
     f.tell(GameState::NotInstalled);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
-    other.setFocus();
+    QVERIFY(f.activate());
+    f.other.setFocus();
     for (const GameState state : {GameState::Downloading, GameState::Installing, GameState::Installed}) {
         f.tell(state);
-        QCOMPARE(QApplication::focusWidget(), &other);
+        QCOMPARE(QApplication::focusWidget(), &f.other);
     }
-    f.bar->setParent(nullptr);
 }
 
 void tst_ActionBar::focusThatLeftDuringAJobStaysAway()
 {
-    QWidget window;
-    QPushButton other(&window);
-    Fixture f(*studio_);
-    f.bar->setParent(&window);
+    BesideAnother f(*studio_);
     f.tell(GameState::NotInstalled);
-    window.show();
-    QVERIFY(QTest::qWaitForWindowActive(&window));
+    QVERIFY(f.activate());
     f.primary->setFocus();
     f.tell(GameState::Installing);
     QCOMPARE(QApplication::focusWidget(), f.bar.get());
     QTest::keyClick(f.bar.get(), Qt::Key_Tab);
-    QCOMPARE(QApplication::focusWidget(), &other);
+    QCOMPARE(QApplication::focusWidget(), &f.other);
     f.tell(GameState::Installed);
-    QCOMPARE(QApplication::focusWidget(), &other);
-    f.bar->setParent(nullptr);
+    QCOMPARE(QApplication::focusWidget(), &f.other);
 }
 
 void tst_ActionBar::nothingIsPaintedAtRest()

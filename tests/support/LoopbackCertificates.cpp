@@ -26,6 +26,11 @@ QByteArray loopbackChain()
     return readCertificateFile(u"server-chain.pem"_s);
 }
 
+QByteArray otherChain()
+{
+    return readCertificateFile(u"other-chain.pem"_s);
+}
+
 QByteArray loopbackKey()
 {
     return readCertificateFile(u"server.key"_s);

@@ -26,18 +26,15 @@ QString linuxPath(const QString &path)
 
 } // namespace
 
-bool RemoteStudio::start(const Options &options, QString *error)
+QString RemoteStudio::start(const Options &options)
 {
     Options theirs = options;
     if (!options.root.isEmpty()) {
         theirs.root = linuxPath(options.root);
     }
-    QString reason;
-    port_ = host_.start(HostCall::StartStudio, reason, theirs);
-    if (error) {
-        *error = reason;
-    }
-    return isRunning();
+    QString problem;
+    port_ = host_.start(HostCall::StartStudio, problem, theirs);
+    return problem;
 }
 
 void RemoteStudio::stop()

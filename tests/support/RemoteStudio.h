@@ -12,7 +12,7 @@ public:
     using Options = studio::StudioServer::Options;
 
     /// The folder in \a options is one of this program's, and is translated.
-    bool start(const Options &options, QString *error = nullptr);
+    [[nodiscard]] QString start(const Options &options);
     void stop();
     bool isRunning() const { return port_ != 0; }
     quint16 port() const { return port_; }

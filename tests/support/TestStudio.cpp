@@ -46,9 +46,8 @@ void TestStudio::restart()
 
 void TestStudio::start()
 {
-    QString error;
-    if (!server_.start(options_, &error)) {
-        qFatal("The studio does not start: %s", qPrintable(error));
+    if (const QString problem = server_.start(options_); !problem.isEmpty()) {
+        qFatal("The studio does not start: %s", qPrintable(problem));
     }
 }
 

@@ -104,9 +104,8 @@ void Guest::answer(QDataStream &in, QDataStream &out)
 
 void Guest::startStudio(QDataStream &in, QDataStream &out)
 {
-    QString error;
-    studio_.start(take<studio::StudioServer::Options>(in), &error);
-    out << studio_.port() << error;
+    const QString problem = studio_.start(take<studio::StudioServer::Options>(in));
+    out << studio_.port() << problem;
 }
 
 void Guest::startFront(QDataStream &in, QDataStream &out)

@@ -190,8 +190,8 @@ private slots:
     void sceneLooksAsPublished_data();
     void sceneLooksAsPublished();
     void sceneIsKeptUntilTheSizeChanges();
-    void sceneIsBuiltOncePerSize();
-    void artworkIsFittedOncePerSize();
+    void pictureIsMadeOncePerSize_data();
+    void pictureIsMadeOncePerSize();
     void emptyBannerPaintsNothing_data();
     void emptyBannerPaintsNothing();
     void missingArtworkIsToldOnce();
@@ -301,36 +301,32 @@ void tst_HeroBanner::sceneIsKeptUntilTheSizeChanges()
     QVERIFY(snapshot(banner) != before);
 }
 
-void tst_HeroBanner::sceneIsBuiltOncePerSize()
+void tst_HeroBanner::pictureIsMadeOncePerSize_data()
 {
-    HeroBanner banner;
-    banner.resize(500, 340);
-    const QList<qint64> first = drawnPixmaps(banner);
-    QCOMPARE(first.size(), 1);
-    QCOMPARE(drawnPixmaps(banner), first);
-    QResizeEvent same(banner.size(), banner.size());
-    QCoreApplication::sendEvent(&banner, &same);
-    QCOMPARE(drawnPixmaps(banner), first);
-    banner.resize(501, 340);
-    const QList<qint64> second = drawnPixmaps(banner);
-    QVERIFY(second != first);
-    QCOMPARE(drawnPixmaps(banner), second);
+    QTest::addColumn<QString>("artwork");
+    QTest::addColumn<QSize>("other");
+    QTest::newRow("scene") << QString() << QSize(501, 340);
+    QTest::newRow("artwork") << writeStripes(QDir(folder_.path()), QSize(80, 60)) << QSize(500, 341);
 }
 
-void tst_HeroBanner::artworkIsFittedOncePerSize()
+void tst_HeroBanner::pictureIsMadeOncePerSize()
 {
+    QFETCH(const QString, artwork);
+    QFETCH(const QSize, other);
     HeroBanner banner;
     banner.resize(500, 340);
     const LogCapture quiet;
-    banner.setArtworkPath(writeStripes(QDir(folder_.path()), QSize(80, 60)));
+    banner.setArtworkPath(artwork);
     const QList<qint64> first = drawnPixmaps(banner);
     QCOMPARE(first.size(), 1);
     QCOMPARE(drawnPixmaps(banner), first);
     QResizeEvent same(banner.size(), banner.size());
     QCoreApplication::sendEvent(&banner, &same);
     QCOMPARE(drawnPixmaps(banner), first);
-    banner.resize(500, 341);
-    QVERIFY(drawnPixmaps(banner) != first);
+    banner.resize(other);
+    const QList<qint64> second = drawnPixmaps(banner);
+    QVERIFY(second != first);
+    QCOMPARE(drawnPixmaps(banner), second);
 }
 
 void tst_HeroBanner::emptyBannerPaintsNothing_data()

@@ -71,10 +71,8 @@ private slots:
     void buttonHasItsRoleAndBelongsToItsParent();
     void focusIsSeen_data();
     void focusIsSeen();
-    void focusIsSeenWhileHeldDown_data();
-    void focusIsSeenWhileHeldDown();
-    void focusIsSeenUnderThePointer_data();
-    void focusIsSeenUnderThePointer();
+    void focusIsSeenWhileHeldDownOrUnderThePointer_data();
+    void focusIsSeenWhileHeldDownOrUnderThePointer();
     void focusMovesTheRing();
 };
 
@@ -115,46 +113,32 @@ void tst_RoleButton::focusIsSeen()
     QCOMPARE(mismatch(snapshot(*button, panel), ringed(without, role == u"link" ? around : inside, light)), QString());
 }
 
-void tst_RoleButton::focusIsSeenWhileHeldDown_data()
+void tst_RoleButton::focusIsSeenWhileHeldDownOrUnderThePointer_data()
 {
     QTest::addColumn<QString>("role");
     QTest::addColumn<QColor>("ring");
-    QTest::newRow("dark on the light fill") << u"secondary"_s << dark;
-    QTest::newRow("light on the dark fill") << u"danger"_s << light;
+    QTest::addColumn<bool>("heldDown");
+    QTest::newRow("held down, dark on the light fill") << u"secondary"_s << dark << true;
+    QTest::newRow("held down, light on the dark fill") << u"danger"_s << light << true;
+    QTest::newRow("under the pointer, dark on the light fill") << u"secondary"_s << dark << false;
+    QTest::newRow("under the pointer, light on the dark fill") << u"danger"_s << light << false;
 }
 
-void tst_RoleButton::focusIsSeenWhileHeldDown()
+void tst_RoleButton::focusIsSeenWhileHeldDownOrUnderThePointer()
 {
     QFETCH(const QString, role);
     QFETCH(const QColor, ring);
+    QFETCH(const bool, heldDown);
     Fixture f;
     QVERIFY(f.isActive());
     QPushButton *button = f.of(role);
     f.elsewhere->setFocus();
-    button->setDown(true);
+    button->setDown(heldDown);
+    button->setAttribute(Qt::WA_UnderMouse, !heldDown);
     const QImage without = snapshot(*button, panel);
     button->setFocus();
-    QVERIFY(button->hasFocus() && button->isDown());
-    const QRect inside(3, 3, button->width() - 7, button->height() - 7);
-    QCOMPARE(mismatch(snapshot(*button, panel), ringed(without, inside, ring)), QString());
-}
-
-void tst_RoleButton::focusIsSeenUnderThePointer_data()
-{
-    focusIsSeenWhileHeldDown_data();
-}
-
-void tst_RoleButton::focusIsSeenUnderThePointer()
-{
-    QFETCH(const QString, role);
-    QFETCH(const QColor, ring);
-    Fixture f;
-    QVERIFY(f.isActive());
-    QPushButton *button = f.of(role);
-    f.elsewhere->setFocus();
-    button->setAttribute(Qt::WA_UnderMouse);
-    const QImage without = snapshot(*button, panel);
-    button->setFocus();
+    QVERIFY(button->hasFocus());
+    QCOMPARE(button->isDown(), heldDown);
     const QRect inside(3, 3, button->width() - 7, button->height() - 7);
     QCOMPARE(mismatch(snapshot(*button, panel), ringed(without, inside, ring)), QString());
 }

@@ -57,8 +57,8 @@ void StoryStudio::serve()
     options.certificateChain = contentOf(u":/certificates/server-chain.pem"_s);
     options.privateKey = contentOf(u":/certificates/server.key"_s);
     options.port = port_;
-    QString error;
-    expect(server_.start(options, &error), error);
+    const QString problem = server_.start(options);
+    expect(problem.isEmpty(), problem);
     port_ = server_.port();
 }
 

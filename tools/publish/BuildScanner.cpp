@@ -276,8 +276,8 @@ void BuildScanner::noteLooks()
 
 void BuildScanner::noteLook(const QString &path, const FileState &state)
 {
-    if (!state.error.isEmpty()) {
-        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(state.error)));
+    if (!state.reason.isEmpty()) {
+        scan_.refusals.append(u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(state.reason)));
         return;
     }
     note({path, state.size, state.modified, state.changed, state.executable});

@@ -58,7 +58,7 @@ QString ContentStore::incomingFolder() const
 bool ContentStore::holds(const FileDigest &digest) const
 {
     const FileState state = fileState(filePath(digest.sha256), FileLook::Attributes);
-    return state.error.isEmpty() && state.isFile && state.size == digest.size;
+    return state.reason.isEmpty() && state.isFile && state.size == digest.size;
 }
 
 bool ContentStore::holds(const FileDigest &digest, FolderLook &look) const
@@ -66,7 +66,7 @@ bool ContentStore::holds(const FileDigest &digest, FolderLook &look) const
     const QString name = TreeLayout::contentName(digest.sha256);
     const qsizetype shelf = name.lastIndexOf(u'/') + 1;
     const FileState state = look.stateOf(folder_ + u'/' + name.first(shelf), name.sliced(shelf));
-    return state.error.isEmpty() && state.isFile && state.size == digest.size;
+    return state.reason.isEmpty() && state.isFile && state.size == digest.size;
 }
 
 PruneResult ContentStore::prune(const QSet<QString> &keep) const

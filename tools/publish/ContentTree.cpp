@@ -155,9 +155,9 @@ FileDigest ContentTree::digest(const QString &address, ProgressMeter &meter) con
     const QFileInfo info(location);
     FileDigest digest;
     if (!info.exists()) {
-        digest.error = u"\"%1\" is missing."_s.arg(location);
+        digest.problem = u"\"%1\" is missing."_s.arg(location);
     } else if (!info.isFile()) {
-        digest.error = u"\"%1\" is not a file."_s.arg(location);
+        digest.problem = u"\"%1\" is not a file."_s.arg(location);
     } else {
         digest = digestFile(location, meter);
     }
@@ -174,17 +174,17 @@ ChannelManifest ContentTree::readManifest(const QString &channel) const
     ChannelManifest result{channel, manifestPath(channel), {}, {}};
     QFile file(result.path);
     if (!file.open(QIODevice::ReadOnly)) {
-        result.error = u"\"%1\" cannot be read: %2."_s.arg(result.path, reasonText(file.errorString()));
+        result.problem = u"\"%1\" cannot be read: %2."_s.arg(result.path, reasonText(file.errorString()));
         return result;
     }
     if (const std::optional<Manifest> manifest = manifestInPieces(result.path)) {
         result.manifest = *manifest;
         return result;
     }
-    QString reason;
-    result.manifest = parsedManifest(file.readAll(), &reason);
+    const ParsedManifest parsed = parsedManifest(file.readAll());
+    result.manifest = parsed.manifest;
     if (!result.manifest.valid) {
-        result.error = u"\"%1\" is damaged. %2"_s.arg(result.path, reason);
+        result.problem = u"\"%1\" is damaged. %2"_s.arg(result.path, parsed.problem);
     }
     return result;
 }
@@ -267,8 +267,8 @@ NamedContent ContentTree::namedContent(const QString &channel) const
     NamedContent named;
     bool seen = false;
     for (const ChannelManifest &manifest : readManifests()) {
-        if (!manifest.error.isEmpty()) {
-            named.problems.append(manifest.error);
+        if (!manifest.problem.isEmpty()) {
+            named.problems.append(manifest.problem);
         }
         named.problems += lookAtPacked(manifest.channel).problems; // players may be on the build that it tells of
         for (const ManifestFile &file : manifest.manifest.files) {
@@ -282,49 +282,43 @@ NamedContent ContentTree::namedContent(const QString &channel) const
     return named;
 }
 
-bool ContentTree::writeManifest(const Manifest &manifest, QString *error) const
+QString ContentTree::writeManifest(const Manifest &manifest) const
 {
-    return writeManifest(manifest, ManifestFiles::of(manifest), error);
+    return writeManifest(manifest, ManifestFiles::of(manifest));
 }
 
-bool ContentTree::writeManifest(const Manifest &header, const ManifestFiles &files, QString *error,
-                                const ProvedPieces *same, ProvedPieces::Writer *proved) const
+QString ContentTree::writeManifest(const Manifest &header, const ManifestFiles &files, const ProvedPieces *same,
+                                   ProvedPieces::Writer *proved) const
 {
     const QString path = manifestPath(header.channel);
     const ManifestText text(header, files);
     if (const std::optional<QString> difference = text.difference(same)) {
-        *error = u"The launcher would not read the manifest for \"%1\" as it is meant. %2"_s.arg(path, *difference)
-                     .trimmed();
-        return false;
+        return u"The launcher would not read the manifest for \"%1\" as it is meant. %2"_s.arg(path, *difference)
+            .trimmed();
     }
     const QString folder = QFileInfo(path).path();
     if (!QDir().mkpath(folder)) {
-        *error = u"The folder \"%1\" cannot be made."_s.arg(folder);
-        return false;
+        return u"The folder \"%1\" cannot be made."_s.arg(folder);
     }
     QSaveFile plain(path);
     QSaveFile packed(packedManifestPath(header.channel));
     for (QSaveFile *file : {&plain, &packed}) {
         if (!file->open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-            *error = notWritten(*file, file->errorString());
-            return false;
+            return notWritten(*file, file->errorString());
         }
     }
     writeBoth(text, plain, packed, same, proved);
     if (plain.error() != QFileDevice::NoError) {
-        *error = notWritten(plain, plain.errorString());
-        return false;
+        return notWritten(plain, plain.errorString());
     }
     if (const QString reason = commitOnDrive(packed); !reason.isEmpty()) {
-        *error = notWritten(packed, reason);
-        return false;
+        return notWritten(packed, reason);
     }
     if (const QString reason = commitOnDrive(plain); !reason.isEmpty()) {
-        *error = notWritten(plain, reason);
         QFile::remove(packed.fileName()); // it tells of a build that is not published
-        return false;
+        return notWritten(plain, reason);
     }
-    return true;
+    return {};
 }
 
 } // namespace velmo::publish

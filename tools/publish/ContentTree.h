@@ -53,12 +53,13 @@ public:
     NamedContent namedContent(const QString &channel) const;
     /// Puts \a manifest in place of its channel's, atomically and only if the launcher reads it back as it was meant.
     /// The packed one goes first: whoever is cut off between the two has left the old build's number standing, so that
-    /// publishing once more is not refused, and both name files that are there.
-    [[nodiscard]] bool writeManifest(const Manifest &manifest, QString *error) const;
+    /// publishing once more is not refused, and both name files that are there. A sentence when that fails.
+    [[nodiscard]] QString writeManifest(const Manifest &manifest) const;
     /// The same of \a files, with all else from \a header. If \a same is there, it lists just these
     /// files, and its pieces serve once more. If \a proved is there, it is told of the pieces that are put in place.
-    [[nodiscard]] bool writeManifest(const Manifest &header, const ManifestFiles &files, QString *error,
-                                     const ProvedPieces *same = nullptr, ProvedPieces::Writer *proved = nullptr) const;
+    [[nodiscard]] QString writeManifest(const Manifest &header, const ManifestFiles &files,
+                                        const ProvedPieces *same = nullptr,
+                                        ProvedPieces::Writer *proved = nullptr) const;
 
 private:
     void readFolder(const std::filesystem::directory_entry &folder, QList<ChannelManifest> *manifests) const;

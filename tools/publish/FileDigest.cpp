@@ -23,7 +23,7 @@ struct Desk {
 FileDigest unreadable(const QString &path, const SourceFile &file)
 {
     FileDigest digest;
-    digest.error = u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(file.errorString()));
+    digest.problem = u"\"%1\" cannot be read: %2."_s.arg(path, reasonText(file.errorString()));
     return digest;
 }
 
@@ -38,12 +38,12 @@ FileDigest digestFile(const QString &path, ProgressMeter &meter, IncomingFile *c
     }
     FileDigest digest;
     qint64 count = 0;
-    while (digest.error.isEmpty() && (count = file.read(desk.block.data(), digestBlock)) > 0) {
+    while (digest.problem.isEmpty() && (count = file.read(desk.block.data(), digestBlock)) > 0) {
         const QByteArrayView block(desk.block.data(), static_cast<qsizetype>(count));
         desk.hash.add(block);
         if (copy) {
             const QString reason = copy->add(block);
-            digest.error = reason.isEmpty() ? QString() : copyError(path, copy->path(), reason);
+            digest.problem = reason.isEmpty() ? QString() : copyError(path, copy->path(), reason);
         }
         digest.size += count;
         meter.addBytes(count);

@@ -14,7 +14,7 @@ constexpr qsizetype digestBlock = qsizetype{256} * 1024;
 struct FileDigest {
     QString sha256;  ///< 64 digits in lower case
     qint64 size = 0; ///< bytes that were read
-    QString error;   ///< a sentence that names the file; empty when the other fields hold
+    QString problem; ///< a sentence that names the file; empty when the other fields hold
 };
 
 /// Reads \a path in blocks and hashes it; what is read goes to \a copy as well, if one is given. Counts the bytes on

@@ -13,7 +13,7 @@ struct FileState {
     qint64 changed = 0;  ///< ns since the epoch, as the drive keeps it at each change of bytes or attributes
     bool executable = false;
     bool isFile = false; ///< and not a folder or something else
-    QString error;       ///< why the file cannot be read; empty when the other fields hold
+    QString reason;      ///< why the file cannot be read; empty when the other fields hold
 };
 
 /// Whether a file with these times cannot have changed any more without another time, as it was seen at \a seenAt: a

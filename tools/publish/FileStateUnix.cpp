@@ -26,7 +26,7 @@ FileState stateAt(int folder, const QString &path, FileLook look)
     // Asked for and not tried: to open and close a file takes twice as long as all else here.
     const bool mayBeRead = look != FileLook::Readable || faccessat(folder, name.constData(), R_OK, AT_EACCESS) == 0;
     if (!mayBeRead || fstatat(folder, name.constData(), &info, 0) != 0) {
-        state.error = qt_error_string(errno);
+        state.reason = qt_error_string(errno);
         return state;
     }
     state.isFile = S_ISREG(info.st_mode);

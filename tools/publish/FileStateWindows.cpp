@@ -27,10 +27,10 @@ FileState fileState(const QString &location, FileLook look)
     QFile file(location);
     FILE_BASIC_INFO info{};
     if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        state.error = file.errorString();
+        state.reason = file.errorString();
     } else if (!GetFileInformationByHandleEx(reinterpret_cast<HANDLE>(_get_osfhandle(file.handle())), FileBasicInfo,
                                              &info, sizeof info)) {
-        state.error = qt_error_string();
+        state.reason = qt_error_string();
     } else {
         constexpr QFile::Permissions anyRun = QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
         state.isFile = (info.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;

@@ -64,13 +64,13 @@ FileDigest Incoming::take(const QString &source, qint64 size, Guess guess, Progr
         return copy(source, size, meter);
     }
     const FileDigest digest = digestFile(source, meter);
-    if (!digest.error.isEmpty() || store_.holds(digest)) {
+    if (!digest.problem.isEmpty() || store_.holds(digest)) {
         return digest;
     }
     ProgressMeter uncounted({});
     FileDigest again = copy(source, size, uncounted);
-    if (again.error.isEmpty() && again.sha256 != digest.sha256) {
-        again.error = u"\"%1\" changed while it was being published."_s.arg(source);
+    if (again.problem.isEmpty() && again.sha256 != digest.sha256) {
+        again.problem = u"\"%1\" changed while it was being published."_s.arg(source);
     }
     return again;
 }
@@ -82,13 +82,13 @@ FileDigest Incoming::copy(const QString &source, qint64 size, ProgressMeter &met
     IncomingFile file(pathOf(name));
     FileDigest digest =
         size > digestBlock && file.clone(source) ? digestFile(file.path(), meter) : digestFile(source, meter, &file);
-    if (!digest.error.isEmpty() || !claim(digest)) {
+    if (!digest.problem.isEmpty() || !claim(digest)) {
         return digest;
     }
     const ContentHash hash(digest.sha256);
     if (const QString reason = file.keep(); !reason.isEmpty()) {
         giveBack(hash);
-        digest.error = copyError(source, file.path(), reason);
+        digest.problem = copyError(source, file.path(), reason);
         return digest;
     }
     ++files_;

@@ -30,67 +30,67 @@ QString buildOf(const Manifest &manifest)
     return u"build %1 (%2)"_s.arg(manifest.build).arg(manifest.version);
 }
 
-/// The certificates and the protocols of a server.
-class LookAtConnection {
-public:
-    LookAtConnection(const LiveOrder &order, const QDateTime &now, LiveResult &result)
-        : order_(order)
-        , now_(now)
-        , result_(result)
-    {}
-
-    void run(const LiveReply &first)
-    {
-        LiveFindings secure(u"Everything comes over HTTPS"_s);
-        LiveFindings certificates(
-            u"The certificates are trusted, and good for the next %1 days"_s.arg(daysOfCertificates));
-        LiveFindings protocol(u"TLS 1.2 is offered"_s);
-        if (first.isInsecure) {
-            secure.isBroken(u"\"%1\" leads to an address without HTTPS."_s.arg(order_.manifest.toDisplayString()));
-        } else if (first.status != 0) {
-            secure.isKept();
-        }
-        if (first.status != 0) {
-            lookAt(first.certificates, certificates);
-            askWithTls12(protocol);
-        } else if (first.isUntrusted) {
-            certificates.isBroken(
-                u"\"%1\" cannot be reached: %2."_s.arg(order_.manifest.toDisplayString(), first.error));
-        }
-        result_.demands += {secure.demand(), certificates.demand(), protocol.demand()};
-    }
-
-private:
-    void lookAt(const QList<QSslCertificate> &chain, LiveFindings &findings) const
-    {
+void lookWhetherSecure(const LiveOrder &order, const LiveReply &reply, LiveResult &result)
+{
+    LiveFindings findings(u"Everything comes over HTTPS"_s);
+    if (reply.isInsecure) {
+        findings.isBroken(u"\"%1\" leads to an address without HTTPS."_s.arg(order.manifest.toDisplayString()));
+    } else if (reply.status != 0) {
         findings.isKept();
-        for (const QSslCertificate &certificate : chain) {
-            const QDateTime end = certificate.expiryDate();
-            if (end < now_.addDays(daysOfCertificates)) {
-                findings.isBroken(u"The certificate of \"%1\" ends on %2."_s.arg(certificate.subjectDisplayName(),
-                                                                                 end.toUTC().toString(Qt::ISODate)));
-            }
+    }
+    result.demands.append(findings.demand());
+}
+
+void lookAtCertificates(const LivePeer &peer, const QDateTime &now, LiveFindings &findings)
+{
+    if (!peer.error.isEmpty()) {
+        findings.isBroken(u"%1 cannot be reached: %2."_s.arg(peer.name(), peer.error));
+        return;
+    }
+    findings.isKept();
+    for (const QSslCertificate &certificate : peer.certificates) {
+        const QDateTime end = certificate.expiryDate();
+        if (end < now.addDays(daysOfCertificates)) {
+            findings.isBroken(u"The certificate of \"%1\", which %2 sends, ends on %3."_s.arg(
+                certificate.subjectDisplayName(), peer.name(), end.toUTC().toString(Qt::ISODate)));
         }
     }
+}
 
-    void askWithTls12(LiveFindings &findings) const
-    {
-        LiveServer server(order_.trusted, QSsl::TlsV1_2);
-        const LiveReply reply = server.answerTo({order_.manifest, "HEAD"_ba});
-        if (reply.status != 0) {
-            findings.isKept();
-        } else {
-            findings.isBroken(u"Players on Windows 10 have nothing newer than TLS 1.2, and with it there is no "
-                              "connection: %1."_s.arg(reply.error));
+/// Where it sends whoever asks does not matter: that is a server of its own.
+void askWithTls12(const LiveOrder &order, const LivePeer &peer, LiveFindings &findings)
+{
+    LiveServer server(order.trusted, QSsl::TlsV1_2);
+    const LiveReply reply = server.answerTo({peer.url, "HEAD"_ba});
+    const bool isConnected = !server.peers().isEmpty() && server.peers().constFirst().error.isEmpty();
+    findings.check(isConnected, u"Players on Windows 10 have nothing newer than TLS 1.2, and with it there is no "
+                                "connection to %1: %2."_s.arg(peer.name(), reply.error));
+}
+
+/// Every server that was met, also where content files lie elsewhere than the manifest, or somebody redirects to them.
+QList<LiveDemand> lookAtServers(const LiveOrder &order, const QDateTime &now, const QList<LivePeer> &peers)
+{
+    LiveFindings certificates(u"The certificates are trusted, and good for the next %1 days"_s.arg(daysOfCertificates));
+    LiveFindings protocol(u"TLS 1.2 is offered"_s);
+    for (const LivePeer &peer : peers) {
+        lookAtCertificates(peer, now, certificates);
+        if (peer.error.isEmpty()) {
+            askWithTls12(order, peer, protocol);
         }
     }
+    return {certificates.demand(), protocol.demand()};
+}
 
-    const LiveOrder &order_;
-    QDateTime now_;
-    LiveResult &result_;
-};
+/// What a manifest comes packed by where the launcher's Qt unpacks the least, which is on Windows.
+QByteArray leastEncoding(const LiveOrder &order, LiveServer &server)
+{
+    const LiveRequest request{
+        order.manifest, "GET"_ba, {{"Accept-Encoding"_ba, "gzip, deflate"_ba}}, LiveRequest::Body::Ignored};
+    const QByteArray encoding = server.answerTo(request).header("Content-Encoding").toLower();
+    return encoding == "identity" ? QByteArray() : encoding;
+}
 
-void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, LiveResult &result)
+void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, const QByteArray &encoding, LiveResult &result)
 {
     LiveFindings findings(u"The launcher reads the manifest"_s);
     QString reason;
@@ -101,10 +101,14 @@ void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, LiveResult 
     } else if (reply.status != 200) {
         reason = u"It is answered with %1."_s.arg(reply.status);
     } else {
-        result.manifest = parsedManifest(reply.body, &reason);
+        const ParsedManifest parsed = parsedManifest(reply.body);
+        result.manifest = parsed.manifest;
+        reason = parsed.problem;
     }
     if (result.manifest.valid) {
-        findings.isKept();
+        findings.check(encoding.isEmpty() || encoding == "gzip" || encoding == "deflate",
+                       u"To the launcher on Windows, which takes gzip and deflate, it comes as \"%1\"."_s.arg(
+                           QString::fromLatin1(encoding)));
     } else if (!reply.isUntrusted) { // of which another demand tells
         findings.isBroken(u"\"%1\" is no manifest for it. %2"_s.arg(order.manifest.toDisplayString(), reason));
     }
@@ -124,25 +128,22 @@ void lookWhetherFresh(const LiveOrder &order, const LiveReply &reply, LiveResult
         findings.isBroken(u"\"%1\" cannot be read: %2."_s.arg(path, file.errorString()));
     } else if (result.manifest.valid) {
         const QByteArray published = file.readAll();
-        QString ignored;
         if (published == reply.body) {
             findings.isKept();
         } else {
             findings.isBroken(u"The server has %1, which is not that of \"%2\": %3."_s.arg(
-                buildOf(result.manifest), path, buildOf(parsedManifest(published, &ignored))));
+                buildOf(result.manifest), path, buildOf(parsedManifest(published).manifest)));
         }
     }
     result.demands.append(findings.demand());
 }
 
-void lookAtManifestHeaders(const LiveReply &reply, LiveResult &result)
+void lookAtManifestHeaders(const LiveReply &reply, const QByteArray &encoding, LiveResult &result)
 {
     LiveFindings packed(u"The manifest comes compressed"_s);
     LiveFindings fresh(u"The manifest is asked for anew each time"_s);
     if (result.manifest.valid) {
-        const QByteArray encoding = reply.header("Content-Encoding").toLower();
-        packed.check(!encoding.isEmpty() && encoding != "identity", // one that Qt knows, since it was read
-                     u"It has %1 bytes, and no Content-Encoding."_s.arg(reply.body.size()));
+        packed.check(!encoding.isEmpty(), u"It has %1 bytes, and no Content-Encoding."_s.arg(reply.body.size()));
         const LiveCaching caching(reply.header("Cache-Control"));
         fresh.check(caching.has("no-cache") || caching.has("no-store"),
                     u"Its Cache-Control is \"%1\" instead of \"no-cache\"."_s.arg(caching.text()));
@@ -158,9 +159,9 @@ void lookForWhatIsMissing(const LiveOrder &order, LiveServer &server, LiveResult
     LiveRequest request{address};
     request.mostBytes = largestPage;
     const LiveReply reply = server.answerTo(request);
-    if (reply.status == 0) {
+    if (reply.status == 0 && !reply.isUntrusted) {
         findings.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(address.toDisplayString(), reply.error));
-    } else {
+    } else if (reply.status != 0) {
         findings.check(
             reply.status == 404,
             u"\"%1\", which is not there, is answered with %2."_s.arg(address.toDisplayString()).arg(reply.status));
@@ -188,10 +189,11 @@ LiveResult LiveCheck::run()
     LiveRequest request{order_.manifest}; // Qt unpacks it as it does for the launcher
     request.mostBytes = largestManifest;
     const LiveReply reply = server.answerTo(request);
-    LookAtConnection(order_, now_, result).run(reply);
-    lookWhetherRead(order_, reply, result);
+    lookWhetherSecure(order_, reply, result);
+    const QByteArray encoding = reply.status == 200 ? leastEncoding(order_, server) : QByteArray();
+    lookWhetherRead(order_, reply, encoding, result);
     lookWhetherFresh(order_, reply, result);
-    lookAtManifestHeaders(reply, result);
+    lookAtManifestHeaders(reply, encoding, result);
     LiveFiles files(order_, server, result.manifest);
     files.setProgress(progress_);
     result.demands += files.run();
@@ -200,6 +202,8 @@ LiveResult LiveCheck::run()
     if (reply.status != 0) {
         lookForWhatIsMissing(order_, server, result);
     }
+    const QList<LiveDemand> ofServers = lookAtServers(order_, now_, server.peers()); // when all have been met
+    result.demands = result.demands.first(1) + ofServers + result.demands.sliced(1);
     return result;
 }
 

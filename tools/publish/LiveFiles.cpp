@@ -52,17 +52,26 @@ private:
     void ask(const LiveRequest &request, Meet meet)
     {
         const auto self = shared_from_this();
-        files_.server_.ask(request, [self, meet](const LiveReply &reply) { meet(*self, reply); });
+        files_.server_.ask(request, [self, meet](const LiveReply &reply) {
+            if (reply.isInsecure) {
+                self->files_.secure_.isBroken(u"\"%1\" leads to an address without HTTPS."_s.arg(self->name()));
+            } else if (reply.status != 0) {
+                self->files_.secure_.isKept();
+            }
+            meet(*self, reply);
+        });
     }
 
     QString name() const { return file_.url.toDisplayString(); }
 
     void meetHead(const LiveReply &reply)
     {
-        files_.secure_.check(!reply.isInsecure, u"\"%1\" leads to an address without HTTPS."_s.arg(name()));
         if (reply.status != 200) {
-            files_.sizes_.isBroken(reply.status != 0 ? u"\"%1\" is answered with %2."_s.arg(name()).arg(reply.status)
-                                                     : u"\"%1\" cannot be reached: %2."_s.arg(name(), reply.error));
+            if (!reply.isUntrusted) { // of which another demand tells
+                files_.sizes_.isBroken(reply.status != 0
+                                           ? u"\"%1\" is answered with %2."_s.arg(name()).arg(reply.status)
+                                           : u"\"%1\" cannot be reached: %2."_s.arg(name(), reply.error));
+            }
             done_();
             return;
         }

@@ -20,6 +20,16 @@ constexpr qint64 bytesOfAMillisecond = 64; // of a long body, at a slow line's p
 constexpr std::chrono::milliseconds longest = std::chrono::hours(24 * 7);
 constexpr qint64 bufferBytes = qint64{1024} * 1024;
 
+/// What is said about \a reply, to stand in the middle of a sentence.
+QString reasonOf(const QNetworkReply *reply)
+{
+    QString reason = reply->errorString();
+    if (reason.endsWith(u'.')) {
+        reason.chop(1);
+    }
+    return reason;
+}
+
 /// One request on its way.
 class Exchange : public QObject {
 public:
@@ -47,10 +57,11 @@ public:
 private:
     int status() const { return reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(); }
 
+    bool isRedirect() const { return status() >= 300 && status() < 400; }
+
     void meetHead()
     {
-        const bool isRedirect = status() >= 300 && status() < 400;
-        if (request_.body == LiveRequest::Body::Ignored && status() != 0 && !isRedirect) {
+        if (request_.body == LiveRequest::Body::Ignored && status() != 0 && !isRedirect()) {
             end();
         }
     }
@@ -88,7 +99,6 @@ private:
     {
         answer_.status = status();
         answer_.headers = reply_->rawHeaderPairs();
-        answer_.certificates = reply_->sslConfiguration().peerCertificateChain();
     }
 
     void finish()
@@ -100,17 +110,18 @@ private:
             note();
             const bool isAnswer =
                 reply_->error() == QNetworkReply::NoError || reply_->error() >= QNetworkReply::ContentAccessDenied;
+            if (!isAnswer && isRedirect()) { // to where there is none
+                answer_.status = 0;
+            }
+            answer_.isUnheard = reply_->error() == QNetworkReply::RemoteHostClosedError && answer_.status == 0;
             answer_.isUntrusted = reply_->error() == QNetworkReply::SslHandshakeFailedError;
             answer_.isInsecure = reply_->error() == QNetworkReply::InsecureRedirectError;
             // Qt ends what is silent for too long as if somebody had cancelled it.
             if (isTooSlow_ || reply_->error() == QNetworkReply::OperationCanceledError) {
                 answer_.error = u"It takes too long"_s;
             } else if (!isAnswer || answer_.status < 400) {
-                answer_.error = reply_->error() == QNetworkReply::NoError ? QString() : reply_->errorString();
+                answer_.error = reply_->error() == QNetworkReply::NoError ? QString() : reasonOf(reply_);
             }
-        }
-        if (answer_.error.endsWith(u'.')) {
-            answer_.error.chop(1);
         }
         reply_->deleteLater();
         done_(answer_);
@@ -139,6 +150,12 @@ QByteArray LiveReply::header(const QByteArray &name) const
     return values.join(", ");
 }
 
+QString LivePeer::name() const
+{
+    constexpr int https = 443;
+    return u"%1:%2"_s.arg(url.host()).arg(url.port(https));
+}
+
 LiveServer::LiveServer(const QList<QSslCertificate> &trusted, QSsl::SslProtocol protocol)
     : network_(new QNetworkAccessManager(this))
     , configuration_(QSslConfiguration::defaultConfiguration())
@@ -147,6 +164,34 @@ LiveServer::LiveServer(const QList<QSslCertificate> &trusted, QSsl::SslProtocol 
     configuration_.setProtocol(protocol);
     if (!trusted.isEmpty()) { // a list of one's own is all that is looked at
         configuration_.setCaCertificates(QSslConfiguration::systemCaCertificates() + trusted);
+    }
+    connect(network_, &QNetworkAccessManager::encrypted, this, &LiveServer::meetPeer);
+    connect(network_, &QNetworkAccessManager::finished, this, &LiveServer::noteFailure);
+}
+
+LivePeer &LiveServer::peerAt(const QUrl &url)
+{
+    const LivePeer peer{url, {}, {}};
+    const auto isIt = [&peer](const LivePeer &other) { return other.name() == peer.name(); };
+    const auto known = std::find_if(peers_.begin(), peers_.end(), isIt);
+    return known != peers_.end() ? *known : peers_.emplaceBack(peer);
+}
+
+/// At each new connection, redirects' too: the reply's address is the one that it has come to.
+void LiveServer::meetPeer(QNetworkReply *reply)
+{
+    LivePeer &peer = peerAt(reply->url());
+    for (const QSslCertificate &certificate : reply->sslConfiguration().peerCertificateChain()) {
+        if (!peer.certificates.contains(certificate)) {
+            peer.certificates.append(certificate);
+        }
+    }
+}
+
+void LiveServer::noteFailure(QNetworkReply *reply)
+{
+    if (reply->error() == QNetworkReply::SslHandshakeFailedError) {
+        peerAt(reply->url()).error = reasonOf(reply);
     }
 }
 
@@ -157,6 +202,15 @@ void LiveServer::setLimits(std::chrono::milliseconds silence, std::chrono::milli
 }
 
 void LiveServer::ask(const LiveRequest &request, const Done &done)
+{
+    // Qt tells all who wait for a connection to the server when one is closed under somebody else's answer.
+    const auto askAgain = [this, request, done](const LiveReply &reply) {
+        reply.isUnheard ? exchange(request, done) : done(reply);
+    };
+    exchange(request, askAgain);
+}
+
+void LiveServer::exchange(const LiveRequest &request, const Done &done)
 {
     new Exchange(request, whole_, send(request), done); // goes with the reply
 }

@@ -38,15 +38,25 @@ struct LiveRequest {
 struct LiveReply {
     int status = 0;           ///< 0 when there was no answer
     QString error;            ///< why there is no answer, or not all of it; empty when all came, whatever the status
-    bool isUntrusted = false; ///< there is no secure connection
+    bool isUntrusted = false; ///< there is no secure connection; the peer tells why
     bool isInsecure = false;  ///< it would have led to plain HTTP
     bool isTooLong = false;
+    bool isUnheard = false; ///< the connection was closed before any of an answer
     QList<std::pair<QByteArray, QByteArray>> headers;
     QByteArray body;
-    QList<QSslCertificate> certificates; ///< that the server has sent, its own first
 
     /// The value of \a name, several joined by commas; empty when there is none.
     QByteArray header(const QByteArray &name) const;
+};
+
+/// A server that was met on the way to an answer: the one that was asked, or one that a redirect led to.
+struct LivePeer {
+    QUrl url;                            ///< what it was first asked for
+    QList<QSslCertificate> certificates; ///< all that it has sent
+    QString error;                       ///< why there was no secure connection; empty when there was none without
+
+    /// "host:port".
+    QString name() const;
 };
 
 /// Asks a server as the launcher does: over HTTP/1.1 and TLS, along redirects unless they lead to plain HTTP. Every
@@ -67,11 +77,19 @@ public:
     /// Asks and waits, with an event loop of its own.
     LiveReply answerTo(const LiveRequest &request);
 
+    /// All that were met until now, the first one first.
+    QList<LivePeer> peers() const { return peers_; }
+
 private:
+    void exchange(const LiveRequest &request, const Done &done);
     QNetworkReply *send(const LiveRequest &request);
+    LivePeer &peerAt(const QUrl &url);
+    void meetPeer(QNetworkReply *reply);
+    void noteFailure(QNetworkReply *reply);
 
     QNetworkAccessManager *network_;
     QSslConfiguration configuration_;
+    QList<LivePeer> peers_;
     std::chrono::milliseconds silence_ = std::chrono::seconds(30);
     std::chrono::milliseconds whole_ = std::chrono::minutes(1);
 };

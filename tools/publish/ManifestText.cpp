@@ -72,8 +72,7 @@ struct Pieces {
 /// What stands around the files, if it is just what ManifestText writes there.
 std::optional<Manifest> ourHeader(const Pieces &around)
 {
-    QString ignored;
-    const Manifest header = parsedManifest(around.head + around.tail, &ignored);
+    const Manifest header = parsedManifest(around.head + around.tail).manifest;
     const bool isOurs = header.valid && compact(header.toJson()) == around.head + around.tail;
     return isOurs ? std::optional(header) : std::nullopt;
 }
@@ -159,8 +158,7 @@ Manifest parsedPiece(const QString &path, const Pieces &pieces, std::size_t numb
     if (number + 2 < pieces.bounds.size()) {
         body.chop(1); // the comma
     }
-    QString ignored;
-    return parsedManifest(pieces.head + body + pieces.tail, &ignored);
+    return parsedManifest(pieces.head + body + pieces.tail).manifest;
 }
 
 } // namespace
@@ -256,13 +254,12 @@ std::optional<Manifest> ManifestText::headerOf(const ProvedPieces &standing) con
 
 std::optional<QString> ManifestText::differenceIn(qsizetype number) const
 {
-    QString reason;
-    Manifest readBack = parsedManifest(head_ + entries(number) + tail_, &reason);
+    auto [readBack, problem] = parsedManifest(head_ + entries(number) + tail_);
     const QList<ManifestFile> files = std::exchange(readBack.files, {});
     const QList<ManifestFile> meant = files_.some(number * filesOfAPiece, filesOfAPiece);
     const bool isSame = readBack.valid && readBack.toJson() == header_.toJson() &&
                         std::equal(files.begin(), files.end(), meant.begin(), meant.end(), isSameFile);
-    return isSame ? std::nullopt : std::optional(reason);
+    return isSame ? std::nullopt : std::optional(problem);
 }
 
 bool readPieces(const QString &path, const PieceTaker &take)
@@ -307,15 +304,17 @@ std::optional<Manifest> manifestInPieces(const QString &path)
     return whole;
 }
 
-Manifest parsedManifest(const QByteArray &json, QString *error)
+ParsedManifest parsedManifest(const QByteArray &json)
 {
+    ParsedManifest parsed;
     QJsonParseError failure;
     const QJsonDocument document = QJsonDocument::fromJson(json, &failure);
     if (failure.error != QJsonParseError::NoError) {
-        *error = u"It is not valid JSON: %1."_s.arg(failure.errorString());
-        return {};
+        parsed.problem = u"It is not valid JSON: %1."_s.arg(failure.errorString());
+    } else {
+        parsed.manifest = Manifest::fromJson(document.object(), &parsed.problem);
     }
-    return Manifest::fromJson(document.object(), error);
+    return parsed;
 }
 
 } // namespace velmo::publish

@@ -63,7 +63,12 @@ bool readPieces(const QString &path, const PieceTaker &take);
 /// The whole by its pieces; nothing where readPieces is of no use.
 std::optional<Manifest> manifestInPieces(const QString &path);
 
-/// Reads \a json as the launcher does. Invalid, with a sentence in \a error, when it is not good.
-Manifest parsedManifest(const QByteArray &json, QString *error);
+struct ParsedManifest {
+    Manifest manifest; ///< invalid when it is not good
+    QString problem;   ///< a sentence, then
+};
+
+/// Reads \a json as the launcher does.
+ParsedManifest parsedManifest(const QByteArray &json);
 
 } // namespace velmo::publish

@@ -95,12 +95,9 @@ PublishResult Publisher::run()
         return result_;
     }
     TreeLock lock(tree_.gameFolder());
-    if (!lock.take()) {
-        result_.problems.append(lock.refusal());
+    result_.add(lock.take());
+    if (!result_.isGood()) {
         return result_;
-    }
-    if (!lock.warning().isEmpty()) {
-        result_.warnings.append(lock.warning());
     }
     result_.problems = publishFiles();
     if (result_.problems.isEmpty() && order_.prune) {
@@ -186,8 +183,8 @@ QStringList Publisher::readFiles(Incoming &incoming)
         const auto guess = isLikelyHeld(file) ? Incoming::Guess::Held : Incoming::Guess::New;
         const FileDigest digest = incoming.take(scan_.locationOf(file), file.size, guess, meter);
         meter.addFile();
-        if (!digest.error.isEmpty()) {
-            problems.add(digest.error);
+        if (!digest.problem.isEmpty()) {
+            problems.add(digest.problem);
         } else if (digest.size != file.size) {
             problems.add(changed(scan_.locationOf(file)));
         } else {
@@ -284,12 +281,12 @@ QStringList Publisher::putManifest()
 {
     const Manifest header = this->header();
     const auto fileAt = [this](qsizetype index) { return listed(index); };
-    QString error;
     ProvedPieces::Writer proved(tree_.provedPaths(order_.channel).list);
     const ProvedPieces *const same = same_ ? &*same_ : nullptr;
-    if (!tree_.writeManifest(header, {scan_.files.size(), fileAt}, &error, same,
-                             order_.trustTimes ? &proved : nullptr)) {
-        return {error};
+    if (const QString problem =
+            tree_.writeManifest(header, {scan_.files.size(), fileAt}, same, order_.trustTimes ? &proved : nullptr);
+        !problem.isEmpty()) {
+        return {problem};
     }
     remember(proved);
     result_.manifest = header;
@@ -361,9 +358,9 @@ QStringList Publisher::publishedRefusals()
     }
     ChannelManifest published;
     const bool mayClash = !listsTheSame(&published) && lookAtPublished(&published);
-    if (!published.error.isEmpty()) {
+    if (!published.problem.isEmpty()) {
         return order_.allowOlder ? QStringList()
-                                 : QStringList{published.error + u" With --allow-older it is replaced."_s};
+                                 : QStringList{published.problem + u" With --allow-older it is replaced."_s};
     }
     QStringList refusals;
     if (!order_.allowOlder && order_.build <= published.manifest.build) {
@@ -384,7 +381,7 @@ QStringList Publisher::publishedRefusals()
 bool Publisher::isPublishedAsSeen() const
 {
     const FileState now = fileState(tree_.manifestPath(order_.channel), FileLook::Attributes);
-    return seen_.error.isEmpty() && now.error.isEmpty() && now.size == seen_.size && now.modified == seen_.modified &&
+    return seen_.reason.isEmpty() && now.reason.isEmpty() && now.size == seen_.size && now.modified == seen_.modified &&
            now.changed == seen_.changed && isSettled(now.modified, now.changed, seenAt_);
 }
 
@@ -417,8 +414,8 @@ QStringList Publisher::pruneRefusals() const
                 continue;
             }
             QStringList errors = tree_.lookAtPacked(other.channel).problems;
-            if (!other.error.isEmpty()) {
-                errors = QStringList{other.error};
+            if (!other.problem.isEmpty()) {
+                errors = QStringList{other.problem};
             }
             for (const QString &error : errors) {
                 refusals.append(error + u" What it names is not known, so nothing can be pruned."_s);

@@ -2,6 +2,7 @@
 
 #include "publish/ContentStore.h"
 #include "publish/ManifestFiles.h"
+#include "publish/Reason.h"
 #include "publish/TreeLock.h"
 
 #include <QDateTime>
@@ -32,6 +33,7 @@ Push::Push(const PushOrder &order)
     , tree_(order.tree, order.game)
     , remote_(order.remote, order.game, order.transfers)
     , snapshot_(work_.filePath(u"tree"_s), order.game)
+    , packed_(work_.filePath(u"packed"_s))
 {}
 
 PushResult Push::run()
@@ -42,12 +44,9 @@ PushResult Push::run()
         return result_;
     }
     TreeLock lock(tree_.gameFolder());
-    if (!lock.take()) {
-        result_.problems.append(lock.refusal());
+    result_.add(lock.take());
+    if (!result_.isGood()) {
         return result_;
-    }
-    if (!lock.warning().isEmpty()) {
-        result_.warnings.append(lock.warning());
     }
     for (const auto step :
          {&Push::readTree, &Push::readRemote, &Push::pushContent, &Push::pushManifests, &Push::prune, &Push::tidy}) {
@@ -85,12 +84,15 @@ QStringList Push::readTree()
 /// Later a manifest may stand in the tree whose files were not looked for.
 QStringList Push::takeSnapshot(const QString &channel)
 {
-    const QString folder = QFileInfo(snapshot_.manifestPath(channel)).path();
-    QDir().mkpath(folder);
-    for (const QString &path : {tree_.manifestPath(channel), tree_.packedManifestPath(channel)}) {
+    const std::pair<QString, QString> copies[] = {
+        {tree_.manifestPath(channel), snapshot_.manifestPath(channel)},
+        {tree_.packedManifestPath(channel), snapshot_.packedManifestPath(channel)},
+        {tree_.packedManifestPath(channel), packed_.filePath(channel + u"/manifest.json"_s)}};
+    for (const auto &[path, copy] : copies) {
+        QDir().mkpath(QFileInfo(copy).path());
         QFile file(path);
-        if (file.exists() && !file.copy(QDir(folder).filePath(QFileInfo(path).fileName()))) {
-            return {u"\"%1\" cannot be read: %2."_s.arg(path, file.errorString())};
+        if (file.exists() && !file.copy(copy)) {
+            return {u"\"%1\" cannot be copied: %2."_s.arg(path, reasonText(file.errorString()))};
         }
     }
     // A server hands out either of the two, so they go up together or not at all.
@@ -101,8 +103,8 @@ QStringList Push::takeSnapshot(const QString &channel)
 
 QStringList Push::addNamed(const ChannelManifest &channel)
 {
-    if (!channel.error.isEmpty()) {
-        return {QString(channel.error).replace(channel.path, tree_.manifestPath(channel.channel))};
+    if (!channel.problem.isEmpty()) {
+        return {QString(channel.problem).replace(channel.path, tree_.manifestPath(channel.channel))};
     }
     const ContentStore store(tree_.contentFolder());
     QStringList problems;
@@ -125,11 +127,11 @@ QStringList Push::addNamed(const ChannelManifest &channel)
 
 QStringList Push::readRemote()
 {
-    for (const auto &step :
-         {std::function([this] { return remote_.open(); }), std::function([this] { return remote_.list(&there_); })}) {
-        if (const QString problem = step(); !problem.isEmpty()) {
-            return {problem};
-        }
+    if (const QString problem = remote_.open(); !problem.isEmpty()) {
+        return {problem};
+    }
+    if (there_ = remote_.list(); !there_.problem.isEmpty()) {
+        return {there_.problem};
     }
     const QString folder = work_.filePath(u"remote"_s);
     QStringList paths = there_.manifests;
@@ -157,8 +159,7 @@ QHash<QString, QString> Push::readRemoteManifests(const QString &folder)
     for (const QString &path : std::as_const(there_.manifests)) {
         const QByteArray json = manifestText(bytesOf(QDir(folder).filePath(path)));
         namedThere_ += hashesIn(json);
-        QString reason;
-        if (const Manifest manifest = parsedManifest(json, &reason); manifest.valid) {
+        if (const auto [manifest, problem] = parsedManifest(json); manifest.valid) {
             buildsThere_.insert(path, manifest.build);
             for (const ManifestFile &file : manifest.files) {
                 namedThere_.insert(ContentHash(file.sha256));
@@ -166,7 +167,7 @@ QHash<QString, QString> Push::readRemoteManifests(const QString &folder)
         } else {
             const auto sentence =
                 u"\"%1\" of \"%2\" is damaged. %3 What it names is not known, so nothing can be pruned."_s;
-            problems.insert(path, sentence.arg(path, order_.remote.shown(), reason));
+            problems.insert(path, sentence.arg(path, order_.remote.shown(), problem));
         }
     }
     for (const QString &path : std::as_const(there_.strange)) {
@@ -233,23 +234,25 @@ QStringList Push::proveContent()
             unproved.append(content.key());
         }
     }
-    Remote::Contents wrong;
-    QString problem = remote_.compare(unproved, tree_.contentFolder(), &wrong);
-    if (problem.isEmpty() && !wrong.isEmpty()) {
-        if (const QStringList problems = upload(Remote::Contents(wrong), true); !problems.isEmpty()) {
+    RemoteComparison found = remote_.compare(unproved, tree_.contentFolder());
+    if (found.problem.isEmpty() && !found.wrong.isEmpty()) {
+        if (const QStringList problems = upload(found.wrong, true); !problems.isEmpty()) {
             return problems;
         }
-        problem = remote_.compare(Remote::Contents(wrong), tree_.contentFolder(), &wrong);
+        found = remote_.compare(found.wrong, tree_.contentFolder());
     }
-    if (problem.isEmpty()) {
-        problem = remote_.list(&there_);
+    if (found.problem.isEmpty()) {
+        found.problem = remote_.settle(unproved);
     }
-    if (!problem.isEmpty()) {
-        return {problem};
+    if (!found.problem.isEmpty()) {
+        return {found.problem};
+    }
+    if (there_ = remote_.list(); !there_.problem.isEmpty()) {
+        return {there_.problem};
     }
     QStringList problems;
     for (auto content = contents_.cbegin(); content != contents_.cend() && problems.size() < mostNamed; ++content) {
-        if (wrong.contains(content.key()) || there_.content.value(content.key(), -1) != content.value()) {
+        if (found.wrong.contains(content.key()) || there_.content.value(content.key(), -1) != content.value()) {
             problems.append(u"\"%1\" did not arrive at \"%2\" as it is."_s.arg(
                 TreeLayout::contentName(content.key().digits()), order_.remote.shown()));
         }
@@ -262,11 +265,11 @@ QStringList Push::prune()
 {
     if (!order_.dryRun) {
         const QString folder = work_.filePath(u"last"_s);
-        for (const auto &step : {std::function([this] { return remote_.list(&there_); }),
-                                 std::function([&] { return remote_.fetch(there_.manifests, folder); })}) {
-            if (const QString problem = step(); !problem.isEmpty()) {
-                return {problem};
-            }
+        if (there_ = remote_.list(); !there_.problem.isEmpty()) {
+            return {there_.problem};
+        }
+        if (const QString problem = remote_.fetch(there_.manifests, folder); !problem.isEmpty()) {
+            return {problem};
         }
         remoteProblems_ = readRemoteManifests(folder);
     }

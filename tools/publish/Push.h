@@ -6,6 +6,7 @@
 #include "publish/TaskResult.h"
 #include "publish/UnnamedContent.h"
 
+#include <QDir>
 #include <QHash>
 #include <QSet>
 #include <QString>
@@ -57,7 +58,6 @@ private:
     QStringList takeSnapshot(const QString &channel);
     QStringList addNamed(const ChannelManifest &channel);
     void warnOfOlder(const QString &channel);
-    QString stagePacked(const QString &channel) const;
     QHash<QString, QString> readRemoteManifests(const QString &folder);
     QStringList upload(const Remote::Contents &contents, bool replacing);
     QStringList proveContent();
@@ -68,6 +68,7 @@ private:
         bool isPacked = false;
     };
     QList<Placed> manifestsOf(const QString &channel) const;
+    QList<Placed> manifestsThatDiffer() const;
     QStringList replace(const QList<Placed> &manifests);
 
     QString remember(const UnnamedContent &memory);
@@ -79,6 +80,7 @@ private:
     PushResult result_;
     QTemporaryDir work_;
     ContentTree snapshot_;                ///< the manifests that are pushed, as they stood at the beginning
+    QDir packed_;                         ///< below it the packed ones, under the names of the plain ones
     QHash<ContentHash, qint64> contents_; ///< what they name
     RemoteListing there_;
     QSet<ContentHash> namedThere_;           ///< by any manifest of the remote

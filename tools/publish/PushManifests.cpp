@@ -2,64 +2,55 @@
 #include "publish/Push.h"
 
 #include <QDir>
-#include <QFile>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace velmo::publish {
 
-/// The packed one first: whoever is cut off between the two leaves the old build's number standing, so that the next
-/// push goes on.
+/// The packed one first, as in the tree. Whichever a server hands out meanwhile, all of its files are there.
 QList<Push::Placed> Push::manifestsOf(const QString &channel) const
 {
     const QString plain = channel + u"/manifest.json"_s;
-    const QString packed = plain + u".gz"_s;
+    const Placed packed{plain + u".gz"_s, snapshot_.gameFolder()};
     if (!remote_.tellsOfPacking()) {
-        return {{packed, snapshot_.gameFolder()}, {plain, snapshot_.gameFolder()}};
+        return {packed, {plain, snapshot_.gameFolder()}};
     }
-    QList<Placed> placed{{plain, stagePacked(channel), true}};
-    if (there_.manifests.contains(packed)) { // by other means; it would tell of its build for good
-        placed.prepend({packed, snapshot_.gameFolder()});
-    }
-    return placed;
+    const Placed told{plain, packed_.path(), true};
+    // One that came there by other means would tell of its build for good.
+    return there_.manifests.contains(packed.path) ? QList<Placed>{packed, told} : QList<Placed>{told};
 }
 
-/// The packed manifest under the name of the plain one. The folder that it lies below; what fails, those tell who find
-/// nothing there.
-QString Push::stagePacked(const QString &channel) const
+QList<Push::Placed> Push::manifestsThatDiffer() const
 {
-    const QDir folder(work_.filePath(u"packed"_s));
-    QDir().mkpath(folder.filePath(channel));
-    QFile::copy(snapshot_.packedManifestPath(channel), folder.filePath(channel + u"/manifest.json"_s));
-    return folder.path();
+    const QDir before(work_.filePath(u"remote"_s));
+    QList<Placed> manifests;
+    for (const QString &channel : QDir(snapshot_.gameFolder()).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        manifests += manifestsOf(channel);
+    }
+    manifests.removeIf([&before](const Placed &manifest) {
+        return bytesOf(before.filePath(manifest.path)) == bytesOf(QDir(manifest.from).filePath(manifest.path));
+    });
+    return manifests;
 }
 
 QStringList Push::pushManifests()
 {
-    const QDir before(work_.filePath(u"remote"_s));
-    const QStringList channels = QDir(snapshot_.gameFolder()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    if (!order_.dryRun) {
-        const QString &first = channels.constFirst();
-        if (const QString problem = remote_.proveTellingOfPacking(first + u"/manifest.json"_s, stagePacked(first));
-            !problem.isEmpty()) {
+    QList<Placed> manifests = manifestsThatDiffer();
+    if (!order_.dryRun && !manifests.isEmpty()) {
+        const QString trial = manifests.constLast().path;
+        if (const QString problem = remote_.proveTellingOfPacking(trial, packed_.path()); !problem.isEmpty()) {
             return {problem};
         }
+        manifests = manifestsThatDiffer();
     }
-    QList<Placed> replaced;
-    for (const QString &channel : channels) {
-        for (const Placed &manifest : manifestsOf(channel)) {
-            const QByteArray bytes = bytesOf(QDir(manifest.from).filePath(manifest.path));
-            if (!bytes.isEmpty() && bytesOf(before.filePath(manifest.path)) == bytes) {
-                continue;
-            }
-            if (!result_.channels.contains(channel)) {
-                result_.channels.append(channel);
-                warnOfOlder(channel);
-            }
-            replaced.append(manifest);
+    for (const Placed &manifest : std::as_const(manifests)) {
+        const QString channel = manifest.path.section(u'/', 0, 0);
+        if (!result_.channels.contains(channel)) {
+            result_.channels.append(channel);
+            warnOfOlder(channel);
         }
     }
-    return order_.dryRun ? QStringList() : replace(replaced);
+    return order_.dryRun ? QStringList() : replace(manifests);
 }
 
 /// Another machine may have pushed since; but going back to an old build is a wish that must be granted, too.

@@ -41,7 +41,11 @@ public:
         if (entry.isEmpty()) {
             static const QRegularExpression time(u"\\A\\d{4}/\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d "_s);
             const QString text = QString::fromUtf8(line).remove(time).trimmed();
-            reason_ = text.isEmpty() ? reason_ : text;
+            if (text.startsWith("caused by: "_L1)) { // so the library for S3 goes on in another line
+                reason_ += u"; "_s + text;
+            } else if (!text.isEmpty()) {
+                reason_ = text;
+            }
             return;
         }
         if (takeProgress_ && entry.contains("stats"_L1)) {

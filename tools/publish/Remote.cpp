@@ -1,6 +1,7 @@
 #include "publish/Remote.h"
 
 #include "core/SaveFile.h"
+#include "publish/Reason.h"
 #include "publish/TreeLayout.h"
 
 #include <QDir>
@@ -10,6 +11,7 @@
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <QSaveFile>
+#include <QSet>
 #include <QTemporaryFile>
 
 #include <algorithm>
@@ -139,6 +141,11 @@ QString Remote::open()
     if (can("IsLocal"_L1) && isWritten && remote.value("Name"_L1).toString() == "local"_L1 &&
         QDir::isAbsolutePath(root_)) {
         placing_ = Placing::ByThisDrive;
+        around_ = gameFolder();
+        while (!QFileInfo(around_).isDir()) {
+            around_ = QFileInfo(around_).path();
+        }
+        drive_.emplace(around_);
     } else if (!can("BucketBased"_L1) && can("Move"_L1) && !can("PartialUploads"_L1)) {
         placing_ = Placing::ByRename;
     }
@@ -147,16 +154,16 @@ QString Remote::open()
     return {};
 }
 
-QString Remote::list(RemoteListing *listing) const
+RemoteListing Remote::list() const
 {
-    *listing = {};
+    RemoteListing listing;
     bool hasEntries = false;
-    const auto take = [listing, &hasEntries](const QByteArray &line) {
+    const auto take = [&listing, &hasEntries](const QByteArray &line) {
         const qsizetype end = line.lastIndexOf('}');
         const QJsonObject entry = QJsonDocument::fromJson(line.first(end + 1)).object();
         if (!entry.isEmpty()) {
             hasEntries = true;
-            addEntry(listing, entry.value("Path"_L1).toString(), entry.value("Size"_L1).toInteger(-1));
+            addEntry(&listing, entry.value("Path"_L1).toString(), entry.value("Size"_L1).toInteger(-1));
         }
     };
     const QStringList options = {u"lsjson"_s, u"--recursive"_s, u"--files-only"_s, u"--no-mimetype"_s,
@@ -164,7 +171,8 @@ QString Remote::list(RemoteListing *listing) const
     const RcloneRun run = rclone_.run(options, {placeOf({})}, take);
     // A folder below that goes away ends the list early, by the same code.
     const bool isDone = run.isGood() || (run.exitCode == RcloneRun::nothingThere && !hasEntries);
-    return isDone ? QString() : failure(u"list"_s, run);
+    listing.problem = isDone ? QString() : failure(u"list"_s, run);
+    return listing;
 }
 
 QString Remote::fetch(const QStringList &paths, const QString &folder) const
@@ -201,27 +209,51 @@ QString Remote::upload(const Contents &contents, const QString &folder, bool rep
     return problem.isEmpty() ? moveList(paths, incoming, placeOf(place)) : problem;
 }
 
-QString Remote::compare(const Contents &contents, const QString &folder, Contents *wrong) const
+RemoteComparison Remote::compare(const Contents &contents, const QString &folder) const
 {
-    wrong->clear();
+    RemoteComparison found;
     if (contents.isEmpty()) {
-        return {};
+        return found;
     }
     const FileList list(pathsOf(contents));
     qsizetype told = 0;
-    const auto take = [wrong, &told](const QByteArray &line) {
+    const auto take = [&found, &told](const QByteArray &line) {
         // "= path" is as it must be; "- path", "+ path", "* path" and "! path" are not.
         const ContentHash hash = contentAt(QString::fromUtf8(line.mid(2)));
         told += hash.isKnown() ? 1 : 0;
         if (hash.isKnown() && !line.startsWith('=')) {
-            wrong->append(hash);
+            found.wrong.append(hash);
         }
     };
     const QStringList options = {u"check"_s, u"--one-way"_s, u"--combined=-"_s, list.option(),
                                  u"--checkers=%1"_s.arg(transfers_)};
     const RcloneRun run = rclone_.run(options, {folder, placeOf(TreeLayout::contentFolderName())}, take);
     const bool isToldOfAll = told == contents.size();
-    return isToldOfAll && (run.isGood() || !wrong->isEmpty()) ? QString() : failure(u"check"_s, run);
+    found.problem = isToldOfAll && (run.isGood() || !found.wrong.isEmpty()) ? QString() : failure(u"check"_s, run);
+    return found;
+}
+
+/// rclone has no file forced onto a drive.
+QString Remote::settle(const Contents &contents) const
+{
+    if (!drive_ || contents.isEmpty()) {
+        return {};
+    }
+    QStringList paths;
+    QSet<QString> folders{around_};
+    for (const ContentHash &hash : contents) {
+        paths.append(gameFolder() + u'/' + TreeLayout::contentFolderName() + u'/' + pathOf(hash));
+        QString folder = QFileInfo(paths.constLast()).path();
+        for (; !folders.contains(folder); folder = QFileInfo(folder).path()) {
+            folders.insert(folder);
+        }
+    }
+    paths += folders.values();
+    for (const DriveSync::Failure &failure :
+         drive_->sync(paths.size(), [&paths](qsizetype index) { return paths.at(index); })) {
+        return u"\"%1\" cannot be written: %2."_s.arg(paths.at(failure.file), reasonText(failure.reason));
+    }
+    return {};
 }
 
 QString Remote::replace(const QString &path, const QString &folder, bool isPacked) const
@@ -322,7 +354,7 @@ QString Remote::moveList(const QStringList &paths, const QString &from, const QS
 /// rclone writes into a file itself or takes the old one away first; either would be seen.
 QString Remote::replaceOnThisDrive(const QString &path, const QString &folder) const
 {
-    const QString target = QDir(root_).filePath(game_ + u'/' + path);
+    const QString target = gameFolder() + u'/' + path;
     QFile source(QDir(folder).filePath(path));
     QSaveFile file(target);
     if (!source.open(QIODevice::ReadOnly) || !QDir().mkpath(QFileInfo(target).path()) ||

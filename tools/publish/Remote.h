@@ -1,14 +1,17 @@
 #pragma once
 
 #include "publish/ContentHash.h"
+#include "publish/DriveSync.h"
 #include "publish/Rclone.h"
 
+#include <QDir>
 #include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
 
 #include <functional>
+#include <optional>
 
 namespace velmo::publish {
 
@@ -19,6 +22,13 @@ struct RemoteListing {
     QStringList strange;                ///< paths of manifests that cannot be fetched for their names
     bool hasMemory = false;
     bool hasIncoming = false;
+    QString problem; ///< why it is not known; empty when the other fields hold
+};
+
+/// How content files at a remote compare with those in a folder.
+struct RemoteComparison {
+    QList<ContentHash> wrong; ///< those that are missing or differ
+    QString problem;          ///< why it is not known; empty when it is
 };
 
 /// The game's folder at a remote, as rclone sees it. Functions that return a QString return a sentence when they fail.
@@ -31,7 +41,7 @@ public:
 
     /// Finds rclone, and what the remote is able to do. Before everything else.
     QString open();
-    QString list(RemoteListing *listing) const;
+    RemoteListing list() const;
     /// Brings the files at \a paths below the game's folder into \a folder.
     QString fetch(const QStringList &paths, const QString &folder) const;
 
@@ -39,9 +49,10 @@ public:
     /// sizes if \a replacing.
     QString upload(const Contents &contents, const QString &folder, bool replacing,
                    const Rclone::ProgressTaker &progress) const;
-    /// Compares \a contents with those in \a folder, by their sizes and, where the remote has any, their hashes. Those
-    /// that are missing or differ are in \a wrong.
-    QString compare(const Contents &contents, const QString &folder, Contents *wrong) const;
+    /// Compares \a contents with those in \a folder, by their sizes and, where the remote has any, their hashes.
+    RemoteComparison compare(const Contents &contents, const QString &folder) const;
+    /// Has the drive take \a contents and their names, where that is one of this machine.
+    QString settle(const Contents &contents) const;
     /// Puts the file at \a path below \a folder at the same path below the game's folder, in place of what stands
     /// there. Tells whoever asks for it that it \a isPacked.
     QString replace(const QString &path, const QString &folder, bool isPacked = false) const;
@@ -79,6 +90,7 @@ private:
 
     QString run(const Upload &upload, const Rclone::ProgressTaker &progress) const;
     QString moveList(const QStringList &paths, const QString &from, const QString &to) const;
+    QString gameFolder() const { return QDir(root_).filePath(game_); }
     QString replaceOnThisDrive(const QString &path, const QString &folder) const;
 
     RemoteAddress address_;
@@ -87,7 +99,9 @@ private:
     Rclone rclone_;
     Placing placing_ = Placing::ByUpload;
     bool tellsOfPacking_ = false;
-    QString root_; ///< for ByThisDrive
+    QString root_;                   ///< for ByThisDrive
+    QString around_;                 ///< the same: a folder that is there, and the game's is or will be in it
+    std::optional<DriveSync> drive_; ///< the same
 };
 
 } // namespace velmo::publish

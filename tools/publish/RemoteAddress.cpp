@@ -64,8 +64,9 @@ QStringList valuesIn(const QString &text)
 
 QStringList environmentSecrets()
 {
-    static const QRegularExpression names(u"\\A(RCLONE|AWS|AZURE|GOOGLE|B2)_.*(PASS|SECRET|KEY|TOKEN|CREDENTIAL)"_s,
-                                          QRegularExpression::CaseInsensitiveOption);
+    static const QRegularExpression names(
+        u"\\A(RCLONE|AWS|AZURE|GOOGLE|B2|OS)_.*(PASS|SECRET|KEY|TOKEN|CREDENTIAL|SAS|CONNECTION)"_s,
+        QRegularExpression::CaseInsensitiveOption);
     QStringList values;
     const QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const QString &name : environment.keys()) {

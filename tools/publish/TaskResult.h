@@ -10,6 +10,11 @@ struct TaskResult {
     QStringList warnings; ///< sentences on what somebody should look at, though all was done
 
     bool isGood() const { return problems.isEmpty(); }
+    void add(const TaskResult &part)
+    {
+        problems += part.problems;
+        warnings += part.warnings;
+    }
 };
 
 } // namespace velmo::publish

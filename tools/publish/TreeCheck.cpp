@@ -12,8 +12,8 @@ namespace {
 
 QString problemWith(const QString &location, const FileDigest &digest, const ManifestFile &file)
 {
-    if (!digest.error.isEmpty()) {
-        return digest.error;
+    if (!digest.problem.isEmpty()) {
+        return digest.problem;
     }
     if (digest.size != file.size) {
         return u"\"%1\" has %2 bytes instead of %3."_s.arg(location, QString::number(digest.size),
@@ -57,12 +57,10 @@ TreeCheckResult TreeCheck::run()
     collect(channels);
     digestAll();
     for (const ChannelManifest &channel : channels) {
-        if (!channel.error.isEmpty()) {
-            result.problems.append(channel.error);
+        if (!channel.problem.isEmpty()) {
+            result.problems.append(channel.problem);
         } else {
-            const TaskResult packed = tree_.lookAtPacked(channel.channel);
-            result.problems += packed.problems;
-            result.warnings += packed.warnings;
+            result.add(tree_.lookAtPacked(channel.channel));
         }
         for (const ManifestFile &file : channel.manifest.files) {
             const QString problem = problemOf(channel, file);

@@ -64,18 +64,18 @@ TreeLock::TreeLock(const QString &gameFolder)
     lock_.setStaleLockTime(0); // a large build takes its time; here only a process that is gone loses its lock
 }
 
-bool TreeLock::take()
+TaskResult TreeLock::take()
 {
-    if (lock_.tryLock(waitMs) || (lock_.error() == QLockFile::LockFailedError && replaceLeftOver())) {
-        return true;
+    TaskResult result;
+    if (!lock_.tryLock(waitMs) && (lock_.error() != QLockFile::LockFailedError || !replaceLeftOver(&result))) {
+        result.problems.append(lockError());
     }
-    refusal_ = lockError();
-    return false;
+    return result;
 }
 
 /// What QLockFile itself never takes for left over: a lock that a crash or a full drive left without its text, and one
 /// of a machine, such as a container, that is no more.
-bool TreeLock::replaceLeftOver()
+bool TreeLock::replaceLeftOver(TaskResult *result)
 {
     const Holder holder = holderOf(lock_);
     const qint64 hours = hoursSinceMade(lock_);
@@ -86,8 +86,9 @@ bool TreeLock::replaceLeftOver()
         return false;
     }
     if (holder.known) {
-        warning_ = u"The lock \"%1\" of %2 is %3 hours old; it was taken for left over and replaced."_s.arg(
-            lock_.fileName(), holder.description(), QString::number(hours));
+        result->warnings.append(
+            u"The lock \"%1\" of %2 is %3 hours old; it was taken for left over and replaced."_s.arg(
+                lock_.fileName(), holder.description(), QString::number(hours)));
     }
     return true;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "publish/TaskResult.h"
+
 #include <QLockFile>
 #include <QString>
 
@@ -12,19 +14,15 @@ public:
     /// \a gameFolder exists.
     explicit TreeLock(const QString &gameFolder);
 
-    [[nodiscard]] bool take();
-    /// Why it was not taken, as a sentence that names the file and, where it can be read, who holds it.
-    QString refusal() const { return refusal_; }
-    /// A sentence on a lock that had to give way and that somebody should know of; otherwise empty.
-    QString warning() const { return warning_; }
+    /// Has a problem when it is not taken, which names the file and, where it can be read, who holds it, and a warning
+    /// of a lock that had to give way and that somebody should know of.
+    [[nodiscard]] TaskResult take();
 
 private:
-    bool replaceLeftOver();
+    bool replaceLeftOver(TaskResult *result);
     QString lockError() const;
 
     QLockFile lock_;
-    QString refusal_;
-    QString warning_;
 };
 
 } // namespace velmo::publish

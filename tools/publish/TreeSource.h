@@ -19,7 +19,7 @@ struct ChannelManifest {
     QString channel;
     QString path; ///< of manifest.json
     Manifest manifest;
-    QString error; ///< a sentence that names the path; empty when the manifest is good
+    QString problem; ///< a sentence that names the path; empty when the manifest is good
 };
 
 /// A content tree that can be read, wherever it lies. Addresses are those of its layout.

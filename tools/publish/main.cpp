@@ -144,27 +144,36 @@ QStringView stateOf(const velmo::publish::LiveDemand &demand)
     return u"not asked";
 }
 
-bool readTrusted(const QString &path, QList<QSslCertificate> *certificates, QTextStream &errors)
+struct Trusted {
+    QList<QSslCertificate> certificates;
+    QString problem; ///< why there are none in a file
+};
+
+Trusted readTrusted(const QString &path)
 {
+    Trusted trusted;
     if (path.isEmpty()) {
-        return true;
+        return trusted;
     }
     QFile file(path);
     if (file.open(QIODevice::ReadOnly)) {
-        *certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
+        trusted.certificates = QSslCertificate::fromDevice(&file, QSsl::Pem);
     }
-    if (certificates->isEmpty()) {
+    if (trusted.certificates.isEmpty()) {
         const QString reason = file.isOpen() ? u"There is no certificate in it"_s : file.errorString();
-        printProblems(errors, {u"\"%1\" cannot be read: %2."_s.arg(path, reason)});
+        trusted.problem = u"\"%1\" cannot be read: %2."_s.arg(path, reason);
     }
-    return !certificates->isEmpty();
+    return trusted;
 }
 
 int checkLive(velmo::publish::LiveOrder order, const QString &trust, QTextStream &out, QTextStream &errors)
 {
-    if (!readTrusted(trust, &order.trusted, errors)) {
+    const Trusted trusted = readTrusted(trust);
+    if (!trusted.problem.isEmpty()) {
+        printProblems(errors, {trusted.problem});
         return failed;
     }
+    order.trusted = trusted.certificates;
     velmo::publish::ProgressLine line(out, isOutputATerminal());
     velmo::publish::LiveCheck liveCheck(order);
     liveCheck.setProgress([&line](const velmo::publish::PublishProgress &progress) { line.show(progress); });

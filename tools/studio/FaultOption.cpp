@@ -93,31 +93,26 @@ bool setAttempts(Fault &fault, const QString &first, const QString &last)
 
 } // namespace
 
-std::optional<FaultOption> FaultOption::parse(const QString &text, QString *error)
+FaultOption FaultOption::parse(const QString &text)
 {
     static const QRegularExpression form(u"^(/[^=]*)=([a-z-]+)(?::(.*?))?(?:@(\\d+)(?:-(\\d+))?)?$"_s);
     const QRegularExpressionMatch match = form.match(text);
     if (!match.hasMatch()) {
-        *error = u"it is not of the form PATH=KIND[:ARGUMENT][@FIRST[-LAST]]"_s;
-        return std::nullopt;
+        return {{}, {}, u"it is not of the form PATH=KIND[:ARGUMENT][@FIRST[-LAST]]"_s};
     }
     const QString name = match.captured(2);
     const auto kind =
         std::find_if(kinds.begin(), kinds.end(), [&name](const Kind &known) { return known.name == name; });
     if (kind == kinds.end()) {
-        *error = u"there is no kind \"%1\""_s.arg(name);
-        return std::nullopt;
+        return {{}, {}, u"there is no kind \"%1\""_s.arg(name)};
     }
     FaultOption option;
     option.path = QUrl::fromPercentEncoding(match.captured(1).toUtf8());
     option.fault.kind = kind->kind;
     if (!setArgument(option.fault, *kind, match.captured(3))) {
-        *error = u"this kind is written %1"_s.arg(kind->form);
-        return std::nullopt;
-    }
-    if (!setAttempts(option.fault, match.captured(4), match.captured(5))) {
-        *error = u"the attempts begin with 1 and do not end before they begin"_s;
-        return std::nullopt;
+        option.problem = u"this kind is written %1"_s.arg(kind->form);
+    } else if (!setAttempts(option.fault, match.captured(4), match.captured(5))) {
+        option.problem = u"the attempts begin with 1 and do not end before they begin"_s;
     }
     return option;
 }

@@ -4,17 +4,15 @@
 
 #include <QString>
 
-#include <optional>
-
 namespace velmo::studio {
 
 /// A fault as it is written on the command line: PATH=KIND[:ARGUMENT][@FIRST[-LAST]].
 struct FaultOption {
     QString path; ///< decoded
     Fault fault;
+    QString problem; ///< why the text is no such fault; empty when it is one
 
-    /// Nothing, with the reason in \a error, when \a text is not such a fault.
-    static std::optional<FaultOption> parse(const QString &text, QString *error);
+    static FaultOption parse(const QString &text);
     /// Every kind with its argument, what it does and an example, for a help text.
     static QString describeKinds();
 };

@@ -37,36 +37,31 @@ Listener::Listener(Site *site, QObject *parent)
     connect(this, &Listener::pendingConnectionAvailable, this, &Listener::takeIn);
 }
 
-bool Listener::start(const QByteArray &certificateChain, const QByteArray &privateKey, quint16 port, QString *error)
+QString Listener::start(const QByteArray &certificateChain, const QByteArray &privateKey, quint16 port)
 {
-    if (!secure(certificateChain, privateKey, error)) {
-        return false;
+    const QString problem = secure(certificateChain, privateKey);
+    if (problem.isEmpty() && !listen(QHostAddress::LocalHost, port)) {
+        return u"cannot listen on port %1: %2"_s.arg(port).arg(errorString());
     }
-    if (!listen(QHostAddress::LocalHost, port)) {
-        *error = u"cannot listen on port %1: %2"_s.arg(port).arg(errorString());
-        return false;
-    }
-    return true;
+    return problem;
 }
 
-bool Listener::secure(const QByteArray &certificateChain, const QByteArray &privateKey, QString *error)
+QString Listener::secure(const QByteArray &certificateChain, const QByteArray &privateKey)
 {
     const QList<QSslCertificate> chain = QSslCertificate::fromData(certificateChain, QSsl::Pem);
     const QSslKey key = readKey(privateKey);
     if (chain.isEmpty()) {
-        *error = u"the certificate chain holds no PEM certificate"_s;
-        return false;
+        return u"the certificate chain holds no PEM certificate"_s;
     }
     if (key.isNull()) {
-        *error = u"the private key is no unencrypted PEM key"_s;
-        return false;
+        return u"the private key is no unencrypted PEM key"_s;
     }
     QSslConfiguration configuration = sslConfiguration();
     configuration.setLocalCertificateChain(chain);
     configuration.setPrivateKey(key);
     configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
     setSslConfiguration(configuration);
-    return true;
+    return {};
 }
 
 void Listener::takeIn()

@@ -18,15 +18,15 @@ public:
     /// \a site must outlive this object.
     explicit Listener(Site *site, QObject *parent = nullptr);
 
-    /// Begins to listen on 127.0.0.1; port 0 takes a free one. False, with the reason in \a error.
-    bool start(const QByteArray &certificateChain, const QByteArray &privateKey, quint16 port, QString *error);
+    /// Begins to listen on 127.0.0.1; port 0 takes a free one. Gives the reason when that fails.
+    [[nodiscard]] QString start(const QByteArray &certificateChain, const QByteArray &privateKey, quint16 port);
 
 signals:
     /// Before the first byte of the reply goes out. A request that cannot be read is answered but not announced.
     void answered(const velmo::studio::Request &request);
 
 private:
-    bool secure(const QByteArray &certificateChain, const QByteArray &privateKey, QString *error);
+    QString secure(const QByteArray &certificateChain, const QByteArray &privateKey);
     void takeIn();
 
     Site *site_;

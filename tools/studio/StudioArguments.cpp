@@ -18,7 +18,7 @@ StudioArguments::StudioArguments()
          u"CHAIN.pem"_s},
         {u"key"_s, u"The certificate's private key in PEM, unencrypted."_s, u"KEY.pem"_s},
         {u"port"_s, u"Listen on this port. 0, the default, takes a free one."_s, u"N"_s, u"0"_s},
-        {u"rate"_s, u"Send each client at most this much. 0, the default, is unlimited."_s, u"BYTES_PER_SECOND"_s,
+        {u"rate"_s, u"Send each connection at most this much. 0, the default, is unlimited."_s, u"BYTES_PER_SECOND"_s,
          u"0"_s},
         {u"fault"_s, u"Misbehave at a path, see below. May be given several times."_s, u"FAULT"_s},
         {u"run-for"_s, u"End after this time, 1 or more. Without it, SIGINT and SIGTERM end."_s, u"SECONDS"_s},
@@ -28,10 +28,10 @@ StudioArguments::StudioArguments()
     });
 }
 
-StudioArguments::Outcome StudioArguments::parse(const QStringList &arguments, QString *error)
+StudioArguments::Outcome StudioArguments::parse(const QStringList &arguments)
 {
     if (!parser_.parse(arguments)) {
-        *error = parser_.errorText();
+        problem = parser_.errorText();
         return Misused;
     }
     if (parser_.isSet(u"help"_s)) {
@@ -41,11 +41,13 @@ StudioArguments::Outcome StudioArguments::parse(const QStringList &arguments, QS
         return ShowVersion;
     }
     if (!parser_.positionalArguments().isEmpty()) {
-        *error = u"Unexpected argument \"%1\"."_s.arg(parser_.positionalArguments().constFirst());
-        return Misused;
+        refuse(u"Unexpected argument \"%1\"."_s.arg(parser_.positionalArguments().constFirst()));
     }
     quiet = parser_.isSet(u"quiet"_s);
-    return takeFiles(error) && takeNumbers(error) && takeFaults(error) ? Serve : Misused;
+    takeFiles();
+    takeNumbers();
+    takeFaults();
+    return problem.isEmpty() ? Serve : Misused;
 }
 
 QString StudioArguments::helpText() const
@@ -63,12 +65,11 @@ QString StudioArguments::helpText() const
            "Exit status: 0 when it was ended, 1 when it cannot serve, 2 when it was called wrongly.\n"_s;
 }
 
-bool StudioArguments::takeFiles(QString *error)
+void StudioArguments::takeFiles()
 {
     for (const QString &required : {u"tree"_s, u"certificate"_s, u"key"_s}) {
         if (parser_.value(required).isEmpty()) {
-            *error = u"--%1 is missing."_s.arg(required);
-            return false;
+            refuse(u"--%1 is missing."_s.arg(required));
         }
     }
     tree = parser_.value(u"tree"_s);
@@ -76,47 +77,43 @@ bool StudioArguments::takeFiles(QString *error)
     status = parser_.value(u"status"_s);
     certificate = parser_.value(u"certificate"_s);
     key = parser_.value(u"key"_s);
-    return true;
 }
 
-bool StudioArguments::takeNumbers(QString *error)
+void StudioArguments::takeNumbers()
 {
-    qint64 wantedPort = 0;
-    qint64 seconds = 0;
-    if (!takeNumber(u"port"_s, 0, std::numeric_limits<quint16>::max(), wantedPort, error) ||
-        !takeNumber(u"rate"_s, 0, std::numeric_limits<qint64>::max(), bytesPerSecond, error) ||
-        (parser_.isSet(u"run-for"_s) &&
-         !takeNumber(u"run-for"_s, 1, std::numeric_limits<int>::max(), seconds, error))) {
-        return false;
+    port = static_cast<quint16>(takeNumber(u"port"_s, 0, std::numeric_limits<quint16>::max()));
+    bytesPerSecond = takeNumber(u"rate"_s, 0, std::numeric_limits<qint64>::max());
+    if (parser_.isSet(u"run-for"_s)) {
+        runFor = std::chrono::seconds(takeNumber(u"run-for"_s, 1, std::numeric_limits<int>::max()));
     }
-    port = static_cast<quint16>(wantedPort);
-    runFor = std::chrono::seconds(seconds);
-    return true;
 }
 
-bool StudioArguments::takeFaults(QString *error)
+void StudioArguments::takeFaults()
 {
     const QStringList texts = parser_.values(u"fault"_s);
     for (const QString &text : texts) {
-        const std::optional<FaultOption> option = FaultOption::parse(text, error);
-        if (!option) {
-            *error = u"--fault %1: %2."_s.arg(text, *error);
-            return false;
+        const FaultOption option = FaultOption::parse(text);
+        if (!option.problem.isEmpty()) {
+            refuse(u"--fault %1: %2."_s.arg(text, option.problem));
         }
-        faults.append(*option);
+        faults.append(option);
     }
-    return true;
 }
 
-bool StudioArguments::takeNumber(const QString &option, qint64 smallest, qint64 largest, qint64 &number, QString *error)
+qint64 StudioArguments::takeNumber(const QString &option, qint64 smallest, qint64 largest)
 {
     bool isNumber = false;
-    number = parser_.value(option).toLongLong(&isNumber);
+    const qint64 number = parser_.value(option).toLongLong(&isNumber);
     if (!isNumber || number < smallest || number > largest) {
-        *error = u"--%1 takes no \"%2\"."_s.arg(option, parser_.value(option));
-        return false;
+        refuse(u"--%1 takes no \"%2\"."_s.arg(option, parser_.value(option)));
     }
-    return true;
+    return number;
+}
+
+/// Of several reasons the first is told.
+void StudioArguments::refuse(const QString &reason)
+{
+    problem = problem.isEmpty() ? reason : problem;
 }
 
 } // namespace velmo::studio

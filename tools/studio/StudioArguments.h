@@ -23,10 +23,11 @@ public:
 
     StudioArguments();
 
-    /// Reads \a arguments, of which the first is the program's name. Misused comes with the reason in \a error.
-    Outcome parse(const QStringList &arguments, QString *error);
+    /// Reads \a arguments, of which the first is the program's name.
+    Outcome parse(const QStringList &arguments);
     QString helpText() const;
 
+    QString problem; ///< why they are Misused
     QString tree;
     QString news;   ///< empty when there is none
     QString status; ///< empty when there is none
@@ -39,10 +40,11 @@ public:
     bool quiet = false;
 
 private:
-    bool takeFiles(QString *error);
-    bool takeNumbers(QString *error);
-    bool takeFaults(QString *error);
-    bool takeNumber(const QString &option, qint64 smallest, qint64 largest, qint64 &number, QString *error);
+    void takeFiles();
+    void takeNumbers();
+    void takeFaults();
+    qint64 takeNumber(const QString &option, qint64 smallest, qint64 largest);
+    void refuse(const QString &reason);
 
     QCommandLineParser parser_;
 };

@@ -21,7 +21,7 @@ class StudioServer::Worker {
 public:
     ~Worker() { stop(); }
 
-    bool start(const Options &options, QString *error);
+    QString start(const Options &options);
     void stop();
 
     Site site;
@@ -37,36 +37,33 @@ private:
     QMutex lifecycle_; ///< held while the thread comes or goes
     std::unique_ptr<QThread> thread_;
     std::binary_semaphore started_{0};
-    QString error_; ///< of the thread, until started_
+    QString problem_; ///< of the thread, until started_
 
     mutable QMutex recordMutex_;
     QList<Request> requests_;
 };
 
-bool StudioServer::Worker::start(const Options &options, QString *error)
+QString StudioServer::Worker::start(const Options &options)
 {
     const QMutexLocker lock(&lifecycle_);
     if (thread_) {
-        error_ = u"the studio is already running"_s;
+        problem_ = u"the studio is already running"_s;
     } else if (!options.root.isEmpty() && !QDir(options.root).exists()) {
-        error_ = u"there is no folder %1"_s.arg(QDir::toNativeSeparators(options.root));
+        problem_ = u"there is no folder %1"_s.arg(QDir::toNativeSeparators(options.root));
     } else {
-        error_.clear();
+        problem_.clear();
         site.open(options.root);
         site.setBytesPerSecond(options.bytesPerSecond);
         thread_.reset(QThread::create([this, options] { serve(options); }));
         thread_->setObjectName("studio"_L1);
         thread_->start();
         started_.acquire();
-        if (!error_.isEmpty()) {
+        if (!problem_.isEmpty()) {
             thread_->wait();
             thread_.reset();
         }
     }
-    if (error) {
-        *error = error_;
-    }
-    return error_.isEmpty();
+    return problem_;
 }
 
 void StudioServer::Worker::stop()
@@ -84,10 +81,10 @@ void StudioServer::Worker::serve(const Options &options)
 {
     Listener listener(&site);
     QObject::connect(&listener, &Listener::answered, &listener, [this](const Request &request) { record(request); });
-    const bool listening = listener.start(options.certificateChain, options.privateKey, options.port, &error_);
+    problem_ = listener.start(options.certificateChain, options.privateKey, options.port);
     port = listener.serverPort();
     started_.release();
-    if (listening) {
+    if (listener.isListening()) {
         QEventLoop().exec();
     }
     port = 0;
@@ -117,9 +114,9 @@ StudioServer::StudioServer()
 
 StudioServer::~StudioServer() = default;
 
-bool StudioServer::start(const Options &options, QString *error)
+QString StudioServer::start(const Options &options)
 {
-    return worker_->start(options, error);
+    return worker_->start(options);
 }
 
 void StudioServer::stop()

@@ -71,9 +71,9 @@ public:
     ~StudioServer();
     Q_DISABLE_COPY_MOVE(StudioServer)
 
-    /// Begins to listen on 127.0.0.1 and to count attempts anew. Documents, faults and recorded requests stay. False,
-    /// with the reason in \a error, which may be null.
-    bool start(const Options &options, QString *error = nullptr);
+    /// Begins to listen on 127.0.0.1 and to count attempts anew. Documents, faults and recorded requests stay. Gives
+    /// the reason when that fails.
+    [[nodiscard]] QString start(const Options &options);
     /// Closes the port and every connection. Safe to call twice.
     void stop();
     bool isRunning() const;

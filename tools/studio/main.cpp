@@ -11,7 +11,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <optional>
 
 using namespace Qt::Literals::StringLiterals;
 using namespace std::chrono_literals;
@@ -51,47 +50,50 @@ void quitOnSignals(QTimer &poll)
     poll.start(signalPollTime);
 }
 
-/// The contents of a file. Nothing, with the reason in \a error, when it cannot be read.
-std::optional<QByteArray> read(const QString &fileName, QString *error)
+struct FileText {
+    QByteArray bytes;
+    QString problem; ///< why it cannot be read
+};
+
+FileText read(const QString &fileName)
 {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
-        *error = u"cannot read %1: %2"_s.arg(fileName, file.errorString());
-        return std::nullopt;
+        return {{}, u"cannot read %1: %2"_s.arg(fileName, file.errorString())};
     }
-    return file.readAll();
+    return {file.readAll(), {}};
 }
 
-bool offer(Site &site, const QString &path, const QString &fileName, QString *error)
+QString offer(Site &site, const QString &path, const QString &fileName)
 {
     if (fileName.isEmpty()) {
-        return true;
+        return {};
     }
     site.setFile(path, fileName);
-    return read(fileName, error).has_value();
+    return read(fileName).problem;
 }
 
-/// Sets up what \a arguments asks for. False, with the reason in \a error.
-bool furnish(Site &site, const StudioArguments &arguments, QString *error)
+/// Sets up what \a arguments asks for.
+QString furnish(Site &site, const StudioArguments &arguments)
 {
     if (!QDir(arguments.tree).exists()) {
-        *error = u"there is no folder %1"_s.arg(arguments.tree);
-        return false;
+        return u"there is no folder %1"_s.arg(arguments.tree);
     }
     site.open(arguments.tree);
     site.setBytesPerSecond(arguments.bytesPerSecond);
     for (const FaultOption &option : arguments.faults) {
         site.addFault(option.path, option.fault);
     }
-    return offer(site, u"/api/v1/news"_s, arguments.news, error) &&
-           offer(site, u"/api/v1/status"_s, arguments.status, error);
+    const QString problem = offer(site, u"/api/v1/news"_s, arguments.news);
+    return problem.isEmpty() ? offer(site, u"/api/v1/status"_s, arguments.status) : problem;
 }
 
-bool listen(Listener &listener, const StudioArguments &arguments, QString *error)
+QString listen(Listener &listener, const StudioArguments &arguments)
 {
-    const std::optional<QByteArray> chain = read(arguments.certificate, error);
-    const std::optional<QByteArray> key = chain ? read(arguments.key, error) : std::nullopt;
-    return key && listener.start(*chain, *key, arguments.port, error);
+    const FileText chain = read(arguments.certificate);
+    const FileText key = read(arguments.key);
+    const QString problem = chain.problem.isEmpty() ? key.problem : chain.problem;
+    return problem.isEmpty() ? listener.start(chain.bytes, key.bytes, arguments.port) : problem;
 }
 
 void printRequest(const Request &request)
@@ -106,11 +108,12 @@ void printRequest(const Request &request)
 
 int serve(const StudioArguments &arguments)
 {
-    QString error;
     Site site;
     Listener listener(&site);
-    if (!furnish(site, arguments, &error) || !listen(listener, arguments, &error)) {
-        return complain(CannotServe, error);
+    QString problem = furnish(site, arguments);
+    problem = problem.isEmpty() ? listen(listener, arguments) : problem;
+    if (!problem.isEmpty()) {
+        return complain(CannotServe, problem);
     }
     if (!arguments.quiet) {
         QObject::connect(&listener, &Listener::answered, &listener, printRequest);
@@ -132,9 +135,8 @@ int main(int argc, char **argv)
     QCoreApplication::setApplicationName(u"velmo-studio"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(VELMO_VERSION));
 
-    QString error;
     StudioArguments arguments;
-    switch (arguments.parse(QCoreApplication::arguments(), &error)) {
+    switch (arguments.parse(QCoreApplication::arguments())) {
     case StudioArguments::Serve:
         return serve(arguments);
     case StudioArguments::ShowHelp:
@@ -146,5 +148,5 @@ int main(int argc, char **argv)
     case StudioArguments::Misused:
         break;
     }
-    return complain(CalledWrongly, error + u" See velmo-studio --help."_s);
+    return complain(CalledWrongly, arguments.problem + u" See velmo-studio --help."_s);
 }

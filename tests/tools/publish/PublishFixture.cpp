@@ -100,4 +100,13 @@ void openToAll(const QString &folder)
                                       QFile::ExeOther);
 }
 
+QByteArray brotliOf(const QByteArray &bytes)
+{
+    // Bit by bit: a window of 64 KiB, not the last block, four digits for its length less one, and it is not
+    // compressed.
+    const auto head = static_cast<quint32>((bytes.size() - 1) << 4 | 1 << 20);
+    const char begin[] = {static_cast<char>(head), static_cast<char>(head >> 8), static_cast<char>(head >> 16)};
+    return QByteArray(begin, sizeof begin) + bytes + '\x03'; // the last block, an empty one
+}
+
 } // namespace velmo::test

@@ -65,4 +65,7 @@ private:
     int previous_;
 };
 
+/// \a bytes, up to 64 KiB, in Brotli's form, as they are.
+QByteArray brotliOf(const QByteArray &bytes);
+
 } // namespace velmo::test

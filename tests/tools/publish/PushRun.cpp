@@ -1,7 +1,12 @@
 #include "tools/publish/PushRun.h"
 
+#include "support/TestFiles.h"
+
+#include <QDir>
 #include <QEventLoop>
+#include <QFile>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTimer>
 
 #include <csignal>
@@ -21,6 +26,15 @@ QProcessEnvironment pushEnvironment(const QString &configuration)
     }
     environment.insert(u"RCLONE_CONFIG"_s, configuration);
     return environment;
+}
+
+void putInFrontOfRclone(QProcessEnvironment &environment, const QString &folder, const QByteArray &script)
+{
+    const QString program = QDir(folder).filePath(u"rclone"_s);
+    writeFile(program, "#!/bin/bash\nrclone=" + QStandardPaths::findExecutable(u"rclone"_s).toUtf8() + '\n' + script +
+                           "\nexec \"$rclone\" \"$@\"\n");
+    QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeOwner);
+    environment.insert(u"PATH"_s, folder + u':' + environment.value(u"PATH"_s));
 }
 
 PublishRun runPush(const QStringList &arguments, const QProcessEnvironment &environment, std::optional<int> killAfterMs)

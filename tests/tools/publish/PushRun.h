@@ -14,6 +14,10 @@ namespace velmo::test {
 /// \a configuration.
 QProcessEnvironment pushEnvironment(const QString &configuration);
 
+/// Puts an rclone of one's own into \a folder and in front of the others of \a environment: \a script ends, or goes on
+/// to the real one, which it knows as $rclone, with its arguments.
+void putInFrontOfRclone(QProcessEnvironment &environment, const QString &folder, const QByteArray &script);
+
 /// Runs velmo-publish while this thread's event loop goes on. With \a killAfterMs it is killed then, with its children
 /// and without a word; the exit code is -1 if that came before its end.
 PublishRun runPush(const QStringList &arguments, const QProcessEnvironment &environment,

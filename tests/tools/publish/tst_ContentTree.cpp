@@ -96,11 +96,10 @@ void tst_ContentTree::writtenManifestIsReadBack()
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     QVERIFY(!tree.hasManifest(u"release"_s));
-    QString error;
-    QVERIFY(tree.writeManifest(smallManifest(), &error));
+    QCOMPARE(tree.writeManifest(smallManifest()), QString());
     QVERIFY(tree.hasManifest(u"release"_s));
     const ChannelManifest read = tree.readManifest(u"release"_s);
-    QCOMPARE(read.error, QString());
+    QCOMPARE(read.problem, QString());
     QCOMPARE(read.channel, u"release"_s);
     QVERIFY(read.manifest.valid);
     QCOMPARE(read.manifest.toJson(), smallManifest().toJson());
@@ -113,10 +112,9 @@ void tst_ContentTree::manifestThatTheLauncherRefusesIsNotWritten()
     const velmo::publish::ContentTree tree = fixture.contentTree();
     Manifest manifest = smallManifest();
     manifest.files.first().path = u"../x"_s;
-    QString error;
-    QVERIFY(!tree.writeManifest(manifest, &error));
-    QCOMPARE(error, u"The launcher would not read the manifest for \"%1\" as it is meant. Manifest contains an "
-                    "invalid file entry: ../x"_s.arg(tree.manifestPath(u"release"_s)));
+    QCOMPARE(tree.writeManifest(manifest),
+             u"The launcher would not read the manifest for \"%1\" as it is meant. Manifest contains an "
+             "invalid file entry: ../x"_s.arg(tree.manifestPath(u"release"_s)));
     QVERIFY(!QFile::exists(fixture.tree()));
 }
 
@@ -126,10 +124,8 @@ void tst_ContentTree::manifestThatTheLauncherReadsOtherwiseIsNotWritten()
     const velmo::publish::ContentTree tree = fixture.contentTree();
     Manifest manifest = smallManifest();
     manifest.files.first().sha256 = QString(64, u'A'); // read in lower case
-    QString error;
-    QVERIFY(!tree.writeManifest(manifest, &error));
-    QCOMPARE(error, u"The launcher would not read the manifest for \"%1\" as it is meant."_s.arg(
-                        tree.manifestPath(u"release"_s)));
+    QCOMPARE(tree.writeManifest(manifest), u"The launcher would not read the manifest for \"%1\" as it is meant."_s.arg(
+                                               tree.manifestPath(u"release"_s)));
 }
 
 void tst_ContentTree::manifestThatCannotBeWrittenIsNamed()
@@ -138,9 +134,8 @@ void tst_ContentTree::manifestThatCannotBeWrittenIsNamed()
     const velmo::publish::ContentTree tree = fixture.contentTree();
     const QString path = tree.manifestPath(u"release"_s);
     QVERIFY(QDir().mkpath(path));
-    QString error;
-    QVERIFY(!tree.writeManifest(smallManifest(), &error));
-    QVERIFY2(error.startsWith(u"\"%1\" cannot be written: "_s.arg(path)), qUtf8Printable(error));
+    const QString problem = tree.writeManifest(smallManifest());
+    QVERIFY2(problem.startsWith(u"\"%1\" cannot be written: "_s.arg(path)), qUtf8Printable(problem));
 }
 
 void tst_ContentTree::oldManifestStandsWhenTheDriveDoesNotTakeTheNewOne()
@@ -148,14 +143,15 @@ void tst_ContentTree::oldManifestStandsWhenTheDriveDoesNotTakeTheNewOne()
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     Manifest manifest = smallManifest();
-    QString error;
-    QVERIFY(tree.writeManifest(manifest, &error));
+    QCOMPARE(tree.writeManifest(manifest), QString());
     manifest.build = 8;
+    QString problem;
     {
         const velmo::test::FailingSync sync(ENOSPC);
-        QVERIFY(!tree.writeManifest(manifest, &error));
+        problem = tree.writeManifest(manifest);
     }
-    QCOMPARE(error, u"\"%1\" cannot be written: No space left on device."_s.arg(tree.packedManifestPath(u"release"_s)));
+    QCOMPARE(problem,
+             u"\"%1\" cannot be written: No space left on device."_s.arg(tree.packedManifestPath(u"release"_s)));
     QCOMPARE(tree.readManifest(u"release"_s).manifest.build, 7);
     QCOMPARE(PublishFixture::filesBelow(fixture.tree()), bothManifests);
     QCOMPARE(tree.lookAtPacked(u"release"_s).problems, QStringList());
@@ -166,20 +162,20 @@ void tst_ContentTree::nothingTellsOfABuildWhoseManifestTheDriveDoesNotTake()
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     Manifest manifest = smallManifest();
-    QString error;
-    QVERIFY(tree.writeManifest(manifest, &error));
+    QCOMPARE(tree.writeManifest(manifest), QString());
     manifest.build = 8;
     bool packedTold = false;
+    QString problem;
     {
         int syncs = 0;
         const velmo::test::SyncLook look([&tree, &syncs, &packedTold] {
             packedTold = !tree.lookAtPacked(u"release"_s).problems.isEmpty();
             return ++syncs == 1 ? 0 : ENOSPC;
         });
-        QVERIFY(!tree.writeManifest(manifest, &error));
+        problem = tree.writeManifest(manifest);
     }
     QVERIFY(packedTold); // the packed one was there before
-    QCOMPARE(error, u"\"%1\" cannot be written: No space left on device."_s.arg(tree.manifestPath(u"release"_s)));
+    QCOMPARE(problem, u"\"%1\" cannot be written: No space left on device."_s.arg(tree.manifestPath(u"release"_s)));
     QCOMPARE(tree.readManifest(u"release"_s).manifest.build, 7);
     QCOMPARE(PublishFixture::filesBelow(fixture.tree()), QStringList{u"harrowfen/release/manifest.json"_s});
 }
@@ -195,11 +191,10 @@ void tst_ContentTree::packedManifestHoldsTheSameEveryTime()
         const QString sha256 = velmo::test::sha256Of(QByteArray::number(number));
         manifest.files.append({u"Data/%1"_s.arg(number), sha256, number, sha256, false});
     }
-    QString error;
-    QVERIFY(tree.writeManifest(manifest, &error));
+    QCOMPARE(tree.writeManifest(manifest), QString());
     const QByteArray packed = velmo::test::contentOf(path);
     QVERIFY(QFile::remove(path));
-    QVERIFY(tree.writeManifest(manifest, &error));
+    QCOMPARE(tree.writeManifest(manifest), QString());
     QCOMPARE(velmo::test::contentOf(path), packed);
     QProcess gzip;
     gzip.start(u"gzip"_s, {u"-dc"_s, path});
@@ -214,12 +209,11 @@ void tst_ContentTree::packedManifestThatTellsSomethingElseIsNamed()
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     const QString path = tree.packedManifestPath(u"release"_s);
-    QString error;
-    QVERIFY(tree.writeManifest(smallManifest(), &error));
+    QCOMPARE(tree.writeManifest(smallManifest()), QString());
     const QByteArray packed = velmo::test::contentOf(path);
     Manifest next = smallManifest();
     next.build = 8;
-    QVERIFY(tree.writeManifest(next, &error));
+    QCOMPARE(tree.writeManifest(next), QString());
     const QStringList problems = {
         u"\"%1\" does not hold the manifest beside it; publish the channel once more, or delete the file."_s.arg(path)};
     for (const QByteArray &bytes : {packed, QByteArray()}) {
@@ -243,13 +237,12 @@ void tst_ContentTree::packedManifestAloneMakesAChannelThatCannotBeRead()
 {
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
-    QString error;
-    QVERIFY(tree.writeManifest(smallManifest(), &error));
+    QCOMPARE(tree.writeManifest(smallManifest()), QString());
     QVERIFY(QFile::remove(tree.manifestPath(u"release"_s)));
     QVERIFY(!tree.hasManifest(u"release"_s));
     const QList<ChannelManifest> manifests = tree.readManifests();
     QCOMPARE(manifests.size(), 1);
-    QCOMPARE(manifests.first().error,
+    QCOMPARE(manifests.first().problem,
              u"\"%1\" cannot be read: No such file or directory."_s.arg(tree.manifestPath(u"release"_s)));
 }
 
@@ -258,9 +251,8 @@ void tst_ContentTree::channelFolderThatCannotBeMadeIsNamed()
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     writeFile(tree.gameFolder() + u"/release"_s, "in the way");
-    QString error;
-    QVERIFY(!tree.writeManifest(smallManifest(), &error));
-    QCOMPARE(error, u"The folder \"%1/release\" cannot be made."_s.arg(tree.gameFolder()));
+    QCOMPARE(tree.writeManifest(smallManifest()),
+             u"The folder \"%1/release\" cannot be made."_s.arg(tree.gameFolder()));
 }
 
 void tst_ContentTree::damagedManifestIsNamed_data()
@@ -283,14 +275,14 @@ void tst_ContentTree::damagedManifestIsNamed()
     writeFile(path, json);
     const ChannelManifest read = tree.readManifest(u"beta"_s);
     QVERIFY(!read.manifest.valid);
-    QVERIFY2(read.error.startsWith(u"\"%1\" is damaged. "_s.arg(path) + reason), qUtf8Printable(read.error));
+    QVERIFY2(read.problem.startsWith(u"\"%1\" is damaged. "_s.arg(path) + reason), qUtf8Printable(read.problem));
 }
 
 void tst_ContentTree::missingManifestIsNamed()
 {
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
-    QCOMPARE(tree.readManifest(u"beta"_s).error,
+    QCOMPARE(tree.readManifest(u"beta"_s).problem,
              u"\"%1\" cannot be read: %2."_s.arg(tree.manifestPath(u"beta"_s), velmo::test::noSuchFolder()));
 }
 
@@ -298,11 +290,10 @@ void tst_ContentTree::manifestsOfAllChannelsAreRead()
 {
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
-    QString error;
     for (const QString &channel : {u"release"_s, u"beta"_s}) {
         Manifest manifest = smallManifest();
         manifest.channel = channel;
-        QVERIFY(tree.writeManifest(manifest, &error));
+        QCOMPARE(tree.writeManifest(manifest), QString());
     }
     writeFile(tree.manifestPath(u"dev"_s), "{}");
     writeFile(tree.gameFolder() + u"/files/aa/x"_s, "x");
@@ -310,7 +301,7 @@ void tst_ContentTree::manifestsOfAllChannelsAreRead()
     QCOMPARE(manifests.size(), 3);
     QCOMPARE(manifests.at(0).manifest.channel, u"beta"_s);
     QCOMPARE(manifests.at(1).channel, u"dev"_s);
-    QVERIFY(!manifests.at(1).error.isEmpty());
+    QVERIFY(!manifests.at(1).problem.isEmpty());
     QCOMPARE(manifests.at(2).manifest.channel, u"release"_s);
 }
 
@@ -333,7 +324,8 @@ void tst_ContentTree::channelThatMayNotBeEnteredIsNamed()
     }
     QVERIFY(velmo::test::setMode(folder, 0755)); // so that the fixture can go
     QCOMPARE(manifests.size(), 1);
-    QCOMPARE(manifests.first().error, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.manifestPath(u"beta"_s)));
+    QCOMPARE(manifests.first().problem,
+             u"\"%1\" cannot be read: Permission denied."_s.arg(tree.manifestPath(u"beta"_s)));
 }
 
 void tst_ContentTree::gameFolderThatMayNotBeListedIsNamed()
@@ -350,13 +342,13 @@ void tst_ContentTree::gameFolderThatMayNotBeListedIsNamed()
     }
     QVERIFY(velmo::test::setMode(folder, 0755)); // so that the fixture can go
     QCOMPARE(manifests.size(), 1);
-    QCOMPARE(manifests.first().error, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.gameFolder()));
+    QCOMPARE(manifests.first().problem, u"\"%1\" cannot be read: Permission denied."_s.arg(tree.gameFolder()));
 }
 
 void tst_ContentTree::channelThatLeadsNowhereIsNamed_data()
 {
     QTest::addColumn<QString>("link");
-    QTest::addColumn<QString>("error");
+    QTest::addColumn<QString>("problem");
     QTest::newRow("folder") << u"beta"_s << u"\"%1/beta\" is a symbolic link that leads nowhere."_s;
     QTest::newRow("manifest") << u"beta/manifest.json"_s
                               << u"\"%1/beta/manifest.json\" cannot be read: No such file or directory."_s;
@@ -365,14 +357,14 @@ void tst_ContentTree::channelThatLeadsNowhereIsNamed_data()
 void tst_ContentTree::channelThatLeadsNowhereIsNamed()
 {
     QFETCH(QString, link);
-    QFETCH(QString, error);
+    QFETCH(QString, problem);
     const PublishFixture fixture;
     const velmo::publish::ContentTree tree = fixture.contentTree();
     fixture.link(u"/not/mounted"_s, QDir(tree.gameFolder()).filePath(link));
     const QList<ChannelManifest> manifests = tree.readManifests();
     QCOMPARE(manifests.size(), 1);
     QCOMPARE(manifests.first().channel, u"beta"_s);
-    QCOMPARE(manifests.first().error, error.arg(tree.gameFolder()));
+    QCOMPARE(manifests.first().problem, problem.arg(tree.gameFolder()));
 }
 
 void tst_ContentTree::filesAndFoldersWithoutAManifestAreNoChannels()
@@ -391,8 +383,7 @@ void tst_ContentTree::channelThatIsNotFoundLeavesItsContentUnknown()
     const velmo::publish::ContentTree tree = fixture.contentTree();
     Manifest manifest = smallManifest();
     manifest.channel = u"beta"_s;
-    QString error;
-    QVERIFY(tree.writeManifest(manifest, &error));
+    QCOMPARE(tree.writeManifest(manifest), QString());
     const velmo::publish::NamedContent named = tree.namedContent(u"beta"_s);
     QCOMPARE(named.problems, QStringList());
     QCOMPARE(named.hashes, QSet<QString>{QString(64, u'a')});

@@ -46,7 +46,7 @@ void tst_FileDigest::digestCountsAndCopiesEveryByte()
 
     const velmo::publish::FileDigest digest = velmo::publish::digestFile(path, meter, &copy);
     meter.report();
-    QCOMPARE(digest.error, QString());
+    QCOMPARE(digest.problem, QString());
     QCOMPARE(digest.size, size);
     QCOMPARE(digest.sha256, velmo::test::sha256Of(bytes));
     QCOMPARE(copy.keep(), QString());
@@ -59,7 +59,7 @@ void tst_FileDigest::unreadableFileIsNamed()
     const QTemporaryDir folder;
     velmo::publish::ProgressMeter meter({});
     const QString path = folder.filePath(u"gone"_s);
-    QCOMPARE(velmo::publish::digestFile(path, meter).error,
+    QCOMPARE(velmo::publish::digestFile(path, meter).problem,
              u"\"%1\" cannot be read: %2."_s.arg(path, velmo::test::noSuchFile()));
 }
 
@@ -67,7 +67,7 @@ void tst_FileDigest::readThatFailsIsNamed()
 {
     // Nothing lies at the beginning of a program's memory.
     velmo::publish::ProgressMeter meter({});
-    QCOMPARE(velmo::publish::digestFile(u"/proc/self/mem"_s, meter).error,
+    QCOMPARE(velmo::publish::digestFile(u"/proc/self/mem"_s, meter).problem,
              u"\"/proc/self/mem\" cannot be read: Input/output error."_s);
 }
 
@@ -87,12 +87,12 @@ void tst_FileDigest::copyThatTakesTooLittleIsNoticed()
     velmo::test::writeFile(path, QByteArray(qsizetype{1024} * 1024 + 1, 'x'));
     velmo::publish::IncomingFile copy(folder.filePath(u"copy"_s));
     velmo::publish::ProgressMeter meter({});
-    QString error;
+    QString problem;
     {
         const velmo::test::FullDrive drive(room);
-        error = velmo::publish::digestFile(path, meter, &copy).error;
+        problem = velmo::publish::digestFile(path, meter, &copy).problem;
     }
-    QCOMPARE(error, u"\"%1\" cannot be copied to \"%2\": %3."_s.arg(path, copy.path(), velmo::test::driveIsFull()));
+    QCOMPARE(problem, u"\"%1\" cannot be copied to \"%2\": %3."_s.arg(path, copy.path(), velmo::test::driveIsFull()));
 }
 
 int main(int argc, char **argv)

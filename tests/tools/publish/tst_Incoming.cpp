@@ -92,7 +92,7 @@ public:
         }
         ProgressMeter meter({});
         const FileDigest digest = incoming.take(source(), size, guess, meter);
-        return digest.error.isEmpty() ? incoming.place(nullptr).value(0) : digest.error;
+        return digest.problem.isEmpty() ? incoming.place(nullptr).value(0) : digest.problem;
     }
 
 private:
@@ -108,7 +108,7 @@ void takeMany(const StoreFixture &fixture, Incoming &incoming, int count)
     ProgressMeter meter({});
     for (int number = 0; number < count; ++number) {
         writeFile(fixture.source(number), QByteArray::number(number));
-        QCOMPARE(incoming.take(fixture.source(number), 1, Incoming::Guess::New, meter).error, QString());
+        QCOMPARE(incoming.take(fixture.source(number), 1, Incoming::Guess::New, meter).problem, QString());
     }
 }
 
@@ -179,7 +179,7 @@ void tst_Incoming::equalFilesAreCopiedOnce()
     ProgressMeter meter({});
     const auto take = [&](qsizetype index) {
         const QString source = fixture.source(static_cast<int>(index));
-        return incoming.take(source, QFileInfo(source).size(), Incoming::Guess::New, meter).error.isEmpty();
+        return incoming.take(source, QFileInfo(source).size(), Incoming::Guess::New, meter).problem.isEmpty();
     };
     velmo::publish::parallelFor(files, 8, take, [] {});
     QCOMPARE(incoming.files(), 2);

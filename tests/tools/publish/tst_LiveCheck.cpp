@@ -14,6 +14,7 @@ using velmo::publish::LiveResult;
 using velmo::studio::Fault;
 using velmo::test::PublishFixture;
 using velmo::test::sha256Of;
+using velmo::test::Studio;
 using velmo::test::TestStudio;
 
 namespace {
@@ -129,10 +130,13 @@ private slots:
     void twoContentsAtOneAddressAreFound();
     void passwordOfTheAddressIsNotShown();
     void manifestThatIsNotPackedIsFound();
+    void encodingThatWindowsDoesNotTakeIsFound();
     void missingFileIsFound();
     void fileWithoutHttpsIsFound();
     void pageInThePlaceOfWhatIsMissingIsFound();
     void certificateThatEndsSoonIsFound();
+    void certificateOfEveryServerIsLookedAt_data();
+    void certificateOfEveryServerIsLookedAt();
     void serverThatIsNotThereIsToldOnce();
     void sampleIsTheSameEachTime();
     void fewOfManyProblemsAreTold();
@@ -142,6 +146,8 @@ private:
     LiveOrder order() const;
     LiveResult check(const LiveOrder &order) const { return velmo::publish::LiveCheck(order).run(); }
     void publishInto(const QString &tree, int build) const;
+    bool startOtherServer(Studio &other) const;
+    void moveContentTo(const QString &server) const;
 
     std::unique_ptr<TestStudio> studio_;
     std::unique_ptr<PublishFixture> fixture_;
@@ -223,6 +229,7 @@ void tst_LiveCheck::brokenDemandIsFound_data()
     add("manifest: kept for a while", manifestPath, with(Fault::Header, u"Cache-Control: max-age=60"_s), {anew});
     add("manifest: kept as anybody likes", manifestPath, with(Fault::Header, u"Cache-Control:"_s), {anew});
     add("file: without HTTPS", file, with(Fault::Redirect, u"http://127.0.0.1/a"_s), {securely, sizes});
+    add("file: a part without HTTPS", file, with(Fault::Redirect, u"http://127.0.0.1/a"_s, 3), {securely, ranges});
     add("file: refused", file, status(403), {sizes});
     add("file: another size", file, at(Fault::LengthOffset, 1, 1), {sizes});
     add("file: always whole", file, fault(Fault::IgnoreRange), {ranges});
@@ -317,8 +324,7 @@ void tst_LiveCheck::twoContentsAtOneAddressAreFound()
     other.path = u"other"_s;
     other.size += 1;
     manifest.files.append(other);
-    QString error;
-    QVERIFY(ContentTree(studio_->root(), u"harrowfen"_s).writeManifest(manifest, &error));
+    QCOMPARE(ContentTree(studio_->root(), u"harrowfen"_s).writeManifest(manifest), QString());
     QCOMPARE(brokenOf(check(order())), (QStringList{sizes, ranges}));
 }
 
@@ -341,6 +347,18 @@ void tst_LiveCheck::manifestThatIsNotPackedIsFound()
     QCOMPARE(brokenOf(check(order())), QStringList{packed});
 }
 
+void tst_LiveCheck::encodingThatWindowsDoesNotTakeIsFound()
+{
+    const QByteArray json = studio_->readFile(manifestPath);
+    studio_->server().setDocument(manifestPath, velmo::test::brotliOf(json));
+    studio_->server().addFault(manifestPath, with(Fault::Header, u"Content-Encoding: br"_s));
+    const LiveResult result = check(order());
+    QCOMPARE(brokenOf(result), QStringList{readable});
+#ifndef Q_OS_WIN // where it cannot be read at all
+    QVERIFY2(problemsOf(result).constFirst().contains(u"\"br\""_s), qPrintable(problemsOf(result).constFirst()));
+#endif
+}
+
 void tst_LiveCheck::missingFileIsFound()
 {
     QVERIFY(QFile::remove(studio_->root() + pathOf("lantern")));
@@ -354,8 +372,7 @@ void tst_LiveCheck::fileWithoutHttpsIsFound()
 {
     velmo::Manifest manifest = ContentTree(studio_->root(), u"harrowfen"_s).readManifest(u"release"_s).manifest;
     manifest.files[0].url = u"http://127.0.0.1/a"_s;
-    QString error;
-    QVERIFY(ContentTree(studio_->root(), u"harrowfen"_s).writeManifest(manifest, &error));
+    QCOMPARE(ContentTree(studio_->root(), u"harrowfen"_s).writeManifest(manifest), QString());
     const LiveResult result = check(order());
     QCOMPARE(brokenOf(result), QStringList{securely});
     QCOMPARE(problemsOf(result), QStringList{u"The address of \"Data/fen.pak\" is \"http://127.0.0.1/a\"."_s});
@@ -380,6 +397,68 @@ void tst_LiveCheck::certificateThatEndsSoonIsFound()
     const LiveResult result = check.run();
     QCOMPARE(brokenOf(result), QStringList{certificates});
     QVERIFY2(problemsOf(result).first().contains(end.toUTC().toString(Qt::ISODate)),
+             qPrintable(problemsOf(result).first()));
+}
+
+/// A second server of the same tree, with the other chain.
+bool tst_LiveCheck::startOtherServer(Studio &other) const
+{
+    velmo::studio::StudioServer::Options options = TestStudio::loopbackOptions();
+    options.root = studio_->root();
+    options.certificateChain = velmo::test::otherChain();
+    return other.start(options);
+}
+
+/// The manifest names absolute addresses.
+void tst_LiveCheck::moveContentTo(const QString &server) const
+{
+    const ContentTree tree(studio_->root(), u"harrowfen"_s);
+    velmo::Manifest manifest = tree.readManifest(u"release"_s).manifest;
+    for (velmo::ManifestFile &file : manifest.files) {
+        file.url.replace(u"../files"_s, server + u"/harrowfen/files"_s);
+    }
+    QCOMPARE(tree.writeManifest(manifest), QString());
+}
+
+void tst_LiveCheck::certificateOfEveryServerIsLookedAt_data()
+{
+    QTest::addColumn<QString>("path"); // that is redirected to the other server
+    QTest::addColumn<QString>("back"); // and from there back to the first
+    QTest::newRow("addresses in the manifest") << QString() << QString();
+    QTest::newRow("redirect of the manifest") << manifestPath << QString();
+    QTest::newRow("redirect of a file") << pathOf("lantern") << QString();
+    QTest::newRow("redirect of a file and back") << pathOf("lantern") << u"/lantern"_s;
+    QTest::newRow("redirect of what is missing") << missingPath << QString();
+}
+
+void tst_LiveCheck::certificateOfEveryServerIsLookedAt()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, back);
+    Studio other;
+    QVERIFY(startOtherServer(other));
+    if (path.isEmpty()) {
+        moveContentTo(other.url(QString()).toString());
+    } else {
+        const QString target = back.isEmpty() ? path : back;
+        studio_->server().addFault(path, with(Fault::Redirect, other.url(target).toString()));
+        other.addFault(back, with(Fault::Redirect, studio_->url(u"/the lantern"_s).toString()));
+        studio_->writeFile(u"/the lantern"_s, "lantern");
+    }
+    LiveOrder order = this->order();
+    QCOMPARE(brokenOf(check(order)).value(0), certificates);
+
+    order.trusted = QSslCertificate::fromData(velmo::test::otherChain(), QSsl::Pem);
+    order.trusted += QSslCertificate::fromData(velmo::test::loopbackChain(), QSsl::Pem);
+    const QDateTime end = order.trusted.first().expiryDate();
+    velmo::publish::LiveCheck check(order);
+    check.setNow(end.addDays(-15));
+    const LiveResult early = check.run();
+    QVERIFY2(!brokenOf(early).contains(certificates), qPrintable(problemsOf(early).join(u'\n')));
+    check.setNow(end.addDays(-13));
+    const LiveResult result = check.run();
+    QCOMPARE(brokenOf(result).value(0), certificates);
+    QVERIFY2(problemsOf(result).first().contains(u"127.0.0.1:%1 sends"_s.arg(other.port())),
              qPrintable(problemsOf(result).first()));
 }
 

@@ -27,14 +27,17 @@ private slots:
     void documentedServerKeepsEverything();
     void otherServerBreaksADemand_data();
     void otherServerBreaksADemand();
+    void everyServerIsAsked_data();
+    void everyServerIsAsked();
 
 private:
     /// The server block of the page, with its places moved into the fixture's folder.
     QByteArray documented() const;
-    bool serve(const QByteArray &block);
+    bool serve(const QByteArray &blocks);
     void end();
     bool answers();
     velmo::publish::LiveResult check() const;
+    QStringList brokenByCheck() const;
 
     QString program_;
     std::unique_ptr<PublishFixture> fixture_ = std::make_unique<PublishFixture>();
@@ -48,6 +51,7 @@ void tst_LiveNginx::initTestCase()
     program_ = QStandardPaths::findExecutable(u"nginx"_s, {u"/usr/sbin"_s, u"/usr/bin"_s});
     QVERIFY2(!program_.isEmpty(), "nginx is missing, run scripts/setup");
     writeFile(fixture_->folder() + u"/chain.pem"_s, velmo::test::loopbackChain());
+    writeFile(fixture_->folder() + u"/other.pem"_s, velmo::test::otherChain());
     writeFile(fixture_->folder() + u"/key.pem"_s, velmo::test::loopbackKey());
     fixture_->write(u"Data/fen.pak"_s, QByteArray("fen ").repeated(100'000));
     fixture_->write(u"lantern"_s, "lantern");
@@ -72,18 +76,21 @@ QByteArray tst_LiveNginx::documented() const
     return block.replace("/srv/content", fixture_->tree().toUtf8());
 }
 
-/// False when it does not start.
-bool tst_LiveNginx::serve(const QByteArray &block)
+/// False when it does not start. Ports are taken in the place of "443" and of OTHER_PORT.
+bool tst_LiveNginx::serve(const QByteArray &blocks)
 {
     const QString folder = fixture_->folder();
     for (int attempt = 1; attempt <= 5; ++attempt) { // a neighbour may take the port in between
+        QByteArray server = blocks;
         {
             QTcpServer free;
+            QTcpServer otherFree;
             free.listen(QHostAddress::LocalHost);
+            otherFree.listen(QHostAddress::LocalHost);
             port_ = free.serverPort();
+            server.replace("listen 443", QByteArray("listen 127.0.0.1:" + QByteArray::number(port_)));
+            server.replace("OTHER_PORT", QByteArray::number(otherFree.serverPort()));
         }
-        QByteArray server = block;
-        server.replace("listen 443 ssl;", QByteArray("listen 127.0.0.1:" + QByteArray::number(port_) + " ssl;"));
         const QByteArray at = folder.toUtf8();
         writeFile(folder + u"/conf"_s, QByteArray(geteuid() == 0 ? "user root;" : "") +
                                            "daemon off; master_process off; pid " + at + "/pid; error_log " + at +
@@ -131,6 +138,17 @@ velmo::publish::LiveResult tst_LiveNginx::check() const
     return velmo::publish::LiveCheck(order).run();
 }
 
+QStringList tst_LiveNginx::brokenByCheck() const
+{
+    QStringList broken;
+    for (const LiveDemand &demand : check().demands) {
+        if (demand.state == LiveDemand::State::Broken) {
+            broken.append(demand.text);
+        }
+    }
+    return broken;
+}
+
 void tst_LiveNginx::documentedServerKeepsEverything()
 {
     QVERIFY2(serve(documented()), documented().constData());
@@ -172,13 +190,36 @@ void tst_LiveNginx::otherServerBreaksADemand()
     QByteArray block = documented();
     QVERIFY(block.contains(line));
     QVERIFY(serve(block.replace(line, instead)));
-    QStringList found;
-    for (const LiveDemand &demand : check().demands) {
-        if (demand.state == LiveDemand::State::Broken) {
-            found.append(demand.text);
-        }
+    QCOMPARE(brokenByCheck(), QStringList{broken});
+}
+
+void tst_LiveNginx::everyServerIsAsked_data()
+{
+    QTest::addColumn<QByteArray>("line"); // of the server that the content files lie on
+    QTest::addColumn<QByteArray>("instead");
+    QTest::addColumn<QStringList>("broken");
+    QTest::newRow("like the first") << ""_ba
+                                    << ""_ba << QStringList();
+    QTest::newRow("TLS 1.3 alone") << "TLSv1.2 TLSv1.3"_ba
+                                   << "TLSv1.3"_ba << QStringList{u"TLS 1.2 is offered"_s};
+    QTest::newRow("certificate of its own")
+        << "chain.pem"_ba
+        << "other.pem"_ba << QStringList{u"The certificates are trusted, and good for the next 14 days"_s};
+}
+
+/// The first one sends whoever asks for a content file there.
+void tst_LiveNginx::everyServerIsAsked()
+{
+    QFETCH(QByteArray, line);
+    QFETCH(QByteArray, instead);
+    QFETCH(QStringList, broken);
+    const QByteArray first = documented().replace("gzip off;", "return 302 https://127.0.0.1:OTHER_PORT$request_uri;");
+    QByteArray other = documented().replace("listen 443", "listen 127.0.0.1:OTHER_PORT");
+    if (!line.isEmpty()) {
+        other.replace(line, instead);
     }
-    QCOMPARE(found, QStringList{broken});
+    QVERIFY(serve(first + other));
+    QCOMPARE(brokenByCheck(), broken);
 }
 
 int main(int argc, char **argv)

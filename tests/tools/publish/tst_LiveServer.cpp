@@ -26,6 +26,7 @@ private slots:
     void boundBeyondAllMemoryCostsNone();
     void headEndsTheAnswerWhereNoBodyIsWanted();
     void redirectIsFollowedUnlessItIsInsecure();
+    void failureOfAnotherRequestIsNone();
     void silentServerIsGivenUp();
     void trickleIsGivenUp();
 
@@ -53,14 +54,16 @@ void tst_LiveServer::answerHasAllThatCame()
 {
     LiveRequest asked = request(u"/digits"_s, 10);
     asked.headers = {{"Range", "bytes=2-3"}};
-    const LiveReply reply = LiveServer({}).answerTo(asked);
+    LiveServer server({});
+    const LiveReply reply = server.answerTo(asked);
     QCOMPARE(reply.error, QString());
     QCOMPARE(reply.status, 206);
     QCOMPARE(reply.body, QByteArray("23"));
     QCOMPARE(reply.header("content-range"), QByteArray("bytes 2-3/10"));
     QCOMPARE(reply.header("X-None"), QByteArray());
     QVERIFY(!reply.isTooLong);
-    QCOMPARE(reply.certificates.size(), 2);
+    QCOMPARE(server.peers().size(), 1);
+    QCOMPARE(server.peers().first().certificates.size(), 2);
     QCOMPARE(studio_->server().requests().first().headers.value("user-agent"), QByteArray("velmo-publish"));
 }
 
@@ -143,7 +146,35 @@ void tst_LiveServer::redirectIsFollowedUnlessItIsInsecure()
     QCOMPARE(LiveServer({}).answerTo(asked).status, 200);
     const LiveReply reply = LiveServer({}).answerTo(request(u"/unsafe"_s, 100));
     QVERIFY(reply.isInsecure);
+    QCOMPARE(reply.status, 0);
     QVERIFY(!reply.error.isEmpty());
+}
+
+void tst_LiveServer::failureOfAnotherRequestIsNone()
+{
+    constexpr int connections = 6; // that Qt has to a server
+    Fault fault;
+    fault.kind = Fault::Stall;
+    fault.bytes = 1;
+    studio_->server().addFault(u"/long"_s, fault);
+    fault.kind = Fault::CloseAfter;
+    studio_->server().addFault(u"/cut"_s, fault);
+    studio_->writeFile(u"/cut"_s, "cut");
+    QList<LiveReply> replies;
+    LiveServer server({});
+    for (int connection = 1; connection < connections; ++connection) {
+        server.ask(request(u"/long"_s, 10), [](const LiveReply &) {});
+    }
+    server.ask(request(u"/cut"_s, 10), [&replies](const LiveReply &reply) { replies.append(reply); });
+    for (int waiting = 0; waiting < 3; ++waiting) {
+        server.ask(request(u"/digits"_s, 10), [&replies](const LiveReply &reply) { replies.append(reply); });
+    }
+    QTRY_COMPARE(replies.size(), 4);
+    QVERIFY(!replies.takeFirst().error.isEmpty());
+    for (const LiveReply &reply : replies) {
+        QCOMPARE(reply.error, QString());
+        QCOMPARE(reply.body, QByteArray("0123456789"));
+    }
 }
 
 void tst_LiveServer::silentServerIsGivenUp()

@@ -4,9 +4,10 @@
 #include "support/TestEnvironment.h"
 #include "support/TestFiles.h"
 #include "support/TestStudio.h"
+#include "tools/publish/PublishFixture.h"
 
 #include <QCryptographicHash>
-#include <QElapsedTimer>
+#include <QtEndian>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::ApiResult;
@@ -21,6 +22,8 @@ class tst_PackedManifest : public QObject {
 private slots:
     void launcherTakesItAsItIs_data();
     void launcherTakesItAsItIs();
+    void launcherTakesWhatItOffers_data();
+    void launcherTakesWhatItOffers();
 };
 
 namespace {
@@ -50,6 +53,16 @@ Manifest smallHeader()
     return header;
 }
 
+/// One block of a Zstandard frame, as it is.
+QByteArray zstandardOf(const QByteArray &bytes)
+{
+    const auto size = static_cast<quint32>(bytes.size());
+    QByteArray frame = QByteArray::fromHex("28b52ffda0") + QByteArray(7, '\0');
+    qToLittleEndian<quint32>(size, frame.data() + 5);
+    qToLittleEndian<quint16>(static_cast<quint16>(size << 3 | 1), frame.data() + 9);
+    return frame + bytes;
+}
+
 } // namespace
 
 void tst_PackedManifest::launcherTakesItAsItIs_data()
@@ -67,8 +80,7 @@ void tst_PackedManifest::launcherTakesItAsItIs()
     QFETCH(const std::function<ManifestFile(qsizetype)>, at);
     TestStudio studio;
     const velmo::publish::ContentTree tree(studio.root(), u"harrowfen"_s);
-    QString error;
-    QVERIFY2(tree.writeManifest(smallHeader(), {count, at}, &error), qPrintable(error));
+    QCOMPARE(tree.writeManifest(smallHeader(), {count, at}), QString());
     const qint64 size = QFileInfo(tree.manifestPath(u"release"_s)).size();
     const qint64 packed = QFileInfo(tree.packedManifestPath(u"release"_s)).size();
     QVERIFY2(size > qint64{10} * 1024 * 1024 && packed < size / 4, QByteArray::number(packed).constData());
@@ -82,10 +94,50 @@ void tst_PackedManifest::launcherTakesItAsItIs()
                    [&result](const ApiResult &answer) { result = answer; });
     QVERIFY(QTest::qWaitFor([&result] { return result.has_value(); }, 120'000));
     QVERIFY2(result->ok, qPrintable(result->detail));
+    QString error;
     const Manifest manifest = Manifest::fromJson(result->data, &error);
     QVERIFY2(manifest.valid, qPrintable(error));
     QCOMPARE(manifest.files.size(), count);
     QCOMPARE(manifest.files.constLast().sha256, at(count - 1).sha256);
+}
+
+void tst_PackedManifest::launcherTakesWhatItOffers_data()
+{
+    QTest::addColumn<QByteArray>("encoding");
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<bool>("onWindows");
+    const QByteArray json = R"({"version":"1.0"})";
+    QTest::newRow("deflate") << "deflate"_ba << qCompress(json).sliced(4) << true;
+    QTest::newRow("br") << "br"_ba << velmo::test::brotliOf(json) << false;
+    QTest::newRow("zstd") << "zstd"_ba << zstandardOf(json) << false;
+}
+
+void tst_PackedManifest::launcherTakesWhatItOffers()
+{
+    QFETCH(const QByteArray, encoding);
+    QFETCH(const QByteArray, body);
+    QFETCH(bool, onWindows);
+#ifdef Q_OS_WIN
+    const bool isTaken = onWindows;
+#else
+    Q_UNUSED(onWindows)
+    const bool isTaken = true;
+#endif
+    TestStudio studio;
+    const QString path = u"/manifest.json"_s;
+    studio.server().setDocument(path, body);
+    velmo::studio::Fault header;
+    header.kind = velmo::studio::Fault::Header;
+    header.location = u"Content-Encoding: "_s + QString::fromLatin1(encoding);
+    studio.server().addFault(path, header);
+    velmo::ApiClient client;
+    std::optional<ApiResult> result;
+    client.getJson(studio.url(path).toString(), [&result](const ApiResult &answer) { result = answer; });
+    QTRY_VERIFY(result.has_value());
+    const QByteArray offered = studio.server().requests(path).first().headers.value("accept-encoding");
+    QVERIFY2(offered.contains(encoding) == isTaken && offered.contains("gzip"), offered.constData());
+    QVERIFY2(result->ok == isTaken, qPrintable(result->detail));
+    QCOMPARE(result->data.value("version"_L1).toString(), isTaken ? u"1.0"_s : QString());
 }
 
 int main(int argc, char **argv)

@@ -1,4 +1,6 @@
+#include "publish/Push.h"
 #include "support/TestEnvironment.h"
+#include "tools/publish/FailingSync.h"
 #include "tools/publish/PublishFixture.h"
 #include "tools/publish/PushRun.h"
 
@@ -6,6 +8,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLockFile>
 #include <QProcess>
 #include <QScopeGuard>
 #include <QStandardPaths>
@@ -24,6 +27,9 @@ class tst_Push : public QObject {
 
 private slots:
     void contentAndManifestArrive();
+    void contentIsOnTheDriveBeforeItsManifest_data();
+    void contentIsOnTheDriveBeforeItsManifest();
+    void noManifestStandsOverContentThatTheDriveDoesNotTake();
     void publishingAndPushingGoTogether();
     void onlyWhatIsLackingIsUploaded();
     void contentOfTheRightSizeAndOtherBytesIsReplaced();
@@ -31,6 +37,7 @@ private slots:
     void whatElseLiesThereStays();
     void dryRunChangesNothing();
     void brokenTreeIsRefusedBeforeAnythingIsThere();
+    void treeThatIsBeingPublishedIsRefused();
     void manifestWithoutItsPackedFormIsRefused_data();
     void manifestWithoutItsPackedFormIsRefused();
     void bothFormsOfAManifestAreReplaced();
@@ -66,13 +73,8 @@ PublishRun push(const PublishFixture &fixture, const QStringList &more = {}, con
 /// Pushes by an rclone in front of which \a script stands, which ends or goes on to the real one, $rclone.
 PublishRun pushBy(const PublishFixture &fixture, const QByteArray &script)
 {
-    const QDir folder(fixture.folder());
-    const QString program = folder.filePath(u"bin/rclone"_s);
-    const QString real = QStandardPaths::findExecutable(u"rclone"_s);
-    writeFile(program, "#!/bin/bash\nrclone=" + real.toUtf8() + '\n' + script + "\nexec \"$rclone\" \"$@\"\n");
-    QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeOwner);
-    QProcessEnvironment environment = pushEnvironment(folder.filePath(u"rclone.conf"_s));
-    environment.insert(u"PATH"_s, folder.filePath(u"bin"_s) + u':' + environment.value(u"PATH"_s));
+    QProcessEnvironment environment = pushEnvironment(QDir(fixture.folder()).filePath(u"rclone.conf"_s));
+    putInFrontOfRclone(environment, QDir(fixture.folder()).filePath(u"bin"_s), script);
     return runPush({u"--push="_s + servedBeside(fixture), u"--out="_s + fixture.tree()}, environment);
 }
 
@@ -84,6 +86,16 @@ void publish(const PublishFixture &fixture, int build, const QString &channel = 
     order.prune = true;
     QVERIFY(velmo::publish::Publisher(order).run().isGood());
 }
+
+/// A tree with one build, whose file "a" holds "one".
+class PublishedFile : public PublishFixture {
+public:
+    PublishedFile()
+    {
+        write(u"a"_s, "one");
+        ::publish(*this, 1);
+    }
+};
 
 /// Where the folder that is served has \a bytes.
 QString servedPath(const PublishFixture &fixture, const QByteArray &bytes)
@@ -100,6 +112,17 @@ void letDaysPass(const PublishFixture &fixture, const QByteArray &bytes, int day
     const QDateTime then = QDateTime::currentDateTimeUtc().addDays(-days).addSecs(-1);
     memory.insert(sha256Of(bytes), then.toString(Qt::ISODate));
     writeFile(path, QJsonDocument(memory).toJson());
+}
+
+/// By this program itself, whose calls of the system are looked at.
+QStringList problemsOfPush(const PublishFixture &fixture)
+{
+    qputenv("RCLONE_CONFIG", fixture.folder().toUtf8() + "/rclone.conf");
+    velmo::publish::PushOrder order;
+    order.remote = velmo::publish::RemoteAddress(servedBeside(fixture));
+    order.tree = fixture.tree();
+    order.game = u"harrowfen"_s;
+    return velmo::publish::Push(order).run().problems;
 }
 
 bool isListening(quint16 port)
@@ -134,6 +157,60 @@ void tst_Push::contentAndManifestArrive()
     QVERIFY(!QFile::exists(QDir(servedBeside(fixture)).filePath(u"harrowfen/.incoming"_s)));
 }
 
+void tst_Push::contentIsOnTheDriveBeforeItsManifest_data()
+{
+    QTest::addColumn<int>("files");
+    QTest::addColumn<int>("syncsOfAll");
+    QTest::addColumn<int>("syncsOfFiles");
+    QTest::newRow("few") << 1 << 0 << 5; // the file, its shelf, and those around it up to the folder that was there
+    QTest::newRow("many") << 20 << 1 << 0;
+}
+
+void tst_Push::contentIsOnTheDriveBeforeItsManifest()
+{
+    QFETCH(int, files);
+    QFETCH(int, syncsOfAll);
+    QFETCH(int, syncsOfFiles);
+    const PublishFixture fixture;
+    for (int number = 1; number <= files; ++number) {
+        fixture.write(QString::number(number), QByteArray::number(number));
+    }
+    publish(fixture, 1);
+    QVERIFY(QDir().mkdir(servedBeside(fixture)));
+    bool isSynced = false;
+    const SyncCount count;
+    const SyncLook look([&] {
+        const QStringList served = servedFiles(fixture);
+        const bool isListed =
+            QFileInfo::exists(servedBeside(fixture) + u"/harrowfen/release"_s); // made for the manifest
+        const bool isPlaced = served.filter(u"harrowfen/files/"_s).size() == files;
+        if (!isListed && isPlaced) {
+            isSynced = SyncCount::ofAll() == syncsOfAll && SyncCount::ofFiles() == syncsOfFiles;
+        }
+        return 0;
+    });
+    QCOMPARE(problemsOfPush(fixture), QStringList());
+    QVERIFY(isSynced);
+}
+
+/// Nor over what an earlier push has left, which may be in the system's memory alone.
+void tst_Push::noManifestStandsOverContentThatTheDriveDoesNotTake()
+{
+    const PublishFixture fixture;
+    fixture.write(u"a"_s, "one");
+    publish(fixture, 1);
+    writeFile(servedPath(fixture, "one"), "one");
+    const QString manifest = servedBeside(fixture) + u"/harrowfen/release/manifest.json"_s;
+    {
+        const FailingSync sync(EIO, servedPath(fixture, "one"));
+        QCOMPARE(problemsOfPush(fixture),
+                 QStringList{u"\"%1\" cannot be written: Input/output error."_s.arg(servedPath(fixture, "one"))});
+        QVERIFY(!QFile::exists(manifest));
+    }
+    QCOMPARE(problemsOfPush(fixture), QStringList());
+    QVERIFY(QFile::exists(manifest));
+}
+
 void tst_Push::publishingAndPushingGoTogether()
 {
     const PublishFixture fixture;
@@ -147,9 +224,7 @@ void tst_Push::publishingAndPushingGoTogether()
 
 void tst_Push::onlyWhatIsLackingIsUploaded()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     QCOMPARE(push(fixture).exitCode, 0);
     fixture.write(u"b"_s, "other");
     publish(fixture, 2);
@@ -163,9 +238,7 @@ void tst_Push::onlyWhatIsLackingIsUploaded()
 
 void tst_Push::contentOfTheRightSizeAndOtherBytesIsReplaced()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     writeFile(servedPath(fixture, "one"), "ONE");
     QCOMPARE(push(fixture).exitCode, 0);
     QCOMPARE(contentOf(servedPath(fixture, "one")), QByteArray("one"));
@@ -173,9 +246,7 @@ void tst_Push::contentOfTheRightSizeAndOtherBytesIsReplaced()
 
 void tst_Push::namesThatOptionsAndPatternsLookLikeAreOnlyNames()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const QString tree = QDir(fixture.folder()).filePath(u"-t{r}*e [x]?\n, y"_s);
     QVERIFY(QFile::rename(fixture.tree(), tree));
     const QString before = QDir::currentPath();
@@ -190,9 +261,7 @@ void tst_Push::namesThatOptionsAndPatternsLookLikeAreOnlyNames()
 
 void tst_Push::whatElseLiesThereStays()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const QDir files(servedBeside(fixture) + u"/harrowfen/files"_s);
     const QStringList names = {u"-rf"_s, u"*"_s, u"[a-z]"_s, u"new\nline"_s, u"ab/**"_s, u"../notes.txt"_s};
     for (const QString &name : names) {
@@ -215,9 +284,7 @@ void tst_Push::whatElseLiesThereStays()
 
 void tst_Push::dryRunChangesNothing()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const PublishRun run = push(fixture, {u"--dry-run"_s});
     QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
     QVERIFY(run.output.contains(u"to upload: 1, 3 B; manifests to replace: 1."_s));
@@ -237,6 +304,19 @@ void tst_Push::brokenTreeIsRefusedBeforeAnythingIsThere()
     QCOMPARE(servedFiles(fixture), QStringList());
 }
 
+void tst_Push::treeThatIsBeingPublishedIsRefused()
+{
+    const PublishFixture fixture;
+    fixture.write(u"game"_s, "bytes");
+    QVERIFY(fixture.publish().isGood());
+    QLockFile lock(fixture.contentTree().gameFolder() + u"/.publish.lock"_s);
+    QVERIFY(lock.lock());
+    const PublishRun run = push(fixture);
+    QCOMPARE(run.exitCode, 1);
+    QVERIFY2(run.errors.contains(lock.fileName()), qPrintable(run.errors));
+    QVERIFY(!QFile::exists(servedBeside(fixture)));
+}
+
 void tst_Push::manifestWithoutItsPackedFormIsRefused_data()
 {
     QTest::addColumn<QByteArray>("packed");
@@ -247,9 +327,7 @@ void tst_Push::manifestWithoutItsPackedFormIsRefused_data()
 void tst_Push::manifestWithoutItsPackedFormIsRefused()
 {
     QFETCH(QByteArray, packed);
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const QString path = QDir(fixture.tree()).filePath(u"harrowfen/release/manifest.json.gz"_s);
     QVERIFY(QFile::remove(path));
     if (!packed.isEmpty()) {
@@ -265,9 +343,7 @@ void tst_Push::manifestWithoutItsPackedFormIsRefused()
 /// A server hands out either of the two.
 void tst_Push::bothFormsOfAManifestAreReplaced()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     QCOMPARE(push(fixture).exitCode, 0);
     publish(fixture, 2);
     const QDir served(servedBeside(fixture) + u"/harrowfen/release"_s);
@@ -323,9 +399,7 @@ void tst_Push::olderBuildIsPushedWithAWarning()
 /// A folder below that goes away while it is read ends rclone with the code that an empty place has.
 void tst_Push::listingThatBreaksOffIsNoListing()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     QCOMPARE(push(fixture).exitCode, 0);
     const PublishRun run = pushBy(fixture, "[ \"$1\" = lsjson ] && { \"$rclone\" \"$@\" | head -3; exit 3; }");
     QCOMPARE(run.exitCode, 1);
@@ -347,9 +421,7 @@ void tst_Push::filesThatNobodyComparedAreNotProved()
 /// It is about to be replaced.
 void tst_Push::dryRunOverADamagedManifestIsAsGoodAsThePush()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     writeFile(servedBeside(fixture) + u"/harrowfen/release/manifest.json"_s, "{");
     for (const QStringList &more : {QStringList{u"--dry-run"_s}, QStringList()}) {
         const PublishRun run = push(fixture, more + QStringList{u"--prune-older-than=1"_s});
@@ -359,9 +431,7 @@ void tst_Push::dryRunOverADamagedManifestIsAsGoodAsThePush()
 
 void tst_Push::fileIsPrunedWhenNoManifestHasNamedItForSoLong()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     QCOMPARE(push(fixture).exitCode, 0);
     fixture.write(u"a"_s, "two");
     publish(fixture, 2);
@@ -401,9 +471,7 @@ void tst_Push::fileThatAnotherTreesChannelNamesIsNeverPruned()
 
 void tst_Push::damagedManifestOfAnotherChannelKeepsFromPruning()
 {
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     writeFile(servedBeside(fixture) + u"/harrowfen/beta/manifest.json"_s, "{");
     const PublishRun run = push(fixture, {u"--prune-older-than=1"_s});
     QCOMPARE(run.exitCode, 1);
@@ -423,6 +491,10 @@ void tst_Push::unusableRcloneGivesOneSentence_data()
     QTest::newRow("another program") << QByteArray("echo hello") << u"does not tell its version"_s;
     QTest::newRow("fails") << QByteArray("echo 'rclone v1.60.1'; [ $1 = version ] || { echo 'no luck' >&2; exit 9; }")
                            << u"rclone could not open \"store:games\": no luck"_s;
+    QTest::newRow("fails in two lines") << QByteArray("echo 'rclone v1.60.1'; [ $1 = version ] || "
+                                                      "{ printf '2026/11/22 20:08:35 NOTICE: idle\\n2026/11/22 "
+                                                      "20:08:36 no list\\ncaused by: no luck\\n' >&2; exit 9; }")
+                                        << u"rclone could not open \"store:games\": no list; caused by: no luck"_s;
     QTest::newRow("killed") << QByteArray("echo 'rclone v1.60.1'; [ $1 = version ] || kill -9 $$")
                             << u"rclone could not open \"store:games\": it ended with the code -1"_s;
 }
@@ -431,9 +503,7 @@ void tst_Push::unusableRcloneGivesOneSentence()
 {
     QFETCH(QByteArray, script);
     QFETCH(QString, sentence);
-    const PublishFixture fixture;
-    fixture.write(u"a"_s, "one");
-    publish(fixture, 1);
+    const PublishedFile fixture;
     const QString folder = QDir(fixture.folder()).filePath(u"bin"_s);
     QDir().mkpath(folder);
     if (!script.isEmpty()) {

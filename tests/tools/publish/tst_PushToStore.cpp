@@ -7,9 +7,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QRandomGenerator>
-#include <QStandardPaths>
 
 #include <algorithm>
 #include <memory>
@@ -26,6 +24,7 @@ private slots:
     void cleanup();
     void headersTellCachesWhatMayChange();
     void manifestIsStoredPacked();
+    void packedManifestThatLiesBesideIsReplaced();
     void storeThatDoesNotKeepTheHeaderGetsBothForms();
     void burstsOf503AndCutConnectionsAreOvercome();
     void unreachableStoreGivesOneSentence();
@@ -72,11 +71,10 @@ QStringList lacksOfPacked(const QString &folder)
     if (packed.isEmpty()) {
         return {};
     }
-    QString error;
-    const velmo::Manifest manifest =
-        velmo::publish::parsedManifest(velmo::publish::unpack(packed, 1'000'000).value_or(QByteArray()), &error);
-    QStringList problems = manifest.valid ? QStringList() : QStringList{error};
-    for (const velmo::ManifestFile &file : manifest.files) {
+    const velmo::publish::ParsedManifest parsed =
+        velmo::publish::parsedManifest(velmo::publish::unpack(packed, 1'000'000).value_or(QByteArray()));
+    QStringList problems = parsed.manifest.valid ? QStringList() : QStringList{parsed.problem};
+    for (const velmo::ManifestFile &file : parsed.manifest.files) {
         const QString path = QDir(folder).filePath(u"harrowfen/release/"_s + file.url);
         if (sha256Of(contentOf(path)) != file.sha256) {
             problems.append(path);
@@ -136,8 +134,26 @@ void tst_PushToStore::manifestIsStoredPacked()
     const QString content = QDir(fixture.tree()).relativeFilePath(fixture.storedPath("bytes"));
     QCOMPARE(store_->header(content, "Content-Encoding"), QByteArray());
     QCOMPARE(store_->bytes(manifest), contentOf(QDir(fixture.tree()).filePath(manifest)));
-    const PublishRun again = runPush(arguments, store_->environment());
+    QProcessEnvironment environment = store_->environment(); // in which nothing is tried that is not needed
+    putInFrontOfRclone(environment, QDir(fixture.folder()).filePath(u"bin"_s),
+                       "[[ $* != *Content-Encoding* ]] || exit 9");
+    const PublishRun again = runPush(arguments, environment);
     QVERIFY2(again.output.contains(u"uploaded: 0, 0 B; manifests replaced: 0."_s), qPrintable(again.output));
+}
+
+/// As one has left it who uploaded the tree by other means.
+void tst_PushToStore::packedManifestThatLiesBesideIsReplaced()
+{
+    const PublishFixture fixture;
+    publishBuild(fixture, 1);
+    const QString packed = u"harrowfen/release/manifest.json.gz"_s;
+    rcloneOutput({u"copyto"_s, u"--s3-no-check-bucket"_s, QDir(fixture.tree()).filePath(packed),
+                  ObjectStore::remote() + u'/' + packed},
+                 store_->environment());
+    publishBuild(fixture, 2);
+    QCOMPARE(runPush(pushArguments(fixture, ObjectStore::remote()), store_->environment()).exitCode, 0);
+    QCOMPARE(store_->bytes(packed), contentOf(QDir(fixture.tree()).filePath(packed)));
+    QCOMPARE(store_->header(packed, "Content-Encoding"), QByteArray());
 }
 
 /// Packed bytes that nobody is told of would be no manifest to a launcher.
@@ -146,14 +162,10 @@ void tst_PushToStore::storeThatDoesNotKeepTheHeaderGetsBothForms()
     const PublishFixture fixture;
     fixture.write(u"game"_s, "bytes");
     QVERIFY(fixture.publish().isGood());
-    const QDir folder(fixture.folder());
-    const QString program = folder.filePath(u"bin/rclone"_s);
-    writeFile(program, "#!/bin/bash\nkept=()\nfor argument; do [[ $argument == *Content-Encoding* ]] || "
-                       "kept+=(\"$argument\"); done\nexec " +
-                           QStandardPaths::findExecutable(u"rclone"_s).toUtf8() + " \"${kept[@]}\"\n");
-    QFile::setPermissions(program, QFile::permissions(program) | QFile::ExeOwner);
     QProcessEnvironment environment = store_->environment();
-    environment.insert(u"PATH"_s, folder.filePath(u"bin"_s) + u':' + environment.value(u"PATH"_s));
+    putInFrontOfRclone(
+        environment, QDir(fixture.folder()).filePath(u"bin"_s),
+        "for argument; do shift; [[ $argument == *Content-Encoding* ]] || set -- \"$@\" \"$argument\"; done");
     const PublishRun run = runPush(pushArguments(fixture, ObjectStore::remote()), environment);
     QVERIFY2(run.exitCode == 0, qPrintable(run.errors));
     const QString manifest = u"harrowfen/release/manifest.json"_s;

@@ -37,8 +37,8 @@ void tst_Reason::sentenceOfTheSystemEndsInOneDot()
     const velmo::test::PublishFixture fixture;
     const QString missing = fixture.build() + u"/missing"_s;
     velmo::publish::ProgressMeter meter({});
-    const QString error = velmo::publish::digestFile(missing, meter).error;
-    QVERIFY2(error.endsWith(u'.') && !error.endsWith(".."_L1), qUtf8Printable(error));
+    const QString problem = velmo::publish::digestFile(missing, meter).problem;
+    QVERIFY2(problem.endsWith(u'.') && !problem.endsWith(".."_L1), qUtf8Printable(problem));
 }
 
 int main(int argc, char **argv)

@@ -14,6 +14,7 @@ private slots:
     void shownWithoutItsParameters_data();
     void shownWithoutItsParameters();
     void sentenceLosesWhatIsSecret();
+    void secretOfTheEnvironmentIsHidden_data();
     void secretOfTheEnvironmentIsHidden();
     void mistakeLosesTheParameters();
 };
@@ -65,11 +66,21 @@ void tst_RemoteAddress::sentenceLosesWhatIsSecret()
              u"Authorization: Bearer ***, {\"token\": \"***\"}, ?sig=***&x"_s);
 }
 
+void tst_RemoteAddress::secretOfTheEnvironmentIsHidden_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    for (const char *name : {"RCLONE_CONFIG_STORE_SECRET_ACCESS_KEY", "OS_PASSWORD", "RCLONE_AZUREBLOB_SAS_URL",
+                             "AZURE_STORAGE_CONNECTION_STRING"}) {
+        QTest::newRow(name) << QByteArray(name);
+    }
+}
+
 void tst_RemoteAddress::secretOfTheEnvironmentIsHidden()
 {
-    qputenv("RCLONE_CONFIG_STORE_SECRET_ACCESS_KEY", "hidden-in-the-environment");
+    QFETCH(QByteArray, name);
+    qputenv(name.constData(), "hidden-in-the-environment");
     const RemoteAddress address(u"store:games"_s);
-    qunsetenv("RCLONE_CONFIG_STORE_SECRET_ACCESS_KEY");
+    qunsetenv(name.constData());
     QCOMPARE(address.withoutSecrets(u"the key hidden-in-the-environment is unknown"_s), u"the key *** is unknown"_s);
 }
 

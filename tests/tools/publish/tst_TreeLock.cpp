@@ -9,6 +9,7 @@
 #include <QSysInfo>
 
 using namespace Qt::Literals::StringLiterals;
+using velmo::publish::TaskResult;
 using velmo::publish::TreeLock;
 using velmo::test::contentOf;
 using velmo::test::writeFile;
@@ -56,17 +57,9 @@ public:
         QVERIFY(file.open(QIODevice::ReadWrite));
         QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-age), QFile::FileModificationTime));
     }
-    /// Whether a lock can be taken now, and what is said about it.
-    bool take(QString *refusal, QString *warning = nullptr) const
-    {
-        TreeLock lock(folder());
-        const bool taken = lock.take();
-        *refusal = lock.refusal();
-        if (warning) {
-            *warning = lock.warning();
-        }
-        return taken;
-    }
+    /// What is said when a lock is taken now.
+    TaskResult take() const { return TreeLock(folder()).take(); }
+    QStringList problems() const { return take().problems; }
 
 private:
     QTemporaryDir folder_;
@@ -77,7 +70,7 @@ QByteArray ownLockText()
 {
     const LockFixture fixture;
     TreeLock lock(fixture.folder());
-    return lock.take() ? contentOf(fixture.path()) : QByteArray();
+    return lock.take().isGood() ? contentOf(fixture.path()) : QByteArray();
 }
 
 /// The lines of a lock file are process, program, host and what tells machines of one name apart.
@@ -126,10 +119,9 @@ void tst_TreeLock::lockIsThereWhileItLives()
     const LockFixture fixture;
     {
         TreeLock lock(fixture.folder());
-        QVERIFY(lock.take());
+        const TaskResult taken = lock.take();
+        QCOMPARE(taken.problems + taken.warnings, QStringList());
         QVERIFY(QFile::exists(fixture.path()));
-        QCOMPARE(lock.refusal(), QString());
-        QCOMPARE(lock.warning(), QString());
     }
     QVERIFY(!QFile::exists(fixture.path()));
 }
@@ -138,10 +130,8 @@ void tst_TreeLock::lockOfALivingProcessHoldsHoweverOld()
 {
     const LockFixture fixture;
     fixture.leave(ownLockText(), 1000 * hour);
-    QString refusal;
-    QVERIFY(!fixture.take(&refusal));
-    QCOMPARE(refusal, u"Another build is being published: the lock \"%1\" is held by %2."_s.arg(
-                          fixture.path(), ownDescription(QSysInfo::machineHostName())));
+    QCOMPARE(fixture.problems(), QStringList{u"Another build is being published: the lock \"%1\" is held by %2."_s.arg(
+                                     fixture.path(), ownDescription(QSysInfo::machineHostName()))});
     QCOMPARE(contentOf(fixture.path()), ownLockText());
 }
 
@@ -154,10 +144,8 @@ void tst_TreeLock::lockOfAProcessThatIsGoneGivesWayWithoutAWord()
     QVERIFY(process.waitForFinished(-1));
     const LockFixture fixture;
     fixture.leave(withLine(ownLockText(), 0, QByteArray::number(gone)), 0);
-    QString refusal;
-    QString warning;
-    QVERIFY2(fixture.take(&refusal, &warning), qUtf8Printable(refusal));
-    QCOMPARE(warning, QString());
+    const TaskResult taken = fixture.take();
+    QCOMPARE(taken.problems + taken.warnings, QStringList());
 }
 
 void tst_TreeLock::lockWithoutAHolderGivesWay_data()
@@ -174,10 +162,8 @@ void tst_TreeLock::lockWithoutAHolderGivesWay()
     QFETCH(QByteArray, text);
     const LockFixture fixture;
     fixture.leave(text, 0);
-    QString refusal;
-    QString warning;
-    QVERIFY2(fixture.take(&refusal, &warning), qUtf8Printable(refusal));
-    QCOMPARE(warning, QString());
+    const TaskResult taken = fixture.take();
+    QCOMPARE(taken.problems + taken.warnings, QStringList());
     QVERIFY(!QFile::exists(fixture.path()));
 }
 
@@ -193,11 +179,10 @@ void tst_TreeLock::youngLockOfAnotherMachineHolds()
     const LockFixture fixture;
     const QByteArray text = lockTextOfAnotherMachine(host.toLocal8Bit(), machine);
     fixture.leave(text, 23 * hour);
-    QString refusal;
-    QVERIFY(!fixture.take(&refusal));
-    QCOMPARE(refusal,
-             u"Another build is being published: the lock \"%1\" is held by %2. If that machine is gone, delete "
-             "the lock."_s.arg(fixture.path(), ownDescription(host)));
+    QCOMPARE(
+        fixture.problems(),
+        QStringList{u"Another build is being published: the lock \"%1\" is held by %2. If that machine is gone, delete "
+                    "the lock."_s.arg(fixture.path(), ownDescription(host))});
     QCOMPARE(contentOf(fixture.path()), text);
 }
 
@@ -212,11 +197,11 @@ void tst_TreeLock::lockOfAnotherMachineGivesWayAfterADayWithAWarning()
     QFETCH(QByteArray, machine);
     const LockFixture fixture;
     fixture.leave(lockTextOfAnotherMachine(host.toLocal8Bit(), machine), 25 * hour);
-    QString refusal;
-    QString warning;
-    QVERIFY2(fixture.take(&refusal, &warning), qUtf8Printable(refusal));
-    QCOMPARE(warning, u"The lock \"%1\" of %2 is 25 hours old; it was taken for left over and replaced."_s.arg(
-                          fixture.path(), ownDescription(host)));
+    const TaskResult taken = fixture.take();
+    QCOMPARE(taken.problems, QStringList());
+    QCOMPARE(taken.warnings,
+             QStringList{u"The lock \"%1\" of %2 is 25 hours old; it was taken for left over and replaced."_s.arg(
+                 fixture.path(), ownDescription(host))});
     QVERIFY(!QFile::exists(fixture.path()));
 }
 
@@ -228,10 +213,8 @@ void tst_TreeLock::lockOfThisMachineUnderAnotherNameHoldsHoweverOld()
     }
     const LockFixture fixture;
     fixture.leave(withLine(ownLockText(), 2, "build-7"), 25 * hour);
-    QString refusal;
-    QVERIFY(!fixture.take(&refusal));
-    QCOMPARE(refusal, u"Another build is being published: the lock \"%1\" is held by %2."_s.arg(
-                          fixture.path(), ownDescription(u"build-7"_s)));
+    QCOMPARE(fixture.problems(), QStringList{u"Another build is being published: the lock \"%1\" is held by %2."_s.arg(
+                                     fixture.path(), ownDescription(u"build-7"_s))});
 }
 
 /// Two containers of one machine share its kernel, which knows that the file is still held.
@@ -239,12 +222,10 @@ void tst_TreeLock::oldLockOfAnotherHostThatIsAliveHolds()
 {
     const LockFixture fixture;
     TreeLock held(fixture.folder());
-    QVERIFY(held.take());
+    QVERIFY(held.take().isGood());
     writeFile(fixture.path(), lockTextOfAnotherHost()); // the same file, so its holder stays
     fixture.makeOlder(25 * hour);
-    QString refusal;
-    QVERIFY(!fixture.take(&refusal));
-    QVERIFY2(refusal.contains(u"on \"build-7\""_s), qUtf8Printable(refusal));
+    QVERIFY(fixture.problems().value(0).contains(u"on \"build-7\""_s));
     QVERIFY(QFile::exists(fixture.path()));
 }
 
@@ -256,19 +237,18 @@ void tst_TreeLock::lockThatCannotBeWrittenIsNamed()
     QVERIFY(velmo::test::setMode(folder, 0555));
     const velmo::test::UnprivilegedFileAccess access;
     TreeLock lock(folder);
-    QVERIFY(!lock.take());
-    QCOMPARE(lock.refusal(), u"The lock \"%1/.publish.lock\" cannot be written: Permission denied."_s.arg(folder));
+    QCOMPARE(lock.take().problems,
+             QStringList{u"The lock \"%1/.publish.lock\" cannot be written: Permission denied."_s.arg(folder)});
 }
 
 void tst_TreeLock::somethingElseInTheLocksPlaceIsNamed()
 {
     const LockFixture fixture;
     QVERIFY(QDir().mkdir(fixture.path()));
-    QString refusal;
-    QVERIFY(!fixture.take(&refusal));
-    QCOMPARE(refusal,
-             u"The lock \"%1\" names no holder and cannot be replaced. Delete it if nobody is publishing."_s.arg(
-                 fixture.path()));
+    QCOMPARE(
+        fixture.problems(),
+        QStringList{u"The lock \"%1\" names no holder and cannot be replaced. Delete it if nobody is publishing."_s.arg(
+            fixture.path())});
     QVERIFY(QFileInfo(fixture.path()).isDir());
 }
 

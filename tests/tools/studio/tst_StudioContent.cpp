@@ -1,12 +1,9 @@
 #include "studio/StudioServer.h"
 
-#include "Fetch.h"
-#include "RawClient.h"
+#include "StudioTest.h"
 #include "support/TestEnvironment.h"
-#include "support/TestStudio.h"
 
 #include <QFile>
-#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QTimeZone>
 
@@ -14,19 +11,13 @@
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::studio::StudioServer;
-using velmo::test::Answer;
-using velmo::test::RawClient;
-using velmo::test::RawReply;
-using velmo::test::TestStudio;
+using namespace velmo::test;
 
 /// What the studio answers while it behaves.
-class tst_StudioContent : public QObject {
+class tst_StudioContent : public StudioTest {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void getSendsTheFile();
     void headSendsWhatGetWouldButTheBody();
     void otherMethodsAreRefused_data();
@@ -64,39 +55,7 @@ private slots:
 
     void documentHidesTheFile();
     void documentHasItsContentType();
-
-private:
-    Answer fetch(const QString &path, const QByteArray &range = {});
-    /// One exchange on a connection of its own.
-    RawReply exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers = {});
-
-    std::unique_ptr<TestStudio> studio_;
-    std::unique_ptr<QNetworkAccessManager> network_;
 };
-
-Answer tst_StudioContent::fetch(const QString &path, const QByteArray &range)
-{
-    return velmo::test::fetch(*network_, studio_->url(path), range);
-}
-
-RawReply tst_StudioContent::exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers)
-{
-    RawClient client(studio_->server().port());
-    return client.exchange(method, target, headers);
-}
-
-void tst_StudioContent::init()
-{
-    studio_ = std::make_unique<TestStudio>();
-    network_ = std::make_unique<QNetworkAccessManager>();
-    studio_->writeFile(u"/digits.txt"_s, "0123456789");
-}
-
-void tst_StudioContent::cleanup()
-{
-    network_.reset();
-    studio_.reset();
-}
 
 void tst_StudioContent::getSendsTheFile()
 {
@@ -287,7 +246,7 @@ void tst_StudioContent::nothingOutsideOfTheTreeIsServed()
     StudioServer::Options options = TestStudio::loopbackOptions();
     options.root = studio_->root() + u"/tree"_s;
     StudioServer inner;
-    QVERIFY(inner.start(options));
+    QCOMPARE(inner.start(options), QString());
     RawClient client(inner.port());
     QCOMPARE(client.exchange("GET", target).status, 404);
     QCOMPARE(client.exchange("GET", "/digits.txt").status, 200);

@@ -1,22 +1,16 @@
 #include "studio/StudioServer.h"
 
-#include "Fetch.h"
-#include "RawClient.h"
+#include "StudioTest.h"
 #include "support/TestEnvironment.h"
-#include "support/TestStudio.h"
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSignalSpy>
 
 using namespace Qt::Literals::StringLiterals;
 using velmo::studio::Fault;
-using velmo::test::Answer;
-using velmo::test::RawClient;
-using velmo::test::RawReply;
-using velmo::test::TestStudio;
+using namespace velmo::test;
 
 namespace {
 
@@ -25,13 +19,10 @@ constexpr int patienceMs = 60'000;
 } // namespace
 
 /// How the studio misbehaves.
-class tst_StudioFaults : public QObject {
+class tst_StudioFaults : public StudioTest {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void faultMeetsItsAttempts();
     void faultStatus_data();
     void faultStatus();
@@ -55,39 +46,7 @@ private slots:
     void faultsAddUp();
     void firstOfExcludingFaultsDecides();
     void clearedFaultsAreGoneAndTheCountAnew();
-
-private:
-    Answer fetch(const QString &path, const QByteArray &range = {});
-    /// One exchange on a connection of its own.
-    RawReply exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers = {});
-
-    std::unique_ptr<TestStudio> studio_;
-    std::unique_ptr<QNetworkAccessManager> network_;
 };
-
-Answer tst_StudioFaults::fetch(const QString &path, const QByteArray &range)
-{
-    return velmo::test::fetch(*network_, studio_->url(path), range);
-}
-
-RawReply tst_StudioFaults::exchange(const QByteArray &method, const QByteArray &target, const QByteArray &headers)
-{
-    RawClient client(studio_->server().port());
-    return client.exchange(method, target, headers);
-}
-
-void tst_StudioFaults::init()
-{
-    studio_ = std::make_unique<TestStudio>();
-    network_ = std::make_unique<QNetworkAccessManager>();
-    studio_->writeFile(u"/digits.txt"_s, "0123456789");
-}
-
-void tst_StudioFaults::cleanup()
-{
-    network_.reset();
-    studio_.reset();
-}
 
 void tst_StudioFaults::faultMeetsItsAttempts()
 {
