@@ -42,6 +42,16 @@ QString folderBelow(const QString &folder)
     return folder.endsWith(u'/') ? folder : QString(folder + u'/');
 }
 
+/// What path::filename() gives, which takes apart and copies the whole path of every entry.
+NativeName lastName(const std::filesystem::path &path)
+{
+    const NativeName whole(path.native());
+    const auto end = std::find_if(whole.rbegin(), whole.rend(), [](auto letter) {
+        return letter == std::filesystem::path::preferred_separator || letter == '/';
+    });
+    return whole.substr(static_cast<std::size_t>(whole.rend() - end));
+}
+
 bool precedes(const BuildFile &a, const BuildFile &b)
 {
     return precedesByBytes(a.path, b.path);
@@ -126,7 +136,7 @@ QList<BuildScanner::Entry> BuildScanner::entriesOf(const QString &folder)
     std::error_code failure;
     std::filesystem::directory_iterator entry(QFileInfo(locationOf(folder)).filesystemFilePath(), failure);
     for (; !failure && entry != std::filesystem::directory_iterator(); entry.increment(failure)) {
-        const DecodedName name = decodedName(entry->path().filename());
+        const DecodedName name = decodedName(lastName(entry->path()));
         if (name.lossless) {
             entries.append({name.text, kindOf(*entry)});
         } else {
@@ -163,7 +173,9 @@ BuildScanner::Entry::Kind BuildScanner::kindOf(const std::filesystem::directory_
 
 void BuildScanner::visit(const QString &path, const QString &canonicalFolder, Entry::Kind kind)
 {
-    if (path.compare(".velmo"_L1, Qt::CaseInsensitive) == 0) {
+    if (before_ && kind == Entry::Kind::File) {
+        addFile(path); // one that is to be refused was not there before
+    } else if (path.compare(".velmo"_L1, Qt::CaseInsensitive) == 0) {
         refuse(u"\"%1\" cannot be published: the launcher keeps its record of an installation there."_s.arg(path));
     } else if (const QString refusal = pathRefusal(path); !refusal.isEmpty()) {
         refuse(refusal);

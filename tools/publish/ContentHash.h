@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <array>
+#include <cstdint>
 
 namespace velmo::publish {
 
@@ -18,6 +19,7 @@ public:
 
     bool isKnown() const { return *this != ContentHash(); }
     QString digits() const;
+    std::uint8_t firstByte() const { return static_cast<std::uint8_t>(bytes_.front()); }
 
     bool operator==(const ContentHash &) const = default;
     friend std::size_t qHash(const ContentHash &hash, std::size_t seed = 0)

@@ -1,6 +1,5 @@
 #include "publish/ContentStore.h"
 
-#include "publish/FileState.h"
 #include "publish/Reason.h"
 #include "publish/TreeLayout.h"
 
@@ -59,6 +58,14 @@ QString ContentStore::incomingFolder() const
 bool ContentStore::holds(const FileDigest &digest) const
 {
     const FileState state = fileState(filePath(digest.sha256), FileLook::Attributes);
+    return state.reason.isEmpty() && state.isFile && state.size == digest.size;
+}
+
+bool ContentStore::holds(const FileDigest &digest, FolderLook &look) const
+{
+    const QString name = TreeLayout::contentName(digest.sha256);
+    const qsizetype shelf = name.lastIndexOf(u'/') + 1;
+    const FileState state = look.stateOf(folder_ + u'/' + name.first(shelf), name.sliced(shelf));
     return state.reason.isEmpty() && state.isFile && state.size == digest.size;
 }
 

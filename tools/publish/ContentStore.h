@@ -1,6 +1,7 @@
 #pragma once
 
 #include "publish/FileDigest.h"
+#include "publish/FileState.h"
 #include "publish/TaskResult.h"
 
 #include <QSet>
@@ -26,6 +27,8 @@ public:
     QString incomingFolder() const;
     /// Whether the file is there with its size. Its bytes are not read: that is what checking the tree is for.
     bool holds(const FileDigest &digest) const;
+    /// The same, by a look of which many follow each other in the order of their hashes.
+    bool holds(const FileDigest &digest, FolderLook &look) const;
 
     /// Removes every file whose hash is not in \a keep, and what interrupted copies have left.
     PruneResult prune(const QSet<QString> &keep) const;

@@ -43,13 +43,31 @@ QString notWritten(const QSaveFile &file, const QString &reason)
     return u"\"%1\" cannot be written: %2."_s.arg(file.fileName(), reasonText(reason));
 }
 
-/// Writes \a text as it is and packed, some pieces at a time.
-void writeBoth(const ManifestText &text, QSaveFile &plain, QSaveFile &packed)
+struct Piece {
+    QByteArray text;
+    PackedPart packed;
+    ProvedPiece proved;
+};
+
+/// Made, or from where it stands already.
+Piece pieceOf(const ManifestText &text, qsizetype number, const ProvedPieces *same)
 {
-    struct Piece {
-        QByteArray text;
-        PackedPart packed;
-    };
+    if (same && text.holdsFilesAlone(number)) {
+        const std::optional<QByteArray> standing = same->text(number);
+        const std::optional<PackedPart> packed = same->packed(number);
+        if (standing && packed) {
+            return {*standing, *packed, same->piece(number)};
+        }
+    }
+    Piece piece{text.piece(number), {}, {}};
+    piece.packed = pack(piece.text);
+    return piece;
+}
+
+/// Writes \a text as it is and packed, some pieces at a time.
+void writeBoth(const ManifestText &text, QSaveFile &plain, QSaveFile &packed, const ProvedPieces *same,
+               ProvedPieces::Writer *proved)
+{
     const int threads = std::max(1, QThread::idealThreadCount());
     std::vector<Piece> pieces(4 * static_cast<std::size_t>(threads));
     const auto some = static_cast<qsizetype>(pieces.size());
@@ -57,10 +75,12 @@ void writeBoth(const ManifestText &text, QSaveFile &plain, QSaveFile &packed)
     writeAll(packed, GzipFrame::begin());
     for (qsizetype from = 0; from < text.pieces(); from += some) {
         const qsizetype count = std::min(some, text.pieces() - from);
-        const auto make = [&text, &pieces, from](qsizetype index) {
+        const auto make = [&text, &pieces, from, same, proved](qsizetype index) {
             Piece &piece = pieces.at(static_cast<std::size_t>(index));
-            piece.text = text.piece(from + index);
-            piece.packed = pack(piece.text);
+            piece = pieceOf(text, from + index, same);
+            if (proved && !piece.proved.text.isKnown()) {
+                piece.proved = ProvedPiece::of(piece.text, piece.packed);
+            }
             return true;
         };
         parallelFor(count, threads, make, [] {});
@@ -69,6 +89,9 @@ void writeBoth(const ManifestText &text, QSaveFile &plain, QSaveFile &packed)
             writeAll(plain, piece.text);
             writeAll(packed, piece.packed.bytes);
             frame.add(piece.packed);
+            if (proved) {
+                proved->add(piece.proved);
+            }
         }
     }
     writeAll(packed, frame.end());
@@ -104,6 +127,11 @@ QString ContentTree::packedManifestPath(const QString &channel) const
 QString ContentTree::timesPath(const QString &channel) const
 {
     return nameOf(layout_.times(channel));
+}
+
+ProvedPaths ContentTree::provedPaths(const QString &channel) const
+{
+    return {manifestPath(channel), packedManifestPath(channel), nameOf(layout_.provedPieces(channel))};
 }
 
 QUrl ContentTree::rootUrl() const
@@ -217,7 +245,7 @@ QList<ChannelManifest> ContentTree::readManifests() const
 /// Not by QDir, which leaves out without a word what it cannot look into, such as a link to a drive that is not there.
 void ContentTree::readFolder(const std::filesystem::directory_entry &folder, QList<ChannelManifest> *manifests) const
 {
-    const DecodedName name = decodedName(folder.path().filename());
+    const DecodedName name = decodedName(folder.path().filename().native());
     const QString path = QDir(gameFolder()).filePath(name.text);
     std::error_code failure;
     const std::filesystem::file_type type = folder.status(failure).type();
@@ -259,11 +287,12 @@ QString ContentTree::writeManifest(const Manifest &manifest) const
     return writeManifest(manifest, ManifestFiles::of(manifest));
 }
 
-QString ContentTree::writeManifest(const Manifest &header, const ManifestFiles &files) const
+QString ContentTree::writeManifest(const Manifest &header, const ManifestFiles &files, const ProvedPieces *same,
+                                   ProvedPieces::Writer *proved) const
 {
     const QString path = manifestPath(header.channel);
     const ManifestText text(header, files);
-    if (const std::optional<QString> difference = text.difference()) {
+    if (const std::optional<QString> difference = text.difference(same)) {
         return u"The launcher would not read the manifest for \"%1\" as it is meant. %2"_s.arg(path, *difference)
             .trimmed();
     }
@@ -278,7 +307,7 @@ QString ContentTree::writeManifest(const Manifest &header, const ManifestFiles &
             return notWritten(*file, file->errorString());
         }
     }
-    writeBoth(text, plain, packed);
+    writeBoth(text, plain, packed, same, proved);
     if (plain.error() != QFileDevice::NoError) {
         return notWritten(plain, plain.errorString());
     }

@@ -29,6 +29,7 @@ public:
     QString manifestPath(const QString &channel) const;
     QString packedManifestPath(const QString &channel) const;
     QString timesPath(const QString &channel) const;
+    ProvedPaths provedPaths(const QString &channel) const;
 
     TreeLayout layout() const override { return layout_; }
     QUrl rootUrl() const override;
@@ -54,8 +55,11 @@ public:
     /// The packed one goes first: whoever is cut off between the two has left the old build's number standing, so that
     /// publishing once more is not refused, and both name files that are there. A sentence when that fails.
     [[nodiscard]] QString writeManifest(const Manifest &manifest) const;
-    /// The same of \a files, with all else from \a header.
-    [[nodiscard]] QString writeManifest(const Manifest &header, const ManifestFiles &files) const;
+    /// The same of \a files, with all else from \a header. If \a same is there, it lists just these
+    /// files, and its pieces serve once more. If \a proved is there, it is told of the pieces that are put in place.
+    [[nodiscard]] QString writeManifest(const Manifest &header, const ManifestFiles &files,
+                                        const ProvedPieces *same = nullptr,
+                                        ProvedPieces::Writer *proved = nullptr) const;
 
 private:
     void readFolder(const std::filesystem::directory_entry &folder, QList<ChannelManifest> *manifests) const;

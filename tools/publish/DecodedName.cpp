@@ -4,15 +4,14 @@
 
 namespace velmo::publish {
 
-DecodedName decodedName(const std::filesystem::path &name)
+DecodedName decodedName(NativeName name)
 {
 #ifdef Q_OS_WIN
-    const QString text = QString::fromStdWString(name.native());
+    const QString text = QString::fromWCharArray(name.data(), static_cast<qsizetype>(name.size()));
     return {text, text.isValidUtf16()};
 #else
     QStringDecoder decoder(QStringDecoder::Utf8);
-    const std::string &bytes = name.native();
-    const QString text = decoder(QByteArrayView(bytes.data(), static_cast<qsizetype>(bytes.size())));
+    const QString text = decoder(QByteArrayView(name.data(), static_cast<qsizetype>(name.size())));
     return {text, !decoder.hasError()};
 #endif
 }

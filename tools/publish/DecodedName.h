@@ -3,8 +3,12 @@
 #include <QString>
 
 #include <filesystem>
+#include <string_view>
 
 namespace velmo::publish {
+
+/// As the system has it.
+using NativeName = std::basic_string_view<std::filesystem::path::value_type>;
 
 /// A name as it stands in a folder.
 struct DecodedName {
@@ -12,6 +16,6 @@ struct DecodedName {
     bool lossless = true;
 };
 
-DecodedName decodedName(const std::filesystem::path &name);
+DecodedName decodedName(NativeName name);
 
 } // namespace velmo::publish

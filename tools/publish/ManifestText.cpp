@@ -69,11 +69,28 @@ struct Pieces {
     std::vector<qint64> bounds; ///< one more than there are pieces
 };
 
-/// Whether what stands around the files is just what ManifestText writes there.
-bool isOurs(const Pieces &around)
+/// What stands around the files, if it is just what ManifestText writes there.
+std::optional<Manifest> ourHeader(const Pieces &around)
 {
     const Manifest header = parsedManifest(around.head + around.tail).manifest;
-    return header.valid && compact(header.toJson()) == around.head + around.tail;
+    const bool isOurs = header.valid && compact(header.toJson()) == around.head + around.tail;
+    return isOurs ? std::optional(header) : std::nullopt;
+}
+
+/// Takes from the first or the last of the pieces of \a count what stands around its files.
+void takeAround(QByteArray &piece, qsizetype number, qsizetype count, Pieces &around)
+{
+    const qsizetype begin = number == 0 ? piece.indexOf(filesBegin) : -1;
+    if (begin >= 0) {
+        around.head = piece.first(begin + filesBegin.size());
+        piece.remove(0, around.head.size());
+    }
+    if (number == count - 1) {
+        around.tail = piece.sliced(std::max<qsizetype>(0, piece.lastIndexOf(filesEnd)));
+        piece.chop(around.tail.size());
+    } else {
+        piece.chop(1); // the comma
+    }
 }
 
 /// Whether a list begins or ends in \a entries, apart from their strings. Then the files' own may end there.
@@ -112,7 +129,7 @@ std::optional<Pieces> piecesOf(QFile &file)
     }
     pieces.head.truncate(begin + filesBegin.size());
     pieces.tail.remove(0, end);
-    if (!isOurs(pieces)) {
+    if (!ourHeader(pieces)) {
         return std::nullopt;
     }
     const qint64 bodyEnd = tailFrom + end;
@@ -196,11 +213,14 @@ QByteArray ManifestText::entries(qsizetype number) const
     return text.isEmpty() ? text : text + '}';
 }
 
-std::optional<QString> ManifestText::difference() const
+std::optional<QString> ManifestText::difference(const ProvedPieces *same) const
 {
     QMutex mutex;
     std::optional<QString> found;
-    const auto look = [this, &mutex, &found](qsizetype number) {
+    const auto look = [this, same, &mutex, &found](qsizetype number) {
+        if (same && holdsFilesAlone(number)) {
+            return true;
+        }
         const std::optional<QString> difference = differenceIn(number);
         const QMutexLocker locker(&mutex);
         found = found ? found : difference;
@@ -208,6 +228,28 @@ std::optional<QString> ManifestText::difference() const
     };
     parallelFor(pieces(), threads(), look, [] {});
     return found;
+}
+
+std::optional<Manifest> ManifestText::headerOf(const ProvedPieces &standing) const
+{
+    const qsizetype count = pieces();
+    if (standing.count() != count) {
+        return std::nullopt;
+    }
+    Pieces around; // its two ends are taken by one thread each
+    std::atomic<bool> isSame = true;
+    const auto look = [this, &standing, &around, &isSame, count](qsizetype number) {
+        std::optional<QByteArray> piece = standing.text(number);
+        if (piece) {
+            takeAround(*piece, number, count, around);
+        }
+        if (!piece || *piece != entries(number)) {
+            isSame = false;
+        }
+        return bool(isSame);
+    };
+    parallelFor(count, threads(), look, [] {});
+    return isSame ? ourHeader(around) : std::nullopt;
 }
 
 std::optional<QString> ManifestText::differenceIn(qsizetype number) const

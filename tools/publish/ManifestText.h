@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/Manifest.h"
+#include "publish/ProvedPieces.h"
 
 #include <QByteArray>
 #include <QString>
@@ -32,7 +33,14 @@ public:
 
     /// Has the launcher's parser read every piece's files as a document of their own. What it says, if that is not what
     /// was meant, where a bare difference is an empty text; nothing when all is well.
-    std::optional<QString> difference() const;
+    /// Of the pieces that \a same has, those that only hold files are known to be read as they are meant.
+    std::optional<QString> difference(const ProvedPieces *same = nullptr) const;
+
+    /// The header of the manifest that \a standing knows, without files, if that lists just these files, byte by byte.
+    /// Nothing when it does not, or when its bytes are not those that were put there.
+    std::optional<Manifest> headerOf(const ProvedPieces &standing) const;
+    /// Whether a piece holds files alone, so that it does not change with the header.
+    bool holdsFilesAlone(qsizetype number) const { return number > 0 && number < pieces() - 1; }
 
 private:
     QByteArray entries(qsizetype number) const;

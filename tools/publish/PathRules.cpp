@@ -200,7 +200,10 @@ bool isReservedByWindows(QStringView name)
     constexpr qsizetype longest = 7;
     const auto end = std::find_if(name.begin(), name.end(), [](QChar c) { return c == u' ' || c == u'.'; });
     if (const qsizetype letters = end - name.begin(); letters < shortest || letters > longest) {
-        return false; // as almost every name
+        return false; // as most names
+    }
+    if (!u"acnlp"_s.contains(name.front().toLower())) {
+        return false; // as almost every other
     }
     static const QRegularExpression pattern(u"^(con|prn|aux|nul|conin\\$|conout\\$|(com|lpt)[1-9¹²³]) *(\\.|$)"_s,
                                             QRegularExpression::CaseInsensitiveOption);

@@ -18,6 +18,7 @@ namespace {
 constexpr quint64 mark = 0x0001'7365'6d69'7476;
 constexpr qint64 longestPath = 4096;                       // bytes; the launcher takes far less
 constexpr qsizetype waitingAtMost = qsizetype{256} * 1024; // bytes
+constexpr qsizetype readAtOnce = qsizetype{256} * 1024;
 
 template<typename Value>
 QByteArray bytesOf(const Value &value)
@@ -27,13 +28,25 @@ QByteArray bytesOf(const Value &value)
 
 } // namespace
 
+std::vector<PublishedTimes::Content> PublishedTimes::contentsIn(const QString &path)
+{
+    std::vector<Content> contents;
+    PublishedTimes times(path);
+    for (; !times.ended_; times.ended_ = !times.readEntry()) {
+        contents.push_back({times.head_.hash, times.head_.size});
+    }
+    return contents;
+}
+
 PublishedTimes::PublishedTimes(const QString &path)
     : file_(path)
 {
     quint64 begin = 0;
-    ended_ = !file_.open(QIODevice::ReadOnly) ||
-             file_.read(reinterpret_cast<char *>(&begin), sizeof begin) != sizeof begin || begin != mark ||
-             !readEntry();
+    if (file_.open(QIODevice::ReadOnly | QIODevice::Unbuffered) && has(sizeof begin)) {
+        std::memcpy(&begin, read_.constData(), sizeof begin);
+        next_ = sizeof begin;
+    }
+    ended_ = begin != mark || !readEntry();
 }
 
 ContentHash PublishedTimes::hashOf(const BuildFile &file)
@@ -44,17 +57,39 @@ ContentHash PublishedTimes::hashOf(const BuildFile &file)
     }
     const bool stands = !ended_ && path_ == path && head_.size == file.size && head_.modified == file.modified &&
                         head_.changed == file.changed;
+    known_ += stands ? 1 : 0;
     return stands ? head_.hash : ContentHash();
+}
+
+bool PublishedTimes::knowsJust(qsizetype files)
+{
+    return known_ == files && entries_ == files && next_ == read_.size() && file_.atEnd();
 }
 
 bool PublishedTimes::readEntry()
 {
-    if (file_.read(reinterpret_cast<char *>(&head_), sizeof head_) != sizeof head_ || head_.pathBytes < 1 ||
-        head_.pathBytes > longestPath) {
+    constexpr auto headBytes = static_cast<qsizetype>(sizeof(Head));
+    if (!has(headBytes)) {
         return false;
     }
-    path_ = file_.read(head_.pathBytes);
-    return path_.size() == head_.pathBytes;
+    std::memcpy(&head_, read_.constData() + next_, sizeof head_);
+    if (head_.pathBytes < 1 || head_.pathBytes > longestPath || !has(headBytes + head_.pathBytes)) {
+        return false;
+    }
+    path_ = QByteArrayView(read_).sliced(next_ + headBytes, head_.pathBytes);
+    next_ += headBytes + head_.pathBytes;
+    ++entries_;
+    return true;
+}
+
+/// Whether so many bytes come next; they are in read_ then.
+bool PublishedTimes::has(qint64 bytes)
+{
+    if (read_.size() - next_ < bytes) {
+        read_ = read_.sliced(next_) + file_.read(readAtOnce);
+        next_ = 0;
+    }
+    return read_.size() - next_ >= bytes;
 }
 
 bool PublishedTimes::forget(const QString &path)

@@ -4,11 +4,13 @@
 #include "publish/ContentHash.h"
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QFile>
 #include <QSaveFile>
 #include <QString>
 
 #include <chrono>
+#include <vector>
 
 namespace velmo::publish {
 
@@ -16,11 +18,22 @@ namespace velmo::publish {
 /// the bytes of their paths. Read in that order, so that a list of a million is never in memory.
 class PublishedTimes {
 public:
+    /// What a file of the list held.
+    struct Content {
+        ContentHash hash;
+        qint64 size = 0;
+    };
+
+    /// Of all files of the list at \a path, in its order.
+    static std::vector<Content> contentsIn(const QString &path);
+
     /// The list at \a path. One that is missing or of no use knows no file.
     explicit PublishedTimes(const QString &path);
 
     /// The hash of \a file if it stands as it did, none otherwise. Each call's path comes behind that of the last.
     ContentHash hashOf(const BuildFile &file);
+    /// Whether the list knows those files, as many as \a files, that hashOf() was asked for, and no other.
+    bool knowsJust(qsizetype files);
 
     /// Begins the list that takes the place of the one at \a path. A file whose change is so young at \a seenAt, when
     /// it was looked at, that the next one might bear the same time, is not known from it.
@@ -51,10 +64,15 @@ private:
     };
 
     bool readEntry();
+    bool has(qint64 bytes);
 
     QFile file_;
+    QByteArray read_;    ///< of the file
+    qsizetype next_ = 0; ///< of those, the first that is not used
     Head head_{};
-    QByteArray path_; ///< of the entry that was read last
+    QByteArrayView path_; ///< of the entry that was read last
+    qsizetype entries_ = 0;
+    qsizetype known_ = 0;
     bool ended_ = true;
 };
 

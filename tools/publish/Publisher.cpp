@@ -14,6 +14,7 @@
 #include <QMutexLocker>
 
 #include <algorithm>
+#include <atomic>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -110,11 +111,18 @@ QStringList Publisher::refusals()
     if (const QString refusal = placeRefusal(); !refusal.isEmpty()) {
         return {refusal};
     }
+    if (order_.trustTimes) {
+        lookAtContents();
+    }
     ProgressMeter meter(progress_);
     meter.begin(PublishStep::Scan, 0, 0);
     scannedAt_ = std::chrono::system_clock::now();
     const BuildScan scan = BuildScanner(order_.source, &meter, order_.jobs).scan();
     scan_ = scan;
+    hashes_ = QList<ContentHash>(scan_.files.size());
+    if (order_.trustTimes && scan.refusals.isEmpty()) {
+        trustTimes();
+    }
     QStringList refusals = scan.refusals;
     const auto isProgram = [this](const BuildFile &file) { return file.path == order_.executable; };
     if (!order_.executable.isEmpty() && std::none_of(scan_.files.cbegin(), scan_.files.cend(), isProgram)) {
@@ -134,7 +142,7 @@ QStringList Publisher::publishFiles()
     if (problems.isEmpty()) {
         problems = storeFiles();
     }
-    if (problems.isEmpty()) {
+    if (problems.isEmpty() && !isAsPublished()) { // else nothing was looked at, but the manifest, since the walk
         problems = changedFiles();
     }
     if (problems.isEmpty()) {
@@ -160,19 +168,18 @@ QStringList Publisher::storeFiles()
 
 QStringList Publisher::readFiles(Incoming &incoming)
 {
-    hashes_ = QList<ContentHash>(scan_.files.size());
-    if (order_.trustTimes) {
-        trustTimes();
-    }
     ProgressMeter meter(progress_);
     beginReading(meter);
+    const std::vector<char> held = heldFiles();
     ContentHash *const hashes = hashes_.data(); // each index is written by one thread alone
+    std::atomic<bool> isAnyRead = false;
     ProblemList problems;
-    const auto read = [this, hashes, &incoming, &meter, &problems](qsizetype index) {
+    const auto read = [this, hashes, &held, &isAnyRead, &incoming, &meter, &problems](qsizetype index) {
         const BuildFile &file = scan_.files.at(index);
-        if (hashes[index].isKnown() && store_.holds({hashes[index].digits(), file.size, {}})) {
+        if (held[static_cast<std::size_t>(index)]) {
             return true;
         }
+        isAnyRead = true;
         const auto guess = isLikelyHeld(file) ? Incoming::Guess::Held : Incoming::Guess::New;
         const FileDigest digest = incoming.take(scan_.locationOf(file), file.size, guess, meter);
         meter.addFile();
@@ -193,11 +200,52 @@ QStringList Publisher::readFiles(Incoming &incoming)
         }
     };
     parallelFor(scan_.files.size(), order_.jobs, read, tick);
+    if (isAnyRead) { // then the hashes may be others
+        timesStand_ = false;
+        same_.reset();
+    }
     const QStringList found = problems.sorted();
     if (found.isEmpty()) {
         meter.finish();
     }
     return found;
+}
+
+/// Index by index, whether the tree holds it. By the order of the hashes, in which the store keeps them.
+std::vector<char> Publisher::heldOf(const std::vector<PublishedTimes::Content> &contents) const
+{
+    constexpr qsizetype shelves = 256;
+    std::vector<std::vector<std::size_t>> onShelf(shelves);
+    for (std::size_t index = 0; index < contents.size(); ++index) {
+        onShelf[contents[index].hash.firstByte()].push_back(index);
+    }
+    std::vector<char> held(contents.size(), 0);
+    const auto lookAtShelf = [this, &contents, &onShelf, &held](qsizetype shelf) {
+        FolderLook look(FileLook::Attributes);
+        for (const std::size_t index : onShelf[static_cast<std::size_t>(shelf)]) {
+            const PublishedTimes::Content &content = contents[index];
+            const bool isHeld = content.hash.isKnown() && store_.holds({content.hash.digits(), content.size, {}}, look);
+            held[index] = isHeld ? 1 : 0;
+        }
+        return true;
+    };
+    parallelFor(shelves, order_.jobs, lookAtShelf, [] {});
+    return held;
+}
+
+/// Of each file of the build, whether its content is known and held.
+std::vector<char> Publisher::heldFiles() const
+{
+    const auto count = static_cast<std::size_t>(scan_.files.size());
+    if (!order_.trustTimes || isAsPublished()) {
+        return std::vector<char>(count, isAsPublished() ? 1 : 0);
+    }
+    std::vector<PublishedTimes::Content> contents(count);
+    for (std::size_t index = 0; index < count; ++index) {
+        const auto file = static_cast<qsizetype>(index);
+        contents[index] = {hashes_.at(file), scan_.files.at(file).size};
+    }
+    return heldOf(contents);
 }
 
 /// Begins the step with what there is to be read.
@@ -233,10 +281,14 @@ QStringList Publisher::putManifest()
 {
     const Manifest header = this->header();
     const auto fileAt = [this](qsizetype index) { return listed(index); };
-    if (const QString problem = tree_.writeManifest(header, {scan_.files.size(), fileAt}); !problem.isEmpty()) {
+    ProvedPieces::Writer proved(tree_.provedPaths(order_.channel).list);
+    const ProvedPieces *const same = same_ ? &*same_ : nullptr;
+    if (const QString problem =
+            tree_.writeManifest(header, {scan_.files.size(), fileAt}, same, order_.trustTimes ? &proved : nullptr);
+        !problem.isEmpty()) {
         return {problem};
     }
-    rememberTimes();
+    remember(proved);
     result_.manifest = header;
     result_.manifest.valid = true;
     result_.files = scan_.files.size();
@@ -247,11 +299,18 @@ QStringList Publisher::putManifest()
 }
 
 /// A build that is out without them costs the next one some time, no more.
-void Publisher::rememberTimes()
+void Publisher::remember(const ProvedPieces::Writer &proved)
 {
     const QString path = tree_.timesPath(order_.channel);
     if (!order_.trustTimes) {
         PublishedTimes::forget(path);
+        PublishedTimes::forget(tree_.provedPaths(order_.channel).list);
+        return;
+    }
+    if (const QString problem = proved.finish(); !problem.isEmpty()) {
+        result_.warnings.append(problem);
+    }
+    if (timesStand_) {
         return;
     }
     PublishedTimes::Writer times(path, scannedAt_);
@@ -291,13 +350,14 @@ QString Publisher::placeRefusal() const
 QStringList Publisher::publishedRefusals()
 {
     largeFilesBefore_.clear();
+    same_.reset();
     seenAt_ = std::chrono::system_clock::now();
     seen_ = fileState(tree_.manifestPath(order_.channel), FileLook::Attributes);
     if (!tree_.hasManifest(order_.channel)) {
         return {};
     }
     ChannelManifest published;
-    const bool mayClash = lookAtPublished(&published);
+    const bool mayClash = !listsTheSame(&published) && lookAtPublished(&published);
     if (!published.problem.isEmpty()) {
         return order_.allowOlder ? QStringList()
                                  : QStringList{published.problem + u" With --allow-older it is replaced."_s};
@@ -372,6 +432,41 @@ void Publisher::trustTimes()
     for (qsizetype index = 0; index < scan_.files.size(); ++index) {
         hashes_[index] = times.hashOf(scan_.files.at(index));
     }
+    timesStand_ = times.knowsJust(scan_.files.size());
+    const auto isSame = [](const PublishedTimes::Content &content, const ContentHash &hash) {
+        return content.hash == hash; // so the sizes are the same too
+    };
+    isHeld_ = timesStand_ && std::equal(heldBefore_.begin(), heldBefore_.end(), hashes_.begin(), hashes_.end(), isSame);
+    heldBefore_ = {};
+}
+
+/// Comes before the walk, so that where nothing has changed that is also the last look at the build.
+void Publisher::lookAtContents()
+{
+    heldBefore_ = PublishedTimes::contentsIn(tree_.timesPath(order_.channel));
+    const std::vector<char> held = heldOf(heldBefore_);
+    if (!std::all_of(held.begin(), held.end(), [](char isHeld) { return isHeld != 0; })) {
+        heldBefore_.clear();
+    }
+}
+
+/// Whether the channel's manifest, as this program has put it there, lists just the files that are to be published; its
+/// header goes to \a published then. Players can update from a build to the very same, so nothing else of it is needed.
+bool Publisher::listsTheSame(ChannelManifest *published)
+{
+    if (!timesStand_) {
+        return false;
+    }
+    const ProvedPieces standing(tree_.provedPaths(order_.channel));
+    const auto fileAt = [this](qsizetype index) { return listed(index); };
+    const ManifestText text(header(), {scan_.files.size(), fileAt});
+    const std::optional<Manifest> header = text.headerOf(standing);
+    if (!header) {
+        return false;
+    }
+    *published = {order_.channel, tree_.manifestPath(order_.channel), *header, {}};
+    same_ = standing;
+    return true;
 }
 
 /// Whether to read a file before it is copied. Small ones are written only when their hash is known, anyway.

@@ -6,6 +6,7 @@
 #include "publish/FileState.h"
 #include "publish/Incoming.h"
 #include "publish/ProgressMeter.h"
+#include "publish/PublishedTimes.h"
 #include "publish/TaskResult.h"
 
 #include <QHash>
@@ -14,6 +15,7 @@
 
 #include <chrono>
 #include <optional>
+#include <vector>
 
 namespace velmo::publish {
 
@@ -58,7 +60,7 @@ private:
     QStringList readFiles(Incoming &incoming);
     QStringList placeFiles(Incoming &incoming);
     QStringList putManifest();
-    void rememberTimes();
+    void remember(const ProvedPieces::Writer &proved);
     QStringList prune();
 
     QString placeRefusal() const;
@@ -67,7 +69,12 @@ private:
     bool isPublishedAsSeen() const;
     bool lookAtPublished(ChannelManifest *published);
     QStringList pruneRefusals() const;
+    void lookAtContents();
     void trustTimes();
+    bool listsTheSame(ChannelManifest *published);
+    std::vector<char> heldOf(const std::vector<PublishedTimes::Content> &contents) const;
+    std::vector<char> heldFiles() const;
+    bool isAsPublished() const { return isHeld_ && same_; }
     void beginReading(ProgressMeter &meter) const;
     bool isLikelyHeld(const BuildFile &file) const;
     Manifest header() const;
@@ -83,6 +90,11 @@ private:
     std::chrono::system_clock::time_point seenAt_; ///< when the channel's manifest was read
     FileState seen_;                               ///< the manifest, just before
     QList<ContentHash> hashes_;                    ///< of scan_'s files, index by index
+    /// What the last publishing has taken down, if the tree holds all of it. Looked at before the build is walked.
+    std::vector<PublishedTimes::Content> heldBefore_;
+    bool isHeld_ = false;              ///< all of scan_'s files, by that look
+    bool timesStand_ = false;          ///< the list of times knows just scan_'s files
+    std::optional<ProvedPieces> same_; ///< of the channel's manifest, if that lists just scan_'s files
     /// The large files that the channel publishes, by path: a file of the same size is likely the same.
     QHash<QString, FileDigest> largeFilesBefore_;
     PublishResult result_;

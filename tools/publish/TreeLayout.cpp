@@ -56,6 +56,11 @@ QString TreeLayout::times(const QString &channel) const
     return game_ + u"/.times/"_s + channel;
 }
 
+QString TreeLayout::provedPieces(const QString &channel) const
+{
+    return times(channel) + u".pieces"_s;
+}
+
 QString TreeLayout::addressOf(const QUrl &root, const QString &channel, const ManifestFile &file) const
 {
     if (file.url == contentUrl(file.sha256)) {

@@ -33,6 +33,8 @@ public:
     QString packedManifest(const QString &channel) const;
     /// The list that --trust-times keeps. It goes to no server, and no channel has a name like that of its folder.
     QString times(const QString &channel) const;
+    /// What it keeps of the manifest, beside.
+    QString provedPieces(const QString &channel) const;
 
     /// Where \a file of the manifest of \a channel lies, by the launcher's own rule for addresses, in the tree at
     /// \a root, which ends in a slash. Empty when it leads out of the tree.
