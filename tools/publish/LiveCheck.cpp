@@ -43,8 +43,8 @@ void lookWhetherSecure(const LiveOrder &order, const LiveReply &reply, LiveResul
 
 void lookAtCertificates(const LivePeer &peer, const QDateTime &now, LiveFindings &findings)
 {
-    if (!peer.error.isEmpty()) {
-        findings.isBroken(u"%1 cannot be reached: %2."_s.arg(peer.name(), peer.error));
+    if (!peer.reason.isEmpty()) {
+        findings.isBroken(u"%1 cannot be reached: %2."_s.arg(peer.name(), peer.reason));
         return;
     }
     findings.isKept();
@@ -62,9 +62,9 @@ void askWithTls12(const LiveOrder &order, const LivePeer &peer, LiveFindings &fi
 {
     LiveServer server(order.trusted, QSsl::TlsV1_2);
     const LiveReply reply = server.answerTo({peer.url, "HEAD"_ba});
-    const bool isConnected = !server.peers().isEmpty() && server.peers().constFirst().error.isEmpty();
+    const bool isConnected = !server.peers().isEmpty() && server.peers().constFirst().reason.isEmpty();
     findings.check(isConnected, u"Players on Windows 10 have nothing newer than TLS 1.2, and with it there is no "
-                                "connection to %1: %2."_s.arg(peer.name(), reply.error));
+                                "connection to %1: %2."_s.arg(peer.name(), reply.reason));
 }
 
 /// Every server that was met, also where content files lie elsewhere than the manifest, or somebody redirects to them.
@@ -74,7 +74,7 @@ QList<LiveDemand> lookAtServers(const LiveOrder &order, const QDateTime &now, co
     LiveFindings protocol(u"TLS 1.2 is offered"_s);
     for (const LivePeer &peer : peers) {
         lookAtCertificates(peer, now, certificates);
-        if (peer.error.isEmpty()) {
+        if (peer.reason.isEmpty()) {
             askWithTls12(order, peer, protocol);
         }
     }
@@ -96,8 +96,8 @@ void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, const QByte
     QString reason;
     if (reply.isTooLong) {
         reason = u"It has more than %1 bytes."_s.arg(largestManifest);
-    } else if (!reply.error.isEmpty()) {
-        reason = reply.error + u'.';
+    } else if (!reply.reason.isEmpty()) {
+        reason = reply.reason + u'.';
     } else if (reply.status != 200) {
         reason = u"It is answered with %1."_s.arg(reply.status);
     } else {
@@ -160,7 +160,7 @@ void lookForWhatIsMissing(const LiveOrder &order, LiveServer &server, LiveResult
     request.mostBytes = largestPage;
     const LiveReply reply = server.answerTo(request);
     if (reply.status == 0 && !reply.isUntrusted) {
-        findings.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(address.toDisplayString(), reply.error));
+        findings.isBroken(u"\"%1\" cannot be reached: %2."_s.arg(address.toDisplayString(), reply.reason));
     } else if (reply.status != 0) {
         findings.check(
             reply.status == 404,

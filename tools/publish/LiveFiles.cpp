@@ -70,7 +70,7 @@ private:
             if (!reply.isUntrusted) { // of which another demand tells
                 files_.sizes_.isBroken(reply.status != 0
                                            ? u"\"%1\" is answered with %2."_s.arg(name()).arg(reply.status)
-                                           : u"\"%1\" cannot be reached: %2."_s.arg(name(), reply.error));
+                                           : u"\"%1\" cannot be reached: %2."_s.arg(name(), reply.reason));
             }
             done_();
             return;
@@ -126,7 +126,7 @@ private:
         const QByteArray place = reply.header("Content-Range");
         if (reply.status != 206) {
             files_.ranges_.isBroken(u"\"%1\" is answered with %2 to a Range."_s.arg(name()).arg(reply.status));
-        } else if (!reply.error.isEmpty() || reply.isTooLong || reply.body.size() != length_ ||
+        } else if (!reply.reason.isEmpty() || reply.isTooLong || reply.body.size() != length_ ||
                    place.simplified() != "bytes " + span() + '/' + QByteArray::number(file_.size)) {
             files_.ranges_.isBroken(u"\"%1\" is answered to a Range with %2 bytes, as \"%3\", instead of \"%4\"."_s.arg(
                 name(), QString::number(reply.body.size()), QString::fromLatin1(place), QString::fromLatin1(span())));
@@ -181,9 +181,9 @@ private:
 
     void meetAll(const LiveReply &reply)
     {
-        if (reply.status != 200 || !reply.error.isEmpty()) {
+        if (reply.status != 200 || !reply.reason.isEmpty()) {
             files_.bytes_.isBroken(u"\"%1\" does not come whole: %2."_s.arg(
-                name(), reply.error.isEmpty() ? QString::number(reply.status) : reply.error));
+                name(), reply.reason.isEmpty() ? QString::number(reply.status) : reply.reason));
         } else if (const QString sha256 = hash_.take(); sha256 != file_.sha256) {
             files_.bytes_.isBroken(u"\"%1\" has %2 bytes with the hash %3 instead of %4 with %5."_s.arg(
                 name(), reply.isTooLong ? u"more"_s : QString::number(taken_), sha256, QString::number(file_.size),

@@ -118,9 +118,9 @@ private:
             answer_.isInsecure = reply_->error() == QNetworkReply::InsecureRedirectError;
             // Qt ends what is silent for too long as if somebody had cancelled it.
             if (isTooSlow_ || reply_->error() == QNetworkReply::OperationCanceledError) {
-                answer_.error = u"It takes too long"_s;
+                answer_.reason = u"It takes too long"_s;
             } else if (!isAnswer || answer_.status < 400) {
-                answer_.error = reply_->error() == QNetworkReply::NoError ? QString() : reasonOf(reply_);
+                answer_.reason = reply_->error() == QNetworkReply::NoError ? QString() : reasonOf(reply_);
             }
         }
         reply_->deleteLater();
@@ -191,7 +191,7 @@ void LiveServer::meetPeer(QNetworkReply *reply)
 void LiveServer::noteFailure(QNetworkReply *reply)
 {
     if (reply->error() == QNetworkReply::SslHandshakeFailedError) {
-        peerAt(reply->url()).error = reasonOf(reply);
+        peerAt(reply->url()).reason = reasonOf(reply);
     }
 }
 

@@ -37,7 +37,7 @@ struct LiveRequest {
 /// What came of it.
 struct LiveReply {
     int status = 0;           ///< 0 when there was no answer
-    QString error;            ///< why there is no answer, or not all of it; empty when all came, whatever the status
+    QString reason;           ///< why there is no answer, or not all of it; empty when all came, whatever the status
     bool isUntrusted = false; ///< there is no secure connection; the peer tells why
     bool isInsecure = false;  ///< it would have led to plain HTTP
     bool isTooLong = false;
@@ -53,7 +53,7 @@ struct LiveReply {
 struct LivePeer {
     QUrl url;                            ///< what it was first asked for
     QList<QSslCertificate> certificates; ///< all that it has sent
-    QString error;                       ///< why there was no secure connection; empty when there was none without
+    QString reason;                      ///< why there was no secure connection; empty when there was none without
 
     /// "host:port".
     QString name() const;

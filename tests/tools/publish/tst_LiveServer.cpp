@@ -56,7 +56,7 @@ void tst_LiveServer::answerHasAllThatCame()
     asked.headers = {{"Range", "bytes=2-3"}};
     LiveServer server({});
     const LiveReply reply = server.answerTo(asked);
-    QCOMPARE(reply.error, QString());
+    QCOMPARE(reply.reason, QString());
     QCOMPARE(reply.status, 206);
     QCOMPARE(reply.body, QByteArray("23"));
     QCOMPARE(reply.header("content-range"), QByteArray("bytes 2-3/10"));
@@ -76,7 +76,7 @@ void tst_LiveServer::statusIsAnAnswer()
         studio_->server().addFault(u"/digits"_s, fault);
         const LiveReply reply = LiveServer({}).answerTo(request(u"/digits"_s, 1000));
         QCOMPARE(reply.status, status);
-        QCOMPARE(reply.error, QString());
+        QCOMPARE(reply.reason, QString());
     }
 }
 
@@ -104,7 +104,7 @@ void tst_LiveServer::bodyIsTakenPieceByPiece()
         bytes += piece.size();
     };
     const LiveReply reply = LiveServer({}).answerTo(asked);
-    QCOMPARE(reply.error, QString());
+    QCOMPARE(reply.reason, QString());
     QCOMPARE(bytes, 3'000'000);
     QVERIFY(pieces > 2);
     QCOMPARE(reply.body, QByteArray());
@@ -114,7 +114,7 @@ void tst_LiveServer::bodyIsTakenPieceByPiece()
 void tst_LiveServer::boundBeyondAllMemoryCostsNone()
 {
     const LiveReply reply = LiveServer({}).answerTo(request(u"/digits"_s, qint64{1} << 50));
-    QCOMPARE(reply.error, QString());
+    QCOMPARE(reply.reason, QString());
     QCOMPARE(reply.body, QByteArray("0123456789"));
 }
 
@@ -128,7 +128,7 @@ void tst_LiveServer::headEndsTheAnswerWhereNoBodyIsWanted()
     asked.body = LiveRequest::Body::Ignored;
     const LiveReply reply = LiveServer({}).answerTo(asked);
     QCOMPARE(reply.status, 200);
-    QCOMPARE(reply.error, QString());
+    QCOMPARE(reply.reason, QString());
     QCOMPARE(reply.header("Content-Length"), QByteArray("10"));
 }
 
@@ -147,7 +147,7 @@ void tst_LiveServer::redirectIsFollowedUnlessItIsInsecure()
     const LiveReply reply = LiveServer({}).answerTo(request(u"/unsafe"_s, 100));
     QVERIFY(reply.isInsecure);
     QCOMPARE(reply.status, 0);
-    QVERIFY(!reply.error.isEmpty());
+    QVERIFY(!reply.reason.isEmpty());
 }
 
 void tst_LiveServer::failureOfAnotherRequestIsNone()
@@ -170,9 +170,9 @@ void tst_LiveServer::failureOfAnotherRequestIsNone()
         server.ask(request(u"/digits"_s, 10), [&replies](const LiveReply &reply) { replies.append(reply); });
     }
     QTRY_COMPARE(replies.size(), 4);
-    QVERIFY(!replies.takeFirst().error.isEmpty());
+    QVERIFY(!replies.takeFirst().reason.isEmpty());
     for (const LiveReply &reply : replies) {
-        QCOMPARE(reply.error, QString());
+        QCOMPARE(reply.reason, QString());
         QCOMPARE(reply.body, QByteArray("0123456789"));
     }
 }
@@ -186,7 +186,7 @@ void tst_LiveServer::silentServerIsGivenUp()
     LiveServer server({});
     server.setLimits(200ms, 1h);
     const LiveReply reply = server.answerTo(request(u"/digits"_s, 10));
-    QCOMPARE(reply.error, u"It takes too long"_s);
+    QCOMPARE(reply.reason, u"It takes too long"_s);
 }
 
 void tst_LiveServer::trickleIsGivenUp()
@@ -196,7 +196,7 @@ void tst_LiveServer::trickleIsGivenUp()
     server.setLimits(1h, 500ms);
     LiveRequest asked = request(u"/long"_s, 10'000);
     const LiveReply reply = server.answerTo(asked);
-    QCOMPARE(reply.error, u"It takes too long"_s);
+    QCOMPARE(reply.reason, u"It takes too long"_s);
 }
 
 int main(int argc, char **argv)
