@@ -46,10 +46,8 @@ QString folderBelow(const QString &folder)
 NativeName lastName(const std::filesystem::path &path)
 {
     const NativeName whole(path.native());
-    const auto end = std::find_if(whole.rbegin(), whole.rend(), [](auto letter) {
-        return letter == std::filesystem::path::preferred_separator || letter == '/';
-    });
-    return whole.substr(static_cast<std::size_t>(whole.rend() - end));
+    constexpr std::filesystem::path::value_type separators[] = {'/', std::filesystem::path::preferred_separator, 0};
+    return whole.substr(whole.find_last_of(separators) + 1);
 }
 
 bool precedes(const BuildFile &a, const BuildFile &b)
@@ -173,11 +171,11 @@ BuildScanner::Entry::Kind BuildScanner::kindOf(const std::filesystem::directory_
 
 void BuildScanner::visit(const QString &path, const QString &canonicalFolder, Entry::Kind kind)
 {
-    if (before_ && kind == Entry::Kind::File) {
-        addFile(path); // one that is to be refused was not there before
-    } else if (path.compare(".velmo"_L1, Qt::CaseInsensitive) == 0) {
+    const bool isKnown =
+        before_ && kind == Entry::Kind::File; // or it was not there before, as any that is to be refused
+    if (!isKnown && path.compare(".velmo"_L1, Qt::CaseInsensitive) == 0) {
         refuse(u"\"%1\" cannot be published: the launcher keeps its record of an installation there."_s.arg(path));
-    } else if (const QString refusal = pathRefusal(path); !refusal.isEmpty()) {
+    } else if (const QString refusal = isKnown ? QString() : pathRefusal(path); !refusal.isEmpty()) {
         refuse(refusal);
     } else if (kind == Entry::Kind::File) {
         addFile(path);

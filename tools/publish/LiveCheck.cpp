@@ -81,16 +81,20 @@ QList<LiveDemand> lookAtServers(const LiveOrder &order, const QDateTime &now, co
     return {certificates.demand(), protocol.demand()};
 }
 
-/// What a manifest comes packed by where the launcher's Qt unpacks the least, which is on Windows.
-QByteArray leastEncoding(const LiveOrder &order, LiveServer &server)
+/// The manifest as it comes where the launcher's Qt unpacks the least, which is on Windows.
+LiveReply leastPacked(const LiveOrder &order, LiveServer &server)
 {
-    const LiveRequest request{
-        order.manifest, "GET"_ba, {{"Accept-Encoding"_ba, "gzip, deflate"_ba}}, LiveRequest::Body::Ignored};
-    const QByteArray encoding = server.answerTo(request).header("Content-Encoding").toLower();
+    return server.answerTo(
+        {order.manifest, "GET"_ba, {{"Accept-Encoding"_ba, "gzip, deflate"_ba}}, LiveRequest::Body::Ignored});
+}
+
+QByteArray encodingOf(const LiveReply &reply)
+{
+    const QByteArray encoding = reply.header("Content-Encoding").toLower();
     return encoding == "identity" ? QByteArray() : encoding;
 }
 
-void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, const QByteArray &encoding, LiveResult &result)
+void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, const LiveReply &least, LiveResult &result)
 {
     LiveFindings findings(u"The launcher reads the manifest"_s);
     QString reason;
@@ -105,7 +109,11 @@ void lookWhetherRead(const LiveOrder &order, const LiveReply &reply, const QByte
         result.manifest = parsed.manifest;
         reason = parsed.problem;
     }
-    if (result.manifest.valid) {
+    if (result.manifest.valid && least.status != 200) {
+        findings.isBroken(u"To the launcher on Windows, which takes gzip and deflate, it is answered with %1."_s.arg(
+            least.status == 0 ? least.reason : QString::number(least.status)));
+    } else if (result.manifest.valid) {
+        const QByteArray encoding = encodingOf(least);
         findings.check(encoding.isEmpty() || encoding == "gzip" || encoding == "deflate",
                        u"To the launcher on Windows, which takes gzip and deflate, it comes as \"%1\"."_s.arg(
                            QString::fromLatin1(encoding)));
@@ -138,12 +146,15 @@ void lookWhetherFresh(const LiveOrder &order, const LiveReply &reply, LiveResult
     result.demands.append(findings.demand());
 }
 
-void lookAtManifestHeaders(const LiveReply &reply, const QByteArray &encoding, LiveResult &result)
+void lookAtManifestHeaders(const LiveReply &reply, const LiveReply &least, LiveResult &result)
 {
     LiveFindings packed(u"The manifest comes compressed"_s);
     LiveFindings fresh(u"The manifest is asked for anew each time"_s);
     if (result.manifest.valid) {
-        packed.check(!encoding.isEmpty(), u"It has %1 bytes, and no Content-Encoding."_s.arg(reply.body.size()));
+        if (least.status == 200) {
+            packed.check(!encodingOf(least).isEmpty(),
+                         u"It has %1 bytes, and no Content-Encoding."_s.arg(reply.body.size()));
+        }
         const LiveCaching caching(reply.header("Cache-Control"));
         fresh.check(caching.has("no-cache") || caching.has("no-store"),
                     u"Its Cache-Control is \"%1\" instead of \"no-cache\"."_s.arg(caching.text()));
@@ -190,10 +201,10 @@ LiveResult LiveCheck::run()
     request.mostBytes = largestManifest;
     const LiveReply reply = server.answerTo(request);
     lookWhetherSecure(order_, reply, result);
-    const QByteArray encoding = reply.status == 200 ? leastEncoding(order_, server) : QByteArray();
-    lookWhetherRead(order_, reply, encoding, result);
+    const LiveReply least = reply.status == 200 ? leastPacked(order_, server) : LiveReply();
+    lookWhetherRead(order_, reply, least, result);
     lookWhetherFresh(order_, reply, result);
-    lookAtManifestHeaders(reply, encoding, result);
+    lookAtManifestHeaders(reply, least, result);
     LiveFiles files(order_, server, result.manifest);
     files.setProgress(progress_);
     result.demands += files.run();

@@ -67,11 +67,7 @@ private:
     void meetHead(const LiveReply &reply)
     {
         if (reply.status != 200) {
-            if (!reply.isUntrusted) { // of which another demand tells
-                files_.sizes_.isBroken(reply.status != 0
-                                           ? u"\"%1\" is answered with %2."_s.arg(name()).arg(reply.status)
-                                           : u"\"%1\" cannot be reached: %2."_s.arg(name(), reply.reason));
-            }
+            tellOfNone(reply);
             done_();
             return;
         }
@@ -85,6 +81,14 @@ private:
         files_.kept_.check(isKept, u"The Cache-Control of \"%1\" is \"%2\"."_s.arg(name(), caching.text()));
         lookAtEncoding(reply);
         askPacked();
+    }
+
+    void tellOfNone(const LiveReply &reply)
+    {
+        if (!reply.isUntrusted) { // of which another demand tells
+            files_.sizes_.isBroken(reply.status != 0 ? u"\"%1\" is answered with %2."_s.arg(name()).arg(reply.status)
+                                                     : u"\"%1\" cannot be reached: %2."_s.arg(name(), reply.reason));
+        }
     }
 
     void lookAtEncoding(const LiveReply &reply)
@@ -103,7 +107,11 @@ private:
         }
         ++files_.askedPacked_;
         ask({file_.url, "GET"_ba, {packed}, LiveRequest::Body::Ignored}, [](LiveFile &file, const LiveReply &reply) {
-            file.lookAtEncoding(reply);
+            if (reply.status == 200) {
+                file.lookAtEncoding(reply);
+            } else {
+                file.tellOfNone(reply);
+            }
             file.askForRange();
         });
     }

@@ -21,6 +21,7 @@ namespace velmo::publish {
 namespace {
 
 constexpr qsizetype hashBytes = sizeof(ContentHash);
+constexpr qint64 longestMark = 256; // with what stands behind the pieces
 
 ContentHash hashOf(QByteArrayView bytes)
 {
@@ -58,7 +59,8 @@ ProvedPieces::ProvedPieces(const ProvedPaths &paths)
     : paths_(paths)
 {
     QFile file(paths.list);
-    if (file.open(QIODevice::ReadOnly)) {
+    // Each piece takes many times as much in the manifest, so a longer list belongs to another one.
+    if (file.open(QIODevice::ReadOnly) && file.size() <= QFileInfo(paths.manifest).size() + longestMark) {
         read(file.readAll());
     }
 }
@@ -74,15 +76,22 @@ void ProvedPieces::read(const QByteArray &list)
     }
     pieces_.resize(static_cast<std::size_t>(bytes) / sizeof(ProvedPiece));
     std::memcpy(pieces_.data(), list.constData() + begin.size(), static_cast<std::size_t>(bytes));
+    const qint64 most = QFileInfo(paths_.manifest).size();
+    const qint64 mostPacked = QFileInfo(paths_.packed).size();
     qint64 size = 0;
     qint64 packedSize = GzipFrame::begin().size();
     for (const ProvedPiece &piece : pieces_) {
+        if (piece.size <= 0 || piece.size > most - size || piece.packedSize <= 0 ||
+            piece.packedSize > mostPacked - packedSize) {
+            pieces_.clear();
+            return;
+        }
         begins_.push_back(size);
         packedBegins_.push_back(packedSize);
         size += piece.size;
         packedSize += piece.packedSize;
     }
-    if (QFileInfo(paths_.manifest).size() != size) {
+    if (most != size) {
         pieces_.clear();
     }
 }

@@ -28,22 +28,23 @@ QList<Push::Placed> Push::manifestsThatDiffer() const
         manifests += manifestsOf(channel);
     }
     manifests.removeIf([&before](const Placed &manifest) {
-        return bytesOf(before.filePath(manifest.path)) == bytesOf(QDir(manifest.from).filePath(manifest.path));
+        const QByteArray bytes = bytesOf(QDir(manifest.from).filePath(manifest.path));
+        return !bytes.isEmpty() && bytes == bytesOf(before.filePath(manifest.path));
     });
     return manifests;
 }
 
 QStringList Push::pushManifests()
 {
-    QList<Placed> manifests = manifestsThatDiffer();
-    if (!order_.dryRun && !manifests.isEmpty()) {
-        const QString trial = manifests.constLast().path;
-        if (const QString problem = remote_.proveTellingOfPacking(trial, packed_.path()); !problem.isEmpty()) {
+    if (!order_.dryRun) { // also where nothing differs: a store that has been moved may have lost what it was told
+        const QString trial = QDir(packed_).entryList(QDir::Dirs | QDir::NoDotAndDotDot).constFirst();
+        const QString problem = remote_.proveTellingOfPacking(trial + u"/manifest.json"_s, packed_.path());
+        if (!problem.isEmpty()) {
             return {problem};
         }
-        manifests = manifestsThatDiffer();
     }
-    for (const Placed &manifest : std::as_const(manifests)) {
+    const QList<Placed> manifests = manifestsThatDiffer();
+    for (const Placed &manifest : manifests) {
         const QString channel = manifest.path.section(u'/', 0, 0);
         if (!result_.channels.contains(channel)) {
             result_.channels.append(channel);

@@ -141,8 +141,8 @@ QString Remote::open()
     if (can("IsLocal"_L1) && isWritten && remote.value("Name"_L1).toString() == "local"_L1 &&
         QDir::isAbsolutePath(root_)) {
         placing_ = Placing::ByThisDrive;
-        around_ = gameFolder();
-        while (!QFileInfo(around_).isDir()) {
+        around_ = gameFolder() + u'/' + TreeLayout::contentFolderName(); // which may be a drive of its own
+        while (!QFileInfo(around_).isDir() && !QFileInfo(around_).isRoot()) {
             around_ = QFileInfo(around_).path();
         }
         drive_.emplace(around_);
@@ -233,7 +233,8 @@ RemoteComparison Remote::compare(const Contents &contents, const QString &folder
     return found;
 }
 
-/// rclone has no file forced onto a drive.
+/// rclone has no file forced onto a drive. One that the drive does not take goes: it would have the right size and, out
+/// of memory, the right bytes for the next push, which the drive need not tell once more.
 QString Remote::settle(const Contents &contents) const
 {
     if (!drive_ || contents.isEmpty()) {
@@ -249,11 +250,18 @@ QString Remote::settle(const Contents &contents) const
         }
     }
     paths += folders.values();
-    for (const DriveSync::Failure &failure :
-         drive_->sync(paths.size(), [&paths](qsizetype index) { return paths.at(index); })) {
-        return u"\"%1\" cannot be written: %2."_s.arg(paths.at(failure.file), reasonText(failure.reason));
+    const QList<DriveSync::Failure> failures =
+        drive_->sync(paths.size(), [&paths](qsizetype index) { return paths.at(index); });
+    for (const DriveSync::Failure &failure : failures) {
+        if (failure.file < contents.size()) {
+            QFile::remove(paths.at(failure.file));
+        }
     }
-    return {};
+    if (failures.isEmpty()) {
+        return {};
+    }
+    return u"\"%1\" cannot be written: %2."_s.arg(paths.at(failures.constFirst().file),
+                                                  reasonText(failures.constFirst().reason));
 }
 
 QString Remote::replace(const QString &path, const QString &folder, bool isPacked) const

@@ -173,6 +173,13 @@ void tst_LiveNginx::otherServerBreaksADemand_data()
                           << "\"max-age=3600\""_ba << u"The manifest is asked for anew each time"_s;
     QTest::newRow("compressed content") << "gzip off;"_ba
                                         << "gzip on; gzip_types *;"_ba << u"Content files are not compressed"_s;
+    QTest::newRow("no manifest for who takes gzip and deflate")
+        << "gzip_static on;"_ba
+        << "gzip_static on; if ($http_accept_encoding = \"gzip, deflate\") { return 503; }"_ba
+        << u"The launcher reads the manifest"_s;
+    QTest::newRow("no content for who takes gzip") << "gzip off;"_ba
+                                                   << "gzip off; if ($http_accept_encoding = gzip) { return 503; }"_ba
+                                                   << u"Content files are there, with their sizes"_s;
     QTest::newRow("content in one piece") << "gzip off;"_ba
                                           << "max_ranges 0;"_ba << u"Content files come in parts, too"_s;
     QTest::newRow("content asked for anew") << "max-age=31536000"_ba

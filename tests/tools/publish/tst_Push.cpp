@@ -206,6 +206,7 @@ void tst_Push::noManifestStandsOverContentThatTheDriveDoesNotTake()
         QCOMPARE(problemsOfPush(fixture),
                  QStringList{u"\"%1\" cannot be written: Input/output error."_s.arg(servedPath(fixture, "one"))});
         QVERIFY(!QFile::exists(manifest));
+        QVERIFY(!QFile::exists(servedPath(fixture, "one")));
     }
     QCOMPARE(problemsOfPush(fixture), QStringList());
     QVERIFY(QFile::exists(manifest));
